@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "Base/Export.h"
+#include "Base/Math/LqMatrix4R.h"
+
+namespace Base
+{
+
+/// A region that was painted on the screen, with the view that was in force.
+///
+/// Whoever makes one keeps the mask bytes alive and unchanged as long as the record is in use.
+struct SRegionSelectionInfo
+{
+    /// The view chain: transform1 is applied to world coordinates first, transform3 last; their
+    /// product maps world coordinates to homogeneous clip coordinates.
+    LqMatrix4Rf transform1;
+    LqMatrix4Rf transform2;
+    LqMatrix4Rf transform3;
+    const void* reserved = nullptr;
+    /// maskWidth x maskHeight bytes, row after row from the top of the view; the byte of column x
+    /// in row y is at y x maskWidth + x. Exactly 1 means painted. May be null when there are no
+    /// pixels.
+    const std::uint8_t* maskData = nullptr;
+    std::uint32_t maskWidth = 0;
+    std::uint32_t maskHeight = 0;
+};
+
+/// A region selection that owns its mask bytes, which are taken over without copying.
+/// @throw VekoException when \p mask does not hold exactly \p width x \p height bytes.
+[[nodiscard]] VEKO2_BASE_EXPORT std::shared_ptr<const SRegionSelectionInfo> MakeRegionSelection(
+    const LqMatrix4Rf& transform1, const LqMatrix4Rf& transform2, const LqMatrix4Rf& transform3,
+    std::vector<std::uint8_t> mask, std::uint32_t width, std::uint32_t height);
+
+}  // namespace Base

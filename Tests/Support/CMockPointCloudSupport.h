@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include "Base/Interfaces/IPointCloudSupport.h"
+
+namespace TestSupport
+{
+
+/// A support that says what it is told to say.
+class CMockPointCloudSupport : public Base::IPointCloudSupport
+{
+public:
+    UxBoundingBox3D boundingBox;
+    std::shared_ptr<const INearestNeighborSearch> search;
+
+    [[nodiscard]] const INearestNeighborSearch* GetNearestNeighborSearch() const override
+    {
+        return search.get();
+    }
+    [[nodiscard]] const UxBoundingBox3D& GetBoundingBox() const override { return boundingBox; }
+};
+
+}  // namespace TestSupport

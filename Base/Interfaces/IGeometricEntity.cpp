@@ -1,0 +1,8 @@
+#include "Base/Interfaces/IGeometricEntity.h"
+
+namespace Base
+{
+
+IGeometricEntity::~IGeometricEntity() = default;
+
+}  // namespace Base

@@ -1,0 +1,8 @@
+#include "Base/Interfaces/IIdentified.h"
+
+namespace Base
+{
+
+IIdentified::~IIdentified() = default;
+
+}  // namespace Base

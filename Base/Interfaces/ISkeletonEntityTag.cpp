@@ -1,0 +1,8 @@
+#include "Base/Interfaces/ISkeletonEntityTag.h"
+
+namespace Base
+{
+
+ISkeletonEntityTag::~ISkeletonEntityTag() = default;
+
+}  // namespace Base

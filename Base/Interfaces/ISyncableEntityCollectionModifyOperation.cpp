@@ -1,0 +1,8 @@
+#include "Base/Interfaces/ISyncableEntityCollectionModifyOperation.h"
+
+namespace DataLayer
+{
+
+ISyncableEntityCollectionModifyOperation::~ISyncableEntityCollectionModifyOperation() = default;
+
+}  // namespace DataLayer

@@ -1,0 +1,8 @@
+#include "Base/Interfaces/ITagged.h"
+
+namespace Base
+{
+
+ITagged::~ITagged() = default;
+
+}  // namespace Base

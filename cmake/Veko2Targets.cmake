@@ -16,8 +16,9 @@ endfunction()
 # veko2_add_library(<name> <SHARED|STATIC> SOURCES ... PUBLIC_HEADERS ... PRIVATE_HEADERS ...)
 #
 # Makes library Veko2_<name> with the alias Veko2::<name>. Paths are relative to the calling folder.
-# Public headers are installed under the one include root by their path from the repository's root;
-# they are also recorded in the property VEKO2_PUBLIC_HEADERS, which the tests compile one by one.
+# The public headers are recorded by their path from the repository's root: in the global property
+# VEKO2_PUBLIC_HEADERS, which the tests compile one by one, and those of a shared library, which are
+# installed, in VEKO2_INSTALLED_HEADERS too.
 function(veko2_add_library name kind)
     cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "SOURCES;PUBLIC_HEADERS;PRIVATE_HEADERS")
     if(arg_UNPARSED_ARGUMENTS)
@@ -30,17 +31,16 @@ function(veko2_add_library name kind)
     set_target_properties(${target} PROPERTIES
         EXPORT_NAME ${name}
         VERSION ${PROJECT_VERSION}
-        SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+        SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+        INSTALL_RPATH $ORIGIN)
     target_include_directories(${target} PUBLIC
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/veko2>)
     foreach(header IN LISTS arg_PUBLIC_HEADERS)
         file(RELATIVE_PATH path ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/${header})
         set_property(GLOBAL APPEND PROPERTY VEKO2_PUBLIC_HEADERS ${path})
-        get_filename_component(folder ${path} DIRECTORY)
         if(kind STREQUAL "SHARED")
-            install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/veko2/${folder}
-                COMPONENT Development)
+            set_property(GLOBAL APPEND PROPERTY VEKO2_INSTALLED_HEADERS ${path})
         endif()
     endforeach()
 endfunction()

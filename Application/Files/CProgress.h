@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <utility>
+
+namespace Application
+{
+
+/// Told how much of a long operation is done, from 0 to 1, on the thread that runs it; called a few
+/// hundred times at most, and never again after 1. An exception it throws ends the operation with
+/// that exception and leaves no partial file, which is how a host cancels.
+using ProgressCallback = std::function<void(double)>;
+
+/// Thins the steps of a long operation out to the calls that a ProgressCallback wants.
+class CProgress
+{
+public:
+    /// \p total is in the unit of Report(); an empty \p callback is never called.
+    CProgress(ProgressCallback callback, std::uint64_t total)
+        : m_callback(std::move(callback)), m_total(total), m_step(total / 200 + 1), m_next(m_step)
+    {}
+
+    /// \p done of the total is done; cheap enough for every record.
+    void Report(std::uint64_t done)
+    {
+        if (done >= m_next && m_callback)
+        {
+            m_next = done + m_step;
+            m_callback(done < m_total ? static_cast<double>(done) / static_cast<double>(m_total)
+                                      : 1.0);
+        }
+    }
+
+private:
+    ProgressCallback m_callback;
+    std::uint64_t m_total;
+    std::uint64_t m_step;
+    std::uint64_t m_next;
+};
+
+}  // namespace Application

@@ -1,0 +1,234 @@
+#include "Application/Files/CReplacementFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <string>
+#include <system_error>
+
+#include "Application/Files/COutputError.h"
+
+namespace Application
+{
+
+namespace
+{
+
+constexpr std::size_t c_bufferSize = std::size_t{1} << 20;
+/// From this size on, copying a piece into the buffer costs more than a system call for it.
+constexpr std::size_t c_directSize = std::size_t{128} << 10;
+/// Written data is handed to the disk in steps of this size, so that making it permanent in the end
+/// does not wait for all of it.
+constexpr std::uint64_t c_pushSize = std::uint64_t{16} << 20;
+
+[[nodiscard]] COutputError failure(const std::filesystem::path& target, int error)
+{
+    return {target, "cannot be written: " + std::generic_category().message(error)};
+}
+
+[[nodiscard]] COutputError existing(const std::filesystem::path& target)
+{
+    return {target, "exists already and is replaced only with --force"};
+}
+
+[[nodiscard]] std::string uniqueName()
+{
+    static constexpr char c_digits[] = "0123456789abcdef";
+    std::random_device random;
+    std::string name = ".veko2-";
+    for (int index = 0; index < 16; ++index)
+    {
+        name += c_digits[random() & 15U];
+    }
+    return name + ".part";
+}
+
+}  // namespace
+
+CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool force)
+    : m_target(target),
+      m_resolved(target),
+      m_force(force),
+      m_buffer(std::make_unique<std::byte[]>(c_bufferSize))
+{
+    struct stat status = {};
+    const bool exists = ::stat(target.c_str(), &status) == 0;
+    if (!exists && errno != ENOENT)
+    {
+        throw failure(m_target, errno);
+    }
+    if (exists && S_ISDIR(status.st_mode))
+    {
+        throw COutputError(m_target, "expected a file to write, found a directory");
+    }
+    if (exists && !S_ISREG(status.st_mode))
+    {
+        throw COutputError(m_target, "expected a regular file to write, found a device or pipe");
+    }
+    if (exists && !force)
+    {
+        throw existing(m_target);
+    }
+    std::error_code error;
+    if (std::filesystem::is_symlink(target, error))
+    {
+        m_resolved = std::filesystem::weakly_canonical(target, error);
+        if (error)
+        {
+            throw failure(m_target, error.value());
+        }
+    }
+    openTemporary();
+    if (exists && ::fchmod(m_descriptor.Get(), status.st_mode & 07777) != 0)
+    {
+        const int reason = errno;
+        ::unlink(m_temporary.c_str());
+        throw failure(m_target, reason);
+    }
+}
+
+CReplacementFile::~CReplacementFile()
+{
+    if (!m_temporary.empty())
+    {
+        ::unlink(m_temporary.c_str());
+    }
+}
+
+void CReplacementFile::openTemporary()
+{
+    if (!m_resolved.has_filename())
+    {
+        throw failure(m_target, EISDIR);
+    }
+    do
+    {
+        m_temporary = m_resolved.parent_path() / uniqueName();
+        m_descriptor = CFileDescriptor(
+            ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    } while (!m_descriptor.IsOpen() && errno == EEXIST);
+    if (!m_descriptor.IsOpen())
+    {
+        m_temporary.clear();
+        throw failure(m_target, errno);
+    }
+}
+
+void CReplacementFile::Write(std::span<const std::byte> bytes)
+{
+    if (bytes.size() >= c_directSize)
+    {
+        flush();
+        writeThrough(bytes);
+        return;
+    }
+    if (bytes.size() > c_bufferSize - m_buffered)
+    {
+        flush();
+    }
+    if (!bytes.empty())
+    {
+        std::memcpy(m_buffer.get() + m_buffered, bytes.data(), bytes.size());
+        m_buffered += bytes.size();
+    }
+}
+
+void CReplacementFile::flush()
+{
+    writeThrough({m_buffer.get(), m_buffered});
+    m_buffered = 0;
+}
+
+void CReplacementFile::writeThrough(std::span<const std::byte> bytes)
+{
+    while (!bytes.empty())
+    {
+        const std::size_t piece = std::min<std::size_t>(bytes.size(), c_pushSize);
+        const ssize_t count = ::write(m_descriptor.Get(), bytes.data(), piece);
+        if (count < 0)
+        {
+            if (errno == EINTR)
+            {
+                continue;
+            }
+            throw failure(m_target, errno);
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+        m_written += static_cast<std::uint64_t>(count);
+        if (m_written - m_pushed >= c_pushSize)
+        {
+            // Only a hint: where it is not supported, Commit() waits longer.
+            ::sync_file_range(m_descriptor.Get(), static_cast<off64_t>(m_pushed),
+                              static_cast<off64_t>(m_written - m_pushed), SYNC_FILE_RANGE_WRITE);
+            m_pushed = m_written;
+        }
+    }
+}
+
+void CReplacementFile::Commit()
+{
+    flush();
+    if (::fsync(m_descriptor.Get()) != 0 || !m_descriptor.Close())
+    {
+        throw failure(m_target, errno);
+    }
+    rename();
+    m_temporary.clear();
+    // The name itself becomes permanent with its folder. The file is complete either way, so a
+    // folder that cannot be synchronised is no failure.
+    const std::filesystem::path folder = m_resolved.parent_path();
+    const CFileDescriptor directory(
+        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory.IsOpen())
+    {
+        ::fsync(directory.Get());
+    }
+}
+
+void CReplacementFile::rename()
+{
+    if (m_force)
+    {
+        if (::rename(m_temporary.c_str(), m_resolved.c_str()) != 0)
+        {
+            throw failure(m_target, errno);
+        }
+        return;
+    }
+    // A hard link never replaces anything, so it also holds against whoever made the target since.
+    if (::link(m_temporary.c_str(), m_resolved.c_str()) == 0)
+    {
+        ::unlink(m_temporary.c_str());
+        return;
+    }
+    if (errno == EEXIST)
+    {
+        throw existing(m_target);
+    }
+    // No hard links here: the newer call does the same where the file system knows it.
+    if (::renameat2(AT_FDCWD, m_temporary.c_str(), AT_FDCWD, m_resolved.c_str(),
+                    RENAME_NOREPLACE) == 0)
+    {
+        return;
+    }
+    if (errno == EEXIST)
+    {
+        throw existing(m_target);
+    }
+    if (::access(m_resolved.c_str(), F_OK) == 0)
+    {
+        throw existing(m_target);
+    }
+    if (::rename(m_temporary.c_str(), m_resolved.c_str()) != 0)
+    {
+        throw failure(m_target, errno);
+    }
+}
+
+}  // namespace Application

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace Application
+{
+
+/// The bytes as text.
+[[nodiscard]] inline std::string_view AsText(std::span<const std::byte> bytes)
+{
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// Space, tab and the other characters that only separate, line ends included.
+[[nodiscard]] constexpr bool IsBlank(char character)
+{
+    return character == ' ' || (character >= '\t' && character <= '\r');
+}
+
+/// Takes the first word off \p rest; empty when there is none.
+[[nodiscard]] inline std::string_view TakeToken(std::string_view& rest)
+{
+    std::size_t begin = 0;
+    while (begin < rest.size() && IsBlank(rest[begin]))
+    {
+        ++begin;
+    }
+    std::size_t end = begin;
+    while (end < rest.size() && !IsBlank(rest[end]))
+    {
+        ++end;
+    }
+    const std::string_view token = rest.substr(begin, end - begin);
+    rest.remove_prefix(end);
+    return token;
+}
+
+/// True when nothing but separators is left.
+[[nodiscard]] inline bool IsBlankText(std::string_view text)
+{
+    return TakeToken(text).empty();
+}
+
+/// The number that all of \p token spells, whatever the locale; a leading "+", "nan" and "inf" are
+/// numbers, and one beyond the range of double is an infinity or 0.
+[[nodiscard]] std::optional<double> ParseReal(std::string_view token);
+
+/// The whole number that all of \p token spells, when 64 bits hold it.
+[[nodiscard]] std::optional<std::int64_t> ParseInteger(std::string_view token);
+
+/// A piece of input for a message: in single quotes, shortened, without control characters; "the
+/// end of the line" when empty.
+[[nodiscard]] std::string Quote(std::string_view text);
+
+}  // namespace Application

@@ -54,4 +54,30 @@ std::uint16_t EncodeQNormal(float x, float y, float z)
     return static_cast<std::uint16_t>(position | signs);
 }
 
+LqVector3f DecodeQNormal(std::uint16_t code)
+{
+    int i = (code >> 7) & 0x3F;
+    int j = code & 0x7F;
+    // The line between the two halves of the grid, where no position ever falls: the invalid code
+    // is one of its.
+    if (i + j == 127)
+    {
+        return {};
+    }
+    if (i + j > 127)
+    {
+        i = 127 - i;
+        j = 127 - j;
+    }
+    // The middle of the cell, scaled by 2 so that all are whole numbers: a + b + c is 255.
+    const int a = 2 * i + 1;
+    const int b = 2 * j + 1;
+    const int c = 255 - a - b;
+    const double length = std::sqrt(static_cast<double>(a * a + b * b + c * c));
+    const auto component = [&](int value, int sign) {
+        return static_cast<float>(((code & sign) != 0 ? -value : value) / length);
+    };
+    return {component(a, c_signX), component(b, c_signY), component(c, c_signZ)};
+}
+
 }  // namespace DataLayer

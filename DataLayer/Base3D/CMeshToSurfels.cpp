@@ -1,0 +1,222 @@
+#include "DataLayer/Base3D/CMeshToSurfels.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "Base/Support/VekoException.h"
+#include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
+
+namespace DataLayer
+{
+
+namespace
+{
+
+constexpr const char* c_file = "DataLayer/Base3D/CMeshToSurfels";
+constexpr const char* c_function = "DataLayer::CMeshToSurfels::CreateMinimal";
+
+/// More surfels than this on the faces are a mistake in the distance or in the mesh's unit.
+constexpr double c_maxNumSamples = 268435456.0;
+
+struct SVector3d
+{
+    double x = 0.0;
+    double y = 0.0;
+    double z = 0.0;
+};
+
+SVector3d Difference(const LqVector3f& to, const LqVector3f& from)
+{
+    return {static_cast<double>(to.x) - from.x, static_cast<double>(to.y) - from.y,
+            static_cast<double>(to.z) - from.z};
+}
+
+double Length(const SVector3d& vector)
+{
+    return std::sqrt((vector.x * vector.x + vector.y * vector.y) + vector.z * vector.z);
+}
+
+/// The cross product of two edges: normal to the triangle, as long as twice its area. Zero when it
+/// is not finite.
+SVector3d AreaNormal(const std::array<LqVector3f, 3>& corners)
+{
+    const SVector3d u = Difference(corners[1], corners[0]);
+    const SVector3d v = Difference(corners[2], corners[0]);
+    const SVector3d normal{u.y * v.z - u.z * v.y, u.z * v.x - u.x * v.z, u.x * v.y - u.y * v.x};
+    return std::isfinite(Length(normal)) ? normal : SVector3d();
+}
+
+std::uint16_t Encode(const SVector3d& normal)
+{
+    const double length = Length(normal);
+    if (!(length > 0.0))
+    {
+        return c_invalidQNormal;
+    }
+    return EncodeQNormal(static_cast<float>(normal.x / length),
+                         static_cast<float>(normal.y / length),
+                         static_cast<float>(normal.z / length));
+}
+
+std::array<LqVector3f, 3> GetCorners(const Geometry::CTriangulation& mesh,
+                                     const std::array<std::uint32_t, 3>& triangle)
+{
+    return {mesh.vertices[triangle[0]], mesh.vertices[triangle[1]], mesh.vertices[triangle[2]]};
+}
+
+void CheckIndices(const Geometry::CTriangulation& mesh)
+{
+    for (std::size_t index = 0; index < mesh.triangles.size(); ++index)
+    {
+        for (const std::uint32_t corner : mesh.triangles[index])
+        {
+            if (corner >= mesh.vertices.size())
+            {
+                ThrowVekoException(c_file, 82, c_function,
+                                   L"Triangle %zu names vertex %u, but there are only %zu.", index,
+                                   corner, mesh.vertices.size());
+            }
+        }
+    }
+}
+
+/// How the surfels of one face lie: in rows parallel to its longest edge, each in the middle of an
+/// equal share of the height, and in a row each in the middle of an equal share of its length.
+class CFaceSampling
+{
+public:
+    CFaceSampling(const std::array<LqVector3f, 3>& corners, double distance)
+        : m_corners(corners), m_distance(distance), m_normal(AreaNormal(corners))
+    {
+        std::array<double, 3> lengths{};
+        std::size_t longest = 0;
+        for (std::size_t edge = 0; edge < 3; ++edge)
+        {
+            lengths[edge] = Length(Difference(corners[(edge + 1) % 3], corners[edge]));
+            longest = lengths[edge] > lengths[longest] ? edge : longest;
+        }
+        std::rotate(m_corners.begin(), m_corners.begin() + static_cast<std::ptrdiff_t>(longest),
+                    m_corners.end());
+        m_length = lengths[longest];
+        const double doubleArea = Length(m_normal);
+        if (doubleArea > 0.0 && m_length > distance)
+        {
+            m_numRows = std::ceil(doubleArea / m_length / distance);
+        }
+    }
+
+    /// About, and never less than, the number of surfels: the rows' mean length is half the edge's.
+    [[nodiscard]] double EstimateCount() const
+    {
+        return m_numRows * (1.0 + m_length / (2.0 * m_distance));
+    }
+
+    template <typename AddSurfel>
+    void ForEach(const AddSurfel& addSurfel) const
+    {
+        const std::uint16_t normal = Encode(m_normal);
+        const auto numRows = static_cast<std::uint32_t>(m_numRows);
+        for (std::uint32_t row = 0; row < numRows; ++row)
+        {
+            const double height = (row + 0.5) / m_numRows;
+            const double numInRow = std::ceil(m_length * (1.0 - height) / m_distance);
+            const auto count = static_cast<std::uint32_t>(numInRow);
+            for (std::uint32_t place = 0; place < count; ++place)
+            {
+                const double along = (1.0 - height) * ((place + 0.5) / numInRow);
+                addSurfel(CCompactSurfelPositionNormal{positionAt(along, height), normal});
+            }
+        }
+    }
+
+private:
+    [[nodiscard]] LqVector3f positionAt(double along, double height) const
+    {
+        const double rest = (1.0 - height) - along;
+        const auto mix = [&](float LqVector3f::*axis) {
+            return static_cast<float>((rest * m_corners[0].*axis + along * m_corners[1].*axis) +
+                                      height * m_corners[2].*axis);
+        };
+        return {mix(&LqVector3f::x), mix(&LqVector3f::y), mix(&LqVector3f::z)};
+    }
+
+    /// The longest edge runs from the first to the second.
+    std::array<LqVector3f, 3> m_corners;
+    double m_distance;
+    SVector3d m_normal;
+    double m_length = 0.0;
+    double m_numRows = 0.0;
+};
+
+void AddVertexSurfels(const Geometry::CTriangulation& mesh, CSurfelCollectionMinimal& surfels)
+{
+    std::vector<SVector3d> normals(mesh.vertices.size());
+    for (const auto& triangle : mesh.triangles)
+    {
+        const SVector3d normal = AreaNormal(GetCorners(mesh, triangle));
+        for (const std::uint32_t corner : triangle)
+        {
+            normals[corner].x += normal.x;
+            normals[corner].y += normal.y;
+            normals[corner].z += normal.z;
+        }
+    }
+    CSurfelCollectionMinimal::Surfels vertexSurfels(mesh.vertices.size());
+    for (std::size_t index = 0; index < mesh.vertices.size(); ++index)
+    {
+        vertexSurfels[index] = {mesh.vertices[index], Encode(normals[index])};
+    }
+    surfels.SetSurfels(std::move(vertexSurfels));
+}
+
+void AddFaceSurfels(const Geometry::CTriangulation& mesh, float distance,
+                    CSurfelCollectionMinimal& surfels)
+{
+    if (!(distance > 0.0F) || !std::isfinite(distance))
+    {
+        ThrowVekoException(c_file, 183, c_function,
+                           L"The sampling distance is %g; it must be positive and finite.",
+                           static_cast<double>(distance));
+    }
+    double estimate = 0.0;
+    for (const auto& triangle : mesh.triangles)
+    {
+        estimate += CFaceSampling(GetCorners(mesh, triangle), distance).EstimateCount();
+    }
+    if (!(estimate <= c_maxNumSamples))
+    {
+        ThrowVekoException(c_file, 194, c_function,
+                           L"A sampling distance of %g would give about %.0f surfels; at most %.0f "
+                           L"are made.",
+                           static_cast<double>(distance), estimate, c_maxNumSamples);
+    }
+    surfels.Reserve(surfels.GetCount() + static_cast<std::uint64_t>(estimate));
+    for (const auto& triangle : mesh.triangles)
+    {
+        CFaceSampling(GetCorners(mesh, triangle), distance)
+            .ForEach([&](CCompactSurfelPositionNormal surfel) {
+                surfels.AddSurfelNoReset(std::move(surfel));
+            });
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<Base::ISurfelCollection> CMeshToSurfels::CreateMinimal(
+    const Geometry::CTriangulation& mesh) const
+{
+    CheckIndices(mesh);
+    auto surfels = std::make_shared<CSurfelCollectionMinimal>();
+    AddVertexSurfels(mesh, *surfels);
+    if (m_sampleFaces)
+    {
+        AddFaceSurfels(mesh, m_samplingDistance, *surfels);
+    }
+    return surfels;
+}
+
+}  // namespace DataLayer

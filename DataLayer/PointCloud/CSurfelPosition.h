@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Base/Math/LqVector3f.h"
+
+namespace DataLayer
+{
+
+/// A surfel that has a position and no normal.
+struct CSurfelPosition
+{
+    LqVector3f position;
+};
+
+static_assert(sizeof(CSurfelPosition) == 12);
+
+}  // namespace DataLayer

@@ -1,0 +1,161 @@
+#include "Apps/CommandLine/CConsole.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "Application/Files/COutputError.h"
+
+namespace CommandLine
+{
+
+namespace
+{
+
+/// True when the variable is set to anything but the empty text.
+bool IsSet(const char* variable)
+{
+    const char* const value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+/// Whether standard error is a terminal that understands control sequences.
+bool IsCapableTerminal()
+{
+    const char* const kind = std::getenv("TERM");
+    return isatty(STDERR_FILENO) != 0 && kind != nullptr && std::strcmp(kind, "dumb") != 0;
+}
+
+void WriteToStandardError(std::string_view text)
+{
+    // There is nowhere left to report a failure to.
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+}
+
+std::string MakeProgressLine(std::string_view label, double fraction, int columns)
+{
+    constexpr int c_barCells = 30;
+    const int percent = static_cast<int>(std::floor(std::clamp(fraction, 0.0, 1.0) * 100));
+    std::string line = std::string(label) + ' ';
+    // The last column stays free: a terminal may wrap when it is written.
+    if (static_cast<int>(label.size()) + c_barCells + 8 < columns)
+    {
+        const auto filled = static_cast<std::size_t>(percent * c_barCells / 100);
+        line += '[' + std::string(filled, '#') + std::string(c_barCells - filled, '.') + "] ";
+    }
+    return line + std::to_string(percent) + '%';
+}
+
+}  // namespace
+
+CConsole::CConsole()
+    : m_isTerminal(IsCapableTerminal()), m_isColoured(m_isTerminal && !IsSet("NO_COLOR"))
+{}
+
+CConsole::~CConsole()
+{
+    ClearProgress();
+}
+
+void CConsole::PrintResult(std::string_view text)
+{
+    ClearProgress();
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+    {
+        throw Application::COutputError("standard output", std::strerror(errno));
+    }
+}
+
+void CConsole::Warn(std::string_view text)
+{
+    writeMessage("\x1b[33m", "warning: ", text);
+}
+
+void CConsole::Error(std::string_view text)
+{
+    writeMessage("\x1b[31m", "", text);
+}
+
+void CConsole::ShowProgress(std::string_view label, double fraction)
+{
+    if (!m_isTerminal)
+    {
+        return;
+    }
+    std::string line = MakeProgressLine(label, fraction, GetTerminalColumns(STDERR_FILENO, 80));
+    const std::lock_guard lock(m_mutex);
+    if (line != m_shownProgress)
+    {
+        WriteToStandardError("\r\x1b[K" + line);
+        m_shownProgress = std::move(line);
+    }
+}
+
+void CConsole::ClearProgress()
+{
+    const std::lock_guard lock(m_mutex);
+    eraseProgress();
+}
+
+void CConsole::writeMessage(std::string_view colour, std::string_view kind, std::string_view text)
+{
+    std::string line = "veko2: " + std::string(kind);
+    if (m_isColoured)
+    {
+        line = std::string(colour) + line + "\x1b[0m";
+    }
+    line += EscapeControlCharacters(text) + '\n';
+    const std::lock_guard lock(m_mutex);
+    eraseProgress();
+    WriteToStandardError(line);
+}
+
+void CConsole::eraseProgress()
+{
+    if (!m_shownProgress.empty())
+    {
+        WriteToStandardError("\r\x1b[K");
+        m_shownProgress.clear();
+    }
+}
+
+std::string EscapeControlCharacters(std::string_view text)
+{
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (const char character : text)
+    {
+        const auto byte = static_cast<unsigned char>(character);
+        if ((byte < 0x20 && character != '\n') || byte == 0x7F)
+        {
+            constexpr const char* c_digits = "0123456789abcdef";
+            escaped += "\\x";
+            escaped += c_digits[byte >> 4];
+            escaped += c_digits[byte & 0xF];
+        }
+        else
+        {
+            escaped += character;
+        }
+    }
+    return escaped;
+}
+
+int GetTerminalColumns(int fileDescriptor, int otherwise)
+{
+    winsize size{};
+    if (ioctl(fileDescriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+    {
+        return otherwise;
+    }
+    return size.ws_col;
+}
+
+}  // namespace CommandLine

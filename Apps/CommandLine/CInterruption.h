@@ -1,0 +1,33 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace CommandLine
+{
+
+/// Unwinds a command that the user or the system ended.
+class CInterruptedError : public std::runtime_error
+{
+public:
+    CInterruptedError() : std::runtime_error("interrupted") {}
+};
+
+/// The wish of the user or the system to end the program: SIGINT, SIGTERM or SIGHUP.
+///
+/// The first signal is remembered; the work asks for it between two blocks and unwinds, so that
+/// every unfinished output is removed on the way out. Work that does not ask in time, or a second
+/// signal, ends the process at once.
+class CInterruption
+{
+public:
+    /// From now on the signals are remembered. A signal that the process was started to ignore, as
+    /// a shell does for background jobs, stays ignored.
+    static void Install();
+
+    [[nodiscard]] static bool IsRequested();
+
+    /// @throw CInterruptedError when IsRequested().
+    static void ThrowIfRequested();
+};
+
+}  // namespace CommandLine

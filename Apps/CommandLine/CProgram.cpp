@@ -1,0 +1,228 @@
+#include "Apps/CommandLine/CProgram.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Application/Files/CInputError.h"
+#include "Application/Files/COutputError.h"
+#include "Apps/CommandLine/CConsole.h"
+#include "Apps/CommandLine/CHelpFormatter.h"
+#include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/ICommand.h"
+#include "Base/Support/CLogger.h"
+#include "Base/Support/WideText.h"
+
+namespace CommandLine
+{
+
+namespace
+{
+
+struct SCommandEntry
+{
+    std::unique_ptr<ICommand> command;
+    CLI::App* options = nullptr;
+};
+
+std::vector<std::unique_ptr<ICommand>> MakeCommands()
+{
+    std::vector<std::unique_ptr<ICommand>> commands;
+    return commands;
+}
+
+/// True when `--json` is among the arguments, asked before they are parsed: a failure to parse them
+/// is reported in the form that was asked for, too.
+bool IsJsonWanted(const std::vector<std::string>& arguments)
+{
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
+}
+
+std::string ToText(const nlohmann::ordered_json& document)
+{
+    // File names may hold any byte; those that are not UTF-8 must not cost the whole document.
+    return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+/// The program while it runs: parses, then runs the chosen command.
+class CRun
+{
+public:
+    explicit CRun(CConsole& console);
+
+    /// Does what the arguments say and returns what is to be printed.
+    [[nodiscard]] std::string Execute(const std::vector<std::string>& arguments);
+
+private:
+    [[nodiscard]] ICommand& getChosen() const;
+    [[nodiscard]] std::string listCommands() const;
+
+    CConsole& m_console;
+    bool m_isJson = false;
+    std::vector<SCommandEntry> m_commands;
+    CLI::App m_program{"Cuts painted regions out of 3-D scans.", "veko2"};
+};
+
+CRun::CRun(CConsole& console) : m_console(console)
+{
+    m_program.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
+        "veko2 view scan.ply --output scan.png",
+        "veko2 cut scan.ply --rectangle 400,200,700,500 --output rest.ply"}));
+    m_program.set_help_flag("-h,--help", "Print this help and leave.");
+    m_program.set_version_flag("--version", "veko2 " VEKO2_VERSION, "Print the version and leave.");
+    m_program.add_flag("--json", m_isJson, "Print the result as one JSON document.");
+    m_program.require_subcommand(0, 1);
+    m_program.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    m_program.get_formatter()->label("Subcommands", "Commands");
+    // So that --json may follow the command.
+    m_program.fallthrough();
+    for (auto& command : MakeCommands())
+    {
+        CLI::App& options = command->AddTo(m_program);
+        options.footer("--json prints the result as one JSON document.");
+        m_commands.push_back({std::move(command), &options});
+    }
+}
+
+std::string CRun::Execute(const std::vector<std::string>& arguments)
+{
+    try
+    {
+        // The parser takes its arguments from the back.
+        m_program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    }
+    catch (const CLI::CallForHelp&)
+    {
+        return m_program.help();
+    }
+    catch (const CLI::CallForVersion& version)
+    {
+        return version.what() + std::string("\n");
+    }
+    catch (const CLI::ExtrasError&)
+    {
+        // The parser does not say whether the first stray word stands where a command should.
+        if (!m_program.get_subcommands().empty())
+        {
+            throw;
+        }
+        throw CUsageError("there is no command '" + m_program.remaining().front() +
+                          "'; the commands are " + listCommands());
+    }
+    const SReport report = getChosen().Run(m_console);
+    return m_isJson ? ToText(report.document) : report.text;
+}
+
+ICommand& CRun::getChosen() const
+{
+    for (const SCommandEntry& entry : m_commands)
+    {
+        if (entry.options->parsed())
+        {
+            return *entry.command;
+        }
+    }
+    throw CUsageError("a command is needed; the commands are " + listCommands());
+}
+
+std::string CRun::listCommands() const
+{
+    std::string names;
+    for (const SCommandEntry& entry : m_commands)
+    {
+        names += (names.empty() ? "" : ", ") + entry.options->get_name();
+    }
+    return names;
+}
+
+/// How a run ended that did not come to its end.
+struct SFailure
+{
+    ExitCode code = ExitCode::Failed;
+    std::string message;
+};
+
+/// Calls \p run and turns every exception into a message and its exit code.
+template <typename Run>
+std::optional<SFailure> Guard(const Run& run)
+{
+    try
+    {
+        run();
+        return std::nullopt;
+    }
+    catch (const CLI::ParseError& error)
+    {
+        return SFailure{ExitCode::Usage, error.what()};
+    }
+    catch (const CUsageError& error)
+    {
+        return SFailure{ExitCode::Usage, error.what()};
+    }
+    catch (const Application::CInputError& error)
+    {
+        return SFailure{ExitCode::InputUnreadable, error.what()};
+    }
+    catch (const Application::COutputError& error)
+    {
+        return SFailure{ExitCode::OutputUnwritable, error.what()};
+    }
+    catch (const CInterruptedError&)
+    {
+        return SFailure{ExitCode::Interrupted, "interrupted"};
+    }
+    catch (const std::bad_alloc&)
+    {
+        return SFailure{ExitCode::Failed, "not enough memory"};
+    }
+    catch (const std::exception& error)
+    {
+        return SFailure{ExitCode::Failed, error.what()};
+    }
+}
+
+std::string ToText(const SFailure& failure)
+{
+    return ToText(nlohmann::ordered_json{
+        {"error", {{"code", static_cast<int>(failure.code)}, {"message", failure.message}}}});
+}
+
+}  // namespace
+
+ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
+{
+    CInterruption::Install();
+    CConsole console;
+    Logging::SetLogSink([&console](const Logging::SLogRecord& record) {
+        console.Warn(Base::WideToUtf8(record.message));
+    });
+    // The arguments after the program's name, which may be missing too.
+    const std::vector<std::string> given(arguments + std::min(argumentCount, 1),
+                                         arguments + argumentCount);
+    const std::optional<SFailure> failure =
+        Guard([&] { console.PrintResult(CRun(console).Execute(given)); });
+    if (failure)
+    {
+        console.Error(failure->message);
+        if (failure->code == ExitCode::Usage)
+        {
+            console.Error("see 'veko2 --help' or 'veko2 COMMAND --help'");
+        }
+        if (IsJsonWanted(given))
+        {
+            // Where even this cannot be printed, the message above has said why.
+            (void)Guard([&] { console.PrintResult(ToText(*failure)); });
+        }
+    }
+    Logging::SetLogSink({});
+    return failure ? failure->code : ExitCode::Done;
+}
+
+}  // namespace CommandLine

@@ -1,0 +1,99 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Tests/Apps/CommandLine/ProgramRun.h"
+
+// What every command has in common: help, version, messages, exit codes.
+
+namespace
+{
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using TestSupport::RunProgram;
+
+TEST(ProgramTest, Help_StartsWithTwoExamples)
+{
+    const auto result = RunProgram({"--help"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.out, testing::MatchesRegex("Examples:\n  veko2 [^\n]+\n  veko2 [^\n]+\n\n"
+                                                  "[^\n]+\nUsage: veko2 (.|\n)*"));
+    EXPECT_EQ(result.err, "");
+}
+
+TEST(ProgramTest, Version_IsOneLine)
+{
+    const auto result = RunProgram({"--version"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.out, "veko2 " VEKO2_VERSION "\n");
+}
+
+TEST(ProgramTest, NoCommand_IsAUsageError)
+{
+    const auto result = RunProgram({});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, StartsWith("veko2: "));
+    EXPECT_THAT(result.err, HasSubstr("veko2 --help"));
+}
+
+TEST(ProgramTest, UnknownCommand_IsAUsageErrorThatNamesIt)
+{
+    const auto result = RunProgram({"cutt"});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_THAT(result.err, HasSubstr("cutt"));
+}
+
+TEST(ProgramTest, UsageErrorWithJson_PrintsOneDocumentWithTheSameMessage)
+{
+    const auto result = RunProgram({"--json"});
+    EXPECT_EQ(result.exitCode, 2);
+    const auto document = nlohmann::json::parse(result.out);
+    EXPECT_EQ(document["error"]["code"], 2);
+    EXPECT_THAT(result.err, HasSubstr(document["error"]["message"].get<std::string>()));
+}
+
+TEST(ProgramTest, StandardOutputThatIsFull_IsAnOutputError)
+{
+    const auto result = RunProgram({"--version"}, {.standardOutput = "/dev/full"});
+    EXPECT_EQ(result.exitCode, 4);
+    EXPECT_THAT(result.err, HasSubstr("standard output"));
+}
+
+TEST(ProgramTest, MessageOnATerminal_IsColoured)
+{
+    const auto result =
+        RunProgram({"nothing"}, {.environment = {"TERM=xterm", "NO_COLOR="}, .hasTerminal = true});
+    EXPECT_THAT(result.err, HasSubstr("\x1b[31m"));
+}
+
+TEST(ProgramTest, MessageWithNoColorSet_IsPlain)
+{
+    const auto result =
+        RunProgram({"nothing"}, {.environment = {"TERM=xterm", "NO_COLOR=1"}, .hasTerminal = true});
+    EXPECT_THAT(result.err, Not(HasSubstr("\x1b[")));
+}
+
+TEST(ProgramTest, MessageOnADumbTerminal_IsPlain)
+{
+    const auto result =
+        RunProgram({"nothing"}, {.environment = {"TERM=dumb", "NO_COLOR="}, .hasTerminal = true});
+    EXPECT_THAT(result.err, Not(HasSubstr("\x1b[")));
+}
+
+TEST(ProgramTest, MessageWithoutATerminal_IsPlain)
+{
+    const auto result = RunProgram({"nothing"}, {.environment = {"TERM=xterm", "NO_COLOR="}});
+    EXPECT_THAT(result.err, Not(HasSubstr("\x1b[")));
+}
+
+TEST(ProgramTest, ControlCharactersInAMessage_AreShownNotSent)
+{
+    const auto result = RunProgram({"a\x1b]0;title\x07z"});
+    EXPECT_THAT(result.err, HasSubstr("a\\x1b]0;title\\x07z"));
+}
+
+}  // namespace

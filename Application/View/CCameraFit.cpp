@@ -1,0 +1,240 @@
+#include "Application/View/CCameraFit.h"
+
+#include "Application/Files/CInputError.h"
+#include "Base/Interfaces/IPointCloudSupport.h"
+#include "Base/Math/PointTransform.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+namespace Application
+{
+
+namespace
+{
+
+using Vector = CCamera::Vector;
+
+/// Enough points to place quantiles well, few enough to be read in no time.
+constexpr std::uint64_t c_maxSamples = 200000;
+/// The share of points on either side of an axis that may be strays.
+constexpr double c_strayShare = 0.01;
+/// How far beyond the others, as a share of their range, a point still counts.
+constexpr double c_toleratedExcess = 1.0 / 3.0;
+/// The part of the picture's half size that the points fill.
+constexpr double c_filledPart = 0.92;
+/// The near plane is never closer than this share of the eye's distance, for the depth's precision.
+constexpr double c_minNearShare = 1e-3;
+constexpr double c_maxFarShare = 1e6;
+constexpr double c_radiansPerDegree = 3.14159265358979323846 / 180.0;
+
+/// Points by their coordinates along the picture's right, up and towards-the-viewer directions.
+using Samples = std::array<std::vector<double>, 3>;
+
+struct SRange
+{
+    double min = std::numeric_limits<double>::infinity();
+    double max = -std::numeric_limits<double>::infinity();
+
+    void Extend(double value)
+    {
+        min = std::min(min, value);
+        max = std::max(max, value);
+    }
+};
+
+double along(const Vector& axis, const SHomogeneousPoint<double>& point)
+{
+    return (axis[0] * point.x + axis[1] * point.y) + axis[2] * point.z;
+}
+
+Samples takeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
+{
+    std::uint64_t total = 0;
+    for (const CCameraFit::SScan& scan : scans)
+    {
+        total += scan.collection->GetCount();
+    }
+    const std::uint64_t step = std::max<std::uint64_t>(1, total / c_maxSamples);
+    Samples samples;
+    for (const CCameraFit::SScan& scan : scans)
+    {
+        const std::uint64_t count = scan.collection->GetCount();
+        if (count == 0)
+        {
+            continue;
+        }
+        const auto& positions =
+            scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
+        for (std::uint64_t index = 0; index < count; index += step)
+        {
+            const LqVector3f position = positions.At(index);
+            const auto point =
+                TransformHomogeneous<double>(scan.trafo, position.x, position.y, position.z);
+            if (std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z))
+            {
+                for (std::size_t axis = 0; axis < 3; ++axis)
+                {
+                    samples[axis].push_back(along(axes[axis], point));
+                }
+            }
+        }
+    }
+    return samples;
+}
+
+/// The range of the values without the strays at either end.
+SRange findRobustRange(std::vector<double> values)
+{
+    const auto rank =
+        static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * c_strayShare);
+    const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
+    const SRange whole{*smallest, *largest};
+    std::nth_element(values.begin(), values.begin() + rank, values.end());
+    const double low = values[static_cast<std::size_t>(rank)];
+    std::nth_element(values.begin(), values.end() - 1 - rank, values.end());
+    const double high = *(values.end() - 1 - rank);
+    const double excess = (high - low) * c_toleratedExcess;
+    return {std::max(whole.min, low - excess), std::min(whole.max, high + excess)};
+}
+
+/// The range, towards the viewer, of the corners of all bounding boxes.
+SRange findDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector& toViewer)
+{
+    SRange range;
+    for (const CCameraFit::SScan& scan : scans)
+    {
+        const Geometry::CBox3D box = scan.collection->GetPointCloudSupport()->GetBoundingBox().box;
+        if (box.IsEmpty())
+        {
+            continue;
+        }
+        for (unsigned corner = 0; corner < 8; ++corner)
+        {
+            const double value = along(
+                toViewer,
+                TransformHomogeneous<double>(scan.trafo, (corner & 1U) != 0 ? box.max.x : box.min.x,
+                                             (corner & 2U) != 0 ? box.max.y : box.min.y,
+                                             (corner & 4U) != 0 ? box.max.z : box.min.z));
+            if (std::isfinite(value))
+            {
+                range.Extend(value);
+            }
+        }
+    }
+    return range;
+}
+
+/// How far the eye must be from the centre for all samples within the ranges to be in the picture.
+double findDistance(const Samples& samples, const std::array<SRange, 3>& ranges,
+                    const Vector& centre, double slopeX, double slopeY)
+{
+    double distance = 0.0;
+    for (std::size_t index = 0; index < samples[0].size(); ++index)
+    {
+        Vector offset{};
+        bool isStray = false;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+        {
+            const double value = samples[axis][index];
+            isStray = isStray || value < ranges[axis].min || value > ranges[axis].max;
+            offset[axis] = value - centre[axis];
+        }
+        if (!isStray)
+        {
+            distance = std::max({distance, offset[2] + std::abs(offset[0]) / slopeX,
+                                 offset[2] + std::abs(offset[1]) / slopeY});
+        }
+    }
+    return distance;
+}
+
+}  // namespace
+
+std::optional<CCameraFit::SDirection> CCameraFit::FindDirection(std::string_view name)
+{
+    static constexpr std::array<std::pair<std::string_view, SDirection>, 7> c_directions = {{
+        {"front", {{0.0, -1.0, 0.0}, {0.0, 0.0, 1.0}}},
+        {"back", {{0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}},
+        {"left", {{-1.0, 0.0, 0.0}, {0.0, 0.0, 1.0}}},
+        {"right", {{1.0, 0.0, 0.0}, {0.0, 0.0, 1.0}}},
+        {"top", {{0.0, 0.0, 1.0}, {0.0, 1.0, 0.0}}},
+        {"bottom", {{0.0, 0.0, -1.0}, {0.0, 1.0, 0.0}}},
+        {"iso", {}},
+    }};
+    for (const auto& [known, direction] : c_directions)
+    {
+        if (known == name)
+        {
+            return direction;
+        }
+    }
+    return std::nullopt;
+}
+
+CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
+{
+    CCamera::SParameters parameters;
+    parameters.eye = direction.toEye;
+    parameters.target = {0.0, 0.0, 0.0};
+    parameters.up = direction.up;
+    parameters.projection = projection;
+    parameters.fieldOfView = fieldOfView;
+    parameters.width = width;
+    parameters.height = height;
+    const std::array<Vector, 3> axes = CCamera(parameters).GetAxes();
+
+    const Samples samples = takeSamples(scans, axes);
+    if (samples[0].empty())
+    {
+        throw CInputError("camera", "there is no point to look at");
+    }
+    std::array<SRange, 3> ranges;
+    Vector centre{};
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        ranges[axis] = findRobustRange(samples[axis]);
+        centre[axis] = 0.5 * (ranges[axis].min + ranges[axis].max);
+    }
+
+    const double aspect = static_cast<double>(width) / height;
+    const double radius =
+        0.5 * std::hypot(ranges[0].max - ranges[0].min, ranges[1].max - ranges[1].min,
+                         ranges[2].max - ranges[2].min);
+    // A single point has no size of its own; one unit is as good as any.
+    const double scale = radius > 0.0 ? radius : 1.0;
+    double distance = 2.0 * scale;
+    if (projection == CCamera::Projection::Perspective)
+    {
+        const double slope = c_filledPart * std::tan(0.5 * (fieldOfView * c_radiansPerDegree));
+        const double needed = findDistance(samples, ranges, centre, slope * aspect, slope);
+        distance = std::max(needed, 1e-3 * scale);
+        distance = radius > 0.0 ? distance : 2.0 * scale;
+    }
+    else
+    {
+        const double halfHeight = std::max(0.5 * (ranges[1].max - ranges[1].min),
+                                           0.5 * (ranges[0].max - ranges[0].min) / aspect);
+        parameters.orthographicHeight =
+            2.0 * (halfHeight > 0.0 ? halfHeight : scale) / c_filledPart;
+    }
+
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        parameters.target[axis] =
+            (centre[0] * axes[0][axis] + centre[1] * axes[1][axis]) + centre[2] * axes[2][axis];
+        parameters.eye[axis] = parameters.target[axis] + distance * axes[2][axis];
+    }
+    const SRange depth = findDepthRange(scans, axes[2]);
+    const double margin = 0.01 * (distance + scale);
+    parameters.nearDistance =
+        std::max(centre[2] + distance - depth.max - margin, c_minNearShare * distance);
+    parameters.farDistance =
+        std::min(centre[2] + distance - depth.min + margin, c_maxFarShare * distance);
+    return CCamera(parameters);
+}
+
+}  // namespace Application

@@ -1,0 +1,99 @@
+#include "Application/View/CMask.h"
+
+#include "Application/Files/CInputError.h"
+#include "Application/Pictures/CPngDecoder.h"
+#include "Application/Pictures/PngEncoder.h"
+#include "Application/View/FileBytes.h"
+#include "Application/View/ViewLimits.h"
+
+#include <algorithm>
+#include <string>
+
+namespace Application
+{
+
+namespace
+{
+
+/// More than any sensible picture of c_maxViewSide needs.
+constexpr std::uint64_t c_maxFileBytes = std::uint64_t{1} << 31U;
+
+std::string sizeText(std::uint32_t width, std::uint32_t height)
+{
+    return std::to_string(width) + " x " + std::to_string(height) + " pixels";
+}
+
+/// True when any byte of the samples that decide is not 0, which holds at every bit depth.
+bool isPainted(const std::uint8_t* pixel, std::size_t firstByte, std::size_t endByte)
+{
+    return std::any_of(pixel + firstByte, pixel + endByte, [](std::uint8_t b) { return b != 0; });
+}
+
+}  // namespace
+
+CMask::CMask(std::uint32_t width, std::uint32_t height) : m_width(width), m_height(height)
+{
+    if (width == 0 || height == 0 || width > c_maxViewSide || height > c_maxViewSide)
+    {
+        throw CInputError("mask", "expected 1 to " + std::to_string(c_maxViewSide) +
+                                      " pixels on each side, found " + sizeText(width, height));
+    }
+    m_bytes.resize(std::size_t{width} * height);
+}
+
+CMask CMask::ReadPng(const std::filesystem::path& file, std::uint32_t width, std::uint32_t height)
+{
+    return FromPng(ReadFileBytes(file, c_maxFileBytes), file, width, height);
+}
+
+CMask CMask::FromPng(std::string_view png, const std::filesystem::path& name, std::uint32_t width,
+                     std::uint32_t height)
+{
+    CMask mask(width, height);
+    CPngDecoder decoder(png, name);
+    if (decoder.GetWidth() != width || decoder.GetHeight() != height)
+    {
+        throw CInputError(name, "expected a mask of " + sizeText(width, height) +
+                                    " as the view has, found " +
+                                    sizeText(decoder.GetWidth(), decoder.GetHeight()));
+    }
+    const std::vector<std::uint8_t> pixels = decoder.Decode();
+    const std::size_t pixelBytes = decoder.GetBytesPerPixel();
+    const std::size_t sampleBytes = decoder.GetBytesPerSample();
+    const std::size_t firstByte = decoder.HasAlpha() ? pixelBytes - sampleBytes : 0;
+    for (std::size_t index = 0; index < mask.m_bytes.size(); ++index)
+    {
+        mask.m_bytes[index] =
+            isPainted(pixels.data() + index * pixelBytes, firstByte, pixelBytes) ? 1 : 0;
+    }
+    return mask;
+}
+
+std::vector<std::byte> CMask::ToPng() const
+{
+    std::vector<std::uint8_t> grey(m_bytes.size());
+    std::transform(m_bytes.begin(), m_bytes.end(), grey.begin(),
+                   [](std::uint8_t painted) { return painted != 0 ? 255 : 0; });
+    return EncodePng(m_width, m_height, PngColor::Grey, grey);
+}
+
+std::uint64_t CMask::CountPainted() const
+{
+    return static_cast<std::uint64_t>(std::count(m_bytes.begin(), m_bytes.end(), 1));
+}
+
+void CMask::PaintSpan(std::uint32_t row, std::uint32_t firstColumn, std::uint32_t endColumn)
+{
+    const auto rowBegin = m_bytes.begin() + static_cast<std::ptrdiff_t>(std::size_t{row} * m_width);
+    std::fill(rowBegin + firstColumn, rowBegin + std::max(firstColumn, endColumn), std::uint8_t{1});
+}
+
+void CMask::Invert()
+{
+    for (std::uint8_t& painted : m_bytes)
+    {
+        painted ^= 1U;
+    }
+}
+
+}  // namespace Application

@@ -1,0 +1,269 @@
+#include "Application/View/CView.h"
+
+#include "Application/Files/CInputError.h"
+#include "Application/View/CMask.h"
+#include "Application/View/FileBytes.h"
+#include "Application/View/ViewLimits.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <utility>
+
+namespace Application
+{
+
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* c_format = "veko2-view";
+constexpr std::uint64_t c_version = 1;
+constexpr std::uint64_t c_maxFileBytes = 1U << 20U;
+constexpr std::array<const char*, 3> c_transformNames = {"transform1", "transform2", "transform3"};
+
+/// Below this, a pivot of a matrix whose rows and columns were scaled to 1 is rounding noise.
+constexpr double c_minPivot = 1e-14;
+
+void checkSize(const std::filesystem::path& name, const char* field, std::uint64_t size)
+{
+    if (size == 0 || size > c_maxViewSide)
+    {
+        throw CInputError(name, std::string(field) + ": expected 1 to " +
+                                    std::to_string(c_maxViewSide) + " pixels, found " +
+                                    std::to_string(size));
+    }
+}
+
+/// Finite as a double and, because the library works in float, also as a float.
+bool isFinite(double value)
+{
+    return std::isfinite(value) && std::isfinite(static_cast<float>(value));
+}
+
+void scaleToUnit(LqMatrix4Rd& matrix, bool rows)
+{
+    for (std::size_t line = 0; line < 4; ++line)
+    {
+        double largest = 0.0;
+        for (std::size_t k = 0; k < 4; ++k)
+        {
+            largest = std::max(largest, std::abs(rows ? matrix(line, k) : matrix(k, line)));
+        }
+        for (std::size_t k = 0; k < 4 && largest > 0.0; ++k)
+        {
+            (rows ? matrix(line, k) : matrix(k, line)) /= largest;
+        }
+    }
+}
+
+/// Gaussian elimination with row pivots. Rows and columns are scaled first, since a projection
+/// mixes very different magnitudes (near and far distances) without being close to singular.
+bool isSingular(LqMatrix4Rd matrix)
+{
+    scaleToUnit(matrix, true);
+    scaleToUnit(matrix, false);
+    for (std::size_t step = 0; step < 4; ++step)
+    {
+        std::size_t pivot = step;
+        for (std::size_t row = step + 1; row < 4; ++row)
+        {
+            pivot = std::abs(matrix(row, step)) > std::abs(matrix(pivot, step)) ? row : pivot;
+        }
+        if (!(std::abs(matrix(pivot, step)) > c_minPivot))
+        {
+            return true;
+        }
+        for (std::size_t k = 0; k < 4; ++k)
+        {
+            std::swap(matrix(pivot, k), matrix(step, k));
+        }
+        for (std::size_t row = step + 1; row < 4; ++row)
+        {
+            const double factor = matrix(row, step) / matrix(step, step);
+            for (std::size_t k = step; k < 4; ++k)
+            {
+                matrix(row, k) -= factor * matrix(step, k);
+            }
+        }
+    }
+    return false;
+}
+
+const Json& findField(const Json& document, const std::filesystem::path& name, const char* field)
+{
+    const auto found = document.find(field);
+    if (found == document.end())
+    {
+        throw CInputError(name, std::string(field) + ": the field is missing");
+    }
+    return *found;
+}
+
+std::uint32_t readSize(const Json& document, const std::filesystem::path& name, const char* field)
+{
+    const Json& value = findField(document, name, field);
+    if (!value.is_number_unsigned())
+    {
+        throw CInputError(name, std::string(field) + ": expected a whole number of pixels, found " +
+                                    value.type_name());
+    }
+    const auto size = value.get<std::uint64_t>();
+    checkSize(name, field, size);
+    return static_cast<std::uint32_t>(size);
+}
+
+void readNumbers(const Json& document, const std::filesystem::path& name, const char* field,
+                 std::span<double> numbers)
+{
+    const Json& value = findField(document, name, field);
+    if (!value.is_array() || value.size() != numbers.size())
+    {
+        throw CInputError(name, std::string(field) + ": expected an array of " +
+                                    std::to_string(numbers.size()) + " numbers, found " +
+                                    (value.is_array() ? std::to_string(value.size()) + " elements"
+                                                      : std::string(value.type_name())));
+    }
+    for (std::size_t index = 0; index < numbers.size(); ++index)
+    {
+        if (!value[index].is_number())
+        {
+            throw CInputError(name, std::string(field) + "[" + std::to_string(index) +
+                                        "]: expected a number, found " + value[index].type_name());
+        }
+        numbers[index] = value[index].get<double>();
+    }
+}
+
+void checkHeader(const Json& document, const std::filesystem::path& name)
+{
+    if (!document.is_object())
+    {
+        throw CInputError(
+            name, std::string("expected a view, a JSON object, found ") + document.type_name());
+    }
+    const Json& format = findField(document, name, "format");
+    if (format != c_format)
+    {
+        throw CInputError(name, std::string("format: expected \"") + c_format + "\", found " +
+                                    format.dump(-1, ' ', true, Json::error_handler_t::replace));
+    }
+    const Json& version = findField(document, name, "version");
+    if (version != c_version)
+    {
+        throw CInputError(name, "version: expected " + std::to_string(c_version) + ", found " +
+                                    version.dump(-1, ' ', true, Json::error_handler_t::replace));
+    }
+}
+
+}  // namespace
+
+CView::CView(std::uint32_t width, std::uint32_t height, const Origin& origin,
+             const Transforms& transforms, const std::filesystem::path& name)
+    : m_width(width), m_height(height), m_origin(origin), m_transforms(transforms)
+{
+    checkSize(name, "width", width);
+    checkSize(name, "height", height);
+    for (const double coordinate : origin)
+    {
+        if (!std::isfinite(coordinate))
+        {
+            throw CInputError(name, "origin: expected finite numbers");
+        }
+    }
+    for (std::size_t index = 0; index < transforms.size(); ++index)
+    {
+        const double* const elements = transforms[index].data();
+        if (!std::all_of(elements, elements + 16, isFinite))
+        {
+            throw CInputError(name, std::string(c_transformNames[index]) +
+                                        ": expected numbers that are finite as floats");
+        }
+        if (isSingular(transforms[index]))
+        {
+            throw CInputError(name, std::string(c_transformNames[index]) +
+                                        ": expected a matrix with an inverse, found a singular "
+                                        "one");
+        }
+    }
+}
+
+CView CView::Read(const std::filesystem::path& file)
+{
+    return FromJson(ReadFileBytes(file, c_maxFileBytes), file);
+}
+
+CView CView::FromJson(std::string_view json, const std::filesystem::path& name)
+{
+    Json document;
+    try
+    {
+        document = Json::parse(json);
+    }
+    catch (const Json::parse_error& error)
+    {
+        throw CInputError::AtByte(name, error.byte,
+                                  "expected a JSON document: " + std::string(error.what()));
+    }
+    catch (const Json::exception& error)
+    {
+        throw CInputError(name, error.what());
+    }
+    checkHeader(document, name);
+    const std::uint32_t width = readSize(document, name, "width");
+    const std::uint32_t height = readSize(document, name, "height");
+    Origin origin{};
+    readNumbers(document, name, "origin", origin);
+    Transforms transforms;
+    for (std::size_t index = 0; index < transforms.size(); ++index)
+    {
+        readNumbers(document, name, c_transformNames[index],
+                    std::span<double>(transforms[index].data(), 16));
+    }
+    return CView(width, height, origin, transforms, name);
+}
+
+std::string CView::ToJson() const
+{
+    Json document;
+    document["format"] = c_format;
+    document["version"] = c_version;
+    document["width"] = m_width;
+    document["height"] = m_height;
+    document["origin"] = m_origin;
+    for (std::size_t index = 0; index < m_transforms.size(); ++index)
+    {
+        const double* const elements = m_transforms[index].data();
+        document[c_transformNames[index]] = std::vector<double>(elements, elements + 16);
+    }
+    return document.dump(2) + "\n";
+}
+
+LqMatrix4Rd CView::MakeRelativeTrafo(const LqMatrix4Rd& trafo) const
+{
+    LqMatrix4Rd toOrigin = c_matIdentityD;
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        toOrigin(3, axis) = -m_origin[axis];
+    }
+    return trafo * toOrigin;
+}
+
+std::shared_ptr<const Base::SRegionSelectionInfo> CView::MakeSelection(const CMask& mask) const
+{
+    if (mask.GetWidth() != m_width || mask.GetHeight() != m_height)
+    {
+        throw CInputError("mask", "expected " + std::to_string(m_width) + " x " +
+                                      std::to_string(m_height) + " pixels as the view has, found " +
+                                      std::to_string(mask.GetWidth()) + " x " +
+                                      std::to_string(mask.GetHeight()));
+    }
+    return Base::MakeRegionSelection(LqMatrix4Rf(m_transforms[0]), LqMatrix4Rf(m_transforms[1]),
+                                     LqMatrix4Rf(m_transforms[2]), mask.GetBytes(), m_width,
+                                     m_height);
+}
+
+}  // namespace Application

@@ -1,0 +1,184 @@
+#include "Application/View/CCameraFit.h"
+
+#include "Application/Files/CInputError.h"
+#include "Base/Math/PointTransform.h"
+#include "Tests/Support/CMockSurfelCollection.h"
+#include "Tests/Support/Selections.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace
+{
+
+using Application::CCamera;
+using Application::CCameraFit;
+using Application::CInputError;
+using Application::CView;
+using TestSupport::CMockSurfelCollection;
+
+/// The points of a cube's surface grid, from -1 to 1.
+std::vector<LqVector3f> makeCube()
+{
+    std::vector<LqVector3f> points;
+    for (int i = 0; i <= 10; ++i)
+    {
+        for (int j = 0; j <= 10; ++j)
+        {
+            const float a = -1.0F + 0.2F * static_cast<float>(i);
+            const float b = -1.0F + 0.2F * static_cast<float>(j);
+            for (const float side : {-1.0F, 1.0F})
+            {
+                points.insert(points.end(), {{side, a, b}, {a, side, b}, {a, b, side}});
+            }
+        }
+    }
+    return points;
+}
+
+std::vector<CCameraFit::SScan> makeScans(const std::vector<LqVector3f>& points,
+                                         const LqMatrix4Rd& trafo = c_matIdentityD)
+{
+    return {{std::make_shared<CMockSurfelCollection>(points), trafo}};
+}
+
+/// The extent of the points on the device, as the largest |x| and |y|, and their depth range.
+struct SExtent
+{
+    float x = 0.0F;
+    float y = 0.0F;
+    float minDepth = std::numeric_limits<float>::infinity();
+    float maxDepth = -std::numeric_limits<float>::infinity();
+};
+
+SExtent measure(const CView& view, const std::vector<LqVector3f>& points,
+                const LqMatrix4Rd& trafo = c_matIdentityD)
+{
+    const auto& transforms = view.GetTransforms();
+    const LqMatrix4Rf chain = LqMatrix4Rf(view.MakeRelativeTrafo(trafo)) *
+                              (LqMatrix4Rf(transforms[0]) * LqMatrix4Rf(transforms[1]));
+    SExtent extent;
+    for (const LqVector3f& point : points)
+    {
+        const LqVector3f device = TransformPoint(chain, point);
+        extent.x = std::max(extent.x, std::abs(device.x));
+        extent.y = std::max(extent.y, std::abs(device.y));
+        extent.minDepth = std::min(extent.minDepth, device.z);
+        extent.maxDepth = std::max(extent.maxDepth, device.z);
+    }
+    return extent;
+}
+
+void expectFramed(const SExtent& extent)
+{
+    EXPECT_LE(std::max(extent.x, extent.y), 0.93F);
+    EXPECT_GE(std::max(extent.x, extent.y), 0.85F);
+    EXPECT_GE(extent.minDepth, 0.0F);
+    EXPECT_LE(extent.maxDepth, 1.0F);
+}
+
+TEST(CCameraFit, Compute_EveryNamedDirectionFramesACube)
+{
+    const auto cube = makeCube();
+    for (const char* name : {"front", "back", "left", "right", "top", "bottom", "iso"})
+    {
+        SCOPED_TRACE(name);
+        CCameraFit fit;
+        fit.direction = CCameraFit::FindDirection(name).value();
+        expectFramed(measure(fit.Compute(makeScans(cube)).MakeView(), cube));
+    }
+}
+
+TEST(CCameraFit, Compute_OrthographicAndTallPicturesFrameACube)
+{
+    const auto cube = makeCube();
+    CCameraFit fit;
+    fit.projection = CCamera::Projection::Orthographic;
+    fit.width = 300;
+    fit.height = 900;
+    expectFramed(measure(fit.Compute(makeScans(cube)).MakeView(), cube));
+}
+
+TEST(CCameraFit, Compute_FrontLooksAlongTheYAxisWithZUp)
+{
+    CCameraFit fit;
+    fit.direction = CCameraFit::FindDirection("front").value();
+    const CCamera camera = fit.Compute(makeScans(makeCube()));
+    const auto& parameters = camera.GetParameters();
+    EXPECT_LT(parameters.eye[1], -2.0);
+    EXPECT_NEAR(parameters.eye[0], 0.0, 1e-9);
+    EXPECT_EQ(camera.GetAxes()[1], (CCamera::Vector{0, 0, 1}));
+}
+
+TEST(CCameraFit, FindDirection_UnknownNameIsAbsent)
+{
+    EXPECT_FALSE(CCameraFit::FindDirection("sideways").has_value());
+    EXPECT_FALSE(CCameraFit::FindDirection("").has_value());
+}
+
+TEST(CCameraFit, Compute_StrayPointsDoNotShrinkTheObject)
+{
+    const auto cube = makeCube();
+    auto withStrays = cube;
+    withStrays.push_back({5000, 0, 0});
+    withStrays.push_back({0, -3000, 4000});
+    const CCameraFit fit;
+    expectFramed(measure(fit.Compute(makeScans(withStrays)).MakeView(), cube));
+}
+
+TEST(CCameraFit, Compute_FarPlaneReachesStrayPoints)
+{
+    const CCameraFit fit{.direction = CCameraFit::FindDirection("front").value()};
+    auto points = makeCube();
+    points.push_back({0, 500, 0});
+    const SExtent extent = measure(fit.Compute(makeScans(points)).MakeView(), points);
+    EXPECT_LE(extent.maxDepth, 1.0F);
+    EXPECT_GE(extent.minDepth, 0.0F);
+}
+
+TEST(CCameraFit, Compute_SkipsPositionsThatAreNotFinite)
+{
+    const auto cube = makeCube();
+    auto damaged = cube;
+    damaged.push_back({std::numeric_limits<float>::quiet_NaN(), 0, 0});
+    damaged.push_back({std::numeric_limits<float>::infinity(), 0, 0});
+    const CCameraFit fit;
+    expectFramed(measure(fit.Compute(makeScans(damaged)).MakeView(), cube));
+}
+
+TEST(CCameraFit, Compute_GeographicCoordinatesAreFramedExactly)
+{
+    const auto cube = makeCube();
+    const LqMatrix4Rd trafo = TestSupport::MakeTranslation(4.5e6, 5.3e6, 300);
+    const CCameraFit fit;
+    expectFramed(measure(fit.Compute(makeScans(cube, trafo)).MakeView(), cube, trafo));
+}
+
+TEST(CCameraFit, Compute_SinglePointIsInTheMiddle)
+{
+    const CCameraFit fit;
+    const std::vector<LqVector3f> point = {{3, 4, 5}};
+    const SExtent extent = measure(fit.Compute(makeScans(point)).MakeView(), point);
+    EXPECT_NEAR(extent.x, 0.0F, 1e-6F);
+    EXPECT_NEAR(extent.y, 0.0F, 1e-6F);
+}
+
+TEST(CCameraFit, Compute_NothingToLookAtThrows)
+{
+    const CCameraFit fit;
+    EXPECT_THROW(static_cast<void>(fit.Compute({})), CInputError);
+    EXPECT_THROW(static_cast<void>(fit.Compute(makeScans({}))), CInputError);
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_THROW(static_cast<void>(fit.Compute(makeScans({{nan, nan, nan}}))), CInputError);
+}
+
+TEST(CCameraFit, Compute_DirectionAlongUpThrows)
+{
+    CCameraFit fit;
+    fit.direction = {{0, 0, 1}, {0, 0, 1}};
+    EXPECT_THROW(static_cast<void>(fit.Compute(makeScans(makeCube()))), CInputError);
+}
+
+}  // namespace

@@ -5,15 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
-#include <stdexcept>
-#include <string>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "Base/Support/CLogger.h"
 #include "Base/Support/ParallelFor.h"
+#include "DataLayer/Base3D/PointCloudEditing/CheckedCount.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfels.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
 
@@ -30,17 +28,6 @@ constexpr std::uint8_t c_painted = 1;
 
 /// A collection larger than this is split, so that a single one keeps all workers busy.
 constexpr std::uint32_t c_surfelsPerBlock = 65536;
-
-/// Surfels and inputs are counted in 32 bits.
-std::uint32_t checkedCount(std::uint64_t count)
-{
-    if (count > std::numeric_limits<std::uint32_t>::max())
-    {
-        throw std::length_error("A cut takes at most 4294967295 elements, but was given " +
-                                std::to_string(count) + ".");
-    }
-    return static_cast<std::uint32_t>(count);
-}
 
 /// The bounds of the painted pixels' integer corners. Their far corners are left out on purpose.
 UxBoundingBox3D boundPaintedPixels(const Base::SRegionSelectionInfo& selection)
@@ -67,13 +54,6 @@ UxBoundingBox3D boundPaintedPixels(const Base::SRegionSelectionInfo& selection)
     bounds.box.min.z = 0.0F;
     bounds.box.max.z = 1.0F;
     return bounds;
-}
-
-/// The first row or column outside. A float size may be rounded up beyond the mask's true size,
-/// where there are no bytes; one that is no 32-bit integer leaves no pixel inside.
-std::int32_t endOfPixels(float size, std::uint32_t trueSize)
-{
-    return static_cast<std::int32_t>(std::min<std::int64_t>(TruncateToInt32(size), trueSize));
 }
 
 /// Runs the kernel over the surfels 0 to \p count - 1 and says whether a word was changed.
@@ -115,7 +95,7 @@ void CCutPointCloudWithPixelMask::Compute(const std::vector<SInputData>& inputs,
                                           Results& results) const
 {
     results.resize(inputs.size());
-    Base::ParallelFor(checkedCount(inputs.size()),
+    Base::ParallelFor(CheckedCount(inputs.size()),
                       [&](std::uint32_t index) { classify(inputs[index], results[index]); });
 }
 
@@ -167,7 +147,7 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
     words = input.bitMasks;
     if (words.empty())
     {
-        words.resize(checkedCount(collection.GetCount()));
+        words.resize(CheckedCount(collection.GetCount()));
     }
     const LqMatrix4Rf combined = combine(input.trafo);
     if (!intersectsPixelBounds(combined, collection))
@@ -175,7 +155,7 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
         return;
     }
     const auto& positions = collection.GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    const std::uint32_t count = checkedCount(collection.GetCount());
+    const std::uint32_t count = CheckedCount(collection.GetCount());
 
     SCutSurfelsTask task;
     task.matrix = combined;
@@ -183,8 +163,10 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
     task.height = m_height;
     task.mask = m_regionSelection->maskData;
     task.maskWidth = m_regionSelection->maskWidth;
-    task.endColumn = endOfPixels(m_width, m_regionSelection->maskWidth);
-    task.endRow = endOfPixels(m_height, m_regionSelection->maskHeight);
+    // A size above 2^24 may have been rounded up as a float. No other float lies between the true
+    // size and that one, so that no pixel leads outside the mask's bytes.
+    task.endColumn = TruncateToInt32(m_width);
+    task.endRow = TruncateToInt32(m_height);
     task.firstPosition = positions.GetFirstElement();
     task.positionStride = positions.GetStrideInBytes();
     task.words = words.data();

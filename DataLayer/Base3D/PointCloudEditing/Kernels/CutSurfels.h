@@ -20,7 +20,7 @@ struct SCutSurfelsTask
     /// The mask's bytes, row after row, maskWidth to a row.
     const std::uint8_t* mask = nullptr;
     std::uint32_t maskWidth = 0;
-    /// The first column and row that lie outside, never beyond the mask's own size.
+    /// The first column and row that lie outside.
     std::int32_t endColumn = 0;
     std::int32_t endRow = 0;
     /// Position j is the three floats at firstPosition + j x positionStride bytes, aligned or not.

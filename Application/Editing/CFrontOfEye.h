@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Application/Editing/SCutRegion.h"
+#include "Base/Interfaces/CSurfelBitMask.h"
+#include "Base/Math/CBox3D.h"
+#include "Base/Math/LqMatrix4R.h"
+
+namespace Base
+{
+class ISurfelCollection;
+}
+
+namespace DataLayer
+{
+class CCutPointCloudWithPixelMask;
+}
+
+namespace Application
+{
+
+/// Which surfels of a collection lie in front of the eye of a region's view, found with the
+/// arithmetic of DataLayer::CCutPointCloudWithPixelMask: those whose w is above 0.
+class CFrontOfEye
+{
+public:
+    /// \p region is the one that \p collection, which must not be null, is cut with.
+    CFrontOfEye(const SCutRegion& region,
+                std::shared_ptr<const Base::ISurfelCollection> collection);
+
+    /// The collection to classify in place of the own one: that one itself where \p cutter takes
+    /// it, or where rejecting it is right; else a stand-in that \p cutter takes.
+    [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeAcceptable(
+        const DataLayer::CCutPointCloudWithPixelMask& cutter) const;
+
+    /// Takes SurfelFlagCut back from the words \p after of the surfels \p begin to \p end - 1 that
+    /// did not have it in \p before (which may be empty: none had it) and are not in front of the
+    /// eye. Returns how many of them keep it.
+    [[nodiscard]] std::uint64_t TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
+                                               std::vector<Base::CSurfelBitMask>& after,
+                                               std::uint32_t begin, std::uint32_t end) const;
+
+private:
+    [[nodiscard]] bool reachesBehind(const Geometry::CBox3D& box) const;
+    [[nodiscard]] std::optional<LqVector3f> findNearPaint() const;
+
+    const SCutRegion& m_region;
+    std::shared_ptr<const Base::ISurfelCollection> m_collection;
+    LqMatrix4Rf m_combined;
+};
+
+}  // namespace Application

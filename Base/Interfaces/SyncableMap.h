@@ -119,6 +119,14 @@ public:
     /// A full record without content for \p entryKey.
     explicit TSyncableMapModifyMessage(const Key& entryKey) : key(entryKey) {}
 
+    TSyncableMapModifyMessage(const TSyncableMapModifyMessage&) = default;
+    TSyncableMapModifyMessage& operator=(const TSyncableMapModifyMessage&) = default;
+    // Not inlined: compilers would follow the payloads that a message does not hold, and warn of
+    // their uninitialised members.
+    [[gnu::noinline]] TSyncableMapModifyMessage(TSyncableMapModifyMessage&&) noexcept = default;
+    TSyncableMapModifyMessage& operator=(TSyncableMapModifyMessage&&) noexcept = default;
+    ~TSyncableMapModifyMessage() = default;
+
     /// Makes this a message with one full record.
     void SetValue(Value value)
     {
@@ -172,7 +180,7 @@ private:
         const auto* const held = std::get_if<Payload>(&m_payload);
         if (held == nullptr)
         {
-            ThrowVekoException("Base/Interfaces/SyncableMap", 176,
+            ThrowVekoException("Base/Interfaces/SyncableMap", 183,
                                "Base::TSyncableMapModifyMessage::payload",
                                L"A map message was read as another kind than it carries.");
         }

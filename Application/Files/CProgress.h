@@ -12,7 +12,8 @@ namespace Application
 /// that exception and leaves no partial file, which is how a host cancels.
 using ProgressCallback = std::function<void(double)>;
 
-/// Thins the steps of a long operation out to the calls that a ProgressCallback wants.
+/// Thins the steps of a long operation out to the calls that a ProgressCallback wants; the last one,
+/// with 1, is left to whoever runs the operation as a whole.
 class CProgress
 {
 public:
@@ -24,11 +25,10 @@ public:
     /// \p done of the total is done; cheap enough for every record.
     void Report(std::uint64_t done)
     {
-        if (done >= m_next && m_callback)
+        if (done >= m_next && done < m_total && m_callback)
         {
             m_next = done + m_step;
-            m_callback(done < m_total ? static_cast<double>(done) / static_cast<double>(m_total)
-                                      : 1.0);
+            m_callback(static_cast<double>(done) / static_cast<double>(m_total));
         }
     }
 

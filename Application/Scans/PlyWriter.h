@@ -24,7 +24,7 @@ struct SNewScan
 };
 
 /// Writes a scan as a binary little-endian PLY file: vertices with x, y, z and, if there are any,
-/// nx, ny, nz as floats; faces as a list of int "vertex_indices".
+/// nx, ny, nz as floats; faces as a list of uint "vertex_indices".
 ///
 /// The same scan makes the same bytes on every machine.
 /// @throw COutputError when the file exists and not \p force, or cannot be written.

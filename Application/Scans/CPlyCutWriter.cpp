@@ -1,0 +1,256 @@
+#include "Application/Scans/CPlyCutWriter.h"
+
+#include <algorithm>
+#include <span>
+#include <string>
+
+#include "Application/Files/CReplacementFile.h"
+#include "Application/Scans/CStripCutter.h"
+
+namespace Application
+{
+
+namespace
+{
+
+/// Pieces small enough to report progress between them.
+constexpr std::size_t c_pieceSize = std::size_t{8} << 20;
+
+[[nodiscard]] std::int64_t getLargest(EPlyType type)
+{
+    const int bits = static_cast<int>(8 * GetPlyTypeSize(type));
+    const bool isSigned =
+        type == EPlyType::Int8 || type == EPlyType::Int16 || type == EPlyType::Int32;
+    return (std::int64_t{1} << (isSigned ? bits - 1 : bits)) - 1;
+}
+
+}  // namespace
+
+CPlyCutWriter::CPlyCutWriter(const SPlyDocument& document, const CKeptPoints& kept)
+    : m_document(document), m_kept(kept)
+{}
+
+void CPlyCutWriter::Write(CReplacementFile& file, const ProgressCallback& progress)
+{
+    const std::size_t size = m_document.source.bytes.size();
+    m_progress.emplace(progress, size);
+    const std::vector<SPlyElement>& elements = m_document.header.GetElements();
+    const std::uint64_t vertexCount = m_document.GetVertices().count;
+    const std::uint64_t keptCount = m_kept.CountKept(vertexCount);
+    if (keptCount == vertexCount)
+    {
+        copy(file, 0, size);
+        return;
+    }
+    const bool hasReferences = std::any_of(
+        elements.begin(), elements.end(),
+        [](const SPlyElement& element) { return FindVertexReferences(element).has_value(); });
+    if (hasReferences)
+    {
+        m_ranks.emplace(m_kept);
+    }
+    std::vector<std::uint64_t> counts;
+    for (std::size_t index = 0; index < elements.size(); ++index)
+    {
+        counts.push_back(index == m_document.vertexElement ? keptCount : countKept(index));
+    }
+    file.Write(m_document.header.Print(counts));
+    for (std::size_t index = 0; index < elements.size(); ++index)
+    {
+        const std::optional<SPlyReferences> references = FindVertexReferences(elements[index]);
+        if (index == m_document.vertexElement)
+        {
+            writeVertices(file);
+        }
+        else if (references.has_value())
+        {
+            writeReferences(file, index, *references);
+        }
+        else
+        {
+            copy(file, m_document.tables[index].begin, m_document.tables[index + 1].begin);
+        }
+    }
+    copy(file, m_document.tables.back().begin, size);
+}
+
+std::uint64_t CPlyCutWriter::countKept(std::size_t elementIndex)
+{
+    const SPlyElement& element = m_document.header.GetElements()[elementIndex];
+    const std::optional<SPlyReferences> references = FindVertexReferences(element);
+    if (!references.has_value() || references->isStrips)
+    {
+        return element.count;
+    }
+    std::uint64_t count = 0;
+    CPlyRecordReader reader(m_document, elementIndex);
+    while (reader.Next())
+    {
+        count += isKept(reader, *references) ? 1U : 0U;
+    }
+    return count;
+}
+
+void CPlyCutWriter::writeVertices(CReplacementFile& file)
+{
+    if (m_document.HasFixedRecords(m_document.GetVertices()))
+    {
+        writeFixedVertices(file);
+        return;
+    }
+    // What lies between the records (blank lines) stays; runs of kept records are written whole.
+    CPlyRecordReader reader(m_document, m_document.vertexElement);
+    std::size_t begin = reader.GetEnd();
+    for (std::uint64_t index = 0; reader.Next(); ++index)
+    {
+        if (!m_kept.IsKept(index))
+        {
+            copy(file, begin, reader.GetBegin());
+            begin = reader.GetEnd();
+        }
+    }
+    copy(file, begin, reader.GetEnd());
+}
+
+void CPlyCutWriter::writeFixedVertices(CReplacementFile& file)
+{
+    const SPlyElement& element = m_document.GetVertices();
+    const std::size_t begin = m_document.tables[m_document.vertexElement].begin;
+    const std::size_t size = element.GetRecordSize();
+    std::uint64_t done = 0;
+    while (done < element.count)
+    {
+        const auto [first, last] = m_kept.FindRun(done, element.count);
+        copy(file, begin + static_cast<std::size_t>(first) * size,
+             begin + static_cast<std::size_t>(last) * size);
+        done = last;
+    }
+}
+
+void CPlyCutWriter::writeReferences(CReplacementFile& file, std::size_t elementIndex,
+                                    const SPlyReferences& references)
+{
+    const SPlyElement& element = m_document.header.GetElements()[elementIndex];
+    CPlyRecordReader reader(m_document, elementIndex);
+    std::size_t end = reader.GetEnd();
+    while (reader.Next())
+    {
+        copy(file, end, reader.GetBegin());
+        end = reader.GetEnd();
+        if (references.isStrips || isKept(reader, references))
+        {
+            renumber(reader, element, references);
+            file.Write(m_record);
+        }
+        m_progress->Report(end);
+    }
+}
+
+bool CPlyCutWriter::isKept(const CPlyRecordReader& reader, const SPlyReferences& references) const
+{
+    bool isKept = true;
+    for (const std::size_t property : references.properties)
+    {
+        reader.ForEachInteger(property, [&](std::int64_t vertex, std::size_t, std::size_t) {
+            isKept = isKept && m_ranks->IsKept(static_cast<std::uint64_t>(vertex));
+        });
+    }
+    return isKept;
+}
+
+void CPlyCutWriter::renumber(const CPlyRecordReader& reader, const SPlyElement& element,
+                             const SPlyReferences& references)
+{
+    m_record.clear();
+    std::size_t done = reader.GetBegin();
+    for (const std::size_t property : references.properties)
+    {
+        if (references.isStrips)
+        {
+            appendBytes(done, reader.GetLengthBegin(property));
+            done = renumberStrips(reader, element.properties[property], property);
+            continue;
+        }
+        const EPlyType type = element.properties[property].type;
+        reader.ForEachInteger(property,
+                              [&](std::int64_t vertex, std::size_t begin, std::size_t end) {
+                                  appendBytes(done, begin);
+                                  appendNumber(type, getRank(vertex));
+                                  done = end;
+                              });
+    }
+    appendBytes(done, reader.GetEnd());
+}
+
+std::size_t CPlyCutWriter::renumberStrips(const CPlyRecordReader& reader,
+                                          const SPlyProperty& property, std::size_t index)
+{
+    std::size_t done = reader.GetLengthEnd(index);
+    const auto forEachNew = [&](auto&& emit) {
+        const auto isKept = [&](std::int64_t vertex) {
+            return m_ranks->IsKept(static_cast<std::uint64_t>(vertex));
+        };
+        CStripCutter cutter(isKept, emit);
+        reader.ForEachInteger(index, [&](std::int64_t vertex, std::size_t, std::size_t end) {
+            cutter.Add(vertex);
+            done = end;
+        });
+    };
+    std::int64_t length = 0;
+    forEachNew([&](std::int64_t) { ++length; });
+    if (length > getLargest(*property.countType))
+    {
+        throw reader.MakeError(
+            "expected triangle strips whose parts, where vertices are removed, "
+            "fit into '" +
+                PrintPlyProperty(property) + "'",
+            std::to_string(length) + " vertex numbers");
+    }
+    appendNumber(*property.countType, length);
+    forEachNew([&](std::int64_t vertex) {
+        if (m_document.IsText())
+        {
+            m_record.push_back(std::byte{' '});
+        }
+        appendNumber(property.type, vertex < 0 ? vertex : getRank(vertex));
+    });
+    return done;
+}
+
+std::int64_t CPlyCutWriter::getRank(std::int64_t vertex) const
+{
+    return static_cast<std::int64_t>(m_ranks->GetRank(static_cast<std::uint64_t>(vertex)));
+}
+
+void CPlyCutWriter::appendBytes(std::size_t begin, std::size_t end)
+{
+    const auto bytes = m_document.source.bytes.subspan(begin, end - begin);
+    m_record.insert(m_record.end(), bytes.begin(), bytes.end());
+}
+
+void CPlyCutWriter::appendNumber(EPlyType type, std::int64_t value)
+{
+    if (m_document.IsText())
+    {
+        const std::string printed = std::to_string(value);
+        const auto bytes = std::as_bytes(std::span(printed));
+        m_record.insert(m_record.end(), bytes.begin(), bytes.end());
+        return;
+    }
+    m_record.resize(m_record.size() + GetPlyTypeSize(type));
+    StorePlyInteger(m_record.data() + m_record.size() - GetPlyTypeSize(type), type,
+                    m_document.IsSwapped(), value);
+}
+
+void CPlyCutWriter::copy(CReplacementFile& file, std::size_t begin, std::size_t end)
+{
+    while (begin < end)
+    {
+        const std::size_t size = std::min(end - begin, c_pieceSize);
+        file.Write(m_document.source.bytes.subspan(begin, size));
+        begin += size;
+        m_progress->Report(begin);
+    }
+}
+
+}  // namespace Application

@@ -1,0 +1,90 @@
+#include "Application/Scans/CScanFile.h"
+
+#include <algorithm>
+#include <cctype>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "Application/Files/CInputError.h"
+#include "Application/Files/CMappedFile.h"
+#include "Application/Files/CReplacementFile.h"
+#include "Application/Files/TextTokens.h"
+#include "Application/Scans/CPlyScan.h"
+
+namespace Application
+{
+
+namespace
+{
+
+[[nodiscard]] std::string lowerExtension(const std::filesystem::path& file)
+{
+    std::string extension = file.extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(), [](char character) {
+        return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    });
+    return extension;
+}
+
+[[nodiscard]] std::shared_ptr<const IScanContent> parseContent(const SScanBytes& bytes,
+                                                               const ProgressCallback& progress)
+{
+    const std::string extension = lowerExtension(bytes.path);
+    const std::string_view text = AsText(bytes.bytes);
+    if (extension == ".ply" || text.starts_with("ply\n") || text.starts_with("ply\r"))
+    {
+        return CPlyScan::Parse(bytes, progress);
+    }
+    throw CInputError(bytes.path,
+                      "expected a PLY file, or a file named .obj, .stl, .xyz, .txt, .csv or .asc, "
+                      "found " +
+                          (extension.empty() ? "no extension" : Quote(extension)));
+}
+
+}  // namespace
+
+CScanFile CScanFile::Open(const std::filesystem::path& file, const ProgressCallback& progress)
+{
+    const std::shared_ptr<const CMappedFile> mapped = CMappedFile::Open(file);
+    return Parse({file, mapped->GetBytes(), mapped}, progress);
+}
+
+CScanFile CScanFile::Parse(const SScanBytes& bytes, const ProgressCallback& progress)
+{
+    CScanFile scan(bytes.path, parseContent(bytes, progress));
+    if (progress)
+    {
+        progress(1.0);
+    }
+    return scan;
+}
+
+CScanFile::CScanFile(std::filesystem::path path, std::shared_ptr<const IScanContent> content)
+    : m_path(std::move(path)), m_content(std::move(content))
+{}
+
+std::uint64_t CScanFile::GetPointCount() const
+{
+    return GetSurfelCollection()->GetCount();
+}
+
+void CScanFile::WriteKept(const std::filesystem::path& target, const CKeptPoints& kept, bool force,
+                          const ProgressCallback& progress) const
+{
+    if (!kept.Fits(GetPointCount()))
+    {
+        throw std::invalid_argument(
+            "CScanFile::WriteKept: " + std::to_string(kept.GetFlags().size()) + " flag words for " +
+            std::to_string(GetPointCount()) + " points");
+    }
+    CReplacementFile file(target, force);
+    m_content->WriteKept(file, kept, progress);
+    file.Commit();
+    if (progress)
+    {
+        progress(1.0);
+    }
+}
+
+}  // namespace Application

@@ -1,0 +1,216 @@
+#include "Application/Scans/CPlyCutWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "Application/Files/CInputError.h"
+#include "Tests/Application/Scans/ScanTestSupport.h"
+
+namespace
+{
+
+using ScanTest::Bytes;
+using ScanTest::Cut;
+
+const std::string c_xyz = "property float x\nproperty float y\nproperty float z\n";
+
+/// A file with everything: comments, colours, faces with a property, a further element.
+[[nodiscard]] std::string rich(const std::string& format, const std::string& vertexCount,
+                               const std::string& faceCount, const std::string& body)
+{
+    return "ply\nformat " + format + " 1.0\ncomment  two  spaces\nobj_info k 7\nelement vertex " +
+           vertexCount + "\n" + c_xyz + "property uchar red\nelement face " + faceCount +
+           "\nproperty uchar quality\nproperty list uchar int vertex_indices\n"
+           "property float area\nelement camera 1\nproperty double f\nproperty list uchar uchar "
+           "id\n"
+           "end_header\n" +
+           body;
+}
+
+[[nodiscard]] std::string vertex(int number, std::endian order)
+{
+    return Bytes(static_cast<float>(number), order) + Bytes(0.5F, order) + Bytes(-1.0F, order) +
+           Bytes(static_cast<std::uint8_t>(number + 100));
+}
+
+[[nodiscard]] std::string face(std::int32_t a, std::int32_t b, std::int32_t c, std::endian order)
+{
+    return Bytes(static_cast<std::uint8_t>(7)) + Bytes(static_cast<std::uint8_t>(3)) +
+           Bytes(a, order) + Bytes(b, order) + Bytes(c, order) + Bytes(2.5F, order);
+}
+
+class BinaryOrders : public testing::TestWithParam<std::endian>
+{};
+
+TEST_P(BinaryOrders, Write_RemovesVerticesAndTheirFacesAndRenumbers)
+{
+    const std::endian order = GetParam();
+    const std::string format =
+        order == std::endian::little ? "binary_little_endian" : "binary_big_endian";
+    const std::string camera =
+        Bytes(35.0, order) + Bytes(std::uint8_t{2}) + Bytes(std::uint8_t{1}) + "\n";
+    const auto v = [&](int number) { return vertex(number, order); };
+    const std::string before =
+        rich(format, "5", "3",
+             v(0) + v(1) + v(2) + v(3) + v(4) + face(0, 1, 2, order) + face(2, 3, 4, order) +
+                 face(0, 4, 2, order) + camera + "tail");
+
+    const std::string after = Cut(before, {1});
+
+    EXPECT_EQ(after, rich(format, "4", "2",
+                          v(0) + v(2) + v(3) + v(4) + face(1, 2, 3, order) + face(0, 3, 1, order) +
+                              camera + "tail"));
+}
+
+INSTANTIATE_TEST_SUITE_P(CPlyCutWriter, BinaryOrders,
+                         testing::Values(std::endian::little, std::endian::big));
+
+TEST(CPlyCutWriter, Write_AsciiKeepsTheSpellingOfEveryKeptLine)
+{
+    const std::string before =
+        rich("ascii", "4", "2",
+             "0.10  1e0\t2 255\n\n1 1 1 1 \n+2 2.000 2 2\n3 3 3 3\n7 3  0 1 2 0.50\n"
+             "8 3 0\t2  3 1.5e-1\n\n35.0 1 9\n  \n");
+
+    const std::string after = Cut(before, {1});
+
+    EXPECT_EQ(after, rich("ascii", "3", "1",
+                          "0.10  1e0\t2 255\n\n+2 2.000 2 2\n3 3 3 3\n"
+                          "8 3 0\t1  2 1.5e-1\n\n35.0 1 9\n  \n"));
+}
+
+TEST(CPlyCutWriter, Write_CarriageReturnsStay)
+{
+    const std::string head = "ply\r\nformat ascii 1.0\r\nelement vertex ";
+    const std::string rest =
+        "\r\nproperty float x\r\nproperty float y\r\nproperty float z\r\nend_header\r\n";
+
+    EXPECT_EQ(Cut(head + "2" + rest + "1 2 3\r\n4 5 6\r\n", {0}), head + "1" + rest + "4 5 6\r\n");
+}
+
+TEST(CPlyCutWriter, Write_NothingDroppedGivesTheSameBytes)
+{
+    const std::string content =
+        rich("ascii", "0002", "1", "1 2 3 4\n5 6 7 8\n1 2 0 1 3\n35 0\nwhatever");
+
+    EXPECT_EQ(Cut(content, {}), content);
+}
+
+TEST(CPlyCutWriter, Write_EverythingDroppedLeavesTheRest)
+{
+    EXPECT_EQ(Cut(rich("ascii", "2", "1", "1 2 3 4\n5 6 7 8\n1 2 0 1 3\n35 0\n"), {0, 1}),
+              rich("ascii", "0", "0", "35 0\n"));
+}
+
+TEST(CPlyCutWriter, Write_CountThatStaysKeepsItsSpelling)
+{
+    const std::string head = "ply\nformat ascii 1.0\nelement extra 01\nproperty int a\n";
+    const std::string tail = "\n" + c_xyz + "end_header\n";
+
+    EXPECT_EQ(Cut(head + "element vertex +2" + tail + "1\n1 2 3\n4 5 6\n", {1}),
+              head + "element vertex 1" + tail + "1\n1 2 3\n");
+}
+
+TEST(CPlyCutWriter, Write_VerticesWithListsAreCopiedWhole)
+{
+    const std::string head = "ply\nformat binary_little_endian 1.0\nelement vertex ";
+    const std::string rest = "\nproperty list uchar short tags\n" + c_xyz + "end_header\n";
+    const auto record = [](int tags, float x) {
+        std::string bytes = Bytes(static_cast<std::uint8_t>(tags));
+        for (int tag = 0; tag < tags; ++tag)
+        {
+            bytes += Bytes(static_cast<std::int16_t>(tag));
+        }
+        return bytes + Bytes(x) + Bytes(0.0F) + Bytes(0.0F);
+    };
+
+    EXPECT_EQ(
+        Cut(head + "4" + rest + record(3, 1) + record(0, 2) + record(1, 3) + record(2, 4), {0, 2}),
+        head + "2" + rest + record(0, 2) + record(2, 4));
+}
+
+TEST(CPlyCutWriter, Write_EveryIndexTypeIsRenumberedInItsOwnWidth)
+{
+    const auto make = [](const std::string& vertices, const std::string& faces,
+                         const std::string& type, const std::string& body) {
+        return "ply\nformat binary_big_endian 1.0\nelement vertex " + vertices +
+               "\nproperty char x\nproperty char y\nproperty char z\nelement face " + faces +
+               "\nproperty list int " + type + " vertex_index\nend_header\n" + body;
+    };
+    const auto big = std::endian::big;
+    const std::string three = "\x01\x01\x01\x02\x02\x02\x03\x03\x03";
+    const std::string two = "\x02\x02\x02\x03\x03\x03";
+    const auto check = [&](const std::string& type, auto zero) {
+        using Index = decltype(zero);
+        const auto record = [&](int a, int b) {
+            return Bytes(std::int32_t{2}, big) + Bytes(static_cast<Index>(a), big) +
+                   Bytes(static_cast<Index>(b), big);
+        };
+        EXPECT_EQ(Cut(make("3", "2", type, three + record(0, 1) + record(2, 1)), {0}),
+                  make("2", "1", type, two + record(1, 0)))
+            << type;
+    };
+
+    check("char", std::int8_t{});
+    check("uint8", std::uint8_t{});
+    check("short", std::int16_t{});
+    check("ushort", std::uint16_t{});
+    check("int", std::int32_t{});
+    check("uint32", std::uint32_t{});
+}
+
+TEST(CPlyCutWriter, Write_FacesBeforeTheVerticesAreRenumberedToo)
+{
+    const auto make = [](const std::string& faces, const std::string& vertices,
+                         const std::string& body) {
+        return "ply\nformat ascii 1.0\nelement face " + faces +
+               "\nproperty list uchar int vertex_index\nelement vertex " + vertices + "\n" + c_xyz +
+               "end_header\n" + body;
+    };
+
+    EXPECT_EQ(Cut(make("2", "3", "2 0 1\n2 1 2\n0 0 0\n1 1 1\n2 2 2\n"), {0}),
+              make("1", "2", "2 0 1\n1 1 1\n2 2 2\n"));
+}
+
+TEST(CPlyCutWriter, Write_EdgesStayWhenBothEndsDo)
+{
+    const auto make = [](const std::string& vertices, const std::string& edges,
+                         const std::string& body) {
+        return "ply\nformat ascii 1.0\nelement vertex " + vertices + "\n" + c_xyz +
+               "element edge " + edges +
+               "\nproperty int vertex1\nproperty uchar crease\nproperty int vertex2\nend_header\n" +
+               body;
+    };
+
+    EXPECT_EQ(Cut(make("3", "3", "0 0 0\n1 1 1\n2 2 2\n0 9 1\n1 8 2\n2 7 0\n"), {0}),
+              make("2", "1", "1 1 1\n2 2 2\n0 8 1\n"));
+}
+
+[[nodiscard]] std::string strips(const std::string& vertices, const std::string& strip)
+{
+    return "ply\nformat ascii 1.0\nelement vertex " + vertices +
+           "\nproperty char x\nproperty char y\nproperty char z\nelement tristrips 1\n"
+           "property list uchar int vertex_indices\nproperty int tag\nend_header\n" +
+           strip;
+}
+
+TEST(CPlyCutWriter, Write_StripIsSplitWhereAVertexIsMissing)
+{
+    const std::string seven = "0 0 0\n1 0 0\n2 0 0\n3 0 0\n4 0 0\n5 0 0\n6 0 0\n";
+
+    // The part behind vertex 3 begins at an even place and needs no repetition.
+    EXPECT_EQ(Cut(strips("7", seven + "8 0 1 2 3 4 5 6 -1 5\n"), {3}),
+              strips("6", "0 0 0\n1 0 0\n2 0 0\n4 0 0\n5 0 0\n6 0 0\n8 0 1 2 -1 3 4 5 -1 5\n"));
+}
+
+TEST(CPlyCutWriter, Write_StripPartOfTheOtherOrientationRepeatsItsFirstVertex)
+{
+    const std::string six = "0 0 0\n1 0 0\n2 0 0\n3 0 0\n4 0 0\n5 0 0\n";
+
+    EXPECT_EQ(Cut(strips("6", six + "6 0 1 2 3 4 5 5\n"), {2}),
+              strips("5", "0 0 0\n1 0 0\n3 0 0\n4 0 0\n5 0 0\n4 2 2 3 4 5\n"));
+}
+
+}  // namespace

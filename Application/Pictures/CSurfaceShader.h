@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CPicture.h"
+#include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/SColor.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace Application
+{
+
+/// Colours the samples of a depth buffer and joins them to pixels.
+///
+/// The light comes from behind the viewer's left shoulder, with a weaker one from the right.
+/// Samples that lie behind their surroundings are darkened, which draws the outlines of shapes and
+/// shades hollows even where there are no normals.
+class CSurfaceShader
+{
+public:
+    struct SColors
+    {
+        /// The colour of every look of the depth buffer.
+        std::vector<SColor> looks;
+        SColor top;
+        SColor bottom;
+    };
+
+    CSurfaceShader(const CPictureProjection& projection, const CDepthBuffer& buffer,
+                   std::uint32_t samplesPerSide, SColors colors);
+
+    [[nodiscard]] CPicture Shade() const;
+
+private:
+    using Rgb = std::array<float, 3>;
+
+    [[nodiscard]] Rgb shadeSample(std::uint32_t column, std::uint32_t row,
+                                  const Rgb& background) const;
+    [[nodiscard]] CDepthBuffer::SNormal findNormal(std::uint32_t column, std::uint32_t row) const;
+    [[nodiscard]] CDepthBuffer::SNormal averageNormals(std::uint32_t column,
+                                                       std::uint32_t row) const;
+    [[nodiscard]] CDepthBuffer::SNormal fitNormal(std::uint32_t column, std::uint32_t row) const;
+    /// How much nearer than a sample its surroundings at a distance are; 0 when they are not.
+    [[nodiscard]] float findOcclusion(std::uint32_t column, std::uint32_t row,
+                                      std::int32_t distance) const;
+
+    /// Calls \p visit(x, y, depth, word) for the samples of the same surface in a square around a
+    /// sample.
+    template <typename Visit>
+    void visitSurface(std::uint32_t column, std::uint32_t row, std::int32_t reach,
+                      const Visit& visit) const;
+
+    const CPictureProjection& m_projection;
+    const CDepthBuffer& m_buffer;
+    std::uint32_t m_samplesPerSide;
+    SColors m_colors;
+};
+
+}  // namespace Application

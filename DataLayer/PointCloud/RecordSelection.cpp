@@ -1,0 +1,96 @@
+#include "DataLayer/PointCloud/RecordSelection.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+namespace DataLayer::NearestNeighbor
+{
+
+namespace
+{
+
+constexpr std::size_t c_largestSample = 1024;
+
+/// Moves the records that the comparison of their coordinate with \p pivot accepts to the front and
+/// returns the first of the others. Without a branch on the coordinates, which nothing predicts.
+template <typename Accept>
+SRecord* partition(SRecord* first, SRecord* last, std::uint32_t axis, const Accept& accept)
+{
+    SRecord* end = first;
+    for (SRecord* current = first; current != last; ++current)
+    {
+        const SRecord record = *current;
+        const bool accepted = accept(current->position[axis]);
+        *current = *end;
+        *end = record;
+        end += accepted ? 1 : 0;
+    }
+    return end;
+}
+
+/// A value of the range, likely just beyond record \p rank in the order of coordinates, seen from
+/// the nearer end; so that cutting there leaves little more than that end.
+float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std::uint32_t axis,
+                  std::uint32_t& random)
+{
+    std::array<float, c_largestSample> sample;
+    const std::size_t sampleCount = std::clamp<std::size_t>(count / 32, 5, c_largestSample);
+    for (std::size_t i = 0; i < sampleCount; ++i)
+    {
+        random = random * 1664525U + 1013904223U;
+        const auto position = static_cast<std::size_t>((std::uint64_t{random} * count) >> 32U);
+        sample[i] = first[position].position[axis];
+    }
+    const double fraction = static_cast<double>(rank) / static_cast<double>(count);
+    const double size = static_cast<double>(sampleCount);
+    const double margin = 1.5 * std::sqrt(size * fraction * (1.0 - fraction));
+    const double target = fraction * size + (fraction > 0.5 ? -margin : margin);
+    const auto chosen = static_cast<std::ptrdiff_t>(std::clamp(target, 0.0, size - 1.0));
+    std::nth_element(sample.begin(), sample.begin() + chosen, sample.begin() + sampleCount);
+    return sample[static_cast<std::size_t>(chosen)];
+}
+
+}  // namespace
+
+void SelectByCoordinate(SRecord* first, SRecord* middle, SRecord* last, std::uint32_t axis)
+{
+    constexpr std::ptrdiff_t c_smallRange = 16;
+    constexpr int c_mostRounds = 64;
+    std::uint32_t random = 1;
+    for (int round = 0; last - first > c_smallRange && round < c_mostRounds; ++round)
+    {
+        const float pivot = choosePivot(first, static_cast<std::size_t>(last - first),
+                                        static_cast<std::size_t>(middle - first), axis, random);
+        SRecord* const least =
+            partition(first, last, axis, [pivot](float value) { return value < pivot; });
+        if (middle < least)
+        {
+            last = least;
+            continue;
+        }
+        if (least != first)
+        {
+            first = least;
+            continue;
+        }
+        // Nothing is less: the pivot's equals come first, and there may be very many.
+        first = partition(first, last, axis, [pivot](float value) { return value <= pivot; });
+        if (middle < first)
+        {
+            return;
+        }
+    }
+    std::nth_element(first, middle, last, [axis](const SRecord& a, const SRecord& b) {
+        return a.position[axis] < b.position[axis];
+    });
+}
+
+void SelectByIndex(SRecord* first, SRecord* middle, SRecord* last)
+{
+    std::nth_element(first, middle, last,
+                     [](const SRecord& a, const SRecord& b) { return a.index < b.index; });
+}
+
+}  // namespace DataLayer::NearestNeighbor

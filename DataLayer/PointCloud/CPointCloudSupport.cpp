@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
-#include <stdexcept>
 #include <vector>
 
-#include "DataLayer/PointCloud/CLinearNeighborSearch.h"
+#include "DataLayer/PointCloud/CNearestNeighborIndex.h"
 #include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
@@ -57,15 +55,6 @@ UxBoundingBox3D ComputeBoundingBox(SPositionArray positions)
     return boundingBox;
 }
 
-std::unique_ptr<const INearestNeighborSearch> MakeSearch(const SPositionArray& positions)
-{
-    if (positions.count > static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max()))
-    {
-        throw std::length_error("A cloud of more than 2^31 - 1 surfels cannot be searched.");
-    }
-    return std::make_unique<CLinearNeighborSearch>(positions);
-}
-
 }  // namespace
 
 CPointCloudSupport::CPointCloudSupport(const SPositionArray& positions) : m_positions(positions) {}
@@ -80,7 +69,9 @@ void CPointCloudSupport::BuildAll() const
 
 const INearestNeighborSearch* CPointCloudSupport::GetNearestNeighborSearch() const
 {
-    return m_search.Get([this] { return MakeSearch(m_positions); }).get();
+    return m_search
+        .Get([this] { return std::make_unique<const CNearestNeighborIndex>(m_positions); })
+        .get();
 }
 
 const UxBoundingBox3D& CPointCloudSupport::GetBoundingBox() const

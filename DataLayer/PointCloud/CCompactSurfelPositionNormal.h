@@ -4,13 +4,14 @@
 #include <cstdint>
 
 #include "Base/Math/LqVector3f.h"
+#include "DataLayer/Export.h"
 #include "DataLayer/PointCloud/QNormal.h"
 
 namespace DataLayer
 {
 
 /// A surfel in 16 bytes: its position and the code of its normal (see EncodeQNormal()).
-struct CCompactSurfelPositionNormal
+struct VEKO2_DATALAYER_EXPORT CCompactSurfelPositionNormal
 {
     LqVector3f position;
     std::uint16_t normal = c_invalidQNormal;

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "Base/Math/LqVector3f.h"
+#include "DataLayer/Export.h"
 
 namespace DataLayer
 {
 
 /// A surfel that has a position and no normal.
-struct CSurfelPosition
+struct VEKO2_DATALAYER_EXPORT CSurfelPosition
 {
     LqVector3f position;
 };

@@ -1,0 +1,205 @@
+#include "DataLayer/Base3D/PointCloudEditing/CCutWithPixelMaskSyncableEntityCollectionModifyOperation.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Base/Interfaces/CGeometricEntityPacket.h"
+#include "Base/Interfaces/IGeometricEntity.h"
+#include "Base/Interfaces/ISkeletonEntityTag.h"
+#include "Base/Interfaces/SRegionSelectionInfo.h"
+#include "Base/Support/CLogger.h"
+#include "Base/Support/ParallelFor.h"
+#include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
+#include "DataLayer/Base3D/PointCloudEditing/CheckedCount.h"
+#include "DataLayer/Base3D/PointCloudEditing/LogMessage.h"
+
+namespace DataLayer
+{
+
+namespace
+{
+
+const Logging::CLogger c_logger(L"Veko2.CCutWithPixelMaskSyncableEntityCollectionModifyOperation");
+
+constexpr char c_file[] =
+    "DataLayer/Base3D/PointCloudEditing/CCutWithPixelMaskSyncableEntityCollectionModifyOperation";
+constexpr char c_taskFunction[] =
+    "DataLayer::CCutWithPixelMaskSyncableEntityCollectionModifyOperation::CutPacketTask";
+
+using Base::CSurfelBitMask;
+using Base::CSurfelCollectionMask;
+using MaskPointer = std::shared_ptr<const CSurfelCollectionMask>;
+
+bool isSkeletonEntity(const Base::IGeometricEntity& entity)
+{
+    static const std::string c_tagName = "ISkeletonEntityTag";
+    const std::shared_ptr<const Base::IVekoSerializable> tag = entity.FindTag(c_tagName);
+    const auto* const skeletonTag = dynamic_cast<const Base::ISkeletonEntityTag*>(tag.get());
+    return skeletonTag != nullptr && skeletonTag->IsSkeletonEntity() != 0;
+}
+
+bool isToBeFrozen(CSurfelBitMask word)
+{
+    return (word.bits & CSurfelBitMask::SurfelFlagsOutlier) != 0 &&
+           (word.bits & CSurfelBitMask::SurfelFlagOutlierFrozen) == 0;
+}
+
+/// Without early return, so that the pass over a mask that stays as it is, the usual one, takes
+/// several words at a time.
+bool isAnyToBeFrozen(const std::vector<CSurfelBitMask>& words)
+{
+    bool isAny = false;
+    for (const CSurfelBitMask word : words)
+    {
+        isAny |= isToBeFrozen(word);
+    }
+    return isAny;
+}
+
+/// One message per entry, with the entry's value as its old state, which is taken over, and the
+/// same with the entry's new mask, where there is one, as its new state.
+std::vector<Base::CEntityMapModifyMessage> makeMessages(
+    std::vector<Base::CEntityMapSyncEntry>&& entries, const std::vector<MaskPointer>& newMasks)
+{
+    std::vector<Base::CEntityMapModifyMessage> messages;
+    messages.reserve(entries.size());
+    for (std::size_t index = 0; index < entries.size(); ++index)
+    {
+        Base::CEntityMapValue& value = entries[index].value.GetValue();
+        const MaskPointer& mask = newMasks[index] != nullptr ? newMasks[index] : value.mask;
+        Base::CEntityMapPartialValue newState(Base::MakeEntityMapValue(
+            Base::CGeometricEntityPacket(value.entity, value.trafo, mask, value.optimizationLevel),
+            false));
+        messages.emplace_back(entries[index].key)
+            .SetModify(Base::CEntityMapPartialValue(std::move(value)), std::move(newState));
+    }
+    return messages;
+}
+
+}  // namespace
+
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::
+    CCutWithPixelMaskSyncableEntityCollectionModifyOperation(
+        const ScanAPI::shared_not_null<const Base::SRegionSelectionInfo>& regionSelection,
+        LqMatrix4Rd matrix)
+    : m_regionSelection(regionSelection.get_shared()), m_matrix(matrix)
+{}
+
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::
+    ~CCutWithPixelMaskSyncableEntityCollectionModifyOperation() = default;
+
+Base::CEntityMapModifyBatch
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::ComputeModifications(
+    const Base::CEntityMapSyncBatch& syncBatch) const
+{
+    const std::uint32_t numEntries = CheckedCount(syncBatch.GetEntries().size());
+    const CCutPointCloudWithPixelMask cutter(m_regionSelection);
+    std::vector<Base::CEntityMapSyncEntry> entries = syncBatch.GetEntries();
+    // Of a changed packet its mask is all that is new. Counting them and building the messages
+    // afterwards leaves the tasks without a shared counter, and without messages to throw away
+    // when nothing has changed.
+    std::vector<MaskPointer> newMasks(numEntries);
+    Base::ParallelFor(numEntries, [&](std::uint32_t index) {
+        newMasks[index] = computeNewMask(entries[index].value.GetValue(), cutter);
+    });
+    const auto numModified = static_cast<std::uint32_t>(std::count_if(
+        newMasks.begin(), newMasks.end(), [](const MaskPointer& mask) { return mask != nullptr; }));
+
+    Base::CEntityMapModifyBatch batch;
+    batch.origin = L"CCutWithPixelMaskSyncableEntityCollectionModifyOperation";
+    if (numModified != 0)
+    {
+        batch.messages = makeMessages(std::move(entries), newMasks);
+    }
+    // Last, when nothing more can fail.
+    m_numModifiedPackets.fetch_add(numModified, std::memory_order_relaxed);
+    return batch;
+}
+
+unsigned int CCutWithPixelMaskSyncableEntityCollectionModifyOperation::GetNumModifiedPackets() const
+{
+    return m_numModifiedPackets.load(std::memory_order_relaxed);
+}
+
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::MaskPointer
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::computeNewMask(
+    const Base::CEntityMapValue& value, const CCutPointCloudWithPixelMask& cutter) const
+{
+    const Base::CGeometricEntityPacket packet(value.entity, value.trafo, value.mask,
+                                              value.optimizationLevel);
+    VEKO2_LOG(c_logger, Debug, c_file, 62, c_taskFunction, L"Cutting Entity %s",
+              packet.GetEntityID().AsString().c_str());
+    const OptionalPacket cut =
+        isToBeCut(packet, cutter) ? cutPacket(packet, cutter) : OptionalPacket();
+    // Every mask is frozen, cut or not.
+    const OptionalPacket frozen = freezeOutlierBits(cut.HasValue() ? cut.GetValue() : packet);
+    const OptionalPacket& changed = frozen.HasValue() ? frozen : cut;
+    return changed.HasValue() ? changed.GetValue().GetSurfelCollectionMask() : nullptr;
+}
+
+bool CCutWithPixelMaskSyncableEntityCollectionModifyOperation::isToBeCut(
+    const Base::CGeometricEntityPacket& packet, const CCutPointCloudWithPixelMask& cutter) const
+{
+    const Base::IGeometricEntity* const entity = packet.GetEntity().get();
+    return entity != nullptr &&
+           cutter.IntersectsRegion(combine(packet), *entity->GetSurfelCollection(false)) &&
+           !isSkeletonEntity(*entity);
+}
+
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::OptionalPacket
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::cutPacket(
+    const Base::CGeometricEntityPacket& packet, const CCutPointCloudWithPixelMask& cutter) const
+{
+    std::vector<CCutPointCloudWithPixelMask::SInputData> inputs(1);
+    CCutPointCloudWithPixelMask::SInputData& input = inputs.front();
+    if (packet.HasSurfelCollectionMask())
+    {
+        if (const MaskPointer mask = packet.GetSurfelCollectionMask())
+        {
+            input.bitMasks = mask->GetBitMasks();
+        }
+    }
+    input.collection = packet.GetEntity()->GetSurfelCollection(true);
+    input.trafo = combine(packet);
+
+    CCutPointCloudWithPixelMask::Results results;
+    cutter.Compute(inputs, results);
+    auto& [hasChanged, words] = results.front();
+    if (!hasChanged)
+    {
+        return {};
+    }
+    return packet.WithMask(std::make_shared<const CSurfelCollectionMask>(std::move(words)));
+}
+
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::OptionalPacket
+CCutWithPixelMaskSyncableEntityCollectionModifyOperation::freezeOutlierBits(
+    const Base::CGeometricEntityPacket& packet) const
+{
+    const MaskPointer mask =
+        packet.HasSurfelCollectionMask() ? packet.GetSurfelCollectionMask() : nullptr;
+    if (mask == nullptr || !isAnyToBeFrozen(mask->GetBitMasks()))
+    {
+        return {};
+    }
+    std::vector<CSurfelBitMask> words = mask->GetBitMasks();
+    for (CSurfelBitMask& word : words)
+    {
+        if (isToBeFrozen(word))
+        {
+            word.bits |= CSurfelBitMask::SurfelFlagOutlierFrozen;
+        }
+    }
+    return packet.WithMask(std::make_shared<const CSurfelCollectionMask>(std::move(words)));
+}
+
+LqMatrix4Rd CCutWithPixelMaskSyncableEntityCollectionModifyOperation::combine(
+    const Base::CGeometricEntityPacket& packet) const
+{
+    return packet.GetTrafo() * m_matrix;
+}
+
+}  // namespace DataLayer

@@ -12,9 +12,12 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Apps/CommandLine/CConsole.h"
+#include "Apps/CommandLine/CCutCommand.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
+#include "Apps/CommandLine/CInfoCommand.h"
 #include "Apps/CommandLine/CInterruption.h"
 #include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/CViewCommand.h"
 #include "Apps/CommandLine/ICommand.h"
 #include "Base/Support/CLogger.h"
 #include "Base/Support/WideText.h"
@@ -34,6 +37,9 @@ struct SCommandEntry
 std::vector<std::unique_ptr<ICommand>> MakeCommands()
 {
     std::vector<std::unique_ptr<ICommand>> commands;
+    commands.push_back(std::make_unique<CInfoCommand>());
+    commands.push_back(std::make_unique<CViewCommand>());
+    commands.push_back(std::make_unique<CCutCommand>());
     return commands;
 }
 

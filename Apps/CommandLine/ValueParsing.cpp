@@ -95,14 +95,15 @@ SPictureSize ParseSize(const std::string& option, std::string_view text)
     {
         const auto width = ToNumber<std::uint32_t>(text.substr(0, cross));
         const auto height = ToNumber<std::uint32_t>(text.substr(cross + 1));
-        if (width && height && *width >= 1 && *width <= Application::c_maxViewSide && *height >= 1 &&
-            *height <= Application::c_maxViewSide)
+        if (width && height && *width >= 1 && *width <= Application::c_maxViewSide &&
+            *height >= 1 && *height <= Application::c_maxViewSide)
         {
             return {*width, *height};
         }
     }
-    ThrowUnexpected(option, text,
-                    "WIDTHxHEIGHT in pixels, each 1 to " + std::to_string(Application::c_maxViewSide));
+    ThrowUnexpected(
+        option, text,
+        "WIDTHxHEIGHT in pixels, each 1 to " + std::to_string(Application::c_maxViewSide));
 }
 
 }  // namespace CommandLine

@@ -1,0 +1,186 @@
+#include "Apps/CommandLine/CCutCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+
+#include "Application/Editing/CSurfelCutter.h"
+#include "Application/Pictures/CPointRenderer.h"
+#include "Application/Scans/CFlagFile.h"
+#include "Application/Scans/CScanFile.h"
+#include "Apps/CommandLine/CConsole.h"
+#include "Apps/CommandLine/CHelpFormatter.h"
+#include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/OutputFiles.h"
+#include "Apps/CommandLine/StepProgress.h"
+
+namespace CommandLine
+{
+
+namespace
+{
+
+using Application::CScanFile;
+using Application::CSurfelCutter;
+using Words = std::vector<Base::CSurfelBitMask>;
+
+std::vector<Application::SCutRegion> MakeRegions(const std::vector<SPaintedView>& painted,
+                                                 const LqMatrix4Rd& scanToWorld)
+{
+    std::vector<Application::SCutRegion> regions;
+    for (const SPaintedView& entry : painted)
+    {
+        regions.push_back(
+            {entry.view.MakeSelection(entry.mask), entry.view.MakeRelativeTrafo(scanToWorld)});
+    }
+    return regions;
+}
+
+void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& console)
+{
+    for (const SPaintedView& entry : painted)
+    {
+        if (entry.mask.CountPainted() == 0)
+        {
+            console.Warn("nothing is painted inside the view");
+        }
+    }
+}
+
+/// On the left the scan with the paint and with what is cut marked, on the right what is left.
+Application::CPicture DrawBeforeAndAfter(const CScanFile& scan, const Words& flags,
+                                         const SPaintedView& painted)
+{
+    using Application::CPointRenderer;
+    CPointRenderer::SScan drawn;
+    drawn.collection = scan.GetSurfelCollection();
+    drawn.trafo = scan.GetTransform();
+    drawn.flags = flags;
+    const auto before = CPointRenderer(painted.view).Render({drawn}, &painted.mask);
+    CInterruption::ThrowIfRequested();
+    CPointRenderer::SSettings settings;
+    settings.hideCut = true;
+    const auto after = CPointRenderer(painted.view, settings).Render({drawn});
+    return Application::CPicture::SideBySide(before, after);
+}
+
+}  // namespace
+
+CLI::App& CCutCommand::AddTo(CLI::App& program)
+{
+    CLI::App& command =
+        *program.add_subcommand("cut", "Cut what is painted out of a scan, or flag it.");
+    command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
+        "veko2 cut scan.ply --rectangle 400,200,700,500 --output rest.ply",
+        "veko2 cut scan.ply --view view.json --mask painted.png --flags scan.flags"}));
+    command.add_option("SCAN", m_scan, "The scan: PLY, OBJ, STL or XYZ text.")->required();
+    command.add_option("-o,--output", m_output, "Write what is left here, in the scan's format.")
+        ->type_name("FILE");
+    command
+        .add_option("--flags", m_flags,
+                    "Keep the cut in this flag file; one that is there is continued.")
+        ->type_name("FILE");
+    command.add_option("--picture", m_picture, "Draw before and after side by side as PNG.")
+        ->type_name("FILE");
+    command.add_flag("--keep-painted", m_keepPainted, "Cut everything but what is painted.");
+    CLI::Option* const frontOnly = command.add_flag(
+        "--front-only", m_frontOnly, "Cut only what is in front of the eye (the default).");
+    command
+        .add_flag("--through-eye", m_throughEye,
+                  "Also cut what lies under the paint behind the eye.")
+        ->excludes(frontOnly);
+    command.add_flag("--dry-run", m_dryRun, "Only say, and draw, what would be cut.");
+    command.add_flag("--force", m_force, "Replace files that exist.");
+    m_paint.AddTo(command);
+    return command;
+}
+
+SReport CCutCommand::Run(CConsole& console)
+{
+    check();
+    CheckOutputs({{"--output", m_dryRun ? "" : m_output, m_force},
+                  {"--flags", m_dryRun ? "" : m_flags, m_force || continuesFlags()},
+                  {"--picture", m_picture, m_force}});
+    const CScanFile scan = CScanFile::Open(m_scan, MakeStepProgress(console, "Reading"));
+    const auto surfels = scan.GetSurfelCollection();
+    Words flags =
+        continuesFlags() ? Application::CFlagFile::Read(m_flags, scan.GetPointCount()) : Words();
+    CInterruption::ThrowIfRequested();
+    const std::vector<SPaintedView> painted = m_paint.Paint({{surfels, scan.GetTransform()}});
+    WarnOfEmptyMasks(painted, console);
+    CInterruption::ThrowIfRequested();
+
+    console.ShowProgress("Cutting", 0.0);
+    const CSurfelCutter cutter(
+        MakeRegions(painted, scan.GetTransform()),
+        m_throughEye ? CSurfelCutter::Reach::ThroughEye : CSurfelCutter::Reach::FrontOfEye,
+        m_keepPainted ? CSurfelCutter::Side::Unpainted : CSurfelCutter::Side::Painted);
+    SCounts counts;
+    counts.points = scan.GetPointCount();
+    counts.newlyCut = cutter.Apply(surfels, flags);
+    const Application::CKeptPoints kept(flags);
+    counts.kept = kept.CountKept(counts.points);
+    CInterruption::ThrowIfRequested();
+
+    if (!m_picture.empty())
+    {
+        console.ShowProgress("Drawing", 0.0);
+        const auto picture = DrawBeforeAndAfter(scan, flags, painted.front());
+        CInterruption::ThrowIfRequested();
+        WritePicture(m_picture, picture, m_force);
+    }
+    if (!m_dryRun && !m_flags.empty())
+    {
+        Application::CFlagFile::Write(m_flags, flags, m_force || continuesFlags());
+    }
+    if (!m_dryRun && !m_output.empty())
+    {
+        scan.WriteKept(m_output, kept, m_force, MakeStepProgress(console, "Writing"));
+    }
+    return report(counts);
+}
+
+void CCutCommand::check() const
+{
+    m_paint.Check();
+    if (m_output.empty() && m_flags.empty() && !m_dryRun)
+    {
+        throw CUsageError("where to? give --output, --flags or --dry-run");
+    }
+}
+
+bool CCutCommand::continuesFlags() const
+{
+    return !m_flags.empty() && std::filesystem::exists(m_flags);
+}
+
+SReport CCutCommand::report(const SCounts& counts) const
+{
+    SReport result;
+    const std::uint64_t cut = counts.points - counts.kept;
+    result.document = {{"command", "cut"},
+                       {"scan", m_scan},
+                       {"points", counts.points},
+                       {"newlyCut", counts.newlyCut},
+                       {"cut", cut},
+                       {"kept", counts.kept},
+                       {"dryRun", m_dryRun}};
+    result.text = m_scan + ": " + std::to_string(counts.newlyCut) + " of " +
+                  std::to_string(counts.points) +
+                  (m_dryRun ? " points would be cut" : " points cut") + ", " +
+                  std::to_string(counts.kept) + " kept\n";
+    const auto addFile = [&](const char* name, const std::string& file) {
+        if (!file.empty())
+        {
+            result.document[name] = file;
+            result.text += std::string(name) + ": " + file + '\n';
+        }
+    };
+    addFile("output", m_dryRun ? "" : m_output);
+    addFile("flags", m_dryRun ? "" : m_flags);
+    addFile("picture", m_picture);
+    return result;
+}
+
+}  // namespace CommandLine

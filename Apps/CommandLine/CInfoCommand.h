@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Apps/CommandLine/ICommand.h"
+
+namespace CommandLine
+{
+
+/// `veko2 info`: says what scan files hold.
+class CInfoCommand : public ICommand
+{
+public:
+    CLI::App& AddTo(CLI::App& program) override;
+    SReport Run(CConsole& console) override;
+
+private:
+    std::vector<std::string> m_scans;
+};
+
+}  // namespace CommandLine

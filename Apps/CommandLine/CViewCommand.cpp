@@ -1,0 +1,153 @@
+#include "Apps/CommandLine/CViewCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <iterator>
+#include <memory>
+
+#include "Application/Pictures/CPointRenderer.h"
+#include "Application/Scans/CFlagFile.h"
+#include "Application/Scans/CScanFile.h"
+#include "Apps/CommandLine/CConsole.h"
+#include "Apps/CommandLine/CHelpFormatter.h"
+#include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/OutputFiles.h"
+#include "Apps/CommandLine/StepProgress.h"
+
+namespace CommandLine
+{
+
+namespace
+{
+
+using Application::CPointRenderer;
+using Application::CScanFile;
+using Application::CView;
+using Words = std::vector<Base::CSurfelBitMask>;
+
+std::vector<CScanFile> OpenScans(const std::vector<std::string>& files, CConsole& console)
+{
+    std::vector<CScanFile> scans;
+    for (const std::string& file : files)
+    {
+        CInterruption::ThrowIfRequested();
+        scans.push_back(CScanFile::Open(file, MakeStepProgress(console, "Reading")));
+    }
+    return scans;
+}
+
+std::vector<Application::CCameraFit::SScan> ToFit(const std::vector<CScanFile>& scans)
+{
+    std::vector<Application::CCameraFit::SScan> placed;
+    for (const CScanFile& scan : scans)
+    {
+        placed.push_back({scan.GetSurfelCollection(), scan.GetTransform()});
+    }
+    return placed;
+}
+
+/// \p flags has one entry per scan, or none.
+std::vector<CPointRenderer::SScan> ToDraw(const std::vector<CScanFile>& scans,
+                                          const std::vector<Words>& flags)
+{
+    std::vector<CPointRenderer::SScan> drawn;
+    for (std::size_t index = 0; index < scans.size(); ++index)
+    {
+        CPointRenderer::SScan scan;
+        scan.collection = scans[index].GetSurfelCollection();
+        scan.trafo = scans[index].GetTransform();
+        scan.color = CPointRenderer::c_scanColors[index % std::size(CPointRenderer::c_scanColors)];
+        if (!flags.empty())
+        {
+            scan.flags = flags[index];
+        }
+        drawn.push_back(scan);
+    }
+    return drawn;
+}
+
+}  // namespace
+
+CLI::App& CViewCommand::AddTo(CLI::App& program)
+{
+    CLI::App& command =
+        *program.add_subcommand("view", "Draw scans, and write down the view to paint in.");
+    command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
+        "veko2 view scan.ply --output scan.png --view view.json",
+        "veko2 view left.ply right.ply --from top --size 1920x1080 --output top.png"}));
+    command.add_option("SCAN", m_scans, "Scans: PLY, OBJ, STL or XYZ text.")->required();
+    command.add_option("-o,--output", m_output, "Write the picture here, as PNG.")
+        ->type_name("FILE");
+    command.add_option("--view", m_view, "Write the view here, for 'veko2 cut --view'.")
+        ->type_name("FILE");
+    command.add_option("--like", m_likeView, "Take this view instead of choosing a camera.")
+        ->type_name("FILE");
+    command
+        .add_option("--flags", m_flags,
+                    "The flag file of a scan, to show what is cut; given once per scan, in order.")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    command.add_flag("--hide-cut", m_hideCut, "Leave out what is cut instead of marking it.");
+    command.add_flag("--force", m_force, "Replace files that exist.");
+    m_camera.AddTo(command);
+    return command;
+}
+
+SReport CViewCommand::Run(CConsole& console)
+{
+    check();
+    CheckOutputs({{"--output", m_output, m_force}, {"--view", m_view, m_force}});
+    const std::vector<CScanFile> scans = OpenScans(m_scans, console);
+    std::vector<Words> flags;
+    for (std::size_t index = 0; index < m_flags.size(); ++index)
+    {
+        flags.push_back(Application::CFlagFile::Read(m_flags[index], scans[index].GetPointCount()));
+    }
+    const CView view =
+        m_likeView.empty() ? m_camera.MakeView(ToFit(scans)) : CView::Read(m_likeView);
+    CInterruption::ThrowIfRequested();
+
+    SReport report;
+    report.document = {{"command", "view"},
+                       {"scans", m_scans},
+                       {"width", view.GetWidth()},
+                       {"height", view.GetHeight()}};
+    if (!m_output.empty())
+    {
+        console.ShowProgress("Drawing", 0.0);
+        CPointRenderer::SSettings settings;
+        settings.hideCut = m_hideCut;
+        const auto picture = CPointRenderer(view, settings).Render(ToDraw(scans, flags));
+        CInterruption::ThrowIfRequested();
+        WritePicture(m_output, picture, m_force);
+        report.document["picture"] = m_output;
+        report.text += "picture: " + m_output + '\n';
+    }
+    if (!m_view.empty())
+    {
+        WriteText(m_view, view.ToJson(), m_force);
+        report.document["view"] = m_view;
+        report.text += "view: " + m_view + '\n';
+    }
+    return report;
+}
+
+void CViewCommand::check() const
+{
+    if (m_output.empty() && m_view.empty())
+    {
+        throw CUsageError("where to? give --output for a picture, --view for a view file");
+    }
+    if (!m_flags.empty() && m_flags.size() != m_scans.size())
+    {
+        throw CUsageError(std::to_string(m_scans.size()) + " scans but " +
+                          std::to_string(m_flags.size()) +
+                          " flag files: give --flags once per scan, or not at all");
+    }
+    if (!m_likeView.empty() && m_camera.IsGiven())
+    {
+        throw CUsageError("--like and camera options do not go together");
+    }
+}
+
+}  // namespace CommandLine

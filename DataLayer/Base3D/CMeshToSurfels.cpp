@@ -109,23 +109,31 @@ public:
         }
     }
 
-    /// About, and never less than, the number of surfels: the rows' mean length is half the edge's.
+    /// Never less than the number of surfels: in the mean, a row is half as long as the edge.
     [[nodiscard]] double EstimateCount() const
     {
-        return m_numRows * (1.0 + m_length / (2.0 * m_distance));
+        return m_numRows > 0.0 ? m_numRows * (1.0 + m_length / (2.0 * m_distance)) : 0.0;
+    }
+
+    [[nodiscard]] std::uint64_t Count() const
+    {
+        std::uint64_t count = 0;
+        for (double row = 0.0; row < m_numRows; ++row)
+        {
+            count += static_cast<std::uint64_t>(countInRow(heightOf(row)));
+        }
+        return count;
     }
 
     template <typename AddSurfel>
     void ForEach(const AddSurfel& addSurfel) const
     {
         const std::uint16_t normal = Encode(m_normal);
-        const auto numRows = static_cast<std::uint32_t>(m_numRows);
-        for (std::uint32_t row = 0; row < numRows; ++row)
+        for (double row = 0.0; row < m_numRows; ++row)
         {
-            const double height = (row + 0.5) / m_numRows;
-            const double numInRow = std::ceil(m_length * (1.0 - height) / m_distance);
-            const auto count = static_cast<std::uint32_t>(numInRow);
-            for (std::uint32_t place = 0; place < count; ++place)
+            const double height = heightOf(row);
+            const double numInRow = countInRow(height);
+            for (double place = 0.0; place < numInRow; ++place)
             {
                 const double along = (1.0 - height) * ((place + 0.5) / numInRow);
                 addSurfel(CCompactSurfelPositionNormal{positionAt(along, height), normal});
@@ -134,6 +142,13 @@ public:
     }
 
 private:
+    [[nodiscard]] double heightOf(double row) const { return (row + 0.5) / m_numRows; }
+
+    [[nodiscard]] double countInRow(double height) const
+    {
+        return std::ceil(m_length * (1.0 - height) / m_distance);
+    }
+
     [[nodiscard]] LqVector3f positionAt(double along, double height) const
     {
         const double rest = (1.0 - height) - along;
@@ -194,7 +209,12 @@ void AddFaceSurfels(const Geometry::CTriangulation& mesh, float distance,
                            L"are made.",
                            static_cast<double>(distance), estimate, c_maxNumSamples);
     }
-    surfels.Reserve(surfels.GetCount() + static_cast<std::uint64_t>(estimate));
+    std::uint64_t count = surfels.GetCount();
+    for (const auto& triangle : mesh.triangles)
+    {
+        count += CFaceSampling(GetCorners(mesh, triangle), distance).Count();
+    }
+    surfels.Reserve(count);
     for (const auto& triangle : mesh.triangles)
     {
         CFaceSampling(GetCorners(mesh, triangle), distance)

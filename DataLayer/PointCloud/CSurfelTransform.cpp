@@ -50,7 +50,8 @@ LqVector3f CSurfelTransform::MoveNormal(const LqVector3f& point, const LqVector3
         moved[column] = (normal.x * matrix[0][column] + normal.y * matrix[1][column]) +
                         normal.z * matrix[2][column];
     }
-    const double length = std::hypot(moved[0], moved[1], moved[2]);
+    const double length =
+        std::sqrt((moved[0] * moved[0] + moved[1] * moved[1]) + moved[2] * moved[2]);
     if (!(length > 0.0) || !std::isfinite(length))
     {
         return {};

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
+#include <stdexcept>
 #include <vector>
 
 #include "Base/Support/ParallelFor.h"
@@ -13,10 +15,16 @@ namespace DataLayer
 /// partition never depend on the number of threads.
 inline constexpr std::uint64_t c_surfelBlockSize = std::uint64_t{1} << 16;
 
+/// @throw std::length_error for a count that no memory holds, 2^48 or more.
 [[nodiscard]] inline std::uint32_t CountSurfelBlocks(std::uint64_t count)
 {
-    return static_cast<std::uint32_t>(count / c_surfelBlockSize +
-                                      (count % c_surfelBlockSize != 0 ? 1 : 0));
+    const std::uint64_t numBlocks =
+        count / c_surfelBlockSize + (count % c_surfelBlockSize != 0 ? 1 : 0);
+    if (numBlocks > std::numeric_limits<std::uint32_t>::max())
+    {
+        throw std::length_error("There are too many surfels to work through.");
+    }
+    return static_cast<std::uint32_t>(numBlocks);
 }
 
 /// Calls \p body in parallel with the first and the end index of each block of \p count surfels.

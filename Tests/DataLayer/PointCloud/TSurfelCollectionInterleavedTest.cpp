@@ -1,0 +1,510 @@
+#include "DataLayer/PointCloud/TSurfelCollectionInterleaved.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <random>
+
+#include "Base/Interfaces/IPointCloudSupport.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
+#include "Tests/DataLayer/PointCloud/CForeignCollection.h"
+#include "Tests/DataLayer/PointCloud/SurfelCollections.h"
+#include "Tests/Support/Selections.h"
+
+namespace DataLayerTest
+{
+
+namespace
+{
+
+using Base::CSurfelBitMask;
+using IndexPairs = Base::ISurfelCollection::IndexPairs;
+
+/// What all collections that own their surfels promise, whatever their record.
+template <typename Collection>
+class TSurfelCollectionInterleavedTest : public testing::Test
+{
+public:
+    using Collection_t = Collection;
+
+    static auto Make(std::size_t count) { return MakeCollection<Collection>(count); }
+};
+
+using Collections =
+    testing::Types<DataLayer::CSurfelCollectionMinimal, DataLayer::CSurfelCollectionPositionNormal,
+                   DataLayer::CSurfelCollectionPosition>;
+TYPED_TEST_SUITE(TSurfelCollectionInterleavedTest, Collections);
+
+std::vector<std::size_t> MakeIndices(std::size_t begin, std::size_t end)
+{
+    std::vector<std::size_t> indices(end - begin);
+    std::iota(indices.begin(), indices.end(), begin);
+    return indices;
+}
+
+std::vector<bool> MakeRandomMask(std::size_t count)
+{
+    std::mt19937 random(1);
+    std::vector<bool> mask(count);
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        // Long runs and single entries.
+        mask[index] = (index / 5000) % 2 == 0 ? random() % 2 == 0 : (index / 10000) % 2 == 0;
+    }
+    return mask;
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Default_IsEmpty)
+{
+    const TypeParam collection;
+    EXPECT_EQ(collection.GetCount(), 0U);
+    EXPECT_TRUE(collection.HasPositions());
+    EXPECT_TRUE(collection.GetAllPositions().empty());
+    EXPECT_TRUE(collection.GetAllNormals().empty());
+    EXPECT_TRUE(collection.GetPointCloudSupport()->GetBoundingBox().box.IsEmpty());
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelNoReset_AppendsAtTheNextIndex)
+{
+    TypeParam collection;
+    collection.AddSurfelNoReset(MakeSurfel<TypeParam>(7));
+    collection.AddSurfelNoReset(MakeSurfel<TypeParam>(3));
+    ASSERT_EQ(collection.GetCount(), 2U);
+    EXPECT_EQ(collection.GetPositions().At(0), MakePosition(7));
+    EXPECT_EQ(collection.GetPositions().At(1), MakePosition(3));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Reserve_MoreSurfelsThanReservedStillFit)
+{
+    TypeParam collection;
+    collection.Reserve(2);
+    for (std::size_t index = 0; index < 100; ++index)
+    {
+        collection.AddSurfelNoReset(MakeSurfel<TypeParam>(index));
+    }
+    ASSERT_EQ(collection.GetCount(), 100U);
+    EXPECT_EQ(collection.GetPositions().At(99), MakePosition(99));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Reserve_KeepsSurfelsAndAccessors)
+{
+    const auto collection = this->Make(5);
+    const auto& positions = collection->GetPositions();
+    collection->Reserve(100000);
+    EXPECT_EQ(collection->GetCount(), 5U);
+    EXPECT_EQ(positions.At(4), MakePosition(4));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Reserve_BeyondAllMemoryIsALengthError)
+{
+    TypeParam collection;
+    EXPECT_THROW(collection.Reserve(std::uint64_t{1} << 62), std::length_error);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SetSurfels_ReplacesAll)
+{
+    const auto collection = this->Make(5);
+    typename TypeParam::Surfels surfels{MakeSurfel<TypeParam>(9)};
+    collection->SetSurfels(std::move(surfels));
+    ASSERT_EQ(collection->GetCount(), 1U);
+    EXPECT_EQ(collection->GetPositions().At(0), MakePosition(9));
+    EXPECT_EQ(collection->GetPointCloudSupport()->GetBoundingBox().box.min.x, 9.0F);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Accessors_StayTheSameObjectsWhileSurfelsAreAdded)
+{
+    TypeParam collection;
+    const auto* const positions = &collection.GetPositions();
+    collection.AddSurfelNoReset(MakeSurfel<TypeParam>(0));
+    EXPECT_EQ(&collection.GetPositions(), positions);
+    EXPECT_EQ(positions->At(0), MakePosition(0));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, GetAllPositions_OfManySurfels)
+{
+    const auto collection = this->Make(c_manySurfels);
+    const auto positions = collection->GetAllPositions();
+    ASSERT_EQ(positions.size(), c_manySurfels);
+    for (const std::size_t index :
+         {std::size_t{0}, std::size_t{65535}, std::size_t{65536}, c_manySurfels - 1})
+    {
+        EXPECT_EQ(positions[index].x, MakePosition(index).x);
+        EXPECT_EQ(positions[index].z, MakePosition(index).z);
+    }
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByIndex_KeepFollowsTheListAndRepeats)
+{
+    const auto collection = this->Make(6);
+    const std::vector<std::size_t> indices{4, 0, 4, 5};
+    const auto subset = collection->GetSubsetCopyByIndex(indices, c_keep);
+    EXPECT_EQ(GetBits(*subset), GetBitsAt(*collection, indices));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByIndex_DropKeepsTheOthersInTheirOrder)
+{
+    const auto collection = this->Make(6);
+    const auto subset = collection->GetSubsetCopyByIndex({4, 0, 4}, c_drop);
+    EXPECT_EQ(GetBits(*subset), GetBitsAt(*collection, {1, 2, 3, 5}));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByIndex_EmptyListKeepsNothingOrDropsNothing)
+{
+    const auto collection = this->Make(3);
+    EXPECT_EQ(collection->GetSubsetCopyByIndex({}, c_keep)->GetCount(), 0U);
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByIndex({}, c_drop)), GetBits(*collection));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByIndex_IndexOutOfRangeThrows)
+{
+    const auto collection = this->Make(3);
+    for (const auto mode : {c_keep, c_drop})
+    {
+        EXPECT_EQ(GetMessageOf([&] {
+                      static_cast<void>(collection->GetSubsetCopyByIndex({0, 3}, mode));
+                  }),
+                  "Index 1 of the list is 3, but there are only 3 surfels.");
+        EXPECT_NO_THROW(static_cast<void>(collection->GetSubsetCopyByIndex({0, 2}, mode)));
+    }
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByIndex_OfManySurfels)
+{
+    const auto collection = this->Make(c_manySurfels);
+    const auto indices = MakeIndices(100, c_manySurfels - 100);
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByIndex(indices, c_keep)),
+              GetBitsAt(*collection, indices));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByBools_KeepsOrDropsTheMarked)
+{
+    const auto collection = this->Make(4);
+    const std::vector<bool> mask{true, false, false, true};
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByMask(mask, c_keepMarked)),
+              GetBitsAt(*collection, {0, 3}));
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByMask(mask, c_dropMarked)),
+              GetBitsAt(*collection, {1, 2}));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByBools_OtherSizeThrows)
+{
+    const auto collection = this->Make(4);
+    for (const std::size_t size : {std::size_t{0}, std::size_t{3}, std::size_t{5}})
+    {
+        EXPECT_THROW(static_cast<void>(collection->GetSubsetCopyByMask(
+                         std::vector<bool>(size, true), c_keepMarked)),
+                     VekoException)
+            << size;
+    }
+    EXPECT_EQ(GetMessageOf([&] {
+                  static_cast<void>(
+                      collection->GetSubsetCopyByMask(std::vector<bool>(5, true), c_keepMarked));
+              }),
+              "The mask has 5 entries, but there are 4 surfels.");
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByBools_OfManySurfels)
+{
+    const auto collection = this->Make(c_manySurfels);
+    const std::vector<bool> mask = MakeRandomMask(c_manySurfels);
+    std::vector<std::size_t> marked;
+    std::vector<std::size_t> others;
+    for (std::size_t index = 0; index < mask.size(); ++index)
+    {
+        (mask[index] ? marked : others).push_back(index);
+    }
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByMask(mask, c_keepMarked)),
+              GetBitsAt(*collection, marked));
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByMask(mask, c_dropMarked)),
+              GetBitsAt(*collection, others));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByBits_AnyAskedBitMarks)
+{
+    const auto collection = this->Make(4);
+    const std::vector<CSurfelBitMask> words{{0x0008}, {0x0100}, {0x000C}, {0x0000}};
+    const CSurfelBitMask asked{0x000C};
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByMask(words, asked, c_keepMarked)),
+              GetBitsAt(*collection, {0, 2}));
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByMask(words, asked, c_dropMarked)),
+              GetBitsAt(*collection, {1, 3}));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByBits_NoWordsStandForNoBits)
+{
+    const auto collection = this->Make(4);
+    const CSurfelBitMask asked{0xFFFF};
+    EXPECT_EQ(collection->GetSubsetCopyByMask({}, asked, c_keepMarked)->GetCount(), 0U);
+    EXPECT_EQ(GetBits(*collection->GetSubsetCopyByMask({}, asked, c_dropMarked)),
+              GetBits(*collection));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, SubsetByBits_OtherSizeThrows)
+{
+    const auto collection = this->Make(4);
+    const std::vector<CSurfelBitMask> words(3);
+    EXPECT_THROW(static_cast<void>(collection->GetSubsetCopyByMask(words, {1}, c_dropMarked)),
+                 VekoException);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Subsets_AreOfTheSameKind)
+{
+    const auto collection = this->Make(4);
+    const auto subset = collection->GetSubsetCopyByIndex({1}, c_keep);
+    EXPECT_NE(dynamic_cast<const TypeParam*>(subset.get()), nullptr);
+    EXPECT_EQ(&subset->GetRTTI(), &collection->GetRTTI());
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Subsets_ShareNothingWithTheirSource)
+{
+    const auto collection = this->Make(4);
+    const auto subset = collection->GetSubsetCopyByIndex({0, 1, 2, 3}, c_keep);
+    const auto expected = GetBits(*subset);
+    collection->ScatterCopy(*this->Make(9), {{8, 0}}, c_matIdentityD);
+    EXPECT_EQ(GetBits(*subset), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Clone_IdentityChangesNoBit)
+{
+    const auto collection = this->Make(5);
+    auto odd = MakeSurfel<TypeParam>(2);
+    odd.position = {-0.0F, c_infinity, c_nan};
+    collection->AddSurfelNoReset(std::move(odd));
+    EXPECT_EQ(GetBits(*collection->Clone(c_matIdentityD)), GetBits(*collection));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Clone_OfManySurfels)
+{
+    const auto collection = this->Make(c_manySurfels);
+    EXPECT_EQ(GetBits(*collection->Clone(c_matIdentityD)), GetBits(*collection));
+    const auto moved = collection->Clone(TestSupport::MakeTranslation(1.0, 2.0, 4.0));
+    ASSERT_EQ(moved->GetCount(), c_manySurfels);
+    const LqVector3f position = MakePosition(c_manySurfels - 1);
+    EXPECT_EQ(moved->GetPositions().At(c_manySurfels - 1),
+              (LqVector3f{position.x + 1.0F, position.y + 2.0F, position.z + 4.0F}));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, CloneFromCollection_JoinsTheSourcesWithoutItsOwn)
+{
+    const auto collection = this->Make(3);
+    const auto first = this->Make(2);
+    const auto second = this->Make(4);
+    const auto clone = collection->CloneFromCollection(
+        {first.get(), second.get()}, {c_matIdentityD, TestSupport::MakeTranslation(10, 0, 0)});
+    ASSERT_EQ(clone->GetCount(), 6U);
+    EXPECT_EQ(clone->GetPositions().At(1), MakePosition(1));
+    EXPECT_EQ(clone->GetPositions().At(2).x, 10.0F);
+    EXPECT_EQ(clone->GetPositions().At(5).x, 13.0F);
+    EXPECT_EQ(&clone->GetRTTI(), &collection->GetRTTI());
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, CloneFromCollection_NoSourcesGiveAnEmptyCollection)
+{
+    EXPECT_EQ(this->Make(3)->CloneFromCollection({}, {})->GetCount(), 0U);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, CloneFromCollection_ListsOfOtherLengthsThrow)
+{
+    const auto collection = this->Make(3);
+    EXPECT_EQ(GetMessageOf([&] {
+                  static_cast<void>(collection->CloneFromCollection({collection.get()}, {}));
+              }),
+              "1 collections were given with 0 transforms.");
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, CloneFromCollection_NullSourceThrows)
+{
+    const auto collection = this->Make(3);
+    EXPECT_EQ(GetMessageOf([&] {
+                  static_cast<void>(collection->CloneFromCollection(
+                      {collection.get(), nullptr}, {c_matIdentityD, c_matIdentityD}));
+              }),
+              "Collection 1 of the list is null.");
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_AddsMovedSurfelsBehindItsOwn)
+{
+    const auto collection = this->Make(2);
+    collection->Append(*this->Make(3), TestSupport::MakeTranslation(10, 0, 0));
+    ASSERT_EQ(collection->GetCount(), 5U);
+    EXPECT_EQ(collection->GetPositions().At(1), MakePosition(1));
+    EXPECT_EQ(collection->GetPositions().At(2).x, 10.0F);
+    EXPECT_EQ(collection->GetPositions().At(4).x, 12.0F);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_ItselfDoublesIt)
+{
+    const auto collection = this->Make(3);
+    const auto expected = GetBitsAt(*collection, {0, 1, 2, 0, 1, 2});
+    collection->Append(*collection, c_matIdentityD);
+    EXPECT_EQ(GetBits(*collection), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_ItselfWithinReservedMemory)
+{
+    const auto collection = this->Make(3);
+    collection->Reserve(100);
+    const auto expected = GetBitsAt(*collection, {0, 1, 2, 0, 1, 2});
+    collection->Append(*collection, c_matIdentityD);
+    EXPECT_EQ(GetBits(*collection), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_AViewOfItsOwnMemory)
+{
+    const auto collection = this->Make(3);
+    const auto& positions = collection->GetPositions();
+    const DataLayer::CSurfelCollectionView view(nullptr, 3, positions.GetFirstElement(),
+                                                positions.GetStrideInBytes());
+    collection->Append(view, c_matIdentityD);
+    ASSERT_EQ(collection->GetCount(), 6U);
+    EXPECT_EQ(collection->GetPositions().At(5), MakePosition(2));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_EmptySourceChangesNothing)
+{
+    const auto collection = this->Make(3);
+    const auto expected = GetBits(*collection);
+    collection->Append(TypeParam(), c_matIdentityD);
+    EXPECT_EQ(GetBits(*collection), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_ForeignSourceWithNormals)
+{
+    const CForeignCollection foreign({MakePosition(1), MakePosition(2)},
+                                     {MakeNormal(1), MakeNormal(2)});
+    TypeParam collection;
+    collection.Append(foreign, c_matIdentityD);
+    EXPECT_EQ(GetBits(collection), GetBitsAt(*this->Make(3), {1, 2}));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_ForeignSourceWithoutNormalsGivesNone)
+{
+    const TestSupport::CMockSurfelCollection foreign({MakePosition(1)}, 17, 3);
+    const auto collection = this->Make(1);
+    collection->Append(foreign, TestSupport::MakeRotationY(0.6, 0.8));
+    EXPECT_EQ(collection->GetCount(), 2U);
+    if (collection->HasNormals())
+    {
+        EXPECT_EQ(collection->GetNormals().At(1), LqVector3f());
+    }
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_SourceWithoutPositionsThrowsAndChangesNothing)
+{
+    TestSupport::CMockSurfelCollection foreign({MakePosition(1)});
+    foreign.SetPositionAccess(nullptr);
+    const auto collection = this->Make(3);
+    const auto expected = GetBits(*collection);
+    EXPECT_EQ(GetMessageOf([&] { collection->Append(foreign, c_matIdentityD); }),
+              "Nicht verfuegbare ElementAccessor-Definition angefordert.");
+    EXPECT_EQ(GetBits(*collection), expected);
+    EXPECT_THROW(static_cast<void>(collection->CloneFromCollection({&foreign}, {c_matIdentityD})),
+                 VekoException);
+    EXPECT_THROW(collection->ScatterCopy(foreign, {{0, 0}}, c_matIdentityD), VekoException);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_SourceOfAbsurdCountIsALengthError)
+{
+    TestSupport::CMockSurfelCollection foreign({MakePosition(1)});
+    foreign.SetCount(std::numeric_limits<std::uint64_t>::max());
+    const auto collection = this->Make(3);
+    EXPECT_THROW(collection->Append(foreign, c_matIdentityD), std::length_error);
+    EXPECT_EQ(collection->GetCount(), 3U);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, ScatterCopy_OverwritesTheNamedSurfels)
+{
+    const auto collection = this->Make(4);
+    const auto source = this->Make(9);
+    const auto expected = GetBitsAt(*source, {8, 1, 2, 7});
+    collection->ScatterCopy(*source, {{7, 3}, {8, 0}}, c_matIdentityD);
+    EXPECT_EQ(GetBits(*collection), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, ScatterCopy_LaterPairsWin)
+{
+    const auto collection = this->Make(2);
+    collection->ScatterCopy(*this->Make(9), {{7, 1}, {8, 1}}, c_matIdentityD);
+    EXPECT_EQ(collection->GetPositions().At(1), MakePosition(8));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, ScatterCopy_MovesTheSurfels)
+{
+    const auto collection = this->Make(2);
+    collection->ScatterCopy(*this->Make(9), {{7, 1}}, TestSupport::MakeTranslation(10, 0, 0));
+    EXPECT_EQ(collection->GetPositions().At(1).x, 17.0F);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, ScatterCopy_OfItselfReadsWhatWasThereBefore)
+{
+    const auto collection = this->Make(3);
+    const auto expected = GetBitsAt(*collection, {1, 0, 1});
+    collection->ScatterCopy(*collection, {{0, 1}, {1, 0}, {1, 2}}, c_matIdentityD);
+    EXPECT_EQ(GetBits(*collection), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, ScatterCopy_IndexOutOfRangeThrowsAndChangesNothing)
+{
+    const auto collection = this->Make(3);
+    const auto source = this->Make(5);
+    const auto expected = GetBits(*collection);
+    EXPECT_EQ(GetMessageOf([&] {
+                  collection->ScatterCopy(*source, {{4, 0}, {5, 1}}, c_matIdentityD);
+              }),
+              "Pair 1 copies surfel 5 of 5 to place 1 of 3; there is no such.");
+    EXPECT_EQ(GetMessageOf([&] {
+                  collection->ScatterCopy(*source, {{4, 0}, {4, 3}}, c_matIdentityD);
+              }),
+              "Pair 1 copies surfel 4 of 5 to place 3 of 3; there is no such.");
+    EXPECT_EQ(GetBits(*collection), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, ScatterCopy_NoPairsChangeNothing)
+{
+    const auto collection = this->Make(3);
+    const auto expected = GetBits(*collection);
+    collection->ScatterCopy(*this->Make(5), {}, c_matIdentityD);
+    EXPECT_EQ(GetBits(*collection), expected);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Support_FollowsEveryChange)
+{
+    const auto maxX = [](const TypeParam& collection) {
+        return collection.GetPointCloudSupport()->GetBoundingBox().box.max.x;
+    };
+    const auto nearest = [](const TypeParam& collection, const LqVector3f& point) {
+        return collection.GetPointCloudSupport()->GetNearestNeighborSearch()->FindNearestNeighbor(
+            point, 0.0F, nullptr);
+    };
+    TypeParam collection;
+    EXPECT_EQ(nearest(collection, MakePosition(4)), -1);
+    collection.AddSurfelNoReset(MakeSurfel<TypeParam>(4));
+    EXPECT_EQ(maxX(collection), 4.0F);
+    EXPECT_EQ(nearest(collection, MakePosition(4)), 0);
+    collection.AddSurfelNoReset(MakeSurfel<TypeParam>(6));
+    collection.ForceUpdate();
+    EXPECT_EQ(maxX(collection), 6.0F);
+    EXPECT_EQ(nearest(collection, MakePosition(6)), 1);
+    collection.ScatterCopy(*this->Make(20), {{9, 0}}, c_matIdentityD);
+    EXPECT_EQ(maxX(collection), 9.0F);
+    EXPECT_EQ(nearest(collection, MakePosition(9)), 0);
+    collection.Append(*this->Make(20), c_matIdentityD);
+    EXPECT_EQ(maxX(collection), 19.0F);
+    EXPECT_EQ(nearest(collection, MakePosition(19)), 21);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Support_IsTheSameObjectWhileNothingChanges)
+{
+    const auto collection = this->Make(3);
+    EXPECT_EQ(collection->GetPointCloudSupport(), collection->GetPointCloudSupport());
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, GetReadAccessor_OtherDefinitionsThrow)
+{
+    const auto collection = this->Make(3);
+    EXPECT_THROW(static_cast<void>(collection->template GetReadAccessor<int>()), VekoException);
+}
+
+}  // namespace
+
+}  // namespace DataLayerTest

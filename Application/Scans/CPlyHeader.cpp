@@ -156,11 +156,11 @@ private:
         std::string_view type = TakeToken(m_rest);
         if (type == "list")
         {
-            property.countType = parseType(TakeToken(m_rest));
+            const std::string_view countType = TakeToken(m_rest);
+            property.countType = parseType(countType);
             if (!IsIntegerType(*property.countType))
             {
-                fail("expected an integer type for the length of a list",
-                     PrintPlyProperty(property));
+                fail("expected an integer type for the length of a list", countType);
             }
             type = TakeToken(m_rest);
         }

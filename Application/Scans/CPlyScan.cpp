@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -179,9 +180,15 @@ std::shared_ptr<const Geometry::CTriangulation> CPlyScan::GetTriangulation() con
     {
         return nullptr;
     }
+    const std::uint64_t count = m_collection->GetCount();
+    if (count > std::numeric_limits<std::uint32_t>::max())
+    {
+        throw CInputError(
+            m_document.source.path,
+            "expected at most 4294967295 vertices of a mesh, found " + std::to_string(count));
+    }
     auto triangulation = std::make_shared<Geometry::CTriangulation>();
     const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    const std::uint64_t count = m_collection->GetCount();
     triangulation->vertices.reserve(count);
     for (std::uint64_t index = 0; index < count; ++index)
     {

@@ -12,13 +12,6 @@ namespace Application
 namespace
 {
 
-/// Keeps alive what a collection reads: the file's bytes, converted arrays, or some of each.
-struct SSharedSurfels
-{
-    SSurfelArrays arrays;
-    std::shared_ptr<const void> source;
-};
-
 [[nodiscard]] LqVector3f toNormal(const std::array<double, 3>& normal)
 {
     return {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
@@ -102,7 +95,7 @@ SPlyTable CPlyVertices::readFixed(CProgress& progress)
 
     const std::byte* const positions = findInPlace(m_positions);
     const std::byte* const normals = m_normals.has_value() ? findInPlace(*m_normals) : nullptr;
-    SSurfelArrays arrays;
+    SConverted arrays;
     if (positions == nullptr)
     {
         for (std::uint64_t index = 0; index < count; ++index)
@@ -150,7 +143,7 @@ SPlyTable CPlyVertices::readRecords(CProgress& progress)
     CPlyRecordReader reader(m_document, m_document.vertexElement);
     std::vector<std::array<double, 3>> coordinates;
     coordinates.reserve(m_element.count);
-    SSurfelArrays arrays;
+    SConverted arrays;
     arrays.normals.reserve(m_normals.has_value() ? m_element.count : 0);
     while (reader.Next())
     {
@@ -176,10 +169,16 @@ SPlyTable CPlyVertices::readRecords(CProgress& progress)
     return reader.GetEndOfTable();
 }
 
-void CPlyVertices::share(SSurfelArrays arrays, const std::byte* positions, const std::byte* normals)
+void CPlyVertices::share(SConverted arrays, const std::byte* positions, const std::byte* normals)
 {
-    const auto owner = std::make_shared<const SSharedSurfels>(
-        SSharedSurfels{std::move(arrays), m_document.source.owner});
+    // Keeps alive what the collection reads: the file's bytes, converted arrays, or some of each.
+    struct SOwner
+    {
+        SConverted arrays;
+        std::shared_ptr<const void> source;
+    };
+    const auto owner =
+        std::make_shared<const SOwner>(SOwner{std::move(arrays), m_document.source.owner});
     const std::size_t recordSize = m_element.GetRecordSize();
     const std::size_t packed = sizeof(LqVector3f);
     m_isInPlace = positions != nullptr;

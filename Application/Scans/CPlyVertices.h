@@ -11,8 +11,8 @@
 #include "Application/Scans/CCoordinateShift.h"
 #include "Application/Scans/CPlyRecordReader.h"
 #include "Application/Scans/SPlyDocument.h"
-#include "Application/Scans/SSurfelArrays.h"
 #include "Base/Interfaces/ISurfelCollection.h"
+#include "Base/Math/LqVector3f.h"
 
 namespace Application
 {
@@ -42,6 +42,13 @@ public:
 private:
     using Triple = std::array<std::size_t, 3>;
 
+    /// Positions and normals that had to be converted from the file's own numbers.
+    struct SConverted
+    {
+        std::vector<LqVector3f> positions;
+        std::vector<LqVector3f> normals;
+    };
+
     [[nodiscard]] std::optional<Triple> findTriple(const char* first, const char* second,
                                                    const char* third) const;
     [[nodiscard]] const std::byte* findInPlace(const Triple& properties) const;
@@ -50,7 +57,7 @@ private:
     SPlyTable readRecords(CProgress& progress);
     [[nodiscard]] std::array<double, 3> loadTriple(const Triple& properties,
                                                    const std::byte* record) const;
-    void share(SSurfelArrays arrays, const std::byte* positions, const std::byte* normals);
+    void share(SConverted arrays, const std::byte* positions, const std::byte* normals);
 
     const SPlyDocument& m_document;
     const SPlyElement& m_element;

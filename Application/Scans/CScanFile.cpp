@@ -10,7 +10,10 @@
 #include "Application/Files/CMappedFile.h"
 #include "Application/Files/CReplacementFile.h"
 #include "Application/Files/TextTokens.h"
+#include "Application/Scans/CObjScan.h"
 #include "Application/Scans/CPlyScan.h"
+#include "Application/Scans/CStlScan.h"
+#include "Application/Scans/CXyzScan.h"
 
 namespace Application
 {
@@ -35,6 +38,18 @@ namespace
     if (extension == ".ply" || text.starts_with("ply\n") || text.starts_with("ply\r"))
     {
         return CPlyScan::Parse(bytes, progress);
+    }
+    if (extension == ".obj")
+    {
+        return CObjScan::Parse(bytes, progress);
+    }
+    if (extension == ".stl")
+    {
+        return CStlScan::Parse(bytes, progress);
+    }
+    if (extension == ".xyz" || extension == ".txt" || extension == ".csv" || extension == ".asc")
+    {
+        return CXyzScan::Parse(bytes, progress);
     }
     throw CInputError(bytes.path,
                       "expected a PLY file, or a file named .obj, .stl, .xyz, .txt, .csv or .asc, "

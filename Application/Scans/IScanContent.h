@@ -14,7 +14,7 @@ class ISurfelCollection;
 
 namespace Geometry
 {
-class CTriangulation;
+struct CTriangulation;
 }
 
 namespace Application

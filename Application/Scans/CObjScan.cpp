@@ -1,0 +1,239 @@
+#include "Application/Scans/CObjScan.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "Application/Files/CReplacementFile.h"
+#include "Application/Files/TextTokens.h"
+#include "Application/Scans/CKeptPoints.h"
+#include "Application/Scans/CKeptRanks.h"
+
+namespace Application
+{
+
+namespace
+{
+
+[[nodiscard]] bool hasReferences(EObjStatement statement)
+{
+    return statement == EObjStatement::Face || statement == EObjStatement::Line ||
+           statement == EObjStatement::Point;
+}
+
+/// Stands for a vertex without a normal.
+constexpr std::uint32_t c_noNormal = std::numeric_limits<std::uint32_t>::max();
+
+[[nodiscard]] LqVector3f toNormal(const std::array<double, 3>& normal)
+{
+    return {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
+            static_cast<float>(normal[2])};
+}
+
+}  // namespace
+
+std::shared_ptr<const IScanContent> CObjScan::Parse(const SScanBytes& bytes,
+                                                    const ProgressCallback& progress)
+{
+    return std::shared_ptr<const IScanContent>(new CObjScan(bytes, progress));
+}
+
+CObjScan::CObjScan(const SScanBytes& bytes, const ProgressCallback& progress) : m_source(bytes)
+{
+    count();
+    read(progress);
+}
+
+void CObjScan::count()
+{
+    CObjLineReader reader(m_source.path, AsText(m_source.bytes));
+    while (reader.Next())
+    {
+        m_counts.vertices += reader.GetStatement() == EObjStatement::Vertex ? 1U : 0U;
+        m_counts.normals += reader.GetStatement() == EObjStatement::Normal ? 1U : 0U;
+        if (reader.GetStatement() == EObjStatement::Face)
+        {
+            std::uint64_t corners = 0;
+            std::string_view rest = reader.GetWords();
+            while (!TakeObjWord(rest).empty())
+            {
+                ++corners;
+            }
+            if (corners < 3)
+            {
+                throw reader.MakeError("expected at least 3 corners of a face",
+                                       std::to_string(corners));
+            }
+            m_counts.triangles += corners - 2;
+            ++m_counts.faces;
+        }
+    }
+    if (m_counts.vertices == 0)
+    {
+        throw CInputError(m_source.path, "expected lines 'v x y z', found none");
+    }
+    const std::uint64_t largest = std::max(m_counts.vertices, m_counts.normals);
+    if (largest >= c_noNormal)
+    {
+        throw CInputError(m_source.path,
+                          "expected fewer than 4294967295 vertices and normals, found " +
+                              std::to_string(largest));
+    }
+}
+
+void CObjScan::read(const ProgressCallback& progress)
+{
+    Coordinates coordinates;
+    coordinates.reserve(m_counts.vertices);
+    std::vector<LqVector3f> fileNormals;
+    fileNormals.reserve(m_counts.normals);
+    Triangles triangles;
+    triangles.reserve(m_counts.triangles);
+    // Normals may stand behind the faces that use them: a vertex keeps its normal's number until
+    // all are known.
+    std::vector<std::uint32_t> normalNumbers(
+        m_counts.normals > 0 && m_counts.faces > 0 ? m_counts.vertices : 0, c_noNormal);
+
+    CProgress steps(progress, m_source.bytes.size());
+    CObjLineReader reader(m_source.path, AsText(m_source.bytes));
+    while (reader.Next())
+    {
+        if (reader.GetStatement() == EObjStatement::Vertex)
+        {
+            coordinates.push_back(reader.ReadVector());
+        }
+        else if (reader.GetStatement() == EObjStatement::Normal)
+        {
+            fileNormals.push_back(toNormal(reader.ReadVector()));
+        }
+        else if (hasReferences(reader.GetStatement()))
+        {
+            readCorners(reader, coordinates.size(), fileNormals.size(), normalNumbers, triangles);
+        }
+        steps.Report(reader.GetEnd());
+    }
+    std::vector<LqVector3f> normals;
+    if (m_counts.faces == 0 && m_counts.normals == m_counts.vertices)
+    {
+        normals = std::move(fileNormals);
+    }
+    normals.reserve(normalNumbers.size());
+    for (const std::uint32_t number : normalNumbers)
+    {
+        normals.push_back(number == c_noNormal ? LqVector3f{} : fileNormals[number]);
+    }
+    setPoints(std::move(coordinates), std::move(triangles), std::move(normals));
+}
+
+void CObjScan::readCorners(const CObjLineReader& reader, std::uint64_t verticesBefore,
+                           std::uint64_t normalsBefore, std::vector<std::uint32_t>& normalNumbers,
+                           Triangles& triangles) const
+{
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    std::uint64_t index = 0;
+    std::string_view rest = reader.GetWords();
+    for (std::string_view word = TakeObjWord(rest); !word.empty(); word = TakeObjWord(rest))
+    {
+        const SObjCorner corner = SplitObjCorner(word);
+        const auto vertex = static_cast<std::uint32_t>(
+            reader.Resolve(corner.vertex, verticesBefore, m_counts.vertices, "vertex"));
+        if (!corner.normal.empty())
+        {
+            const std::uint64_t normal =
+                reader.Resolve(corner.normal, normalsBefore, m_counts.normals, "normal");
+            if (!normalNumbers.empty() && normalNumbers[vertex] == c_noNormal)
+            {
+                normalNumbers[vertex] = static_cast<std::uint32_t>(normal);
+            }
+        }
+        if (reader.GetStatement() == EObjStatement::Face && index >= 2)
+        {
+            triangles.push_back({first, last, vertex});
+        }
+        first = index == 0 ? vertex : first;
+        last = vertex;
+        ++index;
+    }
+}
+
+SScanDescription CObjScan::Describe() const
+{
+    SScanDescription description;
+    description.format = "OBJ";
+    description.elements = {
+        {"v", m_counts.vertices, {}}, {"vn", m_counts.normals, {}}, {"f", m_counts.faces, {}}};
+    return description;
+}
+
+void CObjScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
+                         const ProgressCallback& progress) const
+{
+    const std::string_view text = AsText(m_source.bytes);
+    if (kept.CountKept(m_counts.vertices) == m_counts.vertices)
+    {
+        file.Write(text);
+        return;
+    }
+    const CKeptRanks ranks(kept);
+    CProgress steps(progress, text.size());
+    CObjLineReader reader(m_source.path, text);
+    std::uint64_t before = 0;
+    std::string line;
+    while (reader.Next())
+    {
+        steps.Report(reader.GetEnd());
+        const EObjStatement statement = reader.GetStatement();
+        const std::string_view raw =
+            text.substr(reader.GetBegin(), reader.GetEnd() - reader.GetBegin());
+        if (statement == EObjStatement::FreeForm)
+        {
+            throw reader.MakeError("expected vertices and polygons only, to cut them", raw);
+        }
+        if (hasReferences(statement))
+        {
+            if (renumber(reader, ranks, before, line))
+            {
+                file.Write(line);
+            }
+        }
+        else if (statement != EObjStatement::Vertex || ranks.IsKept(before++))
+        {
+            file.Write(raw);
+        }
+    }
+}
+
+bool CObjScan::renumber(const CObjLineReader& reader, const CKeptRanks& ranks, std::uint64_t before,
+                        std::string& line) const
+{
+    const std::string_view text = AsText(m_source.bytes);
+    line.clear();
+    std::size_t done = reader.GetBegin();
+    const std::uint64_t newBefore =
+        before < m_counts.vertices ? ranks.GetRank(before)
+                                   : ranks.GetRank(before - 1) + (ranks.IsKept(before - 1) ? 1 : 0);
+    std::string_view rest = reader.GetWords();
+    for (std::string_view word = TakeObjWord(rest); !word.empty(); word = TakeObjWord(rest))
+    {
+        const std::string_view number = SplitObjCorner(word).vertex;
+        const std::uint64_t vertex = reader.Resolve(number, before, m_counts.vertices, "vertex");
+        if (!ranks.IsKept(vertex))
+        {
+            return false;
+        }
+        const std::size_t begin = static_cast<std::size_t>(number.data() - text.data());
+        line += text.substr(done, begin - done);
+        const std::uint64_t rank = ranks.GetRank(vertex);
+        const bool isRelative = number.front() == '-';
+        line.append(isRelative ? "-" : "");
+        line.append(std::to_string(isRelative ? newBefore - rank : rank + 1));
+        done = begin + number.size();
+    }
+    line += text.substr(done, reader.GetEnd() - done);
+    return true;
+}
+
+}  // namespace Application

@@ -1,0 +1,78 @@
+#include "Application/Scans/CXyzReader.h"
+
+#include <optional>
+#include <string>
+
+#include "Application/Files/CInputError.h"
+#include "Application/Files/TextTokens.h"
+
+namespace Application
+{
+
+namespace
+{
+
+[[nodiscard]] bool isSeparator(char character)
+{
+    return IsBlank(character) || character == ',' || character == ';';
+}
+
+[[nodiscard]] std::string_view takeColumn(std::string_view& rest)
+{
+    std::size_t begin = 0;
+    while (begin < rest.size() && isSeparator(rest[begin]))
+    {
+        ++begin;
+    }
+    std::size_t end = begin;
+    while (end < rest.size() && !isSeparator(rest[end]))
+    {
+        ++end;
+    }
+    const std::string_view column = rest.substr(begin, end - begin);
+    rest.remove_prefix(end);
+    return column;
+}
+
+}  // namespace
+
+bool CXyzReader::Next()
+{
+    while (m_lines.Next())
+    {
+        std::string_view rest = m_lines.GetLine();
+        const std::string_view column = takeColumn(rest);
+        if (column.empty() || column.starts_with('#') || column.starts_with("//"))
+        {
+            continue;
+        }
+        const bool isNames = m_isFirst && !ParseReal(column).has_value();
+        m_isFirst = false;
+        if (!isNames)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::array<double, 3> CXyzReader::ReadPoint() const
+{
+    std::string_view rest = m_lines.GetLine();
+    std::array<double, 3> point = {};
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        const std::string_view column = takeColumn(rest);
+        const std::optional<double> value = ParseReal(column);
+        if (!value.has_value())
+        {
+            throw CInputError::AtLine(m_file, m_lines.GetNumber(),
+                                      std::string("expected the number ") + "xyz"[axis] +
+                                          " of a point, found " + Quote(column));
+        }
+        point[axis] = *value;
+    }
+    return point;
+}
+
+}  // namespace Application

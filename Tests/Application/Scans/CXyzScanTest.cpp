@@ -1,0 +1,84 @@
+#include "Application/Scans/CXyzScan.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "Tests/Application/Scans/ScanTestSupport.h"
+
+namespace
+{
+
+[[nodiscard]] std::vector<LqVector3f> positionsOf(const std::string& content)
+{
+    return ScanTest::PositionsOf(ScanTest::ParseScan(content, "p.xyz"));
+}
+
+const std::vector<LqVector3f> c_points = {{1, 2, 3}, {4, 5.5F, -6}};
+
+TEST(CXyzScan, Parse_EverySeparator)
+{
+    EXPECT_EQ(positionsOf("1 2 3\n4 5.5 -6\n"), c_points);
+    EXPECT_EQ(positionsOf("1\t2\t3\n4\t5.5\t-6"), c_points);
+    EXPECT_EQ(positionsOf("1,2,3\r\n4, 5.5 , -6\r\n"), c_points);
+    EXPECT_EQ(positionsOf(" 1;2;3\n4; 5.5;-6;\n"), c_points);
+}
+
+TEST(CXyzScan, Parse_EveryExtension)
+{
+    for (const char* const name : {"p.xyz", "p.txt", "p.CSV", "p.asc"})
+    {
+        EXPECT_EQ(ScanTest::ParseScan("1 2 3\n", name).GetPointCount(), 1U);
+    }
+}
+
+TEST(CXyzScan, Parse_FurtherColumnsArePassedOver)
+{
+    EXPECT_EQ(positionsOf("1 2 3 255 red 0.5\n4 5.5 -6\n"), c_points);
+}
+
+TEST(CXyzScan, Parse_CommentsBlankLinesAndOneLineOfNames)
+{
+    EXPECT_EQ(positionsOf("# made\n\n// by hand\nx,y,z\n1 2 3\n  # in between\n4 5.5 -6\n\n"),
+              c_points);
+}
+
+TEST(CXyzScan, Parse_NotANumberIsAPoint)
+{
+    EXPECT_TRUE(std::isnan(positionsOf("nan 2 3\n1 2 3\n").at(0).x));
+}
+
+TEST(CXyzScan, Parse_DegreesAreShifted)
+{
+    const auto scan =
+        ScanTest::ParseScan("48.1234567 11.7654321 510.25\n48.1234569 11.7 510.3\n", "p.xyz");
+
+    EXPECT_NEAR(ScanTest::PositionsOf(scan)[0].x + scan.GetTransform()(3, 0), 48.1234567, 1e-8);
+}
+
+TEST(CXyzScan, Parse_DamagedLineIsNamed)
+{
+    EXPECT_EQ(ScanTest::ParseMessage("1 2 3\n4 5\n", "p.xyz"),
+              "p.xyz: line 2: expected the number z of a point, found the end of the line");
+    EXPECT_EQ(ScanTest::ParseMessage("x y z\nmore words here\n1 2 3\n", "p.xyz"),
+              "p.xyz: line 2: expected the number x of a point, found 'more'");
+    EXPECT_EQ(ScanTest::ParseMessage("1 2 3\nx y z\n", "p.xyz"),
+              "p.xyz: line 2: expected the number x of a point, found 'x'");
+}
+
+TEST(CXyzScan, Parse_NoPointsAreAnError)
+{
+    EXPECT_EQ(ScanTest::ParseMessage("# nothing\nx y z\n", "p.xyz"),
+              "p.xyz: expected lines that begin with x, y and z, found none");
+}
+
+TEST(CXyzScan, WriteKept_LinesStayAsTheyWere)
+{
+    EXPECT_EQ(ScanTest::Cut("# c\r\nx;y;z;i\r\n1;2;3;9\r\n\r\n 04;5;6;8\r\n# d\r\n7;8;9;7", {0, 2},
+                            "p.csv"),
+              "# c\r\nx;y;z;i\r\n\r\n 04;5;6;8\r\n# d\r\n");
+}
+
+}  // namespace

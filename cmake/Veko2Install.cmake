@@ -8,11 +8,7 @@ include(CMakePackageConfigHelpers)
 set(veko2_packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Veko2PointCloudEditing)
 set(veko2_pkgConfigFolder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-set(veko2_libraries Veko2_Base Veko2_DataLayer)
-if(TARGET Veko2_PointCloudEditing)
-    list(APPEND veko2_libraries Veko2_PointCloudEditing)
-endif()
-install(TARGETS ${veko2_libraries}
+install(TARGETS Veko2_Base Veko2_DataLayer Veko2_PointCloudEditing
     EXPORT Veko2PointCloudEditingTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime

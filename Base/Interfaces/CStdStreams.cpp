@@ -16,7 +16,7 @@ void CStdStreamRead::Read(void* data, std::size_t size)
     {
         ThrowVekoException("Base/Interfaces/CStdStreamRead", 20, "Base::CStdStreamRead::Read",
                            L"The stream ends at byte %llu, %zu bytes too early.",
-                           static_cast<unsigned long long>(m_offset + numRead), size - numRead);
+                           static_cast<unsigned long long>(m_offset) + numRead, size - numRead);
     }
     m_offset += size;
 }

@@ -41,7 +41,8 @@ struct SSinkState
 
 SSinkState& SinkState()
 {
-    static SSinkState state;
+    // Never destroyed: loggers of other libraries may still write while the process ends.
+    static SSinkState& state = *std::make_unique<SSinkState>().release();
     return state;
 }
 

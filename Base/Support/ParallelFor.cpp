@@ -75,7 +75,9 @@ void RunParallelFor(std::uint32_t count, ParallelForItem item, const void* body)
         ~SAcquireAtEnd() { handOver.AcquireFromItems(); }
     } const acquireAtEnd{handOver};
 
-    tbb::task_group_context context;
+    // Isolated, so that an outer loop that is cancelled does not cut short the inner loops of the
+    // items that run: whoever started an item relies on all that the item started.
+    tbb::task_group_context context(tbb::task_group_context::isolated);
     const auto runBlock = [&](const tbb::blocked_range<std::uint32_t>& block) {
         const CItemBlock announced(handOver);
         for (std::uint32_t index = block.begin(); index != block.end(); ++index)
@@ -87,8 +89,8 @@ void RunParallelFor(std::uint32_t count, ParallelForItem item, const void* body)
             item(body, index);
         }
     };
-    // Isolated, so that a thread that waits for an inner loop does not start an outer item: its
-    // stack and the memory in flight stay bounded by the depth of the nesting.
+    // Isolated as well, so that a thread that waits for an inner loop does not start an outer item:
+    // its stack and the memory in flight stay bounded by the depth of the nesting.
     tbb::this_task_arena::isolate([&] {
         tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, count), runBlock,
                           tbb::auto_partitioner(), context);

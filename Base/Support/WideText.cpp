@@ -14,6 +14,9 @@ namespace
 
 constexpr char32_t c_replacementCharacter = 0xFFFD;
 
+/// Larger widths and precisions count as this one, so that a wrong one cannot exhaust the memory.
+constexpr int c_maxFieldSize = 1 << 20;
+
 bool IsScalarValue(char32_t character)
 {
     return character <= 0x10FFFF && !(character >= 0xD800 && character <= 0xDFFF);
@@ -137,19 +140,18 @@ private:
         m_text.append(text.begin(), text.end());
     }
 
-    /// A width or precision; more than the text can hold makes no difference to it.
+    /// A width or precision, at most c_maxFieldSize.
     int parseNumber(const wchar_t*& format)
     {
-        const int limit = static_cast<int>(std::min<std::size_t>(m_maxLength, 1U << 20));
         if (*format == L'*')
         {
             ++format;
-            return std::clamp(va_arg(m_arguments, int), -limit, limit);
+            return std::clamp(va_arg(m_arguments, int), -c_maxFieldSize, c_maxFieldSize);
         }
         int number = 0;
         for (; *format >= L'0' && *format <= L'9'; ++format)
         {
-            number = std::min(number * 10 + static_cast<int>(*format - L'0'), limit);
+            number = std::min(number * 10 + static_cast<int>(*format - L'0'), c_maxFieldSize);
         }
         return number;
     }
@@ -361,9 +363,16 @@ private:
 
     void writeCharacter(const SConversion& conversion, bool isWideCharacter)
     {
-        wchar_t character = isWideCharacter ? static_cast<wchar_t>(va_arg(m_arguments, std::wint_t))
-                                            : static_cast<wchar_t>(va_arg(m_arguments, int) & 0xFF);
-        writePadded(conversion, std::wstring_view(&character, 1));
+        if (isWideCharacter)
+        {
+            const auto character = static_cast<wchar_t>(va_arg(m_arguments, std::wint_t));
+            writePadded(conversion, std::wstring_view(&character, 1));
+        }
+        else
+        {
+            const auto byte = static_cast<char>(va_arg(m_arguments, int));
+            writePadded(conversion, Utf8ToWide(std::string_view(&byte, 1)));
+        }
     }
 
     void writePadded(const SConversion& conversion, std::wstring_view text)

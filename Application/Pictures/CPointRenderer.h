@@ -58,7 +58,7 @@ public:
     };
 
     /// Colours that tell the scans of one picture apart; the first is for a single scan.
-    static constexpr SColor c_scanColors[] = {{203, 205, 204}, {216, 196, 150}, {156, 190, 214},
+    static constexpr SColor c_scanColors[] = {{214, 206, 193}, {216, 196, 150}, {156, 190, 214},
                                               {182, 206, 164}, {214, 178, 196}, {178, 178, 214}};
 
     explicit CPointRenderer(const CView& view) : CPointRenderer(view, SSettings()) {}

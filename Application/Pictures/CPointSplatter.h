@@ -4,22 +4,24 @@
 #include "Application/Pictures/CPictureProjection.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace Application
 {
 
 /// Widens single samples to dots that close the gaps of a surface.
 ///
-/// How far apart the surfels of a surface are in the picture is read from the picture itself: from
-/// the distance of the few nearest samples at a similar depth. A sample without such neighbours
-/// becomes a small dot.
+/// How far apart the surfels of a surface are is read from the picture itself: from the distances
+/// of the few nearest samples at a similar depth. A sample without such neighbours becomes a small
+/// dot, and no dot is much larger than most are. Dots are discs that lie in the surface. Samples
+/// without a normal get that of the plane through their neighbours.
 class CPointSplatter
 {
 public:
-    /// \p samplesPerSide: the samples of a pixel on a side, for the size of single dots.
+    /// \p samplesPerSide: the samples of a pixel on a side, for sizes given in pixels.
     CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide);
 
-    /// The picture of \p points with every sample widened.
+    /// The picture of \p points with every sample widened; all of them have a normal then.
     [[nodiscard]] CDepthBuffer Splat(const CDepthBuffer& points) const;
 
 private:
@@ -30,10 +32,21 @@ private:
         float distance;
     };
 
+    /// The radius of each sample's dot, in units of 1 / c_radiusUnits samples; 0 where there is no
+    /// sample.
+    [[nodiscard]] std::vector<std::uint8_t> findRadii(const CDepthBuffer& points) const;
     [[nodiscard]] float findRadius(const CDepthBuffer& points, std::uint32_t column,
                                    std::uint32_t row) const;
-    void drawDot(const CDepthBuffer& points, std::uint32_t column, std::uint32_t row,
+    [[nodiscard]] CDepthBuffer::SNormal fitNormal(const CDepthBuffer& points, std::uint32_t column,
+                                                  std::uint32_t row, float radius) const;
+    void drawDot(std::uint64_t word, float radius, std::uint32_t column, std::uint32_t row,
                  CDepthBuffer& target) const;
+
+    /// Calls \p visit(offset, depth) for the samples of the same surface, nearest first, until it
+    /// returns false.
+    template <typename Visit>
+    void visitSurface(const CDepthBuffer& points, std::uint32_t column, std::uint32_t row,
+                      const Visit& visit) const;
 
     const CPictureProjection& m_projection;
     float m_singleRadius;

@@ -38,19 +38,12 @@ private:
 
     [[nodiscard]] Rgb shadeSample(std::uint32_t column, std::uint32_t row,
                                   const Rgb& background) const;
-    [[nodiscard]] CDepthBuffer::SNormal findNormal(std::uint32_t column, std::uint32_t row) const;
+    /// The mean normal of the samples around one that belong to the same surface.
     [[nodiscard]] CDepthBuffer::SNormal averageNormals(std::uint32_t column,
                                                        std::uint32_t row) const;
-    [[nodiscard]] CDepthBuffer::SNormal fitNormal(std::uint32_t column, std::uint32_t row) const;
     /// How much nearer than a sample its surroundings at a distance are; 0 when they are not.
     [[nodiscard]] float findOcclusion(std::uint32_t column, std::uint32_t row,
                                       std::int32_t distance) const;
-
-    /// Calls \p visit(x, y, depth, word) for the samples of the same surface in a square around a
-    /// sample.
-    template <typename Visit>
-    void visitSurface(std::uint32_t column, std::uint32_t row, std::int32_t reach,
-                      const Visit& visit) const;
 
     const CPictureProjection& m_projection;
     const CDepthBuffer& m_buffer;

@@ -29,6 +29,9 @@ constexpr double c_filledPart = 0.92;
 /// The near plane is never closer than this share of the eye's distance, for the depth's precision.
 constexpr double c_minNearShare = 1e-3;
 constexpr double c_maxFarShare = 1e6;
+/// How near the eye may come to the points, as a share of their extent.
+constexpr double c_clearance = 0.05;
+constexpr int c_numBalancingRounds = 5;
 constexpr double c_radiansPerDegree = 3.14159265358979323846 / 180.0;
 
 /// Points by their coordinates along the picture's right, up and towards-the-viewer directions.
@@ -128,28 +131,55 @@ SRange findDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector&
     return range;
 }
 
-/// How far the eye must be from the centre for all samples within the ranges to be in the picture.
+bool isStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::size_t index)
+{
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        if (samples[axis][index] < ranges[axis].min || samples[axis][index] > ranges[axis].max)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// How far the eye must be from the centre for all samples within the ranges to be in the picture,
+/// none of them nearer to the eye than \p clearance.
 double findDistance(const Samples& samples, const std::array<SRange, 3>& ranges,
-                    const Vector& centre, double slopeX, double slopeY)
+                    const Vector& centre, double slopeX, double slopeY, double clearance)
 {
     double distance = 0.0;
     for (std::size_t index = 0; index < samples[0].size(); ++index)
     {
-        Vector offset{};
-        bool isStray = false;
-        for (std::size_t axis = 0; axis < 3; ++axis)
+        if (!isStray(samples, ranges, index))
         {
-            const double value = samples[axis][index];
-            isStray = isStray || value < ranges[axis].min || value > ranges[axis].max;
-            offset[axis] = value - centre[axis];
-        }
-        if (!isStray)
-        {
-            distance = std::max({distance, offset[2] + std::abs(offset[0]) / slopeX,
-                                 offset[2] + std::abs(offset[1]) / slopeY});
+            const double nearer = samples[2][index] - centre[2];
+            distance = std::max({distance, nearer + clearance,
+                                 nearer + std::abs(samples[0][index] - centre[0]) / slopeX,
+                                 nearer + std::abs(samples[1][index] - centre[1]) / slopeY});
         }
     }
     return distance;
+}
+
+/// Moves the centre across the picture until the samples, seen from \p distance, leave equal
+/// margins on opposite sides: what is near is larger and would push the rest aside.
+void balanceMargins(const Samples& samples, const std::array<SRange, 3>& ranges, double distance,
+                    Vector& centre)
+{
+    for (std::size_t axis = 0; axis < 2; ++axis)
+    {
+        SRange slopes;
+        for (std::size_t index = 0; index < samples[0].size(); ++index)
+        {
+            if (!isStray(samples, ranges, index))
+            {
+                const double depth = distance - (samples[2][index] - centre[2]);
+                slopes.Extend((samples[axis][index] - centre[axis]) / depth);
+            }
+        }
+        centre[axis] += 0.5 * (slopes.min + slopes.max) * distance;
+    }
 }
 
 }  // namespace
@@ -210,9 +240,17 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     if (projection == CCamera::Projection::Perspective)
     {
         const double slope = c_filledPart * std::tan(0.5 * (fieldOfView * c_radiansPerDegree));
-        const double needed = findDistance(samples, ranges, centre, slope * aspect, slope);
-        distance = std::max(needed, 1e-3 * scale);
-        distance = radius > 0.0 ? distance : 2.0 * scale;
+        for (int round = 0; round < c_numBalancingRounds && radius > 0.0; ++round)
+        {
+            distance =
+                findDistance(samples, ranges, centre, slope * aspect, slope, c_clearance * scale);
+            balanceMargins(samples, ranges, distance, centre);
+        }
+        if (radius > 0.0)
+        {
+            distance =
+                findDistance(samples, ranges, centre, slope * aspect, slope, c_clearance * scale);
+        }
     }
     else
     {

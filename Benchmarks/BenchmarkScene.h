@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "Base/Interfaces/SRegionSelectionInfo.h"
+#include "Base/Math/LqMatrix4R.h"
+#include "Base/Math/LqVector3f.h"
+
+namespace BenchmarkScene
+{
+
+inline constexpr std::uint32_t c_viewWidth = 1920;
+inline constexpr std::uint32_t c_viewHeight = 1080;
+
+/// Point \p index of \p count on a ball of radius 1 with a rough surface, in rings from pole to
+/// pole: neighbours in memory are neighbours in space, as in a scan.
+inline LqVector3f PointOnBall(std::size_t index, std::size_t count)
+{
+    const double numRings = std::ceil(std::sqrt(static_cast<double>(count)));
+    const double turns = static_cast<double>(index) / numRings;
+    const double polar =
+        std::acos(1.0 - 2.0 * (static_cast<double>(index) + 0.5) / static_cast<double>(count));
+    const double azimuth = 6.283185307179586 * turns;
+    const double radius = 1.0 + 0.01 * std::sin(40.0 * polar) * std::sin(30.0 * azimuth);
+    return {static_cast<float>(radius * std::sin(polar) * std::cos(azimuth)),
+            static_cast<float>(radius * std::cos(polar)),
+            static_cast<float>(radius * std::sin(polar) * std::sin(azimuth))};
+}
+
+/// \p count positions, \p stride bytes apart.
+inline std::vector<std::byte> MakePositions(std::size_t count, std::size_t stride)
+{
+    std::vector<std::byte> bytes(count * stride);
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        const LqVector3f position = PointOnBall(index, count);
+        std::memcpy(bytes.data() + index * stride, &position, sizeof position);
+    }
+    return bytes;
+}
+
+/// The ball in perspective, filling the height of a full-HD view, with a painted disk of
+/// \p diskRadius pixels at \p centerColumn in its middle row.
+inline std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(double centerColumn,
+                                                                       double diskRadius)
+{
+    std::vector<std::uint8_t> mask(std::size_t{c_viewWidth} * c_viewHeight);
+    for (std::uint32_t row = 0; row < c_viewHeight; ++row)
+    {
+        for (std::uint32_t column = 0; column < c_viewWidth; ++column)
+        {
+            const double x = column - centerColumn;
+            const double y = row - c_viewHeight / 2.0;
+            mask[std::size_t{row} * c_viewWidth + column] =
+                x * x + y * y < diskRadius * diskRadius ? 1 : 0;
+        }
+    }
+    LqMatrix4Rd world = c_matIdentityD;
+    world(3, 2) = -3.0;
+    constexpr double c_focal = 2.5;
+    constexpr double c_near = 1.0;
+    constexpr double c_far = 10.0;
+    LqMatrix4Rd lens;
+    lens(0, 0) = c_focal * c_viewHeight / c_viewWidth;
+    lens(1, 1) = c_focal;
+    lens(2, 2) = c_far / (c_near - c_far);
+    lens(2, 3) = -1.0;
+    lens(3, 2) = c_near * c_far / (c_near - c_far);
+    return Base::MakeRegionSelection(LqMatrix4Rf(world), LqMatrix4Rf(lens),
+                                     LqMatrix4Rf(c_matIdentityD), std::move(mask), c_viewWidth,
+                                     c_viewHeight);
+}
+
+}  // namespace BenchmarkScene

@@ -1,0 +1,183 @@
+// Compute() over one collection, beside the plain loop that it stands for and beside a loop that
+// only moves the same bytes, which is the speed of memory. Positions are read once, flags read and
+// written once; the rate counts these bytes.
+
+#include <benchmark/benchmark.h>
+#include <tbb/global_control.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "Base/Interfaces/CSurfelBitMask.h"
+#include "Base/Math/PointTransform.h"
+#include "Base/Support/ParallelFor.h"
+#include "Benchmarks/BenchmarkScene.h"
+#include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
+
+namespace
+{
+
+using Base::CSurfelBitMask;
+using Words = std::vector<CSurfelBitMask>;
+using Cutter = DataLayer::CCutPointCloudWithPixelMask;
+
+constexpr std::uint32_t c_surfelsPerBlock = 65536;
+
+/// The arguments of every benchmark: how many surfels, how many bytes apart, and on how many
+/// threads, 0 for all.
+struct SArguments
+{
+    explicit SArguments(const benchmark::State& state)
+        : count(static_cast<std::uint32_t>(state.range(0))),
+          stride(static_cast<std::size_t>(state.range(1))),
+          numThreads(state.range(2) == 0 ? std::thread::hardware_concurrency()
+                                         : static_cast<std::size_t>(state.range(2)))
+    {}
+
+    std::uint32_t count;
+    std::size_t stride;
+    std::size_t numThreads;
+};
+
+void SetRates(benchmark::State& state, const SArguments& arguments)
+{
+    const std::int64_t numSurfels = state.iterations() * std::int64_t{arguments.count};
+    state.SetItemsProcessed(numSurfels);
+    state.SetBytesProcessed(numSurfels * static_cast<std::int64_t>(arguments.stride + 4));
+}
+
+void Compute(benchmark::State& state)
+{
+    const SArguments arguments(state);
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                      arguments.numThreads);
+    const auto positions = std::make_shared<const std::vector<std::byte>>(
+        BenchmarkScene::MakePositions(arguments.count, arguments.stride));
+    const auto collection = std::make_shared<DataLayer::CSurfelCollectionView>(
+        positions, arguments.count, positions->data(), arguments.stride);
+    const std::vector<Cutter::SInputData> inputs{
+        {collection, Words(arguments.count), c_matIdentityD}};
+    const Cutter cutter(BenchmarkScene::MakeSelection(960, 300));
+    Cutter::Results results;
+    for ([[maybe_unused]] auto iteration : state)
+    {
+        cutter.Compute(inputs, results);
+        benchmark::DoNotOptimize(results.front().second.data());
+    }
+    SetRates(state, arguments);
+}
+
+/// What is written when the projection is taken down from its definition, without a thought for
+/// speed.
+bool CutPlainly(const Base::SRegionSelectionInfo& selection, const LqMatrix4Rf& matrix,
+                const DataLayer::CSurfelCollectionView& collection, Words& words)
+{
+    const auto& positions = collection.GetPositions();
+    const float width = static_cast<float>(selection.maskWidth);
+    const float height = static_cast<float>(selection.maskHeight);
+    bool hasChanged = false;
+    for (std::uint32_t index = 0; index < words.size(); ++index)
+    {
+        const LqVector3f device = TransformPoint(matrix, positions.At(index));
+        const float x = ((device.x + 1.0F) * width) * 0.5F;
+        const float y = ((1.0F - device.y) * height) * 0.5F;
+        if (y >= 1.0F && y < height && x >= 1.0F && x < width)
+        {
+            const auto pixel =
+                static_cast<std::uint32_t>(y) * selection.maskWidth + static_cast<std::uint32_t>(x);
+            std::uint16_t& bits = words[index].bits;
+            if (selection.maskData[pixel] == 1 && (bits & CSurfelBitMask::SurfelFlagCut) == 0)
+            {
+                bits |= CSurfelBitMask::SurfelFlagCut;
+                hasChanged = true;
+            }
+        }
+    }
+    return hasChanged;
+}
+
+void PlainLoop(benchmark::State& state)
+{
+    const SArguments arguments(state);
+    const auto positions = BenchmarkScene::MakePositions(arguments.count, arguments.stride);
+    const DataLayer::CSurfelCollectionView collection(nullptr, arguments.count, positions.data(),
+                                                      arguments.stride);
+    const Words flags(arguments.count);
+    const auto selection = BenchmarkScene::MakeSelection(960, 300);
+    const LqMatrix4Rf matrix = selection->transform1 * selection->transform2;
+    Words words;
+    for ([[maybe_unused]] auto iteration : state)
+    {
+        words = flags;
+        benchmark::DoNotOptimize(CutPlainly(*selection, matrix, collection, words));
+    }
+    SetRates(state, arguments);
+}
+
+void MoveBytes(benchmark::State& state)
+{
+    const SArguments arguments(state);
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                      arguments.numThreads);
+    const auto positions = BenchmarkScene::MakePositions(arguments.count, arguments.stride);
+    const Words flags(arguments.count);
+    Words words(arguments.count);
+    const std::uint32_t numBlocks = (arguments.count + c_surfelsPerBlock - 1) / c_surfelsPerBlock;
+    std::vector<std::uint64_t> sums(numBlocks);
+    for ([[maybe_unused]] auto iteration : state)
+    {
+        Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
+            const std::size_t begin = std::size_t{block} * c_surfelsPerBlock;
+            const std::size_t end = std::min<std::size_t>(begin + c_surfelsPerBlock, words.size());
+            std::copy(flags.begin() + static_cast<std::ptrdiff_t>(begin),
+                      flags.begin() + static_cast<std::ptrdiff_t>(end),
+                      words.begin() + static_cast<std::ptrdiff_t>(begin));
+            std::uint64_t sum = 0;
+            const std::size_t firstByte = begin * arguments.stride;
+            const std::size_t numBytes = (end - begin) * arguments.stride;
+            for (std::size_t offset = 0; offset + sizeof sum <= numBytes; offset += sizeof sum)
+            {
+                std::uint64_t value = 0;
+                std::memcpy(&value, positions.data() + firstByte + offset, sizeof value);
+                sum ^= value;
+            }
+            sums[block] = sum;
+        });
+        benchmark::DoNotOptimize(sums.data());
+        benchmark::DoNotOptimize(words.data());
+        benchmark::ClobberMemory();
+    }
+    SetRates(state, arguments);
+}
+
+constexpr std::int64_t c_smokeCount = 1000;
+
+void Sizes(benchmark::internal::Benchmark* benchmark, const std::vector<std::int64_t>& threads)
+{
+    benchmark->ArgNames({"surfels", "stride", "threads"})
+        ->ArgsProduct({{c_smokeCount, 100'000, 1'000'000, 10'000'000}, {12, 16}, threads})
+        ->UseRealTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+void OneThreadAndAll(benchmark::internal::Benchmark* benchmark)
+{
+    Sizes(benchmark, {1, 0});
+}
+
+void OneThread(benchmark::internal::Benchmark* benchmark)
+{
+    Sizes(benchmark, {1});
+}
+
+BENCHMARK(Compute)->Apply(OneThreadAndAll);
+BENCHMARK(PlainLoop)->Apply(OneThread);
+BENCHMARK(MoveBytes)->Apply(OneThreadAndAll);
+
+}  // namespace
+
+BENCHMARK_MAIN();

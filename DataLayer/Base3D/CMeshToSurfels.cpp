@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "Base/Support/VekoException.h"
+#include "DataLayer/Base3D/CheckTriangles.h"
 #include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
+#include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
 {
@@ -47,7 +49,7 @@ SVector3d AreaNormal(const std::array<LqVector3f, 3>& corners)
     const SVector3d u = Difference(corners[1], corners[0]);
     const SVector3d v = Difference(corners[2], corners[0]);
     const SVector3d normal{u.y * v.z - u.z * v.y, u.z * v.x - u.x * v.z, u.x * v.y - u.y * v.x};
-    return std::isfinite(Length(normal)) ? normal : SVector3d();
+    return std::isfinite((normal.x + normal.y) + normal.z) ? normal : SVector3d();
 }
 
 std::uint16_t Encode(const SVector3d& normal)
@@ -66,22 +68,6 @@ std::array<LqVector3f, 3> GetCorners(const Geometry::CTriangulation& mesh,
                                      const std::array<std::uint32_t, 3>& triangle)
 {
     return {mesh.vertices[triangle[0]], mesh.vertices[triangle[1]], mesh.vertices[triangle[2]]};
-}
-
-void CheckIndices(const Geometry::CTriangulation& mesh)
-{
-    for (std::size_t index = 0; index < mesh.triangles.size(); ++index)
-    {
-        for (const std::uint32_t corner : mesh.triangles[index])
-        {
-            if (corner >= mesh.vertices.size())
-            {
-                ThrowVekoException(c_file, 82, c_function,
-                                   L"Triangle %zu names vertex %u, but there are only %zu.", index,
-                                   corner, mesh.vertices.size());
-            }
-        }
-    }
 }
 
 /// How the surfels of one face lie: in rows parallel to its longest edge, each in the middle of an
@@ -181,10 +167,12 @@ void AddVertexSurfels(const Geometry::CTriangulation& mesh, CSurfelCollectionMin
         }
     }
     CSurfelCollectionMinimal::Surfels vertexSurfels(mesh.vertices.size());
-    for (std::size_t index = 0; index < mesh.vertices.size(); ++index)
-    {
-        vertexSurfels[index] = {mesh.vertices[index], Encode(normals[index])};
-    }
+    ForEachSurfelBlock(mesh.vertices.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t index = begin; index < end; ++index)
+        {
+            vertexSurfels[index] = {mesh.vertices[index], Encode(normals[index])};
+        }
+    });
     surfels.SetSurfels(std::move(vertexSurfels));
 }
 
@@ -229,7 +217,7 @@ void AddFaceSurfels(const Geometry::CTriangulation& mesh, float distance,
 std::shared_ptr<Base::ISurfelCollection> CMeshToSurfels::CreateMinimal(
     const Geometry::CTriangulation& mesh) const
 {
-    CheckIndices(mesh);
+    CheckTriangles(c_function, mesh);
     auto surfels = std::make_shared<CSurfelCollectionMinimal>();
     AddVertexSurfels(mesh, *surfels);
     if (m_sampleFaces)

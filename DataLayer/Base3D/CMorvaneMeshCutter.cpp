@@ -1,54 +1,62 @@
 #include "DataLayer/Base3D/CMorvaneMeshCutter.h"
 
-#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <limits>
 
-#include "Base/Support/VekoException.h"
+#include "DataLayer/Base3D/CheckTriangles.h"
+#include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
 {
 
+namespace
+{
+
+constexpr std::uint32_t c_dropped = std::numeric_limits<std::uint32_t>::max();
+
+/// For each vertex its index among the kept ones, or c_dropped.
+template <typename IsKept>
+std::vector<std::uint32_t> MakeNewIndices(std::size_t numVertices, const IsKept& isKept)
+{
+    const std::vector<std::uint64_t> firsts = CountSelected(numVertices, isKept);
+    std::vector<std::uint32_t> newIndices(numVertices);
+    ForEachSurfelBlock(numVertices, [&](std::uint64_t begin, std::uint64_t end) {
+        auto newIndex = static_cast<std::uint32_t>(firsts[begin / c_surfelBlockSize]);
+        for (std::uint64_t index = begin; index < end; ++index)
+        {
+            newIndices[index] = isKept(index) ? newIndex++ : c_dropped;
+        }
+    });
+    return newIndices;
+}
+
+}  // namespace
+
 std::shared_ptr<Geometry::CTriangulation> CMorvaneMeshCutter::CopyWihMask(
     const Geometry::CTriangulation& mesh, std::vector<bool>& mask)
 {
-    constexpr std::uint32_t c_dropped = std::numeric_limits<std::uint32_t>::max();
+    CheckTriangles("DataLayer::CMorvaneMeshCutter::CopyWihMask", mesh);
+    const std::vector<bool>& keptVertices = mask;
+    const auto isKept = [&](std::uint64_t vertex) {
+        return vertex < keptVertices.size() && keptVertices[vertex];
+    };
+    const std::vector<std::uint32_t> newIndices = MakeNewIndices(mesh.vertices.size(), isKept);
 
-    const std::size_t numNamed = std::min(mask.size(), mesh.vertices.size());
-    const auto endOfNamed = mask.cbegin() + static_cast<std::ptrdiff_t>(numNamed);
     auto copy = std::make_shared<Geometry::CTriangulation>();
-    copy->vertices.reserve(static_cast<std::size_t>(std::count(mask.cbegin(), endOfNamed, true)));
-    std::vector<std::uint32_t> newIndices(mesh.vertices.size(), c_dropped);
-    for (std::size_t index = 0; index < numNamed; ++index)
-    {
-        if (mask[index])
-        {
-            newIndices[index] = static_cast<std::uint32_t>(copy->vertices.size());
-            copy->vertices.push_back(mesh.vertices[index]);
-        }
-    }
-
-    for (std::size_t index = 0; index < mesh.triangles.size(); ++index)
-    {
-        std::array<std::uint32_t, 3> triangle = mesh.triangles[index];
-        bool isKept = true;
-        for (std::uint32_t& corner : triangle)
-        {
-            if (corner >= mesh.vertices.size())
-            {
-                ThrowVekoException("DataLayer/Base3D/CMorvaneMeshCutter", 43,
-                                   "DataLayer::CMorvaneMeshCutter::CopyWihMask",
-                                   L"Triangle %zu names vertex %u, but there are only %zu.", index,
-                                   corner, mesh.vertices.size());
-            }
-            corner = newIndices[corner];
-            isKept = isKept && corner != c_dropped;
-        }
-        if (isKept)
-        {
-            copy->triangles.push_back(triangle);
-        }
-    }
+    copy->vertices = CopySelected<std::vector<LqVector3f>>(
+        mesh.vertices.size(), isKept, [&](std::uint64_t vertex) { return mesh.vertices[vertex]; });
+    const auto isWhole = [&](std::uint64_t index) {
+        const auto& triangle = mesh.triangles[index];
+        return newIndices[triangle[0]] != c_dropped && newIndices[triangle[1]] != c_dropped &&
+               newIndices[triangle[2]] != c_dropped;
+    };
+    copy->triangles = CopySelected<std::vector<std::array<std::uint32_t, 3>>>(
+        mesh.triangles.size(), isWhole, [&](std::uint64_t index) {
+            const auto& triangle = mesh.triangles[index];
+            return std::array<std::uint32_t, 3>{newIndices[triangle[0]], newIndices[triangle[1]],
+                                                newIndices[triangle[2]]};
+        });
     return copy;
 }
 

@@ -37,12 +37,11 @@ void ForEachSurfelBlock(std::uint64_t count, const Body& body)
     });
 }
 
-/// The elements that \p read makes of those of \p count indices for which \p isSelected holds, in
-/// order. Counts first, so that memory is taken exactly and once, and then every block is written
-/// to its own place. Both are called concurrently.
-template <typename Elements, typename IsSelected, typename Read>
-[[nodiscard]] Elements CopySelected(std::uint64_t count, const IsSelected& isSelected,
-                                    const Read& read)
+/// For each block of \p count indices, how many indices before it \p isSelected holds for; behind
+/// the last block, for how many in all. It is called concurrently.
+template <typename IsSelected>
+[[nodiscard]] std::vector<std::uint64_t> CountSelected(std::uint64_t count,
+                                                       const IsSelected& isSelected)
 {
     std::vector<std::uint64_t> firsts(CountSurfelBlocks(count) + std::size_t{1});
     ForEachSurfelBlock(count, [&](std::uint64_t begin, std::uint64_t end) {
@@ -57,7 +56,17 @@ template <typename Elements, typename IsSelected, typename Read>
     {
         firsts[block] += firsts[block - 1];
     }
+    return firsts;
+}
 
+/// The elements that \p read makes of those of \p count indices for which \p isSelected holds, in
+/// order. Counts first, so that memory is taken exactly and once, and then every block is written
+/// to its own place. Both are called concurrently.
+template <typename Elements, typename IsSelected, typename Read>
+[[nodiscard]] Elements CopySelected(std::uint64_t count, const IsSelected& isSelected,
+                                    const Read& read)
+{
+    const std::vector<std::uint64_t> firsts = CountSelected(count, isSelected);
     Elements elements(firsts.back());
     ForEachSurfelBlock(count, [&](std::uint64_t begin, std::uint64_t end) {
         auto* target = elements.data() + firsts[begin / c_surfelBlockSize];

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <typeinfo>
 
@@ -187,13 +188,27 @@ void TSurfelCollectionInterleaved<Surfel, Interface>::Append(
     const TSurfelReader<Surfel> reader(collection, FindRecords(*this, collection), trafo);
     const std::uint64_t oldCount = GetCount();
     const std::uint64_t count = AddSurfelCounts(oldCount, reader.GetCount());
-    // The old array lives until the new one is complete, since the source may borrow it.
-    Surfels surfels;
-    surfels.reserve(count);
-    surfels.assign(m_surfels.begin(), m_surfels.end());
-    surfels.resize(count);
-    reader.ReadAll(surfels.data() + oldCount);
-    SetSurfels(std::move(surfels));
+    if (count > m_surfels.capacity())
+    {
+        // The old array lives until the new one is complete, since the source may borrow it.
+        Surfels surfels;
+        surfels.reserve(std::max(count, 2 * oldCount));
+        surfels.assign(m_surfels.begin(), m_surfels.end());
+        surfels.resize(count);
+        reader.ReadAll(surfels.data() + oldCount);
+        SetSurfels(std::move(surfels));
+        return;
+    }
+    struct SResizeAtEnd
+    {
+        Surfels& surfels;
+        std::uint64_t count;
+        ~SResizeAtEnd() { surfels.resize(count); }
+    } resizeAtEnd{m_surfels, oldCount};
+    m_surfels.resize(count);
+    reader.ReadAll(m_surfels.data() + oldCount);
+    resizeAtEnd.count = count;
+    resetSupport();
 }
 
 template <typename Surfel, typename Interface>

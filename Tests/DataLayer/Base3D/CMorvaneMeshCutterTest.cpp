@@ -110,6 +110,50 @@ TEST(CMorvaneMeshCutter, CopyWihMask_DroppedTrianglesAreCheckedAsWell)
     EXPECT_THROW(static_cast<void>(CMorvaneMeshCutter::CopyWihMask(mesh, mask)), VekoException);
 }
 
+TEST(CMorvaneMeshCutter, CopyWihMask_LargeMeshAsWithOneVertexAfterTheOther)
+{
+    Geometry::CTriangulation mesh;
+    std::vector<bool> mask;
+    for (std::uint32_t index = 0; index < c_manySurfels; ++index)
+    {
+        mesh.vertices.push_back(MakePosition(index));
+        mesh.triangles.push_back({index, index / 2, (index + 7) % 1000});
+        mask.push_back(index % 3 != 0);
+    }
+    Geometry::CTriangulation expected;
+    std::vector<std::uint32_t> newIndices(c_manySurfels);
+    for (std::size_t index = 0; index < c_manySurfels; ++index)
+    {
+        if (mask[index])
+        {
+            newIndices[index] = static_cast<std::uint32_t>(expected.vertices.size());
+            expected.vertices.push_back(mesh.vertices[index]);
+        }
+    }
+    for (const auto& [a, b, c] : mesh.triangles)
+    {
+        if (mask[a] && mask[b] && mask[c])
+        {
+            expected.triangles.push_back({newIndices[a], newIndices[b], newIndices[c]});
+        }
+    }
+    const auto copy = CMorvaneMeshCutter::CopyWihMask(mesh, mask);
+    EXPECT_EQ(copy->vertices, expected.vertices);
+    EXPECT_EQ(copy->triangles, expected.triangles);
+}
+
+TEST(CMorvaneMeshCutter, CopyWihMask_OfSeveralBadTrianglesTheFirstIsNamed)
+{
+    Geometry::CTriangulation mesh = MakeMesh();
+    mesh.triangles.resize(c_manySurfels, {0, 1, 2});
+    mesh.triangles[c_manySurfels - 1] = {9, 0, 0};
+    mesh.triangles[70000] = {0, 8, 7};
+    mesh.triangles[70001] = {6, 0, 0};
+    std::vector<bool> mask(5, true);
+    EXPECT_EQ(GetMessageOf([&] { static_cast<void>(CMorvaneMeshCutter::CopyWihMask(mesh, mask)); }),
+              "Triangle 70000 names vertex 8, but there are only 5.");
+}
+
 }  // namespace
 
 }  // namespace DataLayerTest

@@ -349,6 +349,22 @@ TYPED_TEST(TSurfelCollectionInterleavedTest, Append_ItselfWithinReservedMemory)
     EXPECT_EQ(GetBits(*collection), expected);
 }
 
+TYPED_TEST(TSurfelCollectionInterleavedTest, Append_ManyTimesGrowsRarely)
+{
+    TypeParam collection;
+    const auto piece = this->Make(3);
+    std::size_t numMoves = 0;
+    for (int repetition = 0; repetition < 1000; ++repetition)
+    {
+        const auto* const before = collection.GetPositions().GetFirstElement();
+        collection.Append(*piece, c_matIdentityD);
+        numMoves += collection.GetPositions().GetFirstElement() != before ? 1 : 0;
+    }
+    EXPECT_EQ(collection.GetCount(), 3000U);
+    EXPECT_EQ(collection.GetPositions().At(2999), MakePosition(2));
+    EXPECT_LT(numMoves, 20U);
+}
+
 TYPED_TEST(TSurfelCollectionInterleavedTest, Append_AViewOfItsOwnMemory)
 {
     const auto collection = this->Make(3);

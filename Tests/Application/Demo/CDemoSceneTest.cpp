@@ -87,7 +87,7 @@ TEST(CDemoScene, Generate_OtherSeedGivesOtherPoints)
 
 TEST(CDemoScene, Generate_HasAboutTheNumberOfPointsAskedFor)
 {
-    for (const std::uint64_t numPoints : {2000U, 20000U, 100000U})
+    for (const std::uint64_t numPoints : {2000U, 20000U, 40000U})
     {
         const auto count =
             static_cast<double>(countPoints(CDemoScene({.numPoints = numPoints}).Generate()));

@@ -1,0 +1,420 @@
+#include "Application/Pictures/CPointRenderer.h"
+
+#include "Application/Demo/CDemoScene.h"
+#include "Application/Files/CInputError.h"
+#include "Application/View/CCamera.h"
+#include "Application/View/CCameraFit.h"
+#include "Base/Support/VekoException.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
+#include "Tests/Support/CMockSurfelCollection.h"
+#include "Tests/Support/Selections.h"
+
+#include <gtest/gtest.h>
+#include <tbb/global_control.h>
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+namespace
+{
+
+using Application::CCamera;
+using Application::CInputError;
+using Application::CMask;
+using Application::CPicture;
+using Application::CPointRenderer;
+using Application::CView;
+using Application::SColor;
+using Base::CSurfelBitMask;
+using Points = std::vector<LqVector3f>;
+
+constexpr SColor c_red{220, 40, 40};
+constexpr SColor c_green{40, 200, 40};
+
+/// Seen from the -y side in parallel projection: a unit is a pixel, column = x + size / 2 and
+/// row = size / 2 - z.
+CCamera::SParameters makeParameters(std::uint32_t size)
+{
+    CCamera::SParameters parameters;
+    parameters.eye = {0, -100, 0};
+    parameters.projection = CCamera::Projection::Orthographic;
+    parameters.orthographicHeight = size;
+    parameters.nearDistance = 1;
+    parameters.farDistance = 200;
+    parameters.width = size;
+    parameters.height = size;
+    return parameters;
+}
+
+CView makeView(std::uint32_t size)
+{
+    return CCamera(makeParameters(size)).MakeView();
+}
+
+std::shared_ptr<Base::ISurfelCollection> makeCollection(const Points& positions,
+                                                        const Points& normals = {})
+{
+    const auto buffers = std::make_shared<std::array<Points, 2>>(std::array{positions, normals});
+    return std::make_shared<DataLayer::CSurfelCollectionView>(
+        buffers, positions.size(), (*buffers)[0].data(), sizeof(LqVector3f),
+        normals.empty() ? nullptr : (*buffers)[1].data(), sizeof(LqVector3f));
+}
+
+CPointRenderer::SScan makeScan(const Points& positions, SColor color = c_red)
+{
+    CPointRenderer::SScan scan;
+    scan.collection = makeCollection(positions);
+    scan.color = color;
+    return scan;
+}
+
+bool isBackground(const CPicture& picture, std::uint32_t column, std::uint32_t row)
+{
+    const SColor color = picture.GetPixel(column, row);
+    return color.red >= 218 && color.green >= 223 && color.blue >= 230;
+}
+
+bool isRed(const CPicture& picture, std::uint32_t column, std::uint32_t row)
+{
+    const SColor color = picture.GetPixel(column, row);
+    return color.red > 60 && color.red > 2 * color.green;
+}
+
+bool isGreen(const CPicture& picture, std::uint32_t column, std::uint32_t row)
+{
+    const SColor color = picture.GetPixel(column, row);
+    return color.green > 60 && color.green > 2 * color.red;
+}
+
+void expectAllBackground(const CPicture& picture)
+{
+    for (std::uint32_t row = 0; row < picture.GetHeight(); ++row)
+    {
+        for (std::uint32_t column = 0; column < picture.GetWidth(); ++column)
+        {
+            EXPECT_TRUE(isBackground(picture, column, row)) << column << " " << row;
+        }
+    }
+}
+
+/// Points strewn at random over a square of the given half side that faces the viewer, but is
+/// tilted: depth y = slope . (x, z).
+Points strewPlane(std::size_t count, float halfSide, float depth, float slopeX = 0.0F,
+                  float slopeZ = 0.0F)
+{
+    std::uint32_t state = 5;
+    const auto next = [&] {
+        state = state * 1664525U + 1013904223U;
+        return (static_cast<float>(state >> 8U) * 0x1p-24F * 2.0F - 1.0F) * halfSide;
+    };
+    Points points(count);
+    for (LqVector3f& point : points)
+    {
+        point.x = next();
+        point.z = next();
+        point.y = depth + slopeX * point.x + slopeZ * point.z;
+    }
+    return points;
+}
+
+TEST(CPointRenderer, Render_NothingGivesTheBackground)
+{
+    const CPicture picture = CPointRenderer(makeView(64)).Render({});
+    ASSERT_EQ(picture.GetWidth(), 64U);
+    ASSERT_EQ(picture.GetHeight(), 64U);
+    expectAllBackground(picture);
+    EXPECT_NEAR(picture.GetPixel(0, 0).red, 250, 1);
+    EXPECT_NEAR(picture.GetPixel(63, 63).red, 219, 1);
+}
+
+TEST(CPointRenderer, Render_EmptyScanGivesTheBackground)
+{
+    expectAllBackground(CPointRenderer(makeView(8)).Render({makeScan({})}));
+}
+
+TEST(CPointRenderer, Render_SurfelLandsOnItsPixel)
+{
+    const CPicture picture = CPointRenderer(makeView(8)).Render({makeScan({{1.4F, 0, 2.4F}})});
+    EXPECT_TRUE(isRed(picture, 5, 1));
+    for (std::uint32_t row = 0; row < 8; ++row)
+    {
+        for (std::uint32_t column = 0; column < 8; ++column)
+        {
+            if (std::abs(static_cast<int>(column) - 5) > 1 ||
+                std::abs(static_cast<int>(row) - 1) > 1)
+            {
+                EXPECT_TRUE(isBackground(picture, column, row)) << column << " " << row;
+            }
+        }
+    }
+}
+
+TEST(CPointRenderer, Render_SurfaceThatFacesTheViewerHasTheColorOfItsLight)
+{
+    CPointRenderer::SScan scan = makeScan(strewPlane(4000, 8, 0));
+    scan.collection = makeCollection(strewPlane(4000, 8, 0), Points(4000, {0, -1, 0}));
+    const CPicture picture = CPointRenderer(makeView(16)).Render({scan});
+    // Ambient, key and fill light on a surface that faces the viewer, and the highlight.
+    const double light = 0.42 + 0.56 * 0.66 + 0.16 * 0.59;
+    const double gloss = 26.0 * std::pow(0.911, 16);
+    const SColor color = picture.GetPixel(8, 8);
+    EXPECT_NEAR(color.red, c_red.red * light + gloss, 1.5);
+    EXPECT_NEAR(color.green, c_red.green * light + gloss, 1.5);
+    EXPECT_NEAR(color.blue, c_red.blue * light + gloss, 1.5);
+}
+
+TEST(CPointRenderer, Render_NearerSurfelHidesTheOneBehind)
+{
+    const CPointRenderer renderer(makeView(8));
+    const auto nearScan = makeScan({{0.6F, -5, 0.6F}}, c_green);
+    const auto farScan = makeScan({{0.6F, 5, 0.6F}}, c_red);
+    EXPECT_TRUE(isGreen(renderer.Render({nearScan, farScan}), 4, 3));
+    EXPECT_TRUE(isGreen(renderer.Render({farScan, nearScan}), 4, 3));
+}
+
+TEST(CPointRenderer, Render_SurfelsOutsideTheViewAreNotDrawn)
+{
+    const CPointRenderer renderer(makeView(8));
+    for (const LqVector3f& point : {LqVector3f{-4.1F, 0, 0},
+                                    {4.1F, 0, 0},
+                                    {0, 0, -4.1F},
+                                    {0, 0, 4.1F},
+                                    {0, -99.5F, 0},
+                                    {0, 101, 0}})
+    {
+        expectAllBackground(renderer.Render({makeScan({point})}));
+    }
+}
+
+TEST(CPointRenderer, Render_SurfelsBehindTheEyeAreNotDrawnInPerspective)
+{
+    CCamera::SParameters parameters = makeParameters(8);
+    parameters.projection = CCamera::Projection::Perspective;
+    const CPointRenderer renderer(CCamera(parameters).MakeView());
+    expectAllBackground(renderer.Render({makeScan({{0, -150, 0}, {0, -100, 0}})}));
+    EXPECT_TRUE(isRed(renderer.Render({makeScan({{0.5F, 0, 0.5F}})}), 4, 3));
+}
+
+TEST(CPointRenderer, Render_PositionsThatAreNotFiniteAreNotDrawn)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float infinity = std::numeric_limits<float>::infinity();
+    const CPicture picture =
+        CPointRenderer(makeView(8))
+            .Render({makeScan(
+                {{nan, 0, 0}, {0, nan, 0}, {0, 0, nan}, {infinity, 0, 0}, {0, -infinity, 0}})});
+    expectAllBackground(picture);
+}
+
+TEST(CPointRenderer, Render_NormalsThatAreNoDirectionsCountAsNone)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const Points points = strewPlane(2000, 4, 0);
+    CPointRenderer::SScan without = makeScan(points);
+    const CPicture expected = CPointRenderer(makeView(8)).Render({without});
+    for (const LqVector3f& normal : {LqVector3f{0, 0, 0}, {nan, 0, 0}})
+    {
+        CPointRenderer::SScan scan = makeScan(points);
+        scan.collection = makeCollection(points, Points(points.size(), normal));
+        EXPECT_EQ(CPointRenderer(makeView(8)).Render({scan}), expected);
+    }
+}
+
+TEST(CPointRenderer, Render_NormalsOfEitherSideGiveTheSamePicture)
+{
+    const Points points = strewPlane(2000, 4, 0);
+    CPointRenderer::SScan front = makeScan(points);
+    front.collection = makeCollection(points, Points(points.size(), {0.5F, -1, 0.25F}));
+    CPointRenderer::SScan back = makeScan(points);
+    back.collection = makeCollection(points, Points(points.size(), {-0.5F, 1, -0.25F}));
+    const CPointRenderer renderer(makeView(8));
+    EXPECT_EQ(renderer.Render({front}), renderer.Render({back}));
+}
+
+TEST(CPointRenderer, Render_SurfacesOfAnyDensityLookClosed)
+{
+    // From 16 surfels a pixel to one in 9 pixels.
+    for (const std::size_t count : {65536U, 4096U, 1024U, 455U})
+    {
+        SCOPED_TRACE(count);
+        const CPicture picture =
+            CPointRenderer(makeView(64)).Render({makeScan(strewPlane(count, 32, 0))});
+        std::size_t numOpen = 0;
+        for (std::uint32_t row = 8; row < 56; ++row)
+        {
+            for (std::uint32_t column = 8; column < 56; ++column)
+            {
+                numOpen += isBackground(picture, column, row) ? 1 : 0;
+            }
+        }
+        EXPECT_LE(numOpen, 48U * 48U / 100U);
+    }
+}
+
+TEST(CPointRenderer, Render_SurfaceBehindDoesNotShineThroughTheGaps)
+{
+    const auto front = makeScan(strewPlane(4096, 32, -20), c_green);
+    const auto behind = makeScan(strewPlane(65536, 32, 20), c_red);
+    const CPicture picture = CPointRenderer(makeView(64)).Render({behind, front});
+    std::size_t numRed = 0;
+    for (std::uint32_t row = 8; row < 56; ++row)
+    {
+        for (std::uint32_t column = 8; column < 56; ++column)
+        {
+            numRed += isRed(picture, column, row) ? 1 : 0;
+        }
+    }
+    EXPECT_LE(numRed, 48U * 48U / 100U);
+}
+
+TEST(CPointRenderer, Render_SurfaceWithoutNormalsIsLitLikeOneWithThem)
+{
+    for (const auto kind : {CCamera::Projection::Orthographic, CCamera::Projection::Perspective})
+    {
+        for (const auto& [slopeX, slopeZ] :
+             {std::pair{0.0F, 0.0F}, {0.7F, 0.0F}, {-0.7F, 0.0F}, {0.0F, 0.7F}, {0.0F, -0.7F}})
+        {
+            CCamera::SParameters parameters = makeParameters(64);
+            parameters.projection = kind;
+            const CPointRenderer renderer(CCamera(parameters).MakeView());
+            const Points points = strewPlane(20000, 60, 0, slopeX, slopeZ);
+            const auto without = makeScan(points, {200, 200, 200});
+            auto with = without;
+            with.collection =
+                makeCollection(points, Points(points.size(), {slopeX, -1.0F, slopeZ}));
+            const SColor expected = renderer.Render({with}).GetPixel(40, 20);
+            const SColor actual = renderer.Render({without}).GetPixel(40, 20);
+            EXPECT_NEAR(actual.red, expected.red, 6) << slopeX << " " << slopeZ;
+        }
+    }
+}
+
+TEST(CPointRenderer, Render_CutAndSmallComponentsHaveTheirColors)
+{
+    CPointRenderer::SSettings settings;
+    settings.cutColor = c_green;
+    settings.smallComponentColor = {40, 40, 220};
+    const CPointRenderer renderer(makeView(8), settings);
+    const std::array<CSurfelBitMask, 4> flags = {
+        CSurfelBitMask{CSurfelBitMask::SurfelFlagCut},
+        CSurfelBitMask{CSurfelBitMask::SurfelFlagSmallComponent},
+        CSurfelBitMask{CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent},
+        CSurfelBitMask{CSurfelBitMask::SurfelFlagExcluded}};
+    auto scan = makeScan({{-2.5F, 0, 2.5F}, {1.5F, 0, 2.5F}, {-2.5F, 0, -1.5F}, {1.5F, 0, -1.5F}});
+    scan.flags = flags;
+    const CPicture picture = renderer.Render({scan});
+    EXPECT_TRUE(isGreen(picture, 1, 1));
+    EXPECT_GT(picture.GetPixel(5, 1).blue, 2 * picture.GetPixel(5, 1).red);
+    EXPECT_TRUE(isGreen(picture, 1, 5));
+    EXPECT_TRUE(isRed(picture, 5, 5));
+}
+
+TEST(CPointRenderer, Render_HideCutLeavesTheCutOut)
+{
+    CPointRenderer::SSettings settings;
+    settings.hideCut = true;
+    const std::array<CSurfelBitMask, 2> flags = {CSurfelBitMask{CSurfelBitMask::SurfelFlagCut},
+                                                 CSurfelBitMask{}};
+    auto scan = makeScan({{-2.5F, 0, 2.5F}, {1.5F, 0, -1.5F}});
+    scan.flags = flags;
+    EXPECT_EQ(CPointRenderer(makeView(8), settings).Render({scan}),
+              CPointRenderer(makeView(8)).Render({makeScan({{1.5F, 0, -1.5F}})}));
+}
+
+TEST(CPointRenderer, Render_PaintedPixelsAreTintedAndNoOthers)
+{
+    const CPointRenderer renderer(makeView(8));
+    CMask mask(8, 8);
+    mask.PaintSpan(2, 3, 6);
+    const auto scan = makeScan(strewPlane(1000, 3, 0));
+    const CPicture plain = renderer.Render({scan});
+    const CPicture tinted = renderer.Render({scan}, &mask);
+    for (std::uint32_t row = 0; row < 8; ++row)
+    {
+        for (std::uint32_t column = 0; column < 8; ++column)
+        {
+            EXPECT_EQ(plain.GetPixel(column, row) == tinted.GetPixel(column, row),
+                      !mask.IsPainted(column, row));
+        }
+    }
+}
+
+TEST(CPointRenderer, Render_MaskOfAnotherSizeThrows)
+{
+    const CMask mask(8, 9);
+    EXPECT_THROW(static_cast<void>(CPointRenderer(makeView(8)).Render({}, &mask)), CInputError);
+}
+
+TEST(CPointRenderer, Render_CollectionWithoutPositionsThrows)
+{
+    const auto collection = std::make_shared<TestSupport::CMockSurfelCollection>(Points{{0, 0, 0}});
+    collection->SetPositionAccess(nullptr);
+    CPointRenderer::SScan scan;
+    scan.collection = collection;
+    EXPECT_THROW(static_cast<void>(CPointRenderer(makeView(8)).Render({scan})), VekoException);
+}
+
+TEST(CPointRenderer, Render_GeographicCoordinatesGiveTheSamePicture)
+{
+    const Points points = strewPlane(3000, 8, 0, 0.3F, 0.2F);
+    const CPicture expected = CPointRenderer(makeView(16)).Render({makeScan(points)});
+    CCamera::SParameters parameters = makeParameters(16);
+    parameters.eye = {4.5e6, 5.3e6 - 100, 300};
+    parameters.target = {4.5e6, 5.3e6, 300};
+    auto scan = makeScan(points);
+    scan.trafo = TestSupport::MakeTranslation(4.5e6, 5.3e6, 300);
+    EXPECT_EQ(CPointRenderer(CCamera(parameters).MakeView()).Render({scan}), expected);
+}
+
+TEST(CPointRenderer, Render_SplitOfTheViewIntoTransformsDoesNotMatter)
+{
+    const CView view = makeView(16);
+    const auto& transforms = view.GetTransforms();
+    const CView joined(
+        16, 16, view.GetOrigin(),
+        {c_matIdentityD, c_matIdentityD, transforms[0] * transforms[1] * transforms[2]});
+    const auto scan = makeScan(strewPlane(3000, 8, 0, 0.3F, 0.2F));
+    EXPECT_EQ(CPointRenderer(joined).Render({scan}), CPointRenderer(view).Render({scan}));
+}
+
+TEST(CPointRenderer, Render_MoreColorsThanThereIsRoomForAreShared)
+{
+    std::vector<CPointRenderer::SScan> scans;
+    for (unsigned index = 0; index < 300; ++index)
+    {
+        const auto shade = static_cast<std::uint8_t>(index % 100);
+        scans.push_back(
+            makeScan({{0, 0, 0}}, {200, shade, static_cast<std::uint8_t>(index / 100)}));
+    }
+    EXPECT_TRUE(isRed(CPointRenderer(makeView(8)).Render(scans), 4, 4));
+}
+
+TEST(CPointRenderer, Render_DoesNotDependOnTheNumberOfThreads)
+{
+    const auto demo = Application::CDemoScene({.numPoints = 60000}).Generate();
+    std::vector<CPointRenderer::SScan> scans;
+    Application::CCameraFit fit;
+    fit.width = 320;
+    fit.height = 200;
+    std::vector<Application::CCameraFit::SScan> placed;
+    for (const auto& scan : demo)
+    {
+        const bool hasNormals = scans.size() % 2 == 0;
+        CPointRenderer::SScan item;
+        item.collection = makeCollection(scan.positions, hasNormals ? scan.normals : Points{});
+        item.trafo = scan.trafo;
+        scans.push_back(item);
+        placed.push_back({item.collection, item.trafo});
+    }
+    const CPointRenderer renderer(fit.Compute(placed).MakeView());
+    const CPicture expected = renderer.Render(scans);
+    for (const std::size_t numThreads : {1U, 2U, 7U})
+    {
+        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
+        EXPECT_EQ(renderer.Render(scans), expected) << numThreads << " threads";
+    }
+}
+
+}  // namespace

@@ -108,6 +108,7 @@ void CPlyCutWriter::writeVertices(CReplacementFile& file)
             copy(file, begin, reader.GetBegin());
             begin = reader.GetEnd();
         }
+        m_progress->Report(reader.GetEnd());
     }
     copy(file, begin, reader.GetEnd());
 }

@@ -3,42 +3,20 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Application/Scans/CScanFile.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Math/LqVector3f.h"
+#include "Tests/Application/Files/FileTestSupport.h"
 
 namespace ScanTest
 {
 
-/// A fresh folder that is removed with everything in it.
-class CTemporaryFolder
-{
-public:
-    CTemporaryFolder();
-    ~CTemporaryFolder();
-    CTemporaryFolder(const CTemporaryFolder&) = delete;
-    CTemporaryFolder& operator=(const CTemporaryFolder&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& GetPath() const { return m_path; }
-    [[nodiscard]] std::filesystem::path operator/(const std::string& name) const
-    {
-        return m_path / name;
-    }
-
-    /// The names of all files in it, sorted.
-    [[nodiscard]] std::vector<std::string> List() const;
-
-private:
-    std::filesystem::path m_path;
-};
-
-[[nodiscard]] std::string ReadAll(const std::filesystem::path& file);
-void WriteAll(const std::filesystem::path& file, std::string_view content);
+using FileTest::CTemporaryFolder;
+using FileTest::ReadAll;
+using FileTest::WriteAll;
 
 /// A scan from bytes in memory; \p name gives the format.
 [[nodiscard]] Application::CScanFile ParseScan(std::string content,

@@ -165,8 +165,8 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
     task.maskWidth = m_regionSelection->maskWidth;
     // A size above 2^24 may have been rounded up as a float. No other float lies between the true
     // size and that one, so that no pixel leads outside the mask's bytes.
-    task.endColumn = TruncateToInt32(m_width);
-    task.endRow = TruncateToInt32(m_height);
+    task.endColumn = EndOfPixels(m_width);
+    task.endRow = EndOfPixels(m_height);
     task.firstPosition = positions.GetFirstElement();
     task.positionStride = positions.GetStrideInBytes();
     task.words = words.data();

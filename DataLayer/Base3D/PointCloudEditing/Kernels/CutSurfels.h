@@ -20,9 +20,9 @@ struct SCutSurfelsTask
     /// The mask's bytes, row after row, maskWidth to a row.
     const std::uint8_t* mask = nullptr;
     std::uint32_t maskWidth = 0;
-    /// The first column and row that lie outside.
-    std::int32_t endColumn = 0;
-    std::int32_t endRow = 0;
+    /// The first column and row that lie outside, see EndOfPixels().
+    float endColumn = 0.0F;
+    float endRow = 0.0F;
     /// Position j is the three floats at firstPosition + j x positionStride bytes, aligned or not.
     const std::byte* firstPosition = nullptr;
     std::size_t positionStride = 0;

@@ -14,11 +14,9 @@ namespace
 bool isOnPaintedPixel(const SCutSurfelsTask& task, const LqVector3f& position)
 {
     const auto clip = TransformHomogeneous(task.matrix, position.x, position.y, position.z);
-    const std::int32_t row = TruncateToInt32(DeviceToPixelY(clip.y / clip.w, task.height));
-    const std::int32_t column = TruncateToInt32(DeviceToPixelX(clip.x / clip.w, task.width));
-    // The first row and the first column are excluded on purpose, painted or not: truncation also
-    // brings there what lies up to one pixel outside.
-    if (row <= 0 || row >= task.endRow || column <= 0 || column >= task.endColumn)
+    const float row = DeviceToPixelY(clip.y / clip.w, task.height);
+    const float column = DeviceToPixelX(clip.x / clip.w, task.width);
+    if (!IsPixelInside(row, task.endRow) || !IsPixelInside(column, task.endColumn))
     {
         return false;
     }

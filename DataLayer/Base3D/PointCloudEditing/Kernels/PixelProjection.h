@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstdint>
-#include <limits>
-
 namespace DataLayer
 {
 
@@ -19,13 +16,22 @@ namespace DataLayer
     return ((1.0F - y) * height) * 0.5F;
 }
 
-/// \p value truncated toward zero. What is not a number or does not fit becomes the most negative
-/// integer, which no pixel has.
-[[nodiscard]] inline std::int32_t TruncateToInt32(float value)
+/// The first row or column outside a view of \p size pixels, for IsPixelInside(). A size that is no
+/// signed 32-bit integer has no pixels inside.
+[[nodiscard]] inline float EndOfPixels(float size)
 {
-    return value >= -2147483648.0F && value < 2147483648.0F
-               ? static_cast<std::int32_t>(value)
-               : std::numeric_limits<std::int32_t>::min();
+    return size < 2147483648.0F ? size : 0.0F;
+}
+
+/// Whether \p coordinate, truncated toward zero, is a pixel from 1 to the last before \p end. What
+/// is not a number, or does not fit 32 bits, is outside.
+///
+/// Pixel 0 is left out on purpose, painted or not: truncation also brings there what lies up to one
+/// pixel outside the view. With a whole \p end the comparisons hold for a coordinate exactly when
+/// they hold for its integer.
+[[nodiscard]] inline bool IsPixelInside(float coordinate, float end)
+{
+    return coordinate >= 1.0F && coordinate < end;
 }
 
 }  // namespace DataLayer

@@ -11,47 +11,47 @@ namespace DataLayer
 namespace
 {
 
-constexpr std::int32_t c_outside = std::numeric_limits<std::int32_t>::min();
 constexpr float c_infinity = std::numeric_limits<float>::infinity();
 
-TEST(PixelProjection, Truncate_RoundsTowardZero)
+TEST(PixelProjection, Inside_BeginsAtOne)
 {
-    EXPECT_EQ(TruncateToInt32(0.0F), 0);
-    EXPECT_EQ(TruncateToInt32(-0.0F), 0);
-    EXPECT_EQ(TruncateToInt32(0.99999994F), 0);
-    EXPECT_EQ(TruncateToInt32(-0.99999994F), 0);
-    EXPECT_EQ(TruncateToInt32(1.0F), 1);
-    EXPECT_EQ(TruncateToInt32(-1.0F), -1);
-    EXPECT_EQ(TruncateToInt32(1.9999999F), 1);
-    EXPECT_EQ(TruncateToInt32(-1.9999999F), -1);
+    EXPECT_TRUE(IsPixelInside(1.0F, 4.0F));
+    EXPECT_FALSE(IsPixelInside(std::nextafter(1.0F, 0.0F), 4.0F));
+    EXPECT_FALSE(IsPixelInside(0.0F, 4.0F));
+    EXPECT_FALSE(IsPixelInside(-0.5F, 4.0F));
+    EXPECT_FALSE(IsPixelInside(-1.0F, 4.0F));
 }
 
-TEST(PixelProjection, Truncate_KeepsTheLargestFloatsThatFit)
+TEST(PixelProjection, Inside_EndsBeforeTheSize)
 {
-    EXPECT_EQ(TruncateToInt32(std::nextafter(2147483648.0F, 0.0F)), 2147483520);
-    EXPECT_EQ(TruncateToInt32(std::nextafter(-2147483648.0F, 0.0F)), -2147483520);
-    EXPECT_EQ(TruncateToInt32(-2147483648.0F), c_outside);
+    EXPECT_TRUE(IsPixelInside(std::nextafter(4.0F, 0.0F), 4.0F));
+    EXPECT_FALSE(IsPixelInside(4.0F, 4.0F));
+    EXPECT_FALSE(IsPixelInside(1.0F, 1.0F));
+    EXPECT_FALSE(IsPixelInside(1.0F, 0.0F));
 }
 
-TEST(PixelProjection, Truncate_OutOfRangeIsTheMostNegativeInteger)
+TEST(PixelProjection, Inside_WhatIsNoIntegerIsOutside)
 {
-    EXPECT_EQ(TruncateToInt32(2147483648.0F), c_outside);
-    EXPECT_EQ(TruncateToInt32(std::nextafter(-2147483648.0F, -c_infinity)), c_outside);
-    EXPECT_EQ(TruncateToInt32(4294967296.0F), c_outside);
-    EXPECT_EQ(TruncateToInt32(std::numeric_limits<float>::max()), c_outside);
-    EXPECT_EQ(TruncateToInt32(std::numeric_limits<float>::lowest()), c_outside);
+    const float end = EndOfPixels(std::nextafter(2147483648.0F, 0.0F));
+    EXPECT_FALSE(IsPixelInside(std::numeric_limits<float>::quiet_NaN(), end));
+    EXPECT_FALSE(IsPixelInside(c_infinity, end));
+    EXPECT_FALSE(IsPixelInside(-c_infinity, end));
+    EXPECT_FALSE(IsPixelInside(2147483648.0F, end));
+    EXPECT_FALSE(IsPixelInside(-2147483648.0F, end));
+    EXPECT_FALSE(IsPixelInside(std::numeric_limits<float>::max(), end));
 }
 
-TEST(PixelProjection, Truncate_InfinityIsTheMostNegativeInteger)
+TEST(PixelProjection, End_SizeThatFits32BitsIsTheEnd)
 {
-    EXPECT_EQ(TruncateToInt32(c_infinity), c_outside);
-    EXPECT_EQ(TruncateToInt32(-c_infinity), c_outside);
+    EXPECT_EQ(EndOfPixels(0.0F), 0.0F);
+    EXPECT_EQ(EndOfPixels(640.0F), 640.0F);
+    EXPECT_EQ(EndOfPixels(2147483520.0F), 2147483520.0F);
 }
 
-TEST(PixelProjection, Truncate_NotANumberIsTheMostNegativeInteger)
+TEST(PixelProjection, End_SizeBeyond32BitsHasNoPixelsInside)
 {
-    EXPECT_EQ(TruncateToInt32(std::numeric_limits<float>::quiet_NaN()), c_outside);
-    EXPECT_EQ(TruncateToInt32(-std::numeric_limits<float>::quiet_NaN()), c_outside);
+    EXPECT_EQ(EndOfPixels(2147483648.0F), 0.0F);
+    EXPECT_EQ(EndOfPixels(4294967296.0F), 0.0F);
 }
 
 }  // namespace

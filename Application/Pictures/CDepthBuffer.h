@@ -43,6 +43,9 @@ public:
     /// A word; only while nobody draws.
     [[nodiscard]] std::uint64_t Get(std::size_t index) const { return m_words[index]; }
 
+    /// Asks the memory for a word that will be drawn to soon.
+    void Prefetch(std::size_t index) const { __builtin_prefetch(&m_words[index], 1); }
+
     /// True when a surfel at \p depth may win over what has been drawn so far.
     [[nodiscard]] bool CanWin(std::size_t index, float depth)
     {

@@ -10,8 +10,10 @@
 #include "Base/Support/ParallelFor.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <string>
 
 namespace Application
@@ -24,9 +26,13 @@ using PositionAccess = Base::TElementAccessRead<Base::CSCElementDefinitionPositi
 using NormalAccess = Base::TElementAccessRead<Base::CSCElementDefinitionNormal>;
 
 constexpr std::uint64_t c_chunkSurfels = 32768;
+constexpr std::uint64_t c_batchSurfels = 128;
+constexpr std::size_t c_noSample = std::numeric_limits<std::size_t>::max();
 constexpr std::uint32_t c_numScanColors = 256;
-/// Larger pictures have fine enough pixels, and their buffers are large enough, as they are.
+/// Pictures and scans up to these sizes are drawn with four samples for each pixel, which makes
+/// edges smooth. Larger ones would take four times as long and show little of it.
 constexpr std::uint64_t c_maxSmoothedPixels = std::uint64_t{1} << 22U;
+constexpr std::uint64_t c_maxSmoothedSurfels = std::uint64_t{1} << 22U;
 
 /// What a look's two upper bits say.
 enum class Mark : std::uint32_t
@@ -67,42 +73,67 @@ public:
 
     void Paint(std::uint64_t begin, std::uint64_t end) const
     {
-        for (std::uint64_t index = begin; index < end; ++index)
+        SBatch batch;
+        for (std::uint64_t first = begin; first < end; first += c_batchSurfels)
         {
-            paintSurfel(index);
+            const std::uint64_t count = std::min(c_batchSurfels, end - first);
+            project(first, count, batch);
+            for (std::uint64_t index = 0; index < count; ++index)
+            {
+                if (batch.samples[index] != c_noSample)
+                {
+                    paintSurfel(first + index, batch.samples[index], batch.depths[index]);
+                }
+            }
         }
     }
 
 private:
-    void paintSurfel(std::uint64_t index) const
+    /// Where surfels come to lie. In batches, because the projection is then free of jumps and the
+    /// places in the buffer, which are all over the memory, are asked for ahead of their use.
+    struct SBatch
     {
+        std::array<std::size_t, c_batchSurfels> samples;
+        std::array<float, c_batchSurfels> depths;
+    };
+
+    void project(std::uint64_t first, std::uint64_t count, SBatch& batch) const
+    {
+        const auto width = static_cast<float>(m_buffer.GetWidth());
+        const auto height = static_cast<float>(m_buffer.GetHeight());
+        const std::byte* element =
+            m_positions.GetFirstElement() + first * m_positions.GetStrideInBytes();
+        for (std::uint64_t index = 0; index < count; ++index)
+        {
+            LqVector3f position;
+            std::memcpy(&position, element, sizeof position);
+            element += m_positions.GetStrideInBytes();
+            const auto clip = TransformHomogeneous(m_chain, position.x, position.y, position.z);
+            const float perW = 1.0F / clip.w;
+            const float z = clip.z * perW;
+            const float x = (clip.x * perW + 1.0F) * (0.5F * width);
+            const float y = (1.0F - clip.y * perW) * (0.5F * height);
+            // Also false for what is not a number.
+            const bool isVisible = (clip.w > 0.0F) & (z >= 0.0F) & (z <= 1.0F) & (x >= 0.0F) &
+                                   (x < width) & (y >= 0.0F) & (y < height);
+            const auto column = static_cast<std::uint32_t>(isVisible ? x : 0.0F);
+            const auto row = static_cast<std::uint32_t>(isVisible ? y : 0.0F);
+            const std::size_t sample = m_buffer.IndexOf(column, row);
+            m_buffer.Prefetch(sample);
+            batch.samples[index] = isVisible ? sample : c_noSample;
+            // Adding 0 turns the negative zero, whose bits would sort last, into the positive one.
+            batch.depths[index] = (m_isPerspective ? clip.w : z) + 0.0F;
+        }
+    }
+
+    void paintSurfel(std::uint64_t index, std::size_t sample, float depth) const
+    {
+        if (!m_buffer.CanWin(sample, depth))
+        {
+            return;
+        }
         const Mark mark = index < m_scan.flags.size() ? markOf(m_scan.flags[index]) : Mark::None;
-        if (m_hideCut && mark == Mark::Cut)
-        {
-            return;
-        }
-        LqVector3f position;
-        std::memcpy(&position,
-                    m_positions.GetFirstElement() + index * m_positions.GetStrideInBytes(),
-                    sizeof position);
-        const auto clip = TransformHomogeneous(m_chain, position.x, position.y, position.z);
-        const float perW = 1.0F / clip.w;
-        const float z = clip.z * perW;
-        const float x = (clip.x * perW + 1.0F) * (0.5F * static_cast<float>(m_buffer.GetWidth()));
-        const float y = (1.0F - clip.y * perW) * (0.5F * static_cast<float>(m_buffer.GetHeight()));
-        // Also false for what is not a number.
-        const bool isVisible = clip.w > 0.0F && z >= 0.0F && z <= 1.0F && x >= 0.0F &&
-                               x < static_cast<float>(m_buffer.GetWidth()) && y >= 0.0F &&
-                               y < static_cast<float>(m_buffer.GetHeight());
-        if (!isVisible)
-        {
-            return;
-        }
-        const std::size_t sample =
-            m_buffer.IndexOf(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
-        // Adding 0 turns the negative zero, whose bits would sort last, into the positive one.
-        const float depth = (m_isPerspective ? clip.w : z) + 0.0F;
-        if (m_buffer.CanWin(sample, depth))
+        if (!m_hideCut || mark != Mark::Cut)
         {
             const std::uint32_t look =
                 static_cast<std::uint32_t>(mark) * c_numScanColors + m_colorIndex;
@@ -197,6 +228,18 @@ CSurfaceShader::SColors makeColors(const CPointRenderer::SSettings& settings,
     return colors;
 }
 
+std::uint32_t chooseSamplesPerSide(const CView& view,
+                                   const std::vector<CPointRenderer::SScan>& scans)
+{
+    const std::uint64_t numPixels = std::uint64_t{view.GetWidth()} * view.GetHeight();
+    std::uint64_t numSurfels = 0;
+    for (const CPointRenderer::SScan& scan : scans)
+    {
+        numSurfels += scan.collection->GetCount();
+    }
+    return numPixels <= c_maxSmoothedPixels && numSurfels <= c_maxSmoothedSurfels ? 2 : 1;
+}
+
 bool isBorder(const CMask& mask, std::uint32_t column, std::uint32_t row)
 {
     return column == 0 || row == 0 || column + 1 == mask.GetWidth() ||
@@ -240,8 +283,7 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
                                       std::to_string(painted->GetWidth()) + " x " +
                                       std::to_string(painted->GetHeight()));
     }
-    const std::uint64_t numPixels = std::uint64_t{m_view.GetWidth()} * m_view.GetHeight();
-    const std::uint32_t samplesPerSide = numPixels <= c_maxSmoothedPixels ? 2 : 1;
+    const std::uint32_t samplesPerSide = chooseSamplesPerSide(m_view, scans);
     const CPictureProjection projection(m_view, samplesPerSide);
     const SScanColors scanColors = collectColors(scans);
 

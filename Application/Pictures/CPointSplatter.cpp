@@ -26,8 +26,8 @@ constexpr float c_radiusUnits = 4.0F;
 /// The steepest surface, as the tangent of its angle to the picture, that is seen as one.
 constexpr float c_maxSlope = 4.0F;
 /// A plane through the neighbours reaches this far, in radii of the dot, and so many of them.
-constexpr float c_planeReach = 4.0F;
-constexpr int c_maxPlaneNeighbors = 80;
+constexpr float c_planeReach = 3.0F;
+constexpr int c_maxPlaneNeighbors = 40;
 /// The steepest dot; steeper ones would be all rim.
 constexpr float c_maxDotSlope = 2.0F;
 /// By how much a dot recedes towards its rim, as a tangent: neighbouring dots then meet half way

@@ -110,6 +110,8 @@ void CReplacementFile::openTemporary()
     do
     {
         m_temporary = m_resolved.parent_path() / uniqueName();
+        // Before it exists, so that there is no moment at which it could be left behind.
+        m_unfinished.emplace(m_temporary);
         m_descriptor = CFileDescriptor(
             ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     } while (!m_descriptor.IsOpen() && errno == EEXIST);

@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 
 #include "Application/Files/CFileDescriptor.h"
+#include "Application/Files/CUnfinishedFile.h"
 
 namespace Application
 {
@@ -56,6 +58,7 @@ private:
     std::filesystem::path m_target;    ///< as given, for messages
     std::filesystem::path m_resolved;  ///< behind symbolic links
     std::filesystem::path m_temporary;
+    std::optional<CUnfinishedFile> m_unfinished;
     bool m_force;
     CFileDescriptor m_descriptor;
     std::unique_ptr<std::byte[]> m_buffer;

@@ -36,7 +36,20 @@ std::string CHelpFormatter::make_help(const CLI::App* app, std::string name,
     {
         help += "  " + example + '\n';
     }
-    return help + '\n' + CLI::Formatter::make_help(app, std::move(name), mode);
+    help += '\n' + app->get_description() + "\n\n" + make_usage(app, std::move(name)) +
+            make_positionals(app);
+    for (const std::string& group : app->get_groups())
+    {
+        const auto options = app->get_options([&](const CLI::Option* option) {
+            return option->get_group() == group && option->nonpositional();
+        });
+        if (!options.empty())
+        {
+            help += make_group(group, false, options);
+        }
+    }
+    help += make_subcommands(app, mode);
+    return app->get_footer().empty() ? help : help + '\n' + make_footer(app);
 }
 
 std::string CHelpFormatter::make_option(const CLI::Option* option, bool isPositional) const

@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+#include "Application/Files/CUnfinishedFile.h"
 #include "Apps/CommandLine/ExitCode.h"
 
 namespace CommandLine
@@ -23,6 +24,7 @@ static_assert(std::atomic<bool>::is_always_lock_free, "written by a signal handl
 
 void EndAtOnce(int /*signal*/)
 {
+    Application::CUnfinishedFile::RemoveAll();
     _exit(static_cast<int>(ExitCode::Interrupted));
 }
 
@@ -60,9 +62,10 @@ void CInterruption::Install()
         Handle(signal, Remember);
     }
     Handle(SIGALRM, EndAtOnce);
-    // A reader that goes away is a failed write with a message, not a sudden end that would leave
-    // unfinished files behind.
+    // A reader that goes away and a file that may not grow are failed writes with a message, not a
+    // sudden end that would leave unfinished files behind.
     ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool CInterruption::IsRequested()

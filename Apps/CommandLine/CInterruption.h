@@ -16,7 +16,7 @@ public:
 ///
 /// The first signal is remembered; the work asks for it between two blocks and unwinds, so that
 /// every unfinished output is removed on the way out. Work that does not ask in time, or a second
-/// signal, ends the process at once.
+/// signal, ends the process at once; unfinished files are removed then, too.
 class CInterruption
 {
 public:

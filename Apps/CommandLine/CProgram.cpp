@@ -86,12 +86,12 @@ CRun::CRun(CConsole& console) : m_console(console)
     m_program.add_flag("--json", m_isJson, "Print the result as one JSON document.");
     m_program.require_subcommand(0, 1);
     m_program.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    m_program.get_formatter()->label("Subcommands", "Commands");
     // So that --json may follow the command.
     m_program.fallthrough();
     for (auto& command : MakeCommands())
     {
         CLI::App& options = command->AddTo(m_program);
+        options.group("Commands");
         options.footer("--json prints the result as one JSON document.");
         m_commands.push_back({std::move(command), &options});
     }

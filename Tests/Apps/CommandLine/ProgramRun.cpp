@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -70,6 +71,11 @@ SStream MakeTerminal()
     if (!setting.workingFolder.empty() && chdir(setting.workingFolder.c_str()) != 0)
     {
         _exit(126);
+    }
+    if (setting.fileSizeLimit != 0)
+    {
+        const rlimit limit{setting.fileSizeLimit, setting.fileSizeLimit};
+        setrlimit(RLIMIT_FSIZE, &limit);
     }
     std::vector<std::string> texts{VEKO2_PROGRAM};
     texts.insert(texts.end(), arguments.begin(), arguments.end());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -24,6 +25,8 @@ struct SProgramSetting
     std::vector<std::string> environment = {};
     /// Opened for writing in place of the pipe that collects standard output.
     std::filesystem::path standardOutput = {};
+    /// In bytes, of every file that the program writes; 0 for none.
+    std::size_t fileSizeLimit = 0;
     /// Standard error is a terminal.
     bool hasTerminal = false;
     /// Called again and again while the program runs, with its process number.

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "Tests/Apps/CommandLine/ProgramRun.h"
 
@@ -20,9 +22,36 @@ TEST(ProgramTest, Help_StartsWithTwoExamples)
     const auto result = RunProgram({"--help"});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_THAT(result.out, testing::MatchesRegex("Examples:\n  veko2 [^\n]+\n  veko2 [^\n]+\n\n"
-                                                  "[^\n]+\nUsage: veko2 (.|\n)*"));
+                                                  "[^\n]+\n\nUsage: veko2 (.|\n)*"));
     EXPECT_EQ(result.err, "");
 }
+
+class ProgramCommandHelpTest : public testing::TestWithParam<const char*>
+{};
+
+TEST_P(ProgramCommandHelpTest, Help_StartsWithTwoExamplesOfTheCommand)
+{
+    const std::string command = GetParam();
+    const auto result = RunProgram({command, "--help"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.out, StartsWith("Examples:\n  veko2 " + command + ' '));
+    EXPECT_THAT(result.out, HasSubstr("\n\nUsage: veko2 " + command + ' '));
+    const std::string examples = result.out.substr(0, result.out.find("\n\n"));
+    EXPECT_EQ(std::count(examples.begin(), examples.end(), '\n'), 2);
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_P(ProgramCommandHelpTest, Help_FitsIntoEightyColumns)
+{
+    std::istringstream lines(RunProgram({GetParam(), "--help"}).out);
+    for (std::string line; std::getline(lines, line);)
+    {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, ProgramCommandHelpTest, testing::Values("info", "view", "cut"),
+                         [](const auto& command) { return std::string(command.param); });
 
 TEST(ProgramTest, Version_IsOneLine)
 {

@@ -1,0 +1,163 @@
+#include "Apps/CommandLine/CInterruption.h"
+
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "Application/Files/CReplacementFile.h"
+#include "Apps/CommandLine/CProgram.h"
+#include "Tests/Apps/CommandLine/CCommandTest.h"
+
+namespace
+{
+
+using CommandLine::CInterruptedError;
+using CommandLine::CInterruption;
+
+class CInterruptionTest : public TestSupport::CCommandTest
+{
+protected:
+    CInterruptionTest()
+    {
+        // Worker threads may be running already.
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+    }
+
+    /// Runs `cut` in this process after the signal has come.
+    [[noreturn]] void cutAfter(int signal) const
+    {
+        CInterruption::Install();
+        raise(signal);
+        if (chdir(in("").c_str()) != 0)
+        {
+            _exit(99);
+        }
+        const char* const arguments[] = {"veko2",  "cut",      "scan.ply", "--view",  "view.json",
+                                         "--mask", "mask.png", "-o",       "rest.ply"};
+        _exit(static_cast<int>(
+            CommandLine::CProgram::Run(static_cast<int>(std::size(arguments)), arguments)));
+    }
+
+    void prepare() const
+    {
+        write("scan.ply", makeScan());
+        writeView("view.json");
+        writeMask("mask.png", {{2, 2}});
+    }
+};
+
+using CInterruptionDeathTest = CInterruptionTest;
+
+TEST_F(CInterruptionDeathTest, Signal_EndsACommandAtItsNextStepWithoutAnOutput)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    {
+        prepare();
+        const auto before = list();
+        EXPECT_EXIT(cutAfter(signal), testing::ExitedWithCode(130), "interrupted");
+        EXPECT_EQ(list(), before);
+    }
+}
+
+TEST_F(CInterruptionDeathTest, ThrowIfRequested_ThrowsOnlyAfterASignal)
+{
+    EXPECT_EXIT(
+        {
+            CInterruption::Install();
+            CInterruption::ThrowIfRequested();
+            raise(SIGINT);
+            try
+            {
+                CInterruption::ThrowIfRequested();
+            }
+            catch (const CInterruptedError&)
+            {
+                _exit(7);
+            }
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+TEST_F(CInterruptionDeathTest, SecondSignal_EndsAtOnceAndRemovesUnfinishedFiles)
+{
+    EXPECT_EXIT(
+        {
+            CInterruption::Install();
+            Application::CReplacementFile file(in("rest.ply"), false);
+            file.Write("partial");
+            raise(SIGINT);
+            raise(SIGINT);
+        },
+        testing::ExitedWithCode(130), "");
+    EXPECT_TRUE(list().empty());
+}
+
+TEST_F(CInterruptionDeathTest, WorkThatDoesNotNotice_IsEndedAndUnfinishedFilesAreRemoved)
+{
+    EXPECT_EXIT(
+        {
+            CInterruption::Install();
+            Application::CReplacementFile file(in("rest.ply"), false);
+            file.Write("partial");
+            raise(SIGTERM);
+            for (;;)
+            {
+                pause();
+            }
+        },
+        testing::ExitedWithCode(130), "");
+    EXPECT_TRUE(list().empty());
+}
+
+TEST_F(CInterruptionDeathTest, SignalThatIsIgnoredAtStart_StaysIgnored)
+{
+    EXPECT_EXIT(
+        {
+            ::signal(SIGINT, SIG_IGN);
+            CInterruption::Install();
+            raise(SIGINT);
+            _exit(CInterruption::IsRequested() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// Whenever the signal comes, the output is whole or not there, and nothing else is left.
+TEST_F(CInterruptionTest, SignalToTheRunningProgram_NeverLeavesAPartialFile)
+{
+    writeView("view.json");
+    writeMask("mask.png", {{2, 2}});
+    std::string scan =
+        "ply\nformat binary_little_endian 1.0\nelement vertex 2000000\n"
+        "property float x\nproperty float y\nproperty float z\nend_header\n";
+    const std::size_t headerSize = scan.size();
+    scan.resize(headerSize + std::size_t{2000000} * 12);
+    write("scan.ply", scan);
+    for (int delay = 0; delay < 20; delay += 4)
+    {
+        int calls = 0;
+        const auto interrupt = [&](int process) {
+            if (calls++ == delay)
+            {
+                kill(process, SIGINT);
+            }
+        };
+        const auto result =
+            run({"cut", "scan.ply", "--view", "view.json", "--mask", "mask.png", "-o", "rest.ply"},
+                {.whileRunning = interrupt});
+        if (result.exitCode == 0)
+        {
+            EXPECT_EQ(std::filesystem::file_size(in("rest.ply")), scan.size());
+            std::filesystem::remove(in("rest.ply"));
+        }
+        else
+        {
+            // Before the program could arrange for it, the signal itself ends it.
+            EXPECT_THAT(result.exitCode, testing::AnyOf(130, -SIGINT)) << result.err;
+        }
+        EXPECT_THAT(list(), testing::ElementsAre("mask.png", "scan.ply", "view.json"));
+    }
+}
+
+}  // namespace

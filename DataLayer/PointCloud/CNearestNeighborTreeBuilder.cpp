@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
 
 #include "Base/Support/ParallelFor.h"
@@ -23,7 +24,7 @@ namespace
 constexpr float c_nan = std::numeric_limits<float>::quiet_NaN();
 constexpr float c_infinity = std::numeric_limits<float>::infinity();
 
-/// The key that halves the records best: an axis, or c_byIndex when all positions are equal.
+/// Stands for the index where an axis is expected.
 constexpr std::uint32_t c_byIndex = 3;
 
 SNode emptyNode()
@@ -38,17 +39,19 @@ SNode emptyNode()
     return node;
 }
 
+/// The axis along which the records spread farthest, or c_byIndex when all positions are equal.
 std::uint32_t longestSide(const SRecord* first, const SRecord* last)
 {
-    float low[3] = {c_infinity, c_infinity, c_infinity};
-    float high[3] = {-c_infinity, -c_infinity, -c_infinity};
+    // A record at a time; what the index is as a float does not matter.
+    using SFloats = float __attribute__((vector_size(sizeof(SRecord))));
+    SFloats low = {c_infinity, c_infinity, c_infinity, 0.0F};
+    SFloats high = -low;
     for (const SRecord* record = first; record != last; ++record)
     {
-        for (std::uint32_t axis = 0; axis < 3; ++axis)
-        {
-            low[axis] = std::min(low[axis], record->position[axis]);
-            high[axis] = std::max(high[axis], record->position[axis]);
-        }
+        SFloats values;
+        std::memcpy(&values, record, sizeof values);
+        low = values < low ? values : low;
+        high = values > high ? values : high;
     }
     std::uint32_t longest = c_byIndex;
     double length = 0.0;
@@ -171,8 +174,6 @@ void CNearestNeighborTreeBuilder::finishLeaf(std::uint32_t number)
         static_cast<std::uint32_t>(firstRecord(0, number + 1) - firstRecord(0, number));
     std::array<SRecord, c_fanOut> records;
     std::copy_n(leaf.records, c_fanOut, records.begin());
-    std::sort(records.begin(), records.begin() + count,
-              [](const SRecord& a, const SRecord& b) { return a.index < b.index; });
     std::fill(records.begin() + count, records.end(),
               SRecord{{c_nan, c_nan, c_nan}, NearestNeighbor::c_noIndex});
 
@@ -193,7 +194,7 @@ void CNearestNeighborTreeBuilder::finishLeaf(std::uint32_t number)
         lanes.index[slot] = records[slot].index;
     }
     leaf.lanes = lanes;
-    describeToParent(0, number, low, high, lanes.index[0]);
+    describeToParent(0, number, low, high, *std::min_element(lanes.index, lanes.index + c_fanOut));
 }
 
 void CNearestNeighborTreeBuilder::describeToParent(std::uint32_t level, std::uint32_t number,

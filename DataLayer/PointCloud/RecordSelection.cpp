@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 namespace DataLayer::NearestNeighbor
 {
@@ -13,6 +14,9 @@ namespace
 
 constexpr std::size_t c_largestSample = 1024;
 
+/// A record as one register.
+using SWhole = std::uint32_t __attribute__((vector_size(sizeof(SRecord))));
+
 /// Moves the records that the comparison of their coordinate with \p pivot accepts to the front and
 /// returns the first of the others. Without a branch on the coordinates, which nothing predicts.
 template <typename Accept>
@@ -21,10 +25,13 @@ SRecord* partition(SRecord* first, SRecord* last, std::uint32_t axis, const Acce
     SRecord* end = first;
     for (SRecord* current = first; current != last; ++current)
     {
-        const SRecord record = *current;
         const bool accepted = accept(current->position[axis]);
-        *current = *end;
-        *end = record;
+        SWhole record;
+        SWhole other;
+        std::memcpy(&record, current, sizeof record);
+        std::memcpy(&other, end, sizeof other);
+        std::memcpy(current, &other, sizeof other);
+        std::memcpy(end, &record, sizeof record);
         end += accepted ? 1 : 0;
     }
     return end;
@@ -45,7 +52,7 @@ float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std
     }
     const double fraction = static_cast<double>(rank) / static_cast<double>(count);
     const double size = static_cast<double>(sampleCount);
-    const double margin = 1.5 * std::sqrt(size * fraction * (1.0 - fraction));
+    const double margin = 0.7 * std::sqrt(size * fraction * (1.0 - fraction));
     const double target = fraction * size + (fraction > 0.5 ? -margin : margin);
     const auto chosen = static_cast<std::ptrdiff_t>(std::clamp(target, 0.0, size - 1.0));
     std::nth_element(sample.begin(), sample.begin() + chosen, sample.begin() + sampleCount);

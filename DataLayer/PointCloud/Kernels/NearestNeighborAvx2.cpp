@@ -21,9 +21,9 @@ struct SAvx2
     static Register Multiply(Register a, Register b) { return _mm256_mul_ps(a, b); }
     static Register Max(Register a, Register b) { return _mm256_max_ps(a, b); }
     static Register Min(Register a, Register b) { return _mm256_min_ps(a, b); }
-    static std::uint32_t Less(Register a, Register b)
+    static std::uint32_t NotGreater(Register a, Register b)
     {
-        return bits(_mm256_cmp_ps(a, b, _CMP_LT_OQ));
+        return bits(_mm256_cmp_ps(a, b, _CMP_LE_OQ));
     }
     static std::uint32_t Equal(Register a, Register b)
     {

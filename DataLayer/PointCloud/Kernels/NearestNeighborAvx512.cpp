@@ -21,9 +21,9 @@ struct SAvx512
     static Register Multiply(Register a, Register b) { return _mm512_mul_ps(a, b); }
     static Register Max(Register a, Register b) { return _mm512_maskz_max_ps(c_all, a, b); }
     static Register Min(Register a, Register b) { return _mm512_maskz_min_ps(c_all, a, b); }
-    static std::uint32_t Less(Register a, Register b)
+    static std::uint32_t NotGreater(Register a, Register b)
     {
-        return _mm512_cmp_ps_mask(a, b, _CMP_LT_OQ);
+        return _mm512_cmp_ps_mask(a, b, _CMP_LE_OQ);
     }
     static std::uint32_t Equal(Register a, Register b)
     {

@@ -19,7 +19,7 @@ struct SScalar
     static Register Multiply(Register a, Register b) { return a * b; }
     static Register Max(Register a, Register b) { return a > b ? a : b; }
     static Register Min(Register a, Register b) { return a < b ? a : b; }
-    static std::uint32_t Less(Register a, Register b) { return a < b ? 1U : 0U; }
+    static std::uint32_t NotGreater(Register a, Register b) { return a <= b ? 1U : 0U; }
     static std::uint32_t Equal(Register a, Register b) { return a == b ? 1U : 0U; }
     static Register KeepOrInfinity(Register value, std::uint32_t lanes)
     {

@@ -11,16 +11,17 @@ namespace
 
 /// Searches a tree with the vectors of one instruction set, nearest box first.
 ///
-/// The search is exact in float although it skips boxes. The distance to a box takes the same
-/// operations in the same order as the distance to a point, with d = max(low - q, q - high, 0) in
-/// place of d = q - p. Rounding is monotone: if low <= p then low - q <= p - q still holds after
-/// both were rounded, likewise q - high <= q - p, and so box d <= |point d| on every axis;
-/// squaring, adding and rounding values that are not negative keeps that order. So no point of a
-/// box is ever nearer, in float, than the box. Overflow to infinity and underflow to 0 are
-/// roundings like any other.
+/// The search is exact in float although it skips boxes. The distance to a box is that to its place
+/// nearest to the query, by the same operations in the same order as the distance to a point.
+/// Rounding is monotone: a point p of a box that lies wholly on one side of q on some axis, say
+/// q <= low <= p, has |q - low| <= |q - p| there also after both differences were rounded; on every
+/// other axis the box's difference is 0. Squaring, adding and rounding values that are not negative
+/// keeps that order. So no point of a box is ever nearer, in float, than the box. Overflow to
+/// infinity and underflow to 0 are roundings like any other.
 ///
-/// \tparam Vector one register of `c_width` floats and the operations on it. `Max(a, b)` is b where
-/// one of them is NaN, so that the NaN bounds of a slot without a child give a NaN distance.
+/// \tparam Vector one register of `c_width` floats and the operations on it. `Max(a, b)` and
+/// `Min(a, b)` are b where one of them is NaN, so that the NaN bounds of a slot without a child
+/// give a NaN distance.
 template <typename Vector>
 class TSearch
 {
@@ -33,8 +34,31 @@ public:
 
     SNeighbor Run()
     {
-        visitNode(m_tree.topLevel, 0);
-        return m_nearest;
+        std::uint32_t level = m_tree.topLevel;
+        std::uint32_t number = 0;
+        while (true)
+        {
+            const SNode& node = m_tree.levels[level][number];
+            SPending& pending = m_pending[level];
+            pending.distances = boxDistances(node);
+            pending.slots = slotsBeforeNearest(pending.distances, node.lowestIndex);
+            if (level == 1)
+            {
+                visitLeaves(number);
+            }
+            while (m_pending[level].slots == 0)
+            {
+                if (level == m_tree.topLevel)
+                {
+                    return m_nearest;
+                }
+                ++level;
+                number /= c_fanOut;
+                dropFartherSlots(level, number);
+            }
+            number = number * c_fanOut + takeNearestSlot(m_pending[level]);
+            --level;
+        }
     }
 
 private:
@@ -48,25 +72,20 @@ private:
         Register pieces[c_pieces];
     };
 
-    /// Calls itself once per level, so at most c_maximumLevels deep.
-    void visitNode(std::uint32_t level, std::uint32_t nodeNumber)
+    /// A node on the way to the root and those of its slots that are still to be visited.
+    struct SPending
     {
-        const SNode& node = m_tree.levels[level][nodeNumber];
-        const SDistances distances = boxDistances(node);
-        std::uint32_t slots = (1U << c_fanOut) - 1U;
-        while ((slots &= slotsBeforeNearest(distances, node.lowestIndex)) != 0)
+        SDistances distances;
+        std::uint32_t slots;
+    };
+
+    void visitLeaves(std::uint32_t parentNumber)
+    {
+        SPending& pending = m_pending[1];
+        while (pending.slots != 0)
         {
-            const std::uint32_t slot = nearestSlot(distances, slots);
-            slots &= ~(1U << slot);
-            const std::uint32_t child = nodeNumber * c_fanOut + slot;
-            if (level == 1)
-            {
-                visitLeaf(child);
-            }
-            else
-            {
-                visitNode(level - 1, child);
-            }
+            visitLeaf(parentNumber * c_fanOut + takeNearestSlot(pending));
+            dropFartherSlots(1, parentNumber);
         }
     }
 
@@ -79,27 +98,52 @@ private:
         {
             return;
         }
-        // Of equally near points the first slot has the lowest index.
         const Register least = leastDistance(distances, slots);
-        const std::uint32_t slot = firstSlot(slots & slotsEqual(distances, least));
-        m_nearest = {Vector::First(least), points.index[slot]};
+        std::uint32_t ties = slots & slotsEqual(distances, least);
+        std::uint32_t index = points.index[firstSlot(ties)];
+        while ((ties &= ties - 1U) != 0)
+        {
+            const std::uint32_t other = points.index[firstSlot(ties)];
+            index = other < index ? other : index;
+        }
+        m_nearest = {Vector::First(least), index};
+    }
+
+    /// Forgets the pending slots of a node that the nearest point so far has ruled out since.
+    void dropFartherSlots(std::uint32_t level, std::uint32_t number)
+    {
+        SPending& pending = m_pending[level];
+        if (pending.slots != 0)
+        {
+            const SNode& node = m_tree.levels[level][number];
+            pending.slots &= slotsBeforeNearest(pending.distances, node.lowestIndex);
+        }
+    }
+
+    static std::uint32_t takeNearestSlot(SPending& pending)
+    {
+        std::uint32_t nearest = pending.slots;
+        if ((nearest & (nearest - 1U)) != 0)
+        {
+            nearest &= slotsEqual(pending.distances, leastDistance(pending.distances, nearest));
+        }
+        const std::uint32_t slot = firstSlot(nearest);
+        pending.slots &= ~(1U << slot);
+        return slot;
     }
 
     SDistances boxDistances(const SNode& node) const
     {
-        const Register zero = Vector::Set(0.0F);
         SDistances distances;
         for (std::uint32_t piece = 0; piece < c_pieces; ++piece)
         {
             Register squares[3];
             for (std::uint32_t axis = 0; axis < 3; ++axis)
             {
-                const Register below =
-                    Vector::Subtract(Vector::Load(node.low[axis] + piece * c_width), m_query[axis]);
-                const Register above = Vector::Subtract(
-                    m_query[axis], Vector::Load(node.high[axis] + piece * c_width));
-                const Register outside = Vector::Max(zero, Vector::Max(below, above));
-                squares[axis] = Vector::Multiply(outside, outside);
+                const Register place = Vector::Min(
+                    Vector::Max(m_query[axis], Vector::Load(node.low[axis] + piece * c_width)),
+                    Vector::Load(node.high[axis] + piece * c_width));
+                squares[axis] = squaredDifference(m_query[axis], place);
             }
             distances.pieces[piece] = Vector::Add(Vector::Add(squares[0], squares[1]), squares[2]);
         }
@@ -114,13 +158,18 @@ private:
             Register squares[3];
             for (std::uint32_t axis = 0; axis < 3; ++axis)
             {
-                const Register difference = Vector::Subtract(
-                    m_query[axis], Vector::Load(points.position[axis] + piece * c_width));
-                squares[axis] = Vector::Multiply(difference, difference);
+                const Register place = Vector::Load(points.position[axis] + piece * c_width);
+                squares[axis] = squaredDifference(m_query[axis], place);
             }
             distances.pieces[piece] = Vector::Add(Vector::Add(squares[0], squares[1]), squares[2]);
         }
         return distances;
+    }
+
+    static Register squaredDifference(Register a, Register b)
+    {
+        const Register difference = Vector::Subtract(a, b);
+        return Vector::Multiply(difference, difference);
     }
 
     /// The slots, one bit each, that may hold or are a neighbour before the nearest one so far.
@@ -131,16 +180,19 @@ private:
         std::uint32_t slots = 0;
         for (std::uint32_t piece = 0; piece < c_pieces; ++piece)
         {
-            slots |= Vector::Less(distances.pieces[piece], nearest) << (piece * c_width);
+            slots |= Vector::NotGreater(distances.pieces[piece], nearest) << (piece * c_width);
         }
-        std::uint32_t ties = slotsEqual(distances, nearest);
-        while (ties != 0)
+        // Before the first neighbour is found, every index stands before the limit's.
+        if (slots == 0 || m_nearest.index == c_noIndex)
+        {
+            return slots;
+        }
+        for (std::uint32_t ties = slotsEqual(distances, nearest); ties != 0; ties &= ties - 1U)
         {
             const std::uint32_t slot = firstSlot(ties);
-            ties &= ties - 1U;
-            if (lowestIndex[slot] < m_nearest.index)
+            if (lowestIndex[slot] >= m_nearest.index)
             {
-                slots |= 1U << slot;
+                slots &= ~(1U << slot);
             }
         }
         return slots;
@@ -168,15 +220,6 @@ private:
         return Vector::LeastLane(least);
     }
 
-    static std::uint32_t nearestSlot(const SDistances& distances, std::uint32_t slots)
-    {
-        if ((slots & (slots - 1U)) == 0)
-        {
-            return firstSlot(slots);
-        }
-        return firstSlot(slots & slotsEqual(distances, leastDistance(distances, slots)));
-    }
-
     static std::uint32_t firstSlot(std::uint32_t slots)
     {
         return static_cast<std::uint32_t>(__builtin_ctz(slots));
@@ -185,6 +228,7 @@ private:
     const STree& m_tree;
     Register m_query[3];
     SNeighbor m_nearest;
+    SPending m_pending[c_maximumLevels];
 };
 
 }  // namespace

@@ -21,7 +21,7 @@ struct SSse2
     static Register Multiply(Register a, Register b) { return _mm_mul_ps(a, b); }
     static Register Max(Register a, Register b) { return _mm_max_ps(a, b); }
     static Register Min(Register a, Register b) { return _mm_min_ps(a, b); }
-    static std::uint32_t Less(Register a, Register b) { return bits(_mm_cmplt_ps(a, b)); }
+    static std::uint32_t NotGreater(Register a, Register b) { return bits(_mm_cmple_ps(a, b)); }
     static std::uint32_t Equal(Register a, Register b) { return bits(_mm_cmpeq_ps(a, b)); }
     static Register KeepOrInfinity(Register value, std::uint32_t lanes)
     {

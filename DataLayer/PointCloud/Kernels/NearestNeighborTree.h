@@ -25,8 +25,8 @@ struct SRecord
     std::uint32_t index;
 };
 
-/// The points of a leaf by coordinate, in ascending order of their indices. A slot without a point
-/// holds NaN coordinates, which no comparison selects.
+/// The points of a leaf by coordinate. A slot without a point holds NaN coordinates, which no
+/// comparison selects.
 struct SLanes
 {
     float position[3][c_fanOut];

@@ -160,12 +160,14 @@ TEST(CSurfelTransform, Normal_SingularTransformLeavesNone)
     EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, MakeScale(1.0, 1.0, 0.0)).normal, LqVector3f());
     EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, LqMatrix4Rd()).normal, LqVector3f());
     EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, c_matInvalidD).normal, LqVector3f());
-    // Rows that depend on each other up to rounding.
+    // Evenly spaced rows depend on each other, but rounding leaves a tiny determinant.
     LqMatrix4Rd trafo = c_matIdentityD;
-    for (std::size_t column = 0; column < 3; ++column)
+    for (std::size_t row = 0; row < 3; ++row)
     {
-        trafo(0, column) = 0.1 * static_cast<double>(column + 1);
-        trafo(1, column) = 0.3 * static_cast<double>(column + 1) / 7.0;
+        for (std::size_t column = 0; column < 3; ++column)
+        {
+            trafo(row, column) = 0.1 * static_cast<double>(3 * row + column + 1);
+        }
     }
     EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, trafo).normal, LqVector3f());
 }

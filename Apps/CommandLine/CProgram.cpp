@@ -13,6 +13,7 @@
 #include "Application/Files/COutputError.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CCutCommand.h"
+#include "Apps/CommandLine/CDemoCommand.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInfoCommand.h"
 #include "Apps/CommandLine/CInterruption.h"
@@ -40,6 +41,7 @@ std::vector<std::unique_ptr<ICommand>> MakeCommands()
     commands.push_back(std::make_unique<CInfoCommand>());
     commands.push_back(std::make_unique<CViewCommand>());
     commands.push_back(std::make_unique<CCutCommand>());
+    commands.push_back(std::make_unique<CDemoCommand>());
     return commands;
 }
 

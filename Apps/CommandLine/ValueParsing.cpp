@@ -61,6 +61,16 @@ double ParsePositiveNumber(const std::string& option, std::string_view text)
     return *value;
 }
 
+std::uint64_t ParseCount(const std::string& option, std::string_view text)
+{
+    const auto value = ToNumber<std::uint64_t>(text);
+    if (!value)
+    {
+        ThrowUnexpected(option, text, "a whole number");
+    }
+    return *value;
+}
+
 template <std::size_t Count>
 std::array<double, Count> ParseNumbers(const std::string& option, std::string_view text)
 {

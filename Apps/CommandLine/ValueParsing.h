@@ -22,6 +22,9 @@ struct SPictureSize
 /// The value of \p option as a number above 0.
 [[nodiscard]] double ParsePositiveNumber(const std::string& option, std::string_view text);
 
+/// A whole number that is not negative and fits 64 bits.
+[[nodiscard]] std::uint64_t ParseCount(const std::string& option, std::string_view text);
+
 /// \p Count finite numbers separated by commas, like "3,4.5" for two.
 template <std::size_t Count>
 [[nodiscard]] std::array<double, Count> ParseNumbers(const std::string& option,

@@ -50,7 +50,8 @@ TEST_P(ProgramCommandHelpTest, Help_FitsIntoEightyColumns)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, ProgramCommandHelpTest, testing::Values("info", "view", "cut"),
+INSTANTIATE_TEST_SUITE_P(Commands, ProgramCommandHelpTest,
+                         testing::Values("info", "view", "cut", "demo"),
                          [](const auto& command) { return std::string(command.param); });
 
 TEST(ProgramTest, Version_IsOneLine)

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "Apps/CommandLine/ICommand.h"
+
+namespace CommandLine
+{
+
+/// `veko2 demo`: makes scans to try the other commands on.
+class CDemoCommand : public ICommand
+{
+public:
+    CLI::App& AddTo(CLI::App& program) override;
+    SReport Run(CConsole& console) override;
+
+private:
+    std::string m_folder;
+    std::string m_points;
+    std::string m_seed;
+    bool m_force = false;
+};
+
+}  // namespace CommandLine

@@ -121,28 +121,28 @@ public:
 
     TSyncableMapModifyMessage(const TSyncableMapModifyMessage&) = default;
     TSyncableMapModifyMessage& operator=(const TSyncableMapModifyMessage&) = default;
-    // Not inlined: compilers would follow the payloads that a message does not hold, and warn of
-    // their uninitialised members.
+    // Not inlined, nor are the operations that replace the payload: compilers would follow the
+    // payloads that a message does not hold, and warn of their uninitialised members.
     [[gnu::noinline]] TSyncableMapModifyMessage(TSyncableMapModifyMessage&&) noexcept = default;
     TSyncableMapModifyMessage& operator=(TSyncableMapModifyMessage&&) noexcept = default;
     ~TSyncableMapModifyMessage() = default;
 
     /// Makes this a message with one full record.
-    void SetValue(Value value)
+    [[gnu::noinline]] void SetValue(Value value)
     {
         m_payload.template emplace<Value>(std::move(value));
         kind = FullValue;
     }
 
     /// Makes this a message with one partial record.
-    void SetPartialValue(Partial partial)
+    [[gnu::noinline]] void SetPartialValue(Partial partial)
     {
         m_payload.template emplace<Partial>(std::move(partial));
         kind = PartialValue;
     }
 
     /// Makes this a message with the two sides of a change.
-    void SetModify(Partial oldState, Partial newState)
+    [[gnu::noinline]] void SetModify(Partial oldState, Partial newState)
     {
         m_payload.template emplace<SChange>(SChange{std::move(oldState), std::move(newState)});
         kind = Modify;

@@ -119,10 +119,13 @@ void CObjScan::read(const ProgressCallback& progress)
     {
         normals = std::move(fileNormals);
     }
-    normals.reserve(normalNumbers.size());
-    for (const std::uint32_t number : normalNumbers)
+    else
     {
-        normals.push_back(number == c_noNormal ? LqVector3f{} : fileNormals[number]);
+        normals.reserve(normalNumbers.size());
+        for (const std::uint32_t number : normalNumbers)
+        {
+            normals.push_back(number == c_noNormal ? LqVector3f{} : fileNormals[number]);
+        }
     }
     setPoints(std::move(coordinates), std::move(triangles), std::move(normals));
 }

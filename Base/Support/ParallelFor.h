@@ -21,8 +21,8 @@ VEKO2_BASE_EXPORT void RunParallelFor(std::uint32_t count, ParallelForItem item,
 /// the same workers, and a thread that waits for it runs only items of that inner loop.
 ///
 /// When a call throws, the items that have not started are cancelled, those that have are waited
-/// for, the inner loops they run included, and the first exception that was captured leaves with its
-/// own type and text.
+/// for, the inner loops they run included, and the first exception that was captured leaves with
+/// its own type and text.
 template <typename Body>
 void ParallelFor(std::uint32_t count, const Body& body)
 {

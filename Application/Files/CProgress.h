@@ -12,8 +12,8 @@ namespace Application
 /// that exception and leaves no partial file, which is how a host cancels.
 using ProgressCallback = std::function<void(double)>;
 
-/// Thins the steps of a long operation out to the calls that a ProgressCallback wants; the last one,
-/// with 1, is left to whoever runs the operation as a whole.
+/// Thins the steps of a long operation out to the calls that a ProgressCallback wants; the last
+/// one, with 1, is left to whoever runs the operation as a whole.
 class CProgress
 {
 public:

@@ -24,6 +24,9 @@ namespace
 constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
 constexpr std::uint32_t c_surfelsPerBlock = 65536;
 
+/// How often the box around a surfel doubles until it is as large as the scan's.
+constexpr int c_numGrowthSteps = 22;
+
 /// The painted pixels' bounds, first to last of each axis; empty when nothing is painted.
 struct SPaintBounds
 {
@@ -86,11 +89,33 @@ CFrontOfEye::CFrontOfEye(const SCutRegion& region,
                   region.selection->transform3))
 {}
 
+bool CFrontOfEye::ReachesBehind() const
+{
+    const Geometry::CBox3D box = m_collection->GetPointCloudSupport()->GetBoundingBox().box;
+    if (box.IsEmpty())
+    {
+        return false;
+    }
+    for (const float x : {box.min.x, box.max.x})
+    {
+        for (const float y : {box.min.y, box.max.y})
+        {
+            for (const float z : {box.min.z, box.max.z})
+            {
+                if (!(TransformHomogeneous(m_combined, x, y, z).w > 0.0F))
+                {
+                    return true;
+                }
+            }
+        }
+    }
+    return false;
+}
+
 std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
     const DataLayer::CCutPointCloudWithPixelMask& cutter) const
 {
-    const Geometry::CBox3D box = m_collection->GetPointCloudSupport()->GetBoundingBox().box;
-    if (cutter.IntersectsRegion(m_region.trafo, *m_collection) || !reachesBehind(box))
+    if (cutter.IntersectsRegion(m_region.trafo, *m_collection) || !ReachesBehind())
     {
         return m_collection;
     }
@@ -101,19 +126,15 @@ std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
     }
     // The surfel alone may still miss the bounds, which end at the last pixel's integer corner, or
     // the depth range; a box around it that grows soon reaches both.
-    const float extent = LargestExtent(box);
-    for (float halfSize = 0.0F; halfSize <= extent;
-         halfSize = halfSize == 0.0F ? extent * 0x1p-22F : halfSize * 2.0F)
+    const float extent = LargestExtent(m_collection->GetPointCloudSupport()->GetBoundingBox().box);
+    for (int step = 0; step <= c_numGrowthSteps; ++step)
     {
+        const float halfSize = step == 0 ? 0.0F : std::ldexp(extent, step - c_numGrowthSteps);
         auto standIn =
             std::make_shared<CStandInCollection>(m_collection, MakeCube(*surfel, halfSize));
         if (cutter.IntersectsRegion(m_region.trafo, *standIn))
         {
             return standIn;
-        }
-        if (extent == 0.0F)
-        {
-            break;
         }
     }
     return m_collection;
@@ -144,28 +165,6 @@ std::uint64_t CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask
         }
     }
     return numKept;
-}
-
-bool CFrontOfEye::reachesBehind(const Geometry::CBox3D& box) const
-{
-    if (box.IsEmpty())
-    {
-        return false;
-    }
-    for (const float x : {box.min.x, box.max.x})
-    {
-        for (const float y : {box.min.y, box.max.y})
-        {
-            for (const float z : {box.min.z, box.max.z})
-            {
-                if (!(TransformHomogeneous(m_combined, x, y, z).w > 0.0F))
-                {
-                    return true;
-                }
-            }
-        }
-    }
-    return false;
 }
 
 /// Some surfel in front of the eye that projects into the bounds of the painted pixels. Which one

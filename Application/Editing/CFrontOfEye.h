@@ -7,8 +7,8 @@
 
 #include "Application/Editing/SCutRegion.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
-#include "Base/Math/CBox3D.h"
 #include "Base/Math/LqMatrix4R.h"
+#include "Base/Math/LqVector3f.h"
 
 namespace Base
 {
@@ -32,6 +32,11 @@ public:
     CFrontOfEye(const SCutRegion& region,
                 std::shared_ptr<const Base::ISurfelCollection> collection);
 
+    /// Whether a surfel of the collection can lie behind the eye. Rounding loses none: each step of
+    /// computing w grows or falls with each coordinate, rounded as it is, so that w is smallest at
+    /// a corner of the bounding box.
+    [[nodiscard]] bool ReachesBehind() const;
+
     /// The collection to classify in place of the own one: that one itself where \p cutter takes
     /// it, or where rejecting it is right; else a stand-in that \p cutter takes.
     [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeAcceptable(
@@ -45,7 +50,6 @@ public:
                                                std::uint32_t begin, std::uint32_t end) const;
 
 private:
-    [[nodiscard]] bool reachesBehind(const Geometry::CBox3D& box) const;
     [[nodiscard]] std::optional<LqVector3f> findNearPaint() const;
 
     const SCutRegion& m_region;

@@ -98,13 +98,15 @@ std::uint64_t CutRegion(const SCutRegion& region, CSurfelCutter::Reach reach,
 
     const Words& before = inputs[0].bitMasks;
     Words& after = results[0].second;
-    const std::uint64_t numCut =
-        !results[0].first
-            ? 0
-            : SumOverBlocks(after.size(), [&](std::uint32_t begin, std::uint32_t end) {
-                  return isFrontOnly ? front.TakeBackBehind(before, after, begin, end)
-                                     : CountNewlyCut(before, after, begin, end);
-              });
+    std::uint64_t numCut = 0;
+    if (results[0].first)
+    {
+        const bool takesBack = isFrontOnly && front.ReachesBehind();
+        numCut = SumOverBlocks(after.size(), [&](std::uint32_t begin, std::uint32_t end) {
+            return takesBack ? front.TakeBackBehind(before, after, begin, end)
+                             : CountNewlyCut(before, after, begin, end);
+        });
+    }
     flags = std::move(after);
     return numCut;
 }

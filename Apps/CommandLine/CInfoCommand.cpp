@@ -122,7 +122,7 @@ std::string DescribeElement(const ordered_json& element)
     return text;
 }
 
-/// The scan's document for people. Texts of the file are escaped: they may hold any byte.
+/// The scan's document for people.
 std::string ToPlainText(const ordered_json& scan)
 {
     std::string text = scan["file"].get<std::string>() + '\n';
@@ -147,7 +147,7 @@ std::string ToPlainText(const ordered_json& scan)
     {
         text += ToLine("comment", comment);
     }
-    return EscapeControlCharacters(text);
+    return text;
 }
 
 }  // namespace

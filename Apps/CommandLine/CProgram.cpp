@@ -125,7 +125,8 @@ std::string CRun::Execute(const std::vector<std::string>& arguments)
                           "'; the commands are " + listCommands());
     }
     const SReport report = getChosen().Run(m_console);
-    return m_isJson ? ToText(report.document) : report.text;
+    // File names and texts in files may hold any byte.
+    return m_isJson ? ToText(report.document) : EscapeControlCharacters(report.text);
 }
 
 ICommand& CRun::getChosen() const

@@ -287,6 +287,15 @@ TEST_F(CCutCommandTest, NameThatIsNotUtf8_StillGivesAWholeDocument)
     EXPECT_EQ(json::parse(result.out)["scan"], "scan\xEF\xBF\xBD.ply");
 }
 
+TEST_F(CCutCommandTest, NameWithControlCharacters_IsEscapedInTheText)
+{
+    write("a\x1b[31mb.ply", makeScan());
+    const auto result =
+        run({"cut", "a\x1b[31mb.ply", "--view", "view.json", "--mask", "mask.png", "--dry-run"});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(result.out, testing::StartsWith("a\\x1b[31mb.ply: 2 of 4"));
+}
+
 TEST_F(CCutCommandTest, Progress_IsDrawnOnATerminalAndTakenAway)
 {
     const auto result =

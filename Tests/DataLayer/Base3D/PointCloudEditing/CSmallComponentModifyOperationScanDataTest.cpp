@@ -297,14 +297,6 @@ TEST_F(CSmallComponentScanDataTest, Support_IsReleasedBeforeTheFirstQuery)
     EXPECT_EQ(useCount, 1);
 }
 
-TEST_F(CSmallComponentScanDataTest, Collection_IsReleasedAtTheEnd)
-{
-    const SMockEntity entity(std::vector<LqVector3f>(1));
-    const long useCount = entity.collection.use_count();
-    static_cast<void>(compute(entity, {c_none}, MakeSurfelMask({})));
-    EXPECT_EQ(entity.collection.use_count(), useCount);
-}
-
 TEST_F(CSmallComponentScanDataTest, Queries_RunOnTheCallingThread)
 {
     const SMockEntity entity(std::vector<LqVector3f>(1000));

@@ -4,62 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
-#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-namespace
-{
-
-std::atomic<std::size_t> g_allocationCount = 0;
-
-void* allocate(std::size_t size, std::size_t alignment)
-{
-    ++g_allocationCount;
-    const std::size_t wholeBlocks = (std::max<std::size_t>(size, 1) + alignment - 1) / alignment;
-    void* const memory = std::aligned_alloc(alignment, wholeBlocks * alignment);
-    if (memory == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size)
-{
-    return allocate(size, alignof(std::max_align_t));
-}
-void* operator new(std::size_t size, std::align_val_t alignment)
-{
-    return allocate(size, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
-{
-    std::free(memory);
-}
+#include "Tests/DataLayer/PointCloud/AllocationCount.h"
 
 namespace
 {
@@ -561,16 +516,16 @@ TEST_P(CNearestNeighborIndexTest, Find_InfiniteBoundFindsTheNearestOfAll)
 TEST_P(CNearestNeighborIndexTest, Find_AllocatesNothing)
 {
     const Points points = makeRandom(5000, 10.0F, 22);
-    const std::size_t beforeBuilding = g_allocationCount;
+    const std::size_t beforeBuilding = GetAllocationCount();
     const CNearestNeighborIndex index = makeIndex(points);
-    const std::size_t before = g_allocationCount;
+    const std::size_t before = GetAllocationCount();
     ASSERT_GT(before, beforeBuilding) << "the library's allocations are not counted";
     std::int64_t sum = 0;
     for (const LqVector3f& point : points)
     {
         sum += index.FindNearestNeighbor(point, 2.25F, nullptr);
     }
-    EXPECT_EQ(g_allocationCount, before);
+    EXPECT_EQ(GetAllocationCount(), before);
     EXPECT_EQ(sum, 5000 * 4999 / 2);
 }
 

@@ -27,7 +27,7 @@ namespace
 using DataLayer::CNearestNeighborIndex;
 
 constexpr float c_bound = 2.25F;
-constexpr std::size_t c_queryCount = 1000000;
+constexpr std::size_t c_mostQueries = 1000000;
 
 /// A rolling landscape.
 float heightAt(float x, float y)
@@ -69,7 +69,8 @@ const SScene& getScene(std::int64_t pointCount)
     {
         const float side = std::sqrt(static_cast<float>(pointCount));
         scene.points = makeRows(static_cast<std::size_t>(pointCount), side, 0.35F, 1);
-        scene.scanOrder = makeRows(c_queryCount, side, 0.5F, 2);
+        const std::size_t queryCount = std::min(c_mostQueries, 10 * scene.points.size());
+        scene.scanOrder = makeRows(queryCount, side, 0.5F, 2);
         std::mt19937 random(3);
         for (LqVector3f& query : scene.scanOrder)
         {
@@ -266,7 +267,7 @@ int main(int argc, char** argv)
 {
     const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
     benchmark::Initialize(&argc, argv);
-    registerAll({100000, 1000000, 5000000});
+    registerAll({1000, 100000, 1000000, 5000000});
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

@@ -12,7 +12,7 @@ namespace
 struct SAvx2
 {
     using Register = __m256;
-    static constexpr std::uint32_t c_width = 8;
+    static constexpr std::size_t c_width = 8;
 
     static Register Set(float value) { return _mm256_set1_ps(value); }
     static Register Load(const float* values) { return _mm256_load_ps(values); }

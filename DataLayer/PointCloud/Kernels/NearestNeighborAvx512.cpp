@@ -12,7 +12,7 @@ namespace
 struct SAvx512
 {
     using Register = __m512;
-    static constexpr std::uint32_t c_width = 16;
+    static constexpr std::size_t c_width = 16;
 
     static Register Set(float value) { return _mm512_set1_ps(value); }
     static Register Load(const float* values) { return _mm512_load_ps(values); }

@@ -10,7 +10,7 @@ namespace
 struct SScalar
 {
     using Register = float;
-    static constexpr std::uint32_t c_width = 1;
+    static constexpr std::size_t c_width = 1;
 
     static Register Set(float value) { return value; }
     static Register Load(const float* values) { return *values; }

@@ -63,8 +63,8 @@ public:
 
 private:
     using Register = typename Vector::Register;
-    static constexpr std::uint32_t c_width = Vector::c_width;
-    static constexpr std::uint32_t c_pieces = c_fanOut / c_width;
+    static constexpr std::size_t c_width = Vector::c_width;
+    static constexpr std::size_t c_pieces = c_fanOut / c_width;
 
     /// The squared distances of the sixteen slots of a node or a leaf.
     struct SDistances
@@ -135,7 +135,7 @@ private:
     SDistances boxDistances(const SNode& node) const
     {
         SDistances distances;
-        for (std::uint32_t piece = 0; piece < c_pieces; ++piece)
+        for (std::size_t piece = 0; piece < c_pieces; ++piece)
         {
             Register squares[3];
             for (std::uint32_t axis = 0; axis < 3; ++axis)
@@ -153,7 +153,7 @@ private:
     SDistances pointDistances(const SLanes& points) const
     {
         SDistances distances;
-        for (std::uint32_t piece = 0; piece < c_pieces; ++piece)
+        for (std::size_t piece = 0; piece < c_pieces; ++piece)
         {
             Register squares[3];
             for (std::uint32_t axis = 0; axis < 3; ++axis)
@@ -178,7 +178,7 @@ private:
     {
         const Register nearest = Vector::Set(m_nearest.squaredDistance);
         std::uint32_t slots = 0;
-        for (std::uint32_t piece = 0; piece < c_pieces; ++piece)
+        for (std::size_t piece = 0; piece < c_pieces; ++piece)
         {
             slots |= Vector::NotGreater(distances.pieces[piece], nearest) << (piece * c_width);
         }
@@ -201,7 +201,7 @@ private:
     static std::uint32_t slotsEqual(const SDistances& distances, Register distance)
     {
         std::uint32_t slots = 0;
-        for (std::uint32_t piece = 0; piece < c_pieces; ++piece)
+        for (std::size_t piece = 0; piece < c_pieces; ++piece)
         {
             slots |= Vector::Equal(distances.pieces[piece], distance) << (piece * c_width);
         }
@@ -212,7 +212,7 @@ private:
     static Register leastDistance(const SDistances& distances, std::uint32_t slots)
     {
         Register least = Vector::KeepOrInfinity(distances.pieces[0], slots);
-        for (std::uint32_t piece = 1; piece < c_pieces; ++piece)
+        for (std::size_t piece = 1; piece < c_pieces; ++piece)
         {
             least = Vector::Min(
                 least, Vector::KeepOrInfinity(distances.pieces[piece], slots >> (piece * c_width)));

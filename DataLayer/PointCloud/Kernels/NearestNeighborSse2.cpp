@@ -12,7 +12,7 @@ namespace
 struct SSse2
 {
     using Register = __m128;
-    static constexpr std::uint32_t c_width = 4;
+    static constexpr std::size_t c_width = 4;
 
     static Register Set(float value) { return _mm_set1_ps(value); }
     static Register Load(const float* values) { return _mm_load_ps(values); }

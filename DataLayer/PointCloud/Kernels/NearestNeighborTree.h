@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 /// The memory of a nearest-neighbour index, as the search kernels read it.
@@ -48,8 +49,8 @@ struct alignas(64) SNode
     std::uint32_t lowestIndex[c_fanOut];
 };
 
-static_assert(sizeof(ULeaf) == 16 * c_fanOut, "sixteen bytes a point");
-static_assert(sizeof(SNode) == 28 * c_fanOut, "28 bytes a child");
+static_assert(sizeof(ULeaf) == std::size_t{16} * c_fanOut, "sixteen bytes a point");
+static_assert(sizeof(SNode) == std::size_t{28} * c_fanOut, "28 bytes a child");
 
 /// A whole tree. There is at least one point; the root is node 0 of level \p topLevel, which is at
 /// least 1.

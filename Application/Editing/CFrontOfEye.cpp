@@ -1,9 +1,8 @@
 #include "Application/Editing/CFrontOfEye.h"
 
 #include <algorithm>
-#include <atomic>
+#include <array>
 #include <cmath>
-#include <mutex>
 #include <utility>
 
 #include "Application/Editing/CStandInCollection.h"
@@ -11,9 +10,7 @@
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "Base/Math/PointTransform.h"
-#include "Base/Support/ParallelFor.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
-#include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
 
 namespace Application
 {
@@ -22,10 +19,10 @@ namespace
 {
 
 constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
-constexpr std::uint32_t c_surfelsPerBlock = 65536;
+/// How often the stand-in's box doubles, from a rounding step to its centre's distance.
+constexpr int c_numGrowthSteps = 24;
 
-/// How often the box around a surfel doubles until it is as large as the scan's.
-constexpr int c_numGrowthSteps = 22;
+using Vector = std::array<double, 3>;
 
 /// The painted pixels' bounds, first to last of each axis; empty when nothing is painted.
 struct SPaintBounds
@@ -59,12 +56,6 @@ SPaintBounds BoundPaint(const Base::SRegionSelectionInfo& selection)
     return bounds;
 }
 
-/// Whether a coordinate lies on a pixel from \p first to \p last.
-bool IsWithin(float coordinate, std::uint32_t first, std::uint32_t last)
-{
-    return coordinate >= static_cast<float>(first) && coordinate < static_cast<float>(last) + 1.0F;
-}
-
 Geometry::CBox3D MakeCube(const LqVector3f& centre, float halfSize)
 {
     Geometry::CBox3D cube;
@@ -73,9 +64,30 @@ Geometry::CBox3D MakeCube(const LqVector3f& centre, float halfSize)
     return cube;
 }
 
-float LargestExtent(const Geometry::CBox3D& box)
+double Determinant(const Vector& a, const Vector& b, const Vector& c)
 {
-    return std::max({box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z});
+    return (a[0] * (b[1] * c[2] - b[2] * c[1]) - a[1] * (b[0] * c[2] - b[2] * c[0])) +
+           a[2] * (b[0] * c[1] - b[1] * c[0]);
+}
+
+/// The point that \p matrix carries to the given device coordinates, by Cramer's rule; not finite
+/// when there is none.
+LqVector3f Unproject(const LqMatrix4Rf& matrix, const Vector& device)
+{
+    // One equation per device coordinate: the point times a column equals it times w.
+    std::array<Vector, 4> rows{};
+    for (std::size_t row = 0; row < 4; ++row)
+    {
+        for (std::size_t column = 0; column < 3; ++column)
+        {
+            rows[row][column] =
+                double{matrix(row, column)} - device[column] * double{matrix(row, 3)};
+        }
+    }
+    const double whole = -Determinant(rows[0], rows[1], rows[2]);
+    return {static_cast<float>(Determinant(rows[3], rows[1], rows[2]) / whole),
+            static_cast<float>(Determinant(rows[0], rows[3], rows[2]) / whole),
+            static_cast<float>(Determinant(rows[0], rows[1], rows[3]) / whole)};
 }
 
 }  // namespace
@@ -119,19 +131,23 @@ std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
     {
         return m_collection;
     }
-    const std::optional<LqVector3f> surfel = findNearPaint();
-    if (!surfel)
+    const Base::SRegionSelectionInfo& selection = *m_region.selection;
+    const SPaintBounds bounds = BoundPaint(selection);
+    if (bounds.IsEmpty())
     {
         return m_collection;
     }
-    // The surfel alone may still miss the bounds, which end at the last pixel's integer corner, or
-    // the depth range; a box around it that grows soon reaches both.
-    const float extent = LargestExtent(m_collection->GetPointCloudSupport()->GetBoundingBox().box);
+    const double column = 0.5 * bounds.firstColumn + 0.5 * bounds.lastColumn;
+    const double row = 0.5 * bounds.firstRow + 0.5 * bounds.lastRow;
+    const LqVector3f centre = Unproject(m_combined, {2.0 * column / selection.maskWidth - 1.0,
+                                                     1.0 - 2.0 * row / selection.maskHeight, 0.5});
+    // The bounds of a single pixel are a point, which rounding misses; a box that grows reaches it.
+    const float size = std::max({std::abs(centre.x), std::abs(centre.y), std::abs(centre.z)});
     for (int step = 0; step <= c_numGrowthSteps; ++step)
     {
-        const float halfSize = step == 0 ? 0.0F : std::ldexp(extent, step - c_numGrowthSteps);
+        const float halfSize = step == 0 ? 0.0F : std::ldexp(size, step - c_numGrowthSteps);
         auto standIn =
-            std::make_shared<CStandInCollection>(m_collection, MakeCube(*surfel, halfSize));
+            std::make_shared<CStandInCollection>(m_collection, MakeCube(centre, halfSize));
         if (cutter.IntersectsRegion(m_region.trafo, *standIn))
         {
             return standIn;
@@ -165,48 +181,6 @@ std::uint64_t CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask
         }
     }
     return numKept;
-}
-
-/// Some surfel in front of the eye that projects into the bounds of the painted pixels. Which one
-/// it is makes no difference to the cut: all are classified as soon as one is let in.
-std::optional<LqVector3f> CFrontOfEye::findNearPaint() const
-{
-    const SPaintBounds bounds = BoundPaint(*m_region.selection);
-    if (bounds.IsEmpty())
-    {
-        return std::nullopt;
-    }
-    const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    const std::uint64_t count = m_collection->GetCount();
-    const float width = static_cast<float>(m_region.selection->maskWidth);
-    const float height = static_cast<float>(m_region.selection->maskHeight);
-
-    std::mutex mutex;
-    std::optional<LqVector3f> found;
-    std::atomic<bool> isFound = false;
-    const auto numBlocks =
-        static_cast<std::uint32_t>((count + c_surfelsPerBlock - 1) / c_surfelsPerBlock);
-    Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
-        const std::uint64_t begin = std::uint64_t{block} * c_surfelsPerBlock;
-        const std::uint64_t end = std::min<std::uint64_t>(begin + c_surfelsPerBlock, count);
-        for (std::uint64_t index = begin; index < end && !isFound.load(std::memory_order_relaxed);
-             ++index)
-        {
-            const LqVector3f position = positions.At(index);
-            const auto point = TransformHomogeneous(m_combined, position.x, position.y, position.z);
-            if (point.w > 0.0F &&
-                IsWithin(DataLayer::DeviceToPixelX(point.x / point.w, width), bounds.firstColumn,
-                         bounds.lastColumn) &&
-                IsWithin(DataLayer::DeviceToPixelY(point.y / point.w, height), bounds.firstRow,
-                         bounds.lastRow))
-            {
-                const std::lock_guard lock(mutex);
-                found = position;
-                isFound.store(true, std::memory_order_relaxed);
-            }
-        }
-    });
-    return found;
 }
 
 }  // namespace Application

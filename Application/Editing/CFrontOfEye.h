@@ -2,13 +2,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "Application/Editing/SCutRegion.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Math/LqMatrix4R.h"
-#include "Base/Math/LqVector3f.h"
 
 namespace Base
 {
@@ -38,7 +36,8 @@ public:
     [[nodiscard]] bool ReachesBehind() const;
 
     /// The collection to classify in place of the own one: that one itself where \p cutter takes
-    /// it, or where rejecting it is right; else a stand-in that \p cutter takes.
+    /// it, or where it lies wholly in front of the eye; else a stand-in with the same surfels,
+    /// whose box is a point, or little more, in the middle of the paint between near and far plane.
     [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeAcceptable(
         const DataLayer::CCutPointCloudWithPixelMask& cutter) const;
 
@@ -50,8 +49,6 @@ public:
                                                std::uint32_t begin, std::uint32_t end) const;
 
 private:
-    [[nodiscard]] std::optional<LqVector3f> findNearPaint() const;
-
     const SCutRegion& m_region;
     std::shared_ptr<const Base::ISurfelCollection> m_collection;
     LqMatrix4Rf m_combined;

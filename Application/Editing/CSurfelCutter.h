@@ -29,9 +29,9 @@ namespace Application
 /// box, which says nothing once the box reaches behind the eye. Neither is what a person expects
 /// who stands inside a scan and paints what is in view. Reach::FrontOfEye therefore
 /// - takes the cut back from every surfel whose w is not above 0, and
-/// - where a scan was rejected although its bounding box reaches behind the eye, looks for a surfel
-///   in front of the eye and within the bounds of the paint, and lets a box around it, just large
-///   enough to pass, stand for the scan's own.
+/// - where a scan was rejected although its bounding box reaches behind the eye, lets a small box
+/// in
+///   the middle of the paint stand for the scan's own, so that its surfels are looked at.
 ///
 /// Immutable; Apply() is safe on any number of threads at once.
 class CSurfelCutter

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include "Application/Editing/CSurfelCutter.h"
 #include "Application/Pictures/CPointRenderer.h"
@@ -152,7 +153,9 @@ void CCutCommand::check() const
 
 bool CCutCommand::continuesFlags() const
 {
-    return !m_flags.empty() && std::filesystem::exists(m_flags);
+    // What cannot even be looked at is reported when it is written.
+    std::error_code ignored;
+    return !m_flags.empty() && std::filesystem::exists(m_flags, ignored);
 }
 
 SReport CCutCommand::report(const SCounts& counts) const

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <string_view>
 
 #include "Application/Files/CUnfinishedFile.h"
 #include "Apps/CommandLine/ExitCode.h"
@@ -25,6 +26,8 @@ static_assert(std::atomic<bool>::is_always_lock_free, "written by a signal handl
 void EndAtOnce(int /*signal*/)
 {
     Application::CUnfinishedFile::RemoveAll();
+    constexpr std::string_view c_message = "veko2: interrupted\n";
+    (void)!write(STDERR_FILENO, c_message.data(), c_message.size());
     _exit(static_cast<int>(ExitCode::Interrupted));
 }
 

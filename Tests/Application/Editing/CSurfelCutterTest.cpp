@@ -323,7 +323,11 @@ TEST(CSurfelCutterTest, Apply_RandomScansAroundTheEyeAgreeWithAPlainRestatement)
         std::vector<LqVector3f> positions;
         for (int index = 0; index < 300; ++index)
         {
-            positions.push_back({coordinate(random), coordinate(random), coordinate(random)});
+            // Every other scan is a long tunnel, whose box projects to the middle of the picture.
+            const float length = run % 2 == 0 ? 1.0F : 50.0F;
+            const float x = coordinate(random);
+            const float y = coordinate(random);
+            positions.push_back({x, y, length * coordinate(random)});
         }
         // From a single painted pixel to all of them.
         const std::uint32_t size = 5 + static_cast<std::uint32_t>(run) % 60;

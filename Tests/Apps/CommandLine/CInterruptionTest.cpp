@@ -90,7 +90,7 @@ TEST_F(CInterruptionDeathTest, SecondSignal_EndsAtOnceAndRemovesUnfinishedFiles)
             raise(SIGINT);
             raise(SIGINT);
         },
-        testing::ExitedWithCode(130), "");
+        testing::ExitedWithCode(130), "veko2: interrupted");
     EXPECT_TRUE(list().empty());
 }
 

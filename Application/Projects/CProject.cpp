@@ -1,0 +1,321 @@
+#include "Application/Projects/CProject.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "Application/Files/CInputError.h"
+#include "Application/Files/COutputError.h"
+#include "Application/Files/CReplacementFile.h"
+#include "Application/Projects/ProjectJson.h"
+#include "Application/Scans/CFlagFile.h"
+#include "Application/View/FileBytes.h"
+
+namespace Application
+{
+
+namespace
+{
+
+/// Holds projects of ten thousand scans with as many edits.
+constexpr std::uint64_t c_maxProjectBytes = std::uint64_t{64} << 20;
+
+constexpr const char* c_historyHelp =
+    "; restore it from a copy, or go on without the history by setting \"history\".\"done\" to 0 "
+    "and "
+    "\"edits\" to [] in the project file";
+
+bool IsAnySet(const CProject::Words& words)
+{
+    return std::any_of(words.begin(), words.end(),
+                       [](Base::CSurfelBitMask word) { return word.bits != 0; });
+}
+
+std::size_t FindScan(const SProjectDocument& document, const CMaskChanges::SRecord& record)
+{
+    const auto found =
+        std::find_if(document.scans.begin(), document.scans.end(),
+                     [&](const SProjectScan& scan) { return scan.key == record.key; });
+    return static_cast<std::size_t>(found - document.scans.begin());
+}
+
+/// Takes the oldest edits off until the history fits its budget, but never the newest that is done.
+std::size_t DropOldest(SProjectDocument& document)
+{
+    std::uint64_t total = 0;
+    for (const SProjectEdit& edit : document.edits)
+    {
+        total += edit.bytes;
+    }
+    std::size_t numDropped = 0;
+    while (total > document.historyBudget && document.edits.size() - numDropped > 1)
+    {
+        total -= document.edits[numDropped].bytes;
+        ++numDropped;
+    }
+    document.edits.erase(document.edits.begin(),
+                         document.edits.begin() + static_cast<std::ptrdiff_t>(numDropped));
+    document.numDone -= numDropped;
+    return numDropped;
+}
+
+}  // namespace
+
+CProject::CProject(std::filesystem::path file, CProjectFolder folder)
+    : m_file(std::move(file)), m_folder(std::move(folder))
+{}
+
+CProject CProject::Open(const std::filesystem::path& file, Access access)
+{
+    // A file that is no project is told before a folder is looked for that it cannot have.
+    (void)ParseProject(ReadFileBytes(file, c_maxProjectBytes), file);
+    CProject project(file,
+                     CProjectFolder(file, access == Access::Edit ? CFolderLock::Kind::Exclusive
+                                                                 : CFolderLock::Kind::Shared));
+    // Again under the lock: another process may have edited it meanwhile.
+    project.m_document = ParseProject(ReadFileBytes(file, c_maxProjectBytes), file);
+    project.check();
+    return project;
+}
+
+CProject CProject::Create(const std::filesystem::path& file, SProjectDocument document,
+                          const std::vector<SNewFlags>& flags, bool force)
+{
+    // Refused before a folder is made for it.
+    {
+        const CReplacementFile probe(file, force);
+    }
+    const std::filesystem::path folder = CProjectFolder::Find(file);
+    std::error_code error;
+    if (!force && !std::filesystem::exists(file, error) && std::filesystem::exists(folder, error))
+    {
+        throw COutputError(folder,
+                           "exists already: the flags of a project whose file is gone; put that "
+                           "back, or give them up with --force");
+    }
+    const bool isNew = std::filesystem::create_directory(folder, error);
+    if (error)
+    {
+        throw COutputError(folder, "cannot be made: " + error.message());
+    }
+    try
+    {
+        CProject project(file, CProjectFolder(file, CFolderLock::Kind::Exclusive));
+        document.edits.clear();
+        document.numDone = 0;
+        project.writeFlags(document, project.m_folder.FindFreeNumber(), flags);
+        project.write(document, force);
+        return project;
+    }
+    catch (...)
+    {
+        if (isNew)
+        {
+            std::filesystem::remove_all(folder, error);
+        }
+        throw;
+    }
+}
+
+std::filesystem::path CProject::GetScanPath(std::size_t scan) const
+{
+    // An absolute name stands for itself.
+    return m_file.parent_path() / m_document.scans[scan].file;
+}
+
+CProject::Words CProject::ReadFlags(std::size_t scan) const
+{
+    const SProjectScan& entry = m_document.scans[scan];
+    if (entry.flags.empty())
+    {
+        return {};
+    }
+    try
+    {
+        return CFlagFile::Read(m_folder.GetPath(entry.flags), entry.points);
+    }
+    catch (const CInputError& error)
+    {
+        throw CInputError(
+            m_file, "the flags of '" + entry.file.string() + "' cannot be used: " + error.what() +
+                        "; restore that file from a copy, or set the scan's \"flags\" to null "
+                        "in the project file to begin again without them");
+    }
+}
+
+std::size_t CProject::Commit(const std::string& command, const std::vector<SNewFlags>& changed)
+{
+    SProjectDocument document = m_document;
+    const std::uint64_t number = m_folder.FindFreeNumber();
+    std::vector<Words> before;
+    std::vector<CMaskChanges::SScan> scans;
+    for (const SNewFlags& flags : changed)
+    {
+        const SProjectScan& scan = m_document.scans[flags.scan];
+        before.push_back(ReadFlags(flags.scan));
+        scans.push_back({scan.key, scan.points, before.back(), flags.words});
+    }
+    const std::string edit = CProjectFolder::MakeEditFileName(number);
+    try
+    {
+        writeFlags(document, number, changed);
+        const std::uint64_t bytes = CMaskChanges::Write(m_folder.GetPath(edit), scans);
+        document.edits.resize(document.numDone);
+        document.edits.push_back({edit, command, bytes});
+        document.numDone = document.edits.size();
+        const std::size_t numDropped = DropOldest(document);
+        write(document, true);
+        return numDropped;
+    }
+    catch (...)
+    {
+        removeOthers();
+        throw;
+    }
+}
+
+CProject::SStep CProject::Undo(std::size_t count)
+{
+    return step(CMaskChanges::Direction::Back, count);
+}
+
+CProject::SStep CProject::Redo(std::size_t count)
+{
+    return step(CMaskChanges::Direction::Forward, count);
+}
+
+/// Goes through the edits in memory, then makes the state behind them the project's in one go.
+CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t count)
+{
+    const bool isForward = direction == CMaskChanges::Direction::Forward;
+    SProjectDocument document = m_document;
+    SStep result;
+    std::map<std::size_t, Words> flags;
+    while (result.commands.size() < count &&
+           (isForward ? document.numDone < document.edits.size() : document.numDone > 0))
+    {
+        const SProjectEdit& edit =
+            document.edits[isForward ? document.numDone : document.numDone - 1];
+        const CMaskChanges changes = CMaskChanges::Read(m_folder.GetPath(edit.file));
+        for (const CMaskChanges::SRecord& record : changes.GetRecords())
+        {
+            const std::size_t scan = FindScan(document, record);
+            if (scan == document.scans.size() || document.scans[scan].points != record.points)
+            {
+                throw CInputError(m_folder.GetPath(edit.file),
+                                  "the edit changed a scan that the project does not have" +
+                                      std::string(c_historyHelp));
+            }
+            const auto [entry, isFirst] = flags.try_emplace(scan);
+            if (isFirst)
+            {
+                entry->second = ReadFlags(scan);
+            }
+            try
+            {
+                changes.Apply(record, direction, entry->second);
+            }
+            catch (const CInputError& error)
+            {
+                throw CInputError(m_file, "the history cannot be used: " +
+                                              std::string(error.what()) + c_historyHelp);
+            }
+        }
+        result.commands.push_back(edit.command);
+        document.numDone = isForward ? document.numDone + 1 : document.numDone - 1;
+    }
+    if (result.commands.empty())
+    {
+        return result;
+    }
+    std::vector<SNewFlags> changed;
+    for (auto& [scan, words] : flags)
+    {
+        result.scans.push_back(scan);
+        changed.push_back({scan, std::move(words)});
+    }
+    try
+    {
+        writeFlags(document, m_folder.FindFreeNumber(), changed);
+        write(document, true);
+    }
+    catch (...)
+    {
+        removeOthers();
+        throw;
+    }
+    return result;
+}
+
+void CProject::check() const
+{
+    for (std::size_t scan = 0; scan < m_document.scans.size(); ++scan)
+    {
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(GetScanPath(scan), error))
+        {
+            throw CInputError(m_file, "scans[" + std::to_string(scan) + "].file: the scan '" +
+                                          GetScanPath(scan).string() +
+                                          "' is missing; put it back, or correct the file name in "
+                                          "the project file");
+        }
+    }
+    for (const SProjectEdit& edit : m_document.edits)
+    {
+        std::error_code error;
+        const std::filesystem::path file = m_folder.GetPath(edit.file);
+        const std::uintmax_t size = std::filesystem::file_size(file, error);
+        if (error || size != edit.bytes)
+        {
+            throw CInputError(m_file,
+                              "the history is damaged: '" + file.string() + "' " +
+                                  (error ? "is missing"
+                                         : "has " + std::to_string(size) + " bytes instead of " +
+                                               std::to_string(edit.bytes)) +
+                                  c_historyHelp);
+        }
+    }
+}
+
+void CProject::writeFlags(SProjectDocument& document, std::uint64_t number,
+                          const std::vector<SNewFlags>& flags) const
+{
+    for (const SNewFlags& entry : flags)
+    {
+        std::string& name = document.scans[entry.scan].flags;
+        // No flags have no file, so that undoing everything leads back to the very beginning.
+        name.clear();
+        if (IsAnySet(entry.words))
+        {
+            name = CProjectFolder::MakeFlagFileName(number, entry.scan);
+            CFlagFile::Write(m_folder.GetPath(name), entry.words, true);
+        }
+    }
+}
+
+void CProject::write(const SProjectDocument& document, bool force)
+{
+    CReplacementFile file(m_file, force);
+    file.Write(PrintProject(document, m_file));
+    file.Commit();
+    m_document = document;
+    removeOthers();
+}
+
+void CProject::removeOthers() const
+{
+    std::set<std::string> names;
+    for (const SProjectScan& scan : m_document.scans)
+    {
+        names.insert(scan.flags);
+    }
+    for (const SProjectEdit& edit : m_document.edits)
+    {
+        names.insert(edit.file);
+    }
+    m_folder.RemoveAllBut(names);
+}
+
+}  // namespace Application

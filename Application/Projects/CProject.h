@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Application/Projects/CMaskChanges.h"
+#include "Application/Projects/CProjectFolder.h"
+#include "Application/Projects/SProjectDocument.h"
+#include "Base/Interfaces/CSurfelBitMask.h"
+
+namespace Application
+{
+
+/// A project on disk: several scans, their flags, and the history of their edits.
+///
+///     CProject project = CProject::Open("site.veko2.json", CProject::Access::Edit);
+///     ...  // read the flags of scans, change them
+///     project.Commit("cut", newFlags);
+///     project.Undo(1);
+///
+/// The scan files are never changed. Every edit writes new flag files and one file of the history;
+/// then the project file, which names them, is replaced. That replacement is the one moment at
+/// which the edit comes into being: whatever ends the process before leaves the project as it was,
+/// and whatever ends it after, as it shall be. Files that no longer count are removed afterwards,
+/// or by the next edit.
+class CProject
+{
+public:
+    using Words = std::vector<Base::CSurfelBitMask>;
+
+    enum class Access
+    {
+        Read,  ///< any number of processes at once
+        Edit,  ///< no other process
+    };
+
+    /// New flags of a scan: one word per point, or none for no flags.
+    struct SNewFlags
+    {
+        std::size_t scan = 0;
+        Words words;
+    };
+
+    /// What a step through the history did.
+    struct SStep
+    {
+        /// The edits that were undone or redone, in that order.
+        std::vector<std::string> commands;
+        /// The scans whose flags changed.
+        std::vector<std::size_t> scans;
+    };
+
+    /// Opens and checks a project. It stays locked as long as the object lives.
+    /// @throw CInputError when it cannot be read, a field is wrong, a scan is missing or the
+    /// history is damaged: the message says which, and what to do.
+    /// @throw COutputError when another process excludes this one.
+    [[nodiscard]] static CProject Open(const std::filesystem::path& file, Access access);
+
+    /// Writes a new project with the flags given, and opens it for editing. Its history is empty.
+    /// With \p force one that is there is replaced; its history is given up then.
+    /// @throw COutputError when it exists and not \p force, or cannot be written.
+    static CProject Create(const std::filesystem::path& file, SProjectDocument document,
+                           const std::vector<SNewFlags>& flags, bool force);
+
+    [[nodiscard]] const std::filesystem::path& GetPath() const { return m_file; }
+    [[nodiscard]] const SProjectDocument& GetDocument() const { return m_document; }
+
+    /// Where a scan's file is, from the current folder.
+    [[nodiscard]] std::filesystem::path GetScanPath(std::size_t scan) const;
+
+    /// The flags of a scan: one word per point, or none.
+    /// @throw CInputError when its flag file is missing, damaged, or of another number of points.
+    [[nodiscard]] Words ReadFlags(std::size_t scan) const;
+
+    /// Makes \p changed, which must not be empty, the project's flags, as one edit that can be
+    /// undone. What was undone before can no longer be redone. Returns how many of the oldest edits
+    /// were dropped because the history had grown beyond its budget; the newest is always kept.
+    /// @throw COutputError when it cannot be written; the project is what it was then.
+    std::size_t Commit(const std::string& command, const std::vector<SNewFlags>& changed);
+
+    /// Takes the last \p count edits back, or all that there are.
+    /// @throw CInputError when the history is damaged, COutputError when it cannot be written; the
+    /// project is what it was then.
+    SStep Undo(std::size_t count);
+
+    /// Does the next \p count undone edits again, or all that there are.
+    /// @throw as Undo().
+    SStep Redo(std::size_t count);
+
+private:
+    CProject(std::filesystem::path file, CProjectFolder folder);
+
+    void check() const;
+    [[nodiscard]] SStep step(CMaskChanges::Direction direction, std::size_t count);
+    void writeFlags(SProjectDocument& document, std::uint64_t number,
+                    const std::vector<SNewFlags>& flags) const;
+    void write(const SProjectDocument& document, bool force);
+    void removeOthers() const;
+
+    std::filesystem::path m_file;
+    CProjectFolder m_folder;
+    SProjectDocument m_document;
+};
+
+}  // namespace Application

@@ -1,0 +1,132 @@
+#include "Application/Projects/CProjectFolder.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+namespace Application
+{
+
+namespace
+{
+
+constexpr std::string_view c_flagsEnd = ".flags";
+constexpr std::string_view c_editEnd = ".edit";
+
+/// Takes a number off the front of \p text, as std::to_string() writes it.
+std::optional<std::uint64_t> TakeNumber(std::string_view& text)
+{
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const auto length = static_cast<std::size_t>(end - text.data());
+    if (error != std::errc() || (text.front() == '0' && length > 1))
+    {
+        return std::nullopt;
+    }
+    text.remove_prefix(length);
+    return number;
+}
+
+/// The step's number in a name of this folder.
+std::optional<std::uint64_t> ParseName(std::string_view name)
+{
+    const auto number = TakeNumber(name);
+    if (!number || name == c_editEnd)
+    {
+        return number;
+    }
+    if (!name.starts_with('-'))
+    {
+        return std::nullopt;
+    }
+    name.remove_prefix(1);
+    return TakeNumber(name) && name == c_flagsEnd ? number : std::nullopt;
+}
+
+/// The names that unfinished files have until they are committed.
+bool IsUnfinishedName(std::string_view name)
+{
+    return name.starts_with(".veko2-") && name.ends_with(".part");
+}
+
+std::vector<std::string> ListNames(const std::filesystem::path& folder)
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error))
+    {
+        names.push_back(entry->path().filename().string());
+    }
+    return names;
+}
+
+}  // namespace
+
+CProjectFolder::CProjectFolder(const std::filesystem::path& project, CFolderLock::Kind kind)
+    : m_path(Find(project)), m_lock(m_path, kind, project)
+{}
+
+std::filesystem::path CProjectFolder::Find(const std::filesystem::path& project)
+{
+    std::error_code error;
+    const auto resolved = std::filesystem::is_symlink(project, error)
+                              ? std::filesystem::weakly_canonical(project, error)
+                              : project;
+    std::string name = resolved.filename().string();
+    constexpr std::string_view c_end = ".json";
+    if (name.ends_with(c_end))
+    {
+        name.resize(name.size() - c_end.size());
+    }
+    return resolved.parent_path() / (name + ".data");
+}
+
+std::uint64_t CProjectFolder::FindFreeNumber() const
+{
+    std::uint64_t free = 1;
+    for (const std::string& name : ListNames(m_path))
+    {
+        if (const auto number = ParseName(name))
+        {
+            free = std::max(free, *number + 1);
+        }
+    }
+    return free;
+}
+
+std::string CProjectFolder::MakeFlagFileName(std::uint64_t number, std::size_t index)
+{
+    return std::to_string(number) + "-" + std::to_string(index) + std::string(c_flagsEnd);
+}
+
+std::string CProjectFolder::MakeEditFileName(std::uint64_t number)
+{
+    return std::to_string(number) + std::string(c_editEnd);
+}
+
+bool CProjectFolder::IsFlagFileName(std::string_view name)
+{
+    return name.ends_with(c_flagsEnd) && ParseName(name).has_value();
+}
+
+bool CProjectFolder::IsEditFileName(std::string_view name)
+{
+    return name.ends_with(c_editEnd) && ParseName(name).has_value();
+}
+
+void CProjectFolder::RemoveAllBut(const std::set<std::string>& names) const
+{
+    for (const std::string& name : ListNames(m_path))
+    {
+        if ((ParseName(name).has_value() && names.count(name) == 0) || IsUnfinishedName(name))
+        {
+            std::error_code ignored;
+            std::filesystem::remove(m_path / name, ignored);
+        }
+    }
+}
+
+}  // namespace Application

@@ -7,11 +7,13 @@
 
 #include "Application/Editing/CSurfelCutter.h"
 #include "Application/Pictures/CPointRenderer.h"
+#include "Application/Projects/ProjectJson.h"
 #include "Application/Scans/CFlagFile.h"
 #include "Application/Scans/CScanFile.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CProjectCut.h"
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/OutputFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
@@ -38,17 +40,6 @@ std::vector<Application::SCutRegion> MakeRegions(const std::vector<SPaintedView>
     return regions;
 }
 
-void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& console)
-{
-    for (const SPaintedView& entry : painted)
-    {
-        if (entry.mask.CountPainted() == 0)
-        {
-            console.Warn("nothing is painted inside the view");
-        }
-    }
-}
-
 /// On the left the scan with the paint and with what is cut marked, on the right what is left.
 Application::CPicture DrawBeforeAndAfter(const CScanFile& scan, const Words& flags,
                                          const SPaintedView& painted)
@@ -70,12 +61,17 @@ Application::CPicture DrawBeforeAndAfter(const CScanFile& scan, const Words& fla
 
 CLI::App& CCutCommand::AddTo(CLI::App& program)
 {
-    CLI::App& command =
-        *program.add_subcommand("cut", "Cut what is painted out of a scan, or flag it.");
+    CLI::App& command = *program.add_subcommand(
+        "cut", "Cut what is painted out of a scan or a project, or flag it.");
     command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 cut scan.ply --rectangle 400,200,700,500 --output rest.ply",
-        "veko2 cut scan.ply --view view.json --mask painted.png --flags scan.flags"}));
-    command.add_option("SCAN", m_scan, "The scan: PLY, OBJ, STL or XYZ text.")->required();
+        "veko2 cut scan.ply --view view.json --mask painted.png --flags scan.flags",
+        "veko2 cut site.veko2.json --view view.json --mask painted.png"}));
+    command
+        .add_option("SCAN", m_scan,
+                    "The scan: PLY, OBJ, STL or XYZ text; or a project, all scans of which are cut "
+                    "at once.")
+        ->required();
     command.add_option("-o,--output", m_output, "Write what is left here, in the scan's format.")
         ->type_name("FILE");
     command
@@ -99,6 +95,21 @@ CLI::App& CCutCommand::AddTo(CLI::App& program)
 
 SReport CCutCommand::Run(CConsole& console)
 {
+    m_paint.Check();
+    const auto reach =
+        m_throughEye ? CSurfelCutter::Reach::ThroughEye : CSurfelCutter::Reach::FrontOfEye;
+    const auto side = m_keepPainted ? CSurfelCutter::Side::Unpainted : CSurfelCutter::Side::Painted;
+    if (Application::IsProjectFile(m_scan))
+    {
+        if (!m_output.empty() || !m_flags.empty())
+        {
+            throw CUsageError(
+                "--output and --flags do not go with a project, which keeps the cut itself; "
+                "'veko2 apply' writes what is left");
+        }
+        return CProjectCut({m_scan, m_paint, reach, side, m_picture, m_dryRun, m_force})
+            .Run(console);
+    }
     check();
     CheckOutputs({{"--output", m_dryRun ? "" : m_output, m_force},
                   {"--flags", m_dryRun ? "" : m_flags, m_force || continuesFlags()},
@@ -113,10 +124,7 @@ SReport CCutCommand::Run(CConsole& console)
     CInterruption::ThrowIfRequested();
 
     console.ShowProgress("Cutting", 0.0);
-    const CSurfelCutter cutter(
-        MakeRegions(painted, scan.GetTransform()),
-        m_throughEye ? CSurfelCutter::Reach::ThroughEye : CSurfelCutter::Reach::FrontOfEye,
-        m_keepPainted ? CSurfelCutter::Side::Unpainted : CSurfelCutter::Side::Painted);
+    const CSurfelCutter cutter(MakeRegions(painted, scan.GetTransform()), reach, side);
     SCounts counts;
     counts.points = scan.GetPointCount();
     counts.newlyCut = cutter.Apply(surfels, flags);
@@ -144,7 +152,6 @@ SReport CCutCommand::Run(CConsole& console)
 
 void CCutCommand::check() const
 {
-    m_paint.Check();
     if (m_output.empty() && m_flags.empty() && !m_dryRun)
     {
         throw CUsageError("where to? give --output, --flags or --dry-run");

@@ -5,6 +5,7 @@
 
 #include "Application/Files/CInputError.h"
 #include "Application/View/CMaskShapes.h"
+#include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/ValueParsing.h"
 
@@ -156,6 +157,17 @@ void CPaintOptions::paintShapes(CMask& mask) const
     {
         // The shapes stand on the command line, not in a file.
         throw CUsageError("--" + std::string(error.what()));
+    }
+}
+
+void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& console)
+{
+    for (const SPaintedView& entry : painted)
+    {
+        if (entry.mask.CountPainted() == 0)
+        {
+            console.Warn("nothing is painted inside the view");
+        }
     }
 }
 

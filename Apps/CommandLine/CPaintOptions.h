@@ -10,6 +10,8 @@
 namespace CommandLine
 {
 
+class CConsole;
+
 /// A view and what was painted in it.
 struct SPaintedView
 {
@@ -46,5 +48,8 @@ private:
     std::vector<std::vector<std::string>> m_brushes;
     CCameraOptions m_camera;
 };
+
+/// Says on \p console of every view in which nothing is painted that it is so.
+void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& console);
 
 }  // namespace CommandLine

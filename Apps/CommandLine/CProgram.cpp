@@ -15,8 +15,10 @@
 #include "Apps/CommandLine/CCutCommand.h"
 #include "Apps/CommandLine/CDemoCommand.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
+#include "Apps/CommandLine/CHistoryCommand.h"
 #include "Apps/CommandLine/CInfoCommand.h"
 #include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CProjectCommand.h"
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/CViewCommand.h"
 #include "Apps/CommandLine/ICommand.h"
@@ -41,6 +43,9 @@ std::vector<std::unique_ptr<ICommand>> MakeCommands()
     commands.push_back(std::make_unique<CInfoCommand>());
     commands.push_back(std::make_unique<CViewCommand>());
     commands.push_back(std::make_unique<CCutCommand>());
+    commands.push_back(std::make_unique<CProjectCommand>());
+    commands.push_back(std::make_unique<CHistoryCommand>(CHistoryCommand::Direction::Undo));
+    commands.push_back(std::make_unique<CHistoryCommand>(CHistoryCommand::Direction::Redo));
     commands.push_back(std::make_unique<CDemoCommand>());
     return commands;
 }

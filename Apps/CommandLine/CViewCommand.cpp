@@ -1,17 +1,19 @@
 #include "Apps/CommandLine/CViewCommand.h"
 
 #include <CLI/CLI.hpp>
-#include <iterator>
 #include <memory>
+#include <utility>
 
 #include "Application/Pictures/CPointRenderer.h"
-#include "Application/Scans/CFlagFile.h"
-#include "Application/Scans/CScanFile.h"
+#include "Application/Projects/CProject.h"
+#include "Application/Projects/ProjectJson.h"
+#include "Application/Projects/Stations.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/OutputFiles.h"
+#include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
 
 namespace CommandLine
@@ -21,49 +23,29 @@ namespace
 {
 
 using Application::CPointRenderer;
-using Application::CScanFile;
 using Application::CView;
-using Words = std::vector<Base::CSurfelBitMask>;
+using Application::SStation;
 
-std::vector<CScanFile> OpenScans(const std::vector<std::string>& files, CConsole& console)
+/// The scans of a project, or a scan on its own.
+void OpenStations(const std::string& file, const std::string& flags, CConsole& console,
+                  std::vector<SStation>& stations)
 {
-    std::vector<CScanFile> scans;
-    for (const std::string& file : files)
+    CInterruption::ThrowIfRequested();
+    if (!Application::IsProjectFile(file))
     {
-        CInterruption::ThrowIfRequested();
-        scans.push_back(CScanFile::Open(file, MakeStepProgress(console, "Reading")));
+        stations.push_back(OpenStation(file, flags, console));
+        return;
     }
-    return scans;
-}
-
-std::vector<Application::CCameraFit::SScan> ToFit(const std::vector<CScanFile>& scans)
-{
-    std::vector<Application::CCameraFit::SScan> placed;
-    for (const CScanFile& scan : scans)
+    if (!flags.empty())
     {
-        placed.push_back({scan.GetSurfelCollection(), scan.GetTransform()});
+        throw CUsageError("--flags does not go with a project, which has its own");
     }
-    return placed;
-}
-
-/// \p flags has one entry per scan, or none.
-std::vector<CPointRenderer::SScan> ToDraw(const std::vector<CScanFile>& scans,
-                                          const std::vector<Words>& flags)
-{
-    std::vector<CPointRenderer::SScan> drawn;
-    for (std::size_t index = 0; index < scans.size(); ++index)
+    for (SStation& station : Application::LoadStations(
+             Application::CProject::Open(file, Application::CProject::Access::Read),
+             MakeStepProgress(console, "Reading")))
     {
-        CPointRenderer::SScan scan;
-        scan.collection = scans[index].GetSurfelCollection();
-        scan.trafo = scans[index].GetTransform();
-        scan.color = CPointRenderer::c_scanColors[index % std::size(CPointRenderer::c_scanColors)];
-        if (!flags.empty())
-        {
-            scan.flags = flags[index];
-        }
-        drawn.push_back(scan);
+        stations.push_back(std::move(station));
     }
-    return drawn;
 }
 
 }  // namespace
@@ -75,7 +57,8 @@ CLI::App& CViewCommand::AddTo(CLI::App& program)
     command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 view scan.ply --output scan.png --view view.json",
         "veko2 view left.ply right.ply --from top --size 1920x1080 --output top.png"}));
-    command.add_option("SCAN", m_scans, "Scans: PLY, OBJ, STL or XYZ text.")->required();
+    command.add_option("SCAN", m_scans, "Scans: PLY, OBJ, STL or XYZ text; and projects.")
+        ->required();
     command.add_option("-o,--output", m_output, "Write the picture here, as PNG.")
         ->type_name("FILE");
     command.add_option("--view", m_view, "Write the view here, for 'veko2 cut --view'.")
@@ -97,14 +80,13 @@ SReport CViewCommand::Run(CConsole& console)
 {
     check();
     CheckOutputs({{"--output", m_output, m_force}, {"--view", m_view, m_force}});
-    const std::vector<CScanFile> scans = OpenScans(m_scans, console);
-    std::vector<Words> flags;
-    for (std::size_t index = 0; index < m_flags.size(); ++index)
+    std::vector<SStation> stations;
+    for (std::size_t index = 0; index < m_scans.size(); ++index)
     {
-        flags.push_back(Application::CFlagFile::Read(m_flags[index], scans[index].GetPointCount()));
+        OpenStations(m_scans[index], m_flags.empty() ? "" : m_flags[index], console, stations);
     }
     const CView view =
-        m_likeView.empty() ? m_camera.MakeView(ToFit(scans)) : CView::Read(m_likeView);
+        m_likeView.empty() ? m_camera.MakeView(ToFit(stations)) : CView::Read(m_likeView);
     CInterruption::ThrowIfRequested();
 
     SReport report;
@@ -117,7 +99,7 @@ SReport CViewCommand::Run(CConsole& console)
         console.ShowProgress("Drawing", 0.0);
         CPointRenderer::SSettings settings;
         settings.hideCut = m_hideCut;
-        const auto picture = CPointRenderer(view, settings).Render(ToDraw(scans, flags));
+        const auto picture = CPointRenderer(view, settings).Render(ToDraw(stations));
         CInterruption::ThrowIfRequested();
         WritePicture(m_output, picture, m_force);
         report.document["picture"] = m_output;

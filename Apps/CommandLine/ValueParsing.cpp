@@ -97,6 +97,7 @@ std::array<double, Count> ParseNumbers(const std::string& option, std::string_vi
 template std::array<double, 2> ParseNumbers<2>(const std::string&, std::string_view);
 template std::array<double, 3> ParseNumbers<3>(const std::string&, std::string_view);
 template std::array<double, 4> ParseNumbers<4>(const std::string&, std::string_view);
+template std::array<double, 6> ParseNumbers<6>(const std::string&, std::string_view);
 
 SPictureSize ParseSize(const std::string& option, std::string_view text)
 {

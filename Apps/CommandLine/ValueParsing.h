@@ -33,6 +33,7 @@ template <std::size_t Count>
 extern template std::array<double, 2> ParseNumbers<2>(const std::string&, std::string_view);
 extern template std::array<double, 3> ParseNumbers<3>(const std::string&, std::string_view);
 extern template std::array<double, 4> ParseNumbers<4>(const std::string&, std::string_view);
+extern template std::array<double, 6> ParseNumbers<6>(const std::string&, std::string_view);
 
 /// A size "WIDTHxHEIGHT", each of 1 to Application::c_maxViewSide pixels.
 [[nodiscard]] SPictureSize ParseSize(const std::string& option, std::string_view text);

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "Apps/CommandLine/ICommand.h"
+
+namespace CommandLine
+{
+
+/// `veko2 undo` and `veko2 redo`: goes back and forth through the edits of a project.
+class CHistoryCommand : public ICommand
+{
+public:
+    enum class Direction
+    {
+        Undo,
+        Redo,
+    };
+
+    explicit CHistoryCommand(Direction direction) : m_direction(direction) {}
+
+    CLI::App& AddTo(CLI::App& program) override;
+    SReport Run(CConsole& console) override;
+
+private:
+    [[nodiscard]] std::string getName() const;
+
+    Direction m_direction;
+    std::string m_project;
+    std::string m_steps;
+    bool m_dryRun = false;
+};
+
+}  // namespace CommandLine

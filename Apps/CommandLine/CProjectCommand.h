@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Application/Projects/SProjectDocument.h"
+#include "Apps/CommandLine/ICommand.h"
+
+namespace CommandLine
+{
+
+/// `veko2 project create` and `veko2 project list`: makes a project of several scans, and says what
+/// one holds.
+class CProjectCommand : public ICommand
+{
+public:
+    CLI::App& AddTo(CLI::App& program) override;
+    SReport Run(CConsole& console) override;
+
+private:
+    void addCreate(CLI::App& command);
+    void addList(CLI::App& command);
+    [[nodiscard]] SReport create(CConsole& console) const;
+    [[nodiscard]] SReport list(CConsole& console) const;
+    [[nodiscard]] std::vector<Application::SProjectScan> collectScans() const;
+    [[nodiscard]] std::vector<Application::SWorldBox> parseBoxes() const;
+
+    CLI::App* m_create = nullptr;
+    std::string m_project;
+    std::vector<std::string> m_scans;
+    std::string m_transforms;
+    std::vector<std::string> m_excluded;
+    std::vector<std::string> m_skeletons;
+    std::string m_optimizationLevel;
+    std::string m_historyBudget;
+    bool m_force = false;
+};
+
+}  // namespace CommandLine

@@ -1,0 +1,66 @@
+#include "Apps/CommandLine/StationFiles.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "Application/Projects/Stations.h"
+#include "Application/Scans/CFlagFile.h"
+#include "Apps/CommandLine/StepProgress.h"
+
+namespace CommandLine
+{
+
+using Application::CPointRenderer;
+using Application::SStation;
+
+SStation OpenStation(const std::string& scan, const std::string& flags, CConsole& console)
+{
+    auto file = Application::CScanFile::Open(scan, MakeStepProgress(console, "Reading"));
+    std::vector<Base::CSurfelBitMask> words;
+    if (!flags.empty())
+    {
+        words = Application::CFlagFile::Read(flags, file.GetPointCount());
+    }
+    return Application::MakeStation(std::move(file), std::move(words));
+}
+
+std::vector<Application::CCameraFit::SScan> ToFit(const std::vector<SStation>& stations)
+{
+    std::vector<Application::CCameraFit::SScan> placed;
+    for (const SStation& station : stations)
+    {
+        placed.push_back({station.scan.GetSurfelCollection(), station.trafo});
+    }
+    return placed;
+}
+
+std::vector<CPointRenderer::SScan> ToDraw(const std::vector<SStation>& stations)
+{
+    std::vector<CPointRenderer::SScan> drawn;
+    for (const SStation& station : stations)
+    {
+        CPointRenderer::SScan scan;
+        scan.collection = station.scan.GetSurfelCollection();
+        scan.trafo = station.trafo;
+        scan.color =
+            CPointRenderer::c_scanColors[drawn.size() % std::size(CPointRenderer::c_scanColors)];
+        scan.flags = station.GetFlags();
+        drawn.push_back(scan);
+    }
+    return drawn;
+}
+
+std::uint64_t CountFlagged(std::span<const Base::CSurfelBitMask> flags, std::uint16_t bit)
+{
+    return static_cast<std::uint64_t>(
+        std::count_if(flags.begin(), flags.end(),
+                      [bit](Base::CSurfelBitMask word) { return (word.bits & bit) != 0; }));
+}
+
+std::string ToCount(std::uint64_t count, const std::string& what)
+{
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
+}  // namespace CommandLine

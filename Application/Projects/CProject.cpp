@@ -122,7 +122,7 @@ CProject CProject::Create(const std::filesystem::path& file, SProjectDocument do
 std::filesystem::path CProject::GetScanPath(std::size_t scan) const
 {
     // An absolute name stands for itself.
-    return m_file.parent_path() / m_document.scans[scan].file;
+    return CProjectFolder::Find(m_file).parent_path() / m_document.scans[scan].file;
 }
 
 CProject::Words CProject::ReadFlags(std::size_t scan) const

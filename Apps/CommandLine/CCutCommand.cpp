@@ -63,10 +63,9 @@ CLI::App& CCutCommand::AddTo(CLI::App& program)
 {
     CLI::App& command = *program.add_subcommand(
         "cut", "Cut what is painted out of a scan or a project, or flag it.");
-    command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
-        "veko2 cut scan.ply --rectangle 400,200,700,500 --output rest.ply",
-        "veko2 cut scan.ply --view view.json --mask painted.png --flags scan.flags",
-        "veko2 cut site.veko2.json --view view.json --mask painted.png"}));
+    command.formatter(std::make_shared<CHelpFormatter>(
+        std::vector<std::string>{"veko2 cut scan.ply --rectangle 400,200,700,500 --output rest.ply",
+                                 "veko2 cut site.veko2.json --view view.json --mask painted.png"}));
     command
         .add_option("SCAN", m_scan,
                     "The scan: PLY, OBJ, STL or XYZ text; or a project, all scans of which are cut "

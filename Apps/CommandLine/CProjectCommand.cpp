@@ -39,7 +39,8 @@ namespace fs = std::filesystem;
 /// The file's name as a project at \p project writes it down.
 fs::path RelateTo(const std::string& project, const fs::path& file)
 {
-    return fs::proximate(file, fs::absolute(project).parent_path());
+    return fs::proximate(file,
+                         Application::CProjectFolder::Find(fs::absolute(project)).parent_path());
 }
 
 /// The transform that the list has for a scan of that file name.
@@ -123,7 +124,7 @@ CLI::App& CProjectCommand::AddTo(CLI::App& program)
     command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 project create site.veko2.json a.ply b.ply --transforms transforms.txt",
         "veko2 project list site.veko2.json"}));
-    command.require_subcommand(1);
+    command.require_subcommand(0, 1);
     addCreate(command);
     addList(command);
     return command;
@@ -171,11 +172,16 @@ void CProjectCommand::addList(CLI::App& command)
     list.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 project list site.veko2.json", "veko2 project list site.veko2.json --json"}));
     list.add_option("PROJECT", m_project, "The project file.")->required();
+    m_list = &list;
 }
 
 SReport CProjectCommand::Run(CConsole& console)
 {
-    return m_create->parsed() ? create(console) : list(console);
+    if (!m_create->parsed() && !m_list->parsed())
+    {
+        throw CUsageError("project: say what to do with it, create or list");
+    }
+    return m_create->parsed() ? create(console) : list();
 }
 
 std::vector<Application::SWorldBox> CProjectCommand::parseBoxes() const
@@ -296,7 +302,7 @@ SReport CProjectCommand::create(CConsole& console) const
     return report;
 }
 
-SReport CProjectCommand::list(CConsole& /*console*/) const
+SReport CProjectCommand::list() const
 {
     const CProject project = CProject::Open(m_project, CProject::Access::Read);
     const Application::SProjectDocument& content = project.GetDocument();

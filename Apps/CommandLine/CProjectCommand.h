@@ -21,11 +21,12 @@ private:
     void addCreate(CLI::App& command);
     void addList(CLI::App& command);
     [[nodiscard]] SReport create(CConsole& console) const;
-    [[nodiscard]] SReport list(CConsole& console) const;
+    [[nodiscard]] SReport list() const;
     [[nodiscard]] std::vector<Application::SProjectScan> collectScans() const;
     [[nodiscard]] std::vector<Application::SWorldBox> parseBoxes() const;
 
     CLI::App* m_create = nullptr;
+    CLI::App* m_list = nullptr;
     std::string m_project;
     std::vector<std::string> m_scans;
     std::string m_transforms;

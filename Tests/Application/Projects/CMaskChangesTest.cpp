@@ -1,0 +1,119 @@
+#include "Application/Projects/CMaskChanges.h"
+
+#include <gmock/gmock.h>
+
+#include "Application/Files/CInputError.h"
+#include "Tests/Application/Files/FileTestSupport.h"
+
+namespace
+{
+
+using Application::CInputError;
+using Application::CMaskChanges;
+using Words = std::vector<Base::CSurfelBitMask>;
+using Direction = CMaskChanges::Direction;
+
+const Base::CUniqueID c_first(std::array<std::uint8_t, 16>{1});
+const Base::CUniqueID c_second(std::array<std::uint8_t, 16>{2});
+
+class CMaskChangesTest : public testing::Test
+{
+protected:
+    CMaskChangesTest()
+    {
+        m_size = CMaskChanges::Write(
+            m_folder / "edit", {{c_first, 3, m_before, m_after}, {c_second, 2, {}, m_otherAfter}});
+    }
+
+    FileTest::CTemporaryFolder m_folder;
+    const Words m_before{{0x0001}, {0x0008}, {0}};
+    const Words m_after{{0x0101}, {0}, {0xFFFF}};
+    const Words m_otherAfter{{0}, {8}};
+    std::uint64_t m_size = 0;
+};
+
+TEST_F(CMaskChangesTest, Write_AnswersTheSizeOfTheFile)
+{
+    EXPECT_EQ(FileTest::ReadAll(m_folder / "edit").size(), m_size);
+}
+
+TEST_F(CMaskChangesTest, Read_FindsEveryScan)
+{
+    const CMaskChanges changes = CMaskChanges::Read(m_folder / "edit");
+    ASSERT_EQ(changes.GetRecords().size(), 2U);
+    EXPECT_EQ(changes.GetRecords()[0].key, c_first);
+    EXPECT_EQ(changes.GetRecords()[1].key, c_second);
+    EXPECT_EQ(changes.GetRecords()[0].points, 3U);
+    EXPECT_EQ(changes.GetRecords()[1].points, 2U);
+}
+
+TEST_F(CMaskChangesTest, Apply_GoesForwardAndBack)
+{
+    const CMaskChanges changes = CMaskChanges::Read(m_folder / "edit");
+    Words words = m_before;
+    changes.Apply(changes.GetRecords()[0], Direction::Forward, words);
+    EXPECT_EQ(words, m_after);
+    changes.Apply(changes.GetRecords()[0], Direction::Back, words);
+    EXPECT_EQ(words, m_before);
+}
+
+TEST_F(CMaskChangesTest, Apply_NoWordsCountAsZero)
+{
+    const CMaskChanges changes = CMaskChanges::Read(m_folder / "edit");
+    Words words;
+    changes.Apply(changes.GetRecords()[1], Direction::Forward, words);
+    EXPECT_EQ(words, m_otherAfter);
+    changes.Apply(changes.GetRecords()[1], Direction::Back, words);
+    EXPECT_EQ(words, Words(2));
+}
+
+TEST_F(CMaskChangesTest, Apply_RefusesTheFlagsOfTheOtherSide)
+{
+    const CMaskChanges changes = CMaskChanges::Read(m_folder / "edit");
+    Words words = m_after;
+    EXPECT_THROW(changes.Apply(changes.GetRecords()[0], Direction::Forward, words), CInputError);
+    words = m_before;
+    EXPECT_THROW(changes.Apply(changes.GetRecords()[0], Direction::Back, words), CInputError);
+}
+
+TEST_F(CMaskChangesTest, Read_RefusesEveryShorterFile)
+{
+    const std::string whole = FileTest::ReadAll(m_folder / "edit");
+    for (std::size_t size = 0; size < whole.size(); ++size)
+    {
+        FileTest::WriteAll(m_folder / "short", whole.substr(0, size));
+        EXPECT_THROW((void)CMaskChanges::Read(m_folder / "short"), CInputError) << size;
+    }
+}
+
+TEST_F(CMaskChangesTest, Read_RefusesAnyChangedByte)
+{
+    const std::string whole = FileTest::ReadAll(m_folder / "edit");
+    constexpr std::size_t c_unused = 20;
+    for (std::size_t index = 0; index < whole.size(); ++index)
+    {
+        if (index >= c_unused && index < c_unused + 4)
+        {
+            continue;
+        }
+        std::string damaged = whole;
+        damaged[index] = static_cast<char>(damaged[index] ^ 0x10);
+        FileTest::WriteAll(m_folder / "damaged", damaged);
+        EXPECT_THROW((void)CMaskChanges::Read(m_folder / "damaged"), CInputError) << index;
+    }
+}
+
+TEST_F(CMaskChangesTest, Read_RefusesALongerFile)
+{
+    FileTest::WriteAll(m_folder / "long", FileTest::ReadAll(m_folder / "edit") + "x");
+    EXPECT_THROW((void)CMaskChanges::Read(m_folder / "long"), CInputError);
+}
+
+TEST(CMaskChangesSizeTest, Write_PacksAMillionEqualWords)
+{
+    const FileTest::CTemporaryFolder folder;
+    const Words after(1000000, Base::CSurfelBitMask{8});
+    EXPECT_LT(CMaskChanges::Write(folder / "edit", {{c_first, after.size(), {}, after}}), 20000U);
+}
+
+}  // namespace

@@ -1,0 +1,381 @@
+#include "Application/Projects/CProject.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "Application/Files/CInputError.h"
+#include "Application/Files/COutputError.h"
+#include "Tests/Application/Files/FileTestSupport.h"
+
+namespace
+{
+
+using Application::CInputError;
+using Application::COutputError;
+using Application::CProject;
+using Application::SProjectDocument;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Access = CProject::Access;
+using Words = CProject::Words;
+
+constexpr std::array<std::uint16_t, 4> c_values{1, 2, 3, 4};
+
+class CProjectTest : public testing::Test
+{
+protected:
+    CProjectTest()
+    {
+        FileTest::WriteAll(m_folder / "a.ply", "a");
+        FileTest::WriteAll(m_folder / "b.ply", "b");
+        create(SProjectDocument::c_defaultHistoryBudget);
+    }
+
+    void create(std::uint64_t historyBudget)
+    {
+        SProjectDocument document;
+        document.historyBudget = historyBudget;
+        for (const char* const name : {"a.ply", "b.ply"})
+        {
+            document.scans.emplace_back().file = name;
+            document.scans.back().key = Base::CUniqueID();
+            document.scans.back().points = 3;
+        }
+        CProject::Create(project(), document, {}, true);
+    }
+
+    [[nodiscard]] std::filesystem::path project() const { return m_folder / "p.veko2.json"; }
+    [[nodiscard]] std::filesystem::path data(const std::string& name) const
+    {
+        return m_folder.GetPath() / "p.veko2.data" / name;
+    }
+
+    [[nodiscard]] CProject edit() const { return CProject::Open(project(), Access::Edit); }
+
+    /// Makes every word of the scan \p value.
+    std::size_t commit(std::size_t scan, std::uint16_t value) const
+    {
+        return edit().Commit("edit " + std::to_string(value), {{scan, Words(3, {value})}});
+    }
+
+    [[nodiscard]] Words read(std::size_t scan) const
+    {
+        return CProject::Open(project(), Access::Read).ReadFlags(scan);
+    }
+
+    [[nodiscard]] std::string openMessage(Access access = Access::Read) const
+    {
+        try
+        {
+            (void)CProject::Open(project(), access);
+        }
+        catch (const std::runtime_error& error)
+        {
+            return error.what();
+        }
+        return "";
+    }
+
+    [[nodiscard]] std::vector<std::string> listData() const
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(data("")))
+        {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    /// Everything that makes the project up.
+    [[nodiscard]] std::vector<std::string> snapshot() const
+    {
+        std::vector<std::string> content{FileTest::ReadAll(project())};
+        for (const std::string& name : listData())
+        {
+            content.push_back(name + FileTest::ReadAll(data(name)));
+        }
+        return content;
+    }
+
+    FileTest::CTemporaryFolder m_folder;
+};
+
+TEST_F(CProjectTest, Create_StartsWithoutFlagsAndHistory)
+{
+    EXPECT_TRUE(read(0).empty());
+    EXPECT_THAT(listData(), IsEmpty());
+}
+
+TEST_F(CProjectTest, Create_WritesTheFlagsGiven)
+{
+    SProjectDocument document = edit().GetDocument();
+    CProject::Create(project(), document, {{1, Words{{1}, {2}, {3}}}}, true);
+    EXPECT_TRUE(read(0).empty());
+    EXPECT_EQ(read(1), (Words{{1}, {2}, {3}}));
+}
+
+TEST_F(CProjectTest, Create_ReplacesOnlyWhenForced)
+{
+    const auto before = snapshot();
+    const SProjectDocument document = edit().GetDocument();
+    EXPECT_THROW(CProject::Create(project(), document, {}, false), COutputError);
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, Create_RefusesTheFolderOfALostProject)
+{
+    commit(0, 8);
+    const SProjectDocument document = edit().GetDocument();
+    std::filesystem::remove(project());
+    EXPECT_THROW(CProject::Create(project(), document, {}, false), COutputError);
+    EXPECT_THAT(listData(), testing::SizeIs(2));
+}
+
+TEST_F(CProjectTest, Create_GivesTheOldHistoryUp)
+{
+    commit(0, 8);
+    create(100);
+    EXPECT_TRUE(read(0).empty());
+    EXPECT_THAT(listData(), IsEmpty());
+}
+
+TEST_F(CProjectTest, GetScanPath_StartsAtTheProject)
+{
+    EXPECT_EQ(edit().GetScanPath(1), m_folder / "b.ply");
+}
+
+TEST_F(CProjectTest, Commit_ChangesOnlyTheScansGiven)
+{
+    commit(1, 8);
+    EXPECT_TRUE(read(0).empty());
+    EXPECT_EQ(read(1), Words(3, {8}));
+}
+
+TEST_F(CProjectTest, UndoAndRedo_GoThroughEveryEdit)
+{
+    for (const std::uint16_t value : c_values)
+    {
+        commit(0, value);
+    }
+    for (const std::uint16_t value : {c_values[2], c_values[1], c_values[0]})
+    {
+        EXPECT_EQ(edit().Undo(1).commands.size(), 1U);
+        EXPECT_EQ(read(0), Words(3, {value}));
+    }
+    edit().Undo(1);
+    EXPECT_TRUE(read(0).empty());
+    for (const std::uint16_t value : c_values)
+    {
+        EXPECT_EQ(edit().Redo(1).commands.size(), 1U);
+        EXPECT_EQ(read(0), Words(3, {value}));
+    }
+}
+
+TEST_F(CProjectTest, Undo_SeveralAtOnceNameTheEditsFromTheLast)
+{
+    commit(0, 1);
+    commit(1, 2);
+    commit(0, 3);
+    const CProject::SStep step = edit().Undo(2);
+    EXPECT_THAT(step.commands, ElementsAre("edit 3", "edit 2"));
+    EXPECT_THAT(step.scans, ElementsAre(0, 1));
+    EXPECT_EQ(read(0), Words(3, {1}));
+    EXPECT_TRUE(read(1).empty());
+}
+
+TEST_F(CProjectTest, Undo_MoreThanThereIsTakesAllBack)
+{
+    commit(0, 1);
+    commit(0, 2);
+    EXPECT_EQ(edit().Undo(100).commands.size(), 2U);
+    EXPECT_TRUE(read(0).empty());
+}
+
+TEST_F(CProjectTest, UndoAndRedo_WithNothingToDoChangeNothing)
+{
+    const auto before = snapshot();
+    EXPECT_THAT(edit().Undo(1).commands, IsEmpty());
+    EXPECT_THAT(edit().Redo(1).commands, IsEmpty());
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, Commit_EndsWhatCouldBeRedone)
+{
+    commit(0, 1);
+    commit(0, 2);
+    edit().Undo(1);
+    commit(0, 3);
+    EXPECT_THAT(edit().Redo(1).commands, IsEmpty());
+    EXPECT_THAT(edit().Undo(2).commands, ElementsAre("edit 3", "edit 1"));
+}
+
+TEST_F(CProjectTest, Commit_LeavesOnlyTheFilesThatCount)
+{
+    commit(0, 1);
+    commit(0, 2);
+    EXPECT_THAT(listData(), ElementsAre("1.edit", "2-0.flags", "2.edit"));
+}
+
+TEST_F(CProjectTest, Commit_RemovesWhatAKilledProcessLeft)
+{
+    FileTest::WriteAll(data("9-0.flags"), "x");
+    FileTest::WriteAll(data("9.edit"), "x");
+    FileTest::WriteAll(data(".veko2-0123456789abcdef.part"), "x");
+    commit(0, 1);
+    EXPECT_THAT(listData(), ElementsAre("10-0.flags", "10.edit"));
+}
+
+TEST_F(CProjectTest, Commit_LeavesFilesOfOtherNamesAlone)
+{
+    for (const char* const name :
+         {"notes.txt", "1.edit.bak", "x-1.flags", "01.edit", "1-2-3.flags"})
+    {
+        FileTest::WriteAll(data(name), "x");
+    }
+    commit(0, 1);
+    EXPECT_THAT(listData(), testing::IsSupersetOf({"notes.txt", "1.edit.bak", "x-1.flags",
+                                                   "01.edit", "1-2-3.flags"}));
+}
+
+TEST_F(CProjectTest, Commit_DropsTheOldestEditsBeyondTheBudget)
+{
+    commit(0, 1);
+    const std::uint64_t bytes = edit().GetDocument().edits[0].bytes;
+    create(2 * bytes);
+    EXPECT_EQ(commit(0, 1), 0U);
+    EXPECT_EQ(commit(0, 2), 0U);
+    EXPECT_EQ(commit(0, 3), 1U);
+    EXPECT_THAT(edit().Undo(9).commands, ElementsAre("edit 3", "edit 2"));
+    EXPECT_EQ(read(0), Words(3, {1}));
+}
+
+TEST_F(CProjectTest, Commit_KeepsTheNewestEditWhateverTheBudget)
+{
+    create(0);
+    EXPECT_EQ(commit(0, 1), 0U);
+    EXPECT_EQ(commit(0, 2), 1U);
+    EXPECT_THAT(edit().Undo(9).commands, ElementsAre("edit 2"));
+}
+
+TEST_F(CProjectTest, Commit_AFailureLeavesTheProjectAsItWas)
+{
+    commit(0, 1);
+    const auto before = snapshot();
+    CProject open = edit();
+    // A folder in the place of the project file cannot be replaced by a file.
+    std::filesystem::rename(project(), m_folder / "aside");
+    std::filesystem::create_directory(project());
+    EXPECT_THROW(open.Commit("edit", {{0, Words(3, {2})}}), COutputError);
+    EXPECT_THROW(open.Undo(1), COutputError);
+    std::filesystem::remove(project());
+    std::filesystem::rename(m_folder / "aside", project());
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, Open_EditorsExcludeOthers)
+{
+    std::optional<CProject> open = edit();
+    EXPECT_THAT(openMessage(Access::Read), HasSubstr("in use by another veko2"));
+    EXPECT_THAT(openMessage(Access::Edit), HasSubstr("in use by another veko2"));
+    open.reset();
+    EXPECT_EQ(openMessage(Access::Edit), "");
+}
+
+TEST_F(CProjectTest, Open_ReadersExcludeOnlyEditors)
+{
+    const CProject open = CProject::Open(project(), Access::Read);
+    EXPECT_EQ(openMessage(Access::Read), "");
+    EXPECT_THAT(openMessage(Access::Edit), HasSubstr("in use by another veko2"));
+}
+
+TEST_F(CProjectTest, Open_NamesAMissingScan)
+{
+    std::filesystem::remove(m_folder / "b.ply");
+    EXPECT_THAT(openMessage(),
+                AllOf(HasSubstr("scans[1].file"), HasSubstr("b.ply"), HasSubstr("put it back")));
+}
+
+TEST_F(CProjectTest, Open_NamesAMissingDataFolder)
+{
+    std::filesystem::remove_all(data(""));
+    EXPECT_THAT(openMessage(), AllOf(HasSubstr("p.veko2.data"), HasSubstr("put it back")));
+}
+
+TEST_F(CProjectTest, Open_NamesAMissingEdit)
+{
+    commit(0, 1);
+    std::filesystem::remove(data("1.edit"));
+    EXPECT_THAT(openMessage(), AllOf(HasSubstr("the history is damaged"), HasSubstr("1.edit"),
+                                     HasSubstr("is missing"), HasSubstr("restore it")));
+}
+
+TEST_F(CProjectTest, Open_NamesAnEditOfAnotherSize)
+{
+    commit(0, 1);
+    FileTest::WriteAll(data("1.edit"), "short");
+    EXPECT_THAT(openMessage(),
+                AllOf(HasSubstr("the history is damaged"), HasSubstr("has 5 bytes instead of")));
+}
+
+TEST_F(CProjectTest, Undo_RefusesADamagedEditAndChangesNothing)
+{
+    commit(0, 1);
+    std::string content = FileTest::ReadAll(data("1.edit"));
+    content.back() = static_cast<char>(content.back() ^ 1);
+    FileTest::WriteAll(data("1.edit"), content);
+    const auto before = snapshot();
+    EXPECT_THROW(edit().Undo(1), CInputError);
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, Undo_RefusesFlagsThatTheEditDidNotLeave)
+{
+    commit(0, 1);
+    commit(1, 1);
+    // The flags of the other scan under the first one's name.
+    std::filesystem::rename(data("1-0.flags"), data("aside"));
+    commit(1, 2);
+    std::filesystem::copy_file(data("3-1.flags"), data("1-0.flags"));
+    const auto before = snapshot();
+    EXPECT_THROW(edit().Undo(3), CInputError);
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, ReadFlags_NamesScanFileAndWayOut)
+{
+    commit(0, 1);
+    const std::string content = FileTest::ReadAll(data("1-0.flags"));
+    for (const std::string& damaged : {content + "xx", content.substr(0, 20), std::string()})
+    {
+        FileTest::WriteAll(data("1-0.flags"), damaged);
+        try
+        {
+            (void)read(0);
+            FAIL() << damaged.size();
+        }
+        catch (const CInputError& error)
+        {
+            EXPECT_THAT(error.what(),
+                        AllOf(HasSubstr("p.veko2.json: the flags of 'a.ply' cannot be used"),
+                              HasSubstr("1-0.flags"), HasSubstr("restore that file")));
+        }
+    }
+}
+
+TEST_F(CProjectTest, Commit_ThroughASymbolicLinkChangesTheProjectBehindIt)
+{
+    std::filesystem::create_directory(m_folder / "links");
+    std::filesystem::create_symlink(project(), m_folder / "links" / "link.json");
+    CProject::Open(m_folder / "links" / "link.json", Access::Edit)
+        .Commit("edit", {{0, Words(3, {5})}});
+    EXPECT_EQ(read(0), Words(3, {5}));
+    EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "links" / "link.json"));
+}
+
+}  // namespace

@@ -287,9 +287,18 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
     const CPictureProjection projection(m_view, samplesPerSide);
     const SScanColors scanColors = collectColors(scans);
 
+    const CPointSplatter splatter(projection, samplesPerSide);
     CDepthBuffer points(projection.GetWidth(), projection.GetHeight());
     paintScans(projection, scans, scanColors, m_settings.hideCut, points);
-    const CDepthBuffer surface = CPointSplatter(projection, samplesPerSide).Splat(points);
+    CPointSplatter::SRadii radii = splatter.FindRadii(points);
+    if (m_settings.hideCut)
+    {
+        // No dot larger than where nothing is hidden, so that the two pictures can be compared.
+        CDepthBuffer all(projection.GetWidth(), projection.GetHeight());
+        paintScans(projection, scans, scanColors, false, all);
+        radii.largest = splatter.FindRadii(all).largest;
+    }
+    const CDepthBuffer surface = splatter.Splat(points, radii);
     CPicture picture =
         CSurfaceShader(projection, surface, samplesPerSide, makeColors(m_settings, scanColors))
             .Shade();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 namespace Application
 {
@@ -82,10 +83,8 @@ CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32
                      [](const SOffset& a, const SOffset& b) { return a.distance < b.distance; });
 }
 
-CDepthBuffer CPointSplatter::Splat(const CDepthBuffer& points) const
+CDepthBuffer CPointSplatter::Splat(const CDepthBuffer& points, const SRadii& radii) const
 {
-    const std::vector<std::uint8_t> radii = findRadii(points);
-    const std::uint8_t largest = findLargestRadius(radii);
     CDepthBuffer target(points.GetWidth(), points.GetHeight());
     ForEachRow(points.GetHeight(), [&](std::uint32_t row) {
         for (std::uint32_t column = 0; column < points.GetWidth(); ++column)
@@ -97,7 +96,7 @@ CDepthBuffer CPointSplatter::Splat(const CDepthBuffer& points) const
                 continue;
             }
             const float radius =
-                static_cast<float>(std::min(radii[index], largest)) / c_radiusUnits;
+                static_cast<float>(std::min(radii.radii[index], radii.largest)) / c_radiusUnits;
             if (!CDepthBuffer::NormalOf(word).isPresent)
             {
                 word = CDepthBuffer::Pack(CDepthBuffer::DepthOf(word), CDepthBuffer::LookOf(word),
@@ -109,7 +108,7 @@ CDepthBuffer CPointSplatter::Splat(const CDepthBuffer& points) const
     return target;
 }
 
-std::vector<std::uint8_t> CPointSplatter::findRadii(const CDepthBuffer& points) const
+CPointSplatter::SRadii CPointSplatter::FindRadii(const CDepthBuffer& points) const
 {
     std::vector<std::uint8_t> radii(std::size_t{points.GetWidth()} * points.GetHeight());
     ForEachRow(points.GetHeight(), [&](std::uint32_t row) {
@@ -123,7 +122,8 @@ std::vector<std::uint8_t> CPointSplatter::findRadii(const CDepthBuffer& points) 
             }
         }
     });
-    return radii;
+    const std::uint8_t largest = findLargestRadius(radii);
+    return {std::move(radii), largest};
 }
 
 template <typename Visit>

@@ -21,8 +21,20 @@ public:
     /// \p samplesPerSide: the samples of a pixel on a side, for sizes given in pixels.
     CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide);
 
-    /// The picture of \p points with every sample widened; all of them have a normal then.
-    [[nodiscard]] CDepthBuffer Splat(const CDepthBuffer& points) const;
+    /// The radius of each sample's dot; 0 where there is no sample.
+    struct SRadii
+    {
+        /// In units of 1 / c_radiusUnits samples.
+        std::vector<std::uint8_t> radii;
+        /// Dots that would be larger are drawn as large as this.
+        std::uint8_t largest = 0;
+    };
+
+    [[nodiscard]] SRadii FindRadii(const CDepthBuffer& points) const;
+
+    /// The picture of \p points with every sample widened to the radius that FindRadii() gave it;
+    /// all of them have a normal then.
+    [[nodiscard]] CDepthBuffer Splat(const CDepthBuffer& points, const SRadii& radii) const;
 
 private:
     struct SOffset
@@ -32,9 +44,6 @@ private:
         float distance;
     };
 
-    /// The radius of each sample's dot, in units of 1 / c_radiusUnits samples; 0 where there is no
-    /// sample.
-    [[nodiscard]] std::vector<std::uint8_t> findRadii(const CDepthBuffer& points) const;
     [[nodiscard]] float findRadius(const CDepthBuffer& points, std::uint32_t column,
                                    std::uint32_t row) const;
     [[nodiscard]] CDepthBuffer::SNormal fitNormal(const CDepthBuffer& points, std::uint32_t column,

@@ -323,6 +323,38 @@ TEST(CPointRenderer, Render_HideCutLeavesTheCutOut)
               CPointRenderer(makeView(8)).Render({makeScan({{1.5F, 0, -1.5F}})}));
 }
 
+TEST(CPointRenderer, Render_HidingTheDenserPartLeavesTheOtherDotsAsTheyWere)
+{
+    Points positions;
+    std::vector<CSurfelBitMask> flags;
+    const auto addGrid = [&](float left, float right, float spacing, std::uint16_t bits) {
+        for (float x = left; x < right; x += spacing)
+        {
+            for (float z = -28; z < 28; z += spacing)
+            {
+                positions.push_back({x, 0, z});
+                flags.push_back({bits});
+            }
+        }
+    };
+    addGrid(-30, -10, 0.5F, CSurfelBitMask::SurfelFlagCut);
+    addGrid(10, 30, 6, 0);
+    auto scan = makeScan(positions);
+    scan.flags = flags;
+    CPointRenderer::SSettings settings;
+    settings.hideCut = true;
+    const CPicture before = CPointRenderer(makeView(64)).Render({scan});
+    const CPicture after = CPointRenderer(makeView(64), settings).Render({scan});
+    for (std::uint32_t row = 0; row < 64; ++row)
+    {
+        for (std::uint32_t column = 36; column < 64; ++column)
+        {
+            EXPECT_EQ(before.GetPixel(column, row), after.GetPixel(column, row))
+                << column << " " << row;
+        }
+    }
+}
+
 TEST(CPointRenderer, Render_PaintedPixelsAreTintedAndNoOthers)
 {
     const CPointRenderer renderer(makeView(8));

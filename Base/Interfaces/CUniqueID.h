@@ -64,3 +64,6 @@ struct std::hash<Base::CUniqueID>
         return static_cast<std::size_t>(mixed ^ (mixed >> 32));
     }
 };
+
+// Last, since it derives from the class above: an identity comes with its identifier.
+#include "Base/Interfaces/CEntityID.h"

@@ -4,6 +4,7 @@
 
 #include "Base/Export.h"
 #include "Base/Interfaces/IIdentified.h"
+#include "Base/Interfaces/ISkeletonEntityTag.h"
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Interfaces/ITagged.h"
 

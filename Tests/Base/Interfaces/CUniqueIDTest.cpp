@@ -9,8 +9,6 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Base/Interfaces/CEntityID.h"
-
 namespace Base
 {
 namespace

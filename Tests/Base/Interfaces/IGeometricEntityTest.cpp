@@ -1,5 +1,8 @@
 #include "Base/Interfaces/IGeometricEntity.h"
 
+// Before any other header: whoever implements an entity finds the interface of its tag beside it.
+static_assert(sizeof(Base::ISkeletonEntityTag) >= sizeof(void*));
+
 #include <gtest/gtest.h>
 
 #include <memory>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "Base/Support/VekoException.h"
@@ -23,6 +24,22 @@ public:
                                L"An empty pointer was given where an object is required.");
         }
     }
+
+    /// Takes what std::shared_ptr itself would convert: a pointer to a less constant or derived
+    /// object.
+    /// @throw VekoException when \p pointer is empty.
+    template <typename U>
+    requires(std::is_convertible_v<std::shared_ptr<U>, std::shared_ptr<T>>)
+        shared_not_null(std::shared_ptr<U> pointer)
+        : shared_not_null(std::shared_ptr<T>(std::move(pointer)))
+    {}
+
+    /// The same of one that is known not to be empty.
+    template <typename U>
+    requires(std::is_convertible_v<std::shared_ptr<U>, std::shared_ptr<T>>)
+        shared_not_null(const shared_not_null<U>& other)
+        : m_pointer(other.get_shared())
+    {}
 
     // Copied when moved from as well, so that no object is ever left empty.
     shared_not_null(const shared_not_null&) = default;

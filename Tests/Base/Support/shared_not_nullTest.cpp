@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 namespace
@@ -36,6 +37,23 @@ TEST(SharedNotNull, PointerWithoutOwnership_IsAccepted)
     int value = 9;
     const shared_not_null<int> wrapped(std::shared_ptr<int>(std::shared_ptr<int>(), &value));
     EXPECT_EQ(*wrapped, 9);
+}
+
+TEST(SharedNotNull, PointerToLessConstant_IsAccepted)
+{
+    const auto readOnly = [](const shared_not_null<const int>& wrapped) {
+        return wrapped.get_shared();
+    };
+    const auto pointer = std::make_shared<int>(6);
+    EXPECT_EQ(readOnly(pointer), pointer);
+    EXPECT_EQ(readOnly(shared_not_null<int>(pointer)), pointer);
+    EXPECT_THROW(readOnly(std::shared_ptr<int>()), VekoException);
+}
+
+TEST(SharedNotNull, PointerToMoreConstant_IsNotAccepted)
+{
+    EXPECT_FALSE((std::is_convertible_v<std::shared_ptr<const int>, shared_not_null<int>>));
+    EXPECT_FALSE((std::is_convertible_v<shared_not_null<const int>, shared_not_null<int>>));
 }
 
 TEST(SharedNotNull, MovedFrom_IsNotLeftEmpty)

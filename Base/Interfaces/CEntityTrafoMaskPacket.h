@@ -16,7 +16,7 @@ class VEKO2_BASE_EXPORT CEntityTrafoMaskPacket
 public:
     /// Takes the three as \p packet answers them: where it has no trafo or no mask, the trafo is
     /// `c_matInvalidD` and the mask empty.
-    explicit CEntityTrafoMaskPacket(const CGeometricEntityPacket& packet);
+    CEntityTrafoMaskPacket(const CGeometricEntityPacket& packet);
 
     [[nodiscard]] std::shared_ptr<const IGeometricEntity> GetEntity() const { return m_entity; }
     [[nodiscard]] const LqMatrix4Rd& GetTrafo() const { return m_trafo; }

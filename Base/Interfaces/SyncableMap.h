@@ -84,7 +84,7 @@ public:
     TSyncableMapSyncBatch() = default;
 
     /// The given entries in their order.
-    explicit TSyncableMapSyncBatch(std::vector<Entry> entries) : m_entries(std::move(entries)) {}
+    TSyncableMapSyncBatch(std::vector<Entry> entries) : m_entries(std::move(entries)) {}
 
     [[nodiscard]] const std::vector<Entry>& GetEntries() const { return m_entries; }
 

@@ -37,6 +37,8 @@ static_assert(std::is_same_v<MaskResult<CGeometricEntityPacket>,
 static_assert(
     std::is_same_v<EntityResult<CEntityTrafoMaskPacket>, std::shared_ptr<const IGeometricEntity>>);
 static_assert(std::is_same_v<TrafoResult<CEntityTrafoMaskPacket>, const LqMatrix4Rd&>);
+// A map of the smaller packets is filled with pairs of a key and the greater one.
+static_assert(std::is_convertible_v<CGeometricEntityPacket, CEntityTrafoMaskPacket>);
 static_assert(std::is_same_v<MaskResult<CEntityTrafoMaskPacket>,
                              const std::shared_ptr<const CSurfelCollectionMask>>);
 static_assert(std::is_nothrow_move_constructible_v<CGeometricEntityPacket> &&

@@ -28,6 +28,7 @@ using TestSupport::MakeTranslation;
 static_assert(std::is_nothrow_move_constructible_v<CEntityMapModifyMessage>);
 static_assert(std::is_nothrow_move_constructible_v<CEntityMapSyncEntry>);
 static_assert(!std::is_convertible_v<CEntityMapValue, CEntityMapPartialValue>);
+static_assert(std::is_convertible_v<std::vector<CEntityMapSyncEntry>, CEntityMapSyncBatch>);
 static_assert(!std::is_copy_constructible_v<DataLayer::ISyncableEntityCollectionModifyOperation>);
 static_assert(!std::is_copy_assignable_v<DataLayer::ISyncableEntityCollectionModifyOperation>);
 static_assert(std::has_virtual_destructor_v<DataLayer::ISyncableEntityCollectionModifyOperation>);

@@ -31,8 +31,8 @@ VEKO2_BASE_EXPORT void SetLogLevel(int level);
 /// Sets where the messages of the whole process go. An empty \p sink, and the default, is standard
 /// error, one line per message in UTF-8.
 ///
-/// Messages of all threads reach the sink one after another. A sink may itself log. An exception
-/// that it throws reaches the code that logged.
+/// Messages of all threads reach the sink one after another. A sink may itself log, but must not
+/// wait for other threads that do. An exception that it throws reaches the code that logged.
 VEKO2_BASE_EXPORT void SetLogSink(std::function<void(const SLogRecord&)> sink);
 
 /// A named source of messages.

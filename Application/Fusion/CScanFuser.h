@@ -38,7 +38,9 @@ namespace Application
 /// floats tell components apart as promised.
 ///
 /// The same scans in the same order give the same bytes on any number of threads. Time is linear in
-/// the number of points.
+/// the number of points. At the default voxel size the work takes 15 bytes per point of scans whose
+/// points have their neighbours close in memory, and less than 40 in any order, the content
+/// included; voxels smaller than the spacing, with a point each, take about 100.
 ///
 /// A constant value, safe for concurrent use.
 class CScanFuser

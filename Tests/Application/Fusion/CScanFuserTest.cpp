@@ -175,6 +175,17 @@ TEST(CScanFuserTest, PointsInOnePartOfAVoxel_AreAveraged)
     EXPECT_NEAR(points[0].z, (0.125 - fusion.report.origin[2]) * scale, 1e-4);
 }
 
+TEST(CScanFuserTest, PointsOfSeveralScansInOnePart_AreAveragedByTheirNumber)
+{
+    const auto fusion = CScanFuser(WithVoxelSize(4.0))
+                            .Fuse({MakeScan({{0, 0, 0}, {0, 0, 0}, {0, 0, 0}}),
+                                   MakeScan({{0, 0.5F, 0}}), MakeScan({{0, 0, 0.75F}})});
+    const auto points = MainPointsOf(fusion);
+    ASSERT_EQ(points.size(), 1U);
+    EXPECT_NEAR(points[0].y, (0.1 - fusion.report.origin[1]) * fusion.report.scale, 1e-4);
+    EXPECT_NEAR(points[0].z, (0.15 - fusion.report.origin[2]) * fusion.report.scale, 1e-4);
+}
+
 TEST(CScanFuserTest, FusedPoints_HaveTheirFreeWordsAtZero)
 {
     const auto fusion = Fuse(MakeSphere({}, 1.0F, 1000));

@@ -93,6 +93,21 @@ bool isSingular(LqMatrix4Rd matrix)
     return false;
 }
 
+/// What stands in place of a value, for messages: texts and numbers themselves, of containers only
+/// the kind, since they may be nested deeper than printing them could bear.
+std::string describe(const Json& value)
+{
+    constexpr std::size_t c_longestText = 40;
+    if (value.is_structured())
+    {
+        return value.type_name();
+    }
+    const bool isLong =
+        value.is_string() && value.get_ref<const std::string&>().size() > c_longestText;
+    return (isLong ? Json(value.get_ref<const std::string&>().substr(0, c_longestText)) : value)
+        .dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
 const Json& findField(const Json& document, const std::filesystem::path& name, const char* field)
 {
     const auto found = document.find(field);
@@ -109,7 +124,7 @@ std::uint32_t readSize(const Json& document, const std::filesystem::path& name, 
     if (!value.is_number_unsigned())
     {
         throw CInputError(name, std::string(field) + ": expected a whole number of pixels, found " +
-                                    value.type_name());
+                                    describe(value));
     }
     const auto size = value.get<std::uint64_t>();
     checkSize(name, field, size);
@@ -125,14 +140,14 @@ void readNumbers(const Json& document, const std::filesystem::path& name, const 
         throw CInputError(name, std::string(field) + ": expected an array of " +
                                     std::to_string(numbers.size()) + " numbers, found " +
                                     (value.is_array() ? std::to_string(value.size()) + " elements"
-                                                      : std::string(value.type_name())));
+                                                      : describe(value)));
     }
     for (std::size_t index = 0; index < numbers.size(); ++index)
     {
         if (!value[index].is_number())
         {
             throw CInputError(name, std::string(field) + "[" + std::to_string(index) +
-                                        "]: expected a number, found " + value[index].type_name());
+                                        "]: expected a number, found " + describe(value[index]));
         }
         numbers[index] = value[index].get<double>();
     }
@@ -148,14 +163,14 @@ void checkHeader(const Json& document, const std::filesystem::path& name)
     const Json& format = findField(document, name, "format");
     if (format != c_format)
     {
-        throw CInputError(name, std::string("format: expected \"") + c_format + "\", found " +
-                                    format.dump(-1, ' ', true, Json::error_handler_t::replace));
+        throw CInputError(
+            name, std::string("format: expected \"") + c_format + "\", found " + describe(format));
     }
     const Json& version = findField(document, name, "version");
     if (version != c_version)
     {
         throw CInputError(name, "version: expected " + std::to_string(c_version) + ", found " +
-                                    version.dump(-1, ' ', true, Json::error_handler_t::replace));
+                                    describe(version));
     }
 }
 

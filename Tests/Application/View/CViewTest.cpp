@@ -113,6 +113,20 @@ TEST(CView, FromJson_DeepNestingIsAnErrorAndNoCrash)
     expectFailure(std::string(100000, '[') + std::string(100000, ']'), "expected a view");
 }
 
+TEST(CView, FromJson_DeepNestingInsideAFieldIsAnErrorAndNoCrash)
+{
+    const std::string deep = std::string(400000, '[') + std::string(400000, ']');
+    expectFailure("{\"format\": " + deep + "}", "format: expected \"veko2-view\", found array");
+    expectFailure("{\"format\": \"veko2-view\", \"version\": " + deep + "}",
+                  "version: expected 1, found array");
+}
+
+TEST(CView, FromJson_LongTextInPlaceOfAValueIsShortenedInTheMessage)
+{
+    expectFailure([](Json& d) { d["format"] = std::string(100000, 'x'); },
+                  "found \"" + std::string(40, 'x') + "\"");
+}
+
 TEST(CView, FromJson_NotAnObjectThrows)
 {
     expectFailure("[1, 2]", "expected a view, a JSON object, found array");
@@ -148,10 +162,12 @@ TEST(CView, FromJson_BadSizesAreNamed)
         expectFailure([&](Json& d) { d[field] = 16385; }, name + ": expected 1 to 16384");
         expectFailure([&](Json& d) { d[field] = std::numeric_limits<std::uint64_t>::max(); },
                       name + ": expected 1 to 16384");
-        expectFailure([&](Json& d) { d[field] = -5; }, name + ": expected a whole number");
-        expectFailure([&](Json& d) { d[field] = 64.5; }, name + ": expected a whole number");
+        expectFailure([&](Json& d) { d[field] = -5; },
+                      name + ": expected a whole number of pixels, found -5");
+        expectFailure([&](Json& d) { d[field] = 64.5; },
+                      name + ": expected a whole number of pixels, found 64.5");
         expectFailure([&](Json& d) { d[field] = "64"; },
-                      name + ": expected a whole number of pixels, found string");
+                      name + ": expected a whole number of pixels, found \"64\"");
     }
 }
 
@@ -162,9 +178,9 @@ TEST(CView, FromJson_BadNumberArraysAreNamed)
         const std::string name(field);
         expectFailure([&](Json& d) { d[field].push_back(1); }, name + ": expected an array of");
         expectFailure([&](Json& d) { d[field].erase(0); }, name + ": expected an array of");
-        expectFailure([&](Json& d) { d[field] = 1; }, "numbers, found number");
+        expectFailure([&](Json& d) { d[field] = 1; }, "numbers, found 1");
         expectFailure([&](Json& d) { d[field][2] = "0"; },
-                      name + "[2]: expected a number, found string");
+                      name + "[2]: expected a number, found \"0\"");
         expectFailure([&](Json& d) { d[field][1] = nullptr; },
                       name + "[1]: expected a number, found null");
     }

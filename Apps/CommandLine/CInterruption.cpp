@@ -31,6 +31,16 @@ void EndAtOnce(int /*signal*/)
     _exit(static_cast<int>(ExitCode::Interrupted));
 }
 
+/// A page of a mapped input is gone, because the file was shortened or its disk failed.
+void EndWithoutInput(int /*signal*/)
+{
+    Application::CUnfinishedFile::RemoveAll();
+    constexpr std::string_view c_message =
+        "veko2: an input was shortened, or its disk failed, while it was being read\n";
+    (void)!write(STDERR_FILENO, c_message.data(), c_message.size());
+    _exit(static_cast<int>(ExitCode::InputUnreadable));
+}
+
 void Remember(int signal)
 {
     if (g_isRequested.exchange(true))
@@ -65,6 +75,7 @@ void CInterruption::Install()
         Handle(signal, Remember);
     }
     Handle(SIGALRM, EndAtOnce);
+    Handle(SIGBUS, EndWithoutInput);
     // A reader that goes away and a file that may not grow are failed writes with a message, not a
     // sudden end that would leave unfinished files behind.
     ::signal(SIGPIPE, SIG_IGN);

@@ -6,6 +6,7 @@
 
 #include <fstream>
 
+#include "Application/Files/CMappedFile.h"
 #include "Application/Files/CReplacementFile.h"
 #include "Apps/CommandLine/CProgram.h"
 #include "Tests/Apps/CommandLine/CCommandTest.h"
@@ -109,6 +110,22 @@ TEST_F(CInterruptionDeathTest, WorkThatDoesNotNotice_IsEndedAndUnfinishedFilesAr
         },
         testing::ExitedWithCode(130), "");
     EXPECT_TRUE(list().empty());
+}
+
+TEST_F(CInterruptionDeathTest, MappedInputThatIsShortened_IsAnInputErrorAndLeavesNothing)
+{
+    write("scan.ply", std::string(1 << 20, 'x'));
+    EXPECT_EXIT(
+        {
+            CInterruption::Install();
+            const auto mapped = Application::CMappedFile::Open(in("scan.ply"));
+            Application::CReplacementFile file(in("rest.ply"), false);
+            std::filesystem::resize_file(in("scan.ply"), 10);
+            std::vector<std::byte> copy(mapped->GetBytes().begin(), mapped->GetBytes().end());
+            file.Write(copy);
+        },
+        testing::ExitedWithCode(3), "veko2: an input was shortened");
+    EXPECT_THAT(list(), testing::ElementsAre("scan.ply"));
 }
 
 TEST_F(CInterruptionDeathTest, SignalThatIsIgnoredAtStart_StaysIgnored)

@@ -16,6 +16,12 @@ namespace Application
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+/// \p text without the byte order mark that some editors put in front.
+[[nodiscard]] inline std::string_view WithoutByteOrderMark(std::string_view text)
+{
+    return text.starts_with("\xEF\xBB\xBF") ? text.substr(3) : text;
+}
+
 /// Space, tab and the other characters that only separate, line ends included.
 [[nodiscard]] constexpr bool IsBlank(char character)
 {

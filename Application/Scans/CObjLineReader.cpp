@@ -95,6 +95,7 @@ bool CObjLineReader::Next()
     while (m_lines.GetLine().ends_with('\\') && m_lines.Next())
     {}
     m_words = m_text.substr(m_begin, m_lines.GetEnd() - m_begin);
+    m_words = m_begin == 0 ? WithoutByteOrderMark(m_words) : m_words;
     m_statement = classify(TakeObjWord(m_words));
     return true;
 }

@@ -40,13 +40,16 @@ bool CXyzReader::Next()
 {
     while (m_lines.Next())
     {
-        std::string_view rest = m_lines.GetLine();
+        std::string_view rest = getLine();
         const std::string_view column = takeColumn(rest);
         if (column.empty() || column.starts_with('#') || column.starts_with("//"))
         {
             continue;
         }
-        const bool isNames = m_isFirst && !ParseReal(column).has_value();
+        // A first line with a number in another column is a damaged point, not names.
+        const bool isNames = m_isFirst && !ParseReal(column).has_value() &&
+                             !ParseReal(takeColumn(rest)).has_value() &&
+                             !ParseReal(takeColumn(rest)).has_value();
         m_isFirst = false;
         if (!isNames)
         {
@@ -56,9 +59,15 @@ bool CXyzReader::Next()
     return false;
 }
 
+std::string_view CXyzReader::getLine() const
+{
+    const std::string_view line = m_lines.GetLine();
+    return m_lines.GetBegin() == 0 ? WithoutByteOrderMark(line) : line;
+}
+
 std::array<double, 3> CXyzReader::ReadPoint() const
 {
-    std::string_view rest = m_lines.GetLine();
+    std::string_view rest = getLine();
     std::array<double, 3> point = {};
     for (std::size_t axis = 0; axis < 3; ++axis)
     {

@@ -14,7 +14,8 @@ namespace Application
 /// separated by blanks, commas or semicolons.
 ///
 /// Passed over are blank lines, comments (lines that begin with "#" or "//") and, before the first
-/// point, one line of column names (a line that does not begin with a number).
+/// point, one line of column names (none of its first three columns is a number). A byte order mark
+/// is no part of the first line.
 class CXyzReader
 {
 public:
@@ -35,6 +36,8 @@ public:
     [[nodiscard]] std::array<double, 3> ReadPoint() const;
 
 private:
+    [[nodiscard]] std::string_view getLine() const;
+
     const std::filesystem::path& m_file;
     CLineReader m_lines;
     bool m_isFirst = true;

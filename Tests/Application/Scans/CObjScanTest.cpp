@@ -30,6 +30,11 @@ using Triangles = std::vector<std::array<std::uint32_t, 3>>;
 
 const std::string c_square = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n";
 
+TEST(CObjScan, Parse_ByteOrderMarkIsNoPartOfTheFirstStatement)
+{
+    EXPECT_EQ(parse("\xEF\xBB\xBF" + c_square).GetPointCount(), 4U);
+}
+
 TEST(CObjScan, Parse_VerticesAndPolygons)
 {
     const auto scan = parse(c_square + "f 1 2 3 4\nf 1 3 4\n");

@@ -68,6 +68,19 @@ TEST(CXyzScan, Parse_DamagedLineIsNamed)
               "p.xyz: line 2: expected the number x of a point, found 'x'");
 }
 
+TEST(CXyzScan, Parse_ByteOrderMarkIsNoPartOfTheFirstPoint)
+{
+    const std::string mark = "\xEF\xBB\xBF";
+    EXPECT_EQ(positionsOf(mark + "1 2 3\r\n4 5.5 -6\r\n"), c_points);
+    EXPECT_EQ(positionsOf(mark + "x y z\n1 2 3\n4 5.5 -6\n"), c_points);
+}
+
+TEST(CXyzScan, Parse_DamagedFirstPointIsNotTakenForNames)
+{
+    EXPECT_EQ(ScanTest::ParseMessage("l 2 3\n4 5.5 -6\n", "p.xyz"),
+              "p.xyz: line 1: expected the number x of a point, found 'l'");
+}
+
 TEST(CXyzScan, Parse_NoPointsAreAnError)
 {
     EXPECT_EQ(ScanTest::ParseMessage("# nothing\nx y z\n", "p.xyz"),

@@ -112,11 +112,11 @@ std::string ToLine(const std::string& name, const std::string& value)
 
 std::string DescribeElement(const ordered_json& element)
 {
-    std::string text = std::to_string(element["count"].get<std::uint64_t>()) + " x ";
+    std::string text = std::to_string(element["count"].get<std::uint64_t>());
     bool isFirst = true;
     for (const ordered_json& property : element["properties"])
     {
-        text += (isFirst ? "" : ", ") + property.get<std::string>();
+        text += (isFirst ? " x " : ", ") + property.get<std::string>();
         isFirst = false;
     }
     return text;

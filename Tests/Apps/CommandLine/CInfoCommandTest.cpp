@@ -29,6 +29,12 @@ TEST_F(CInfoCommandTest, Text_SaysWhatTheFileHolds)
     EXPECT_THAT(result.out, HasSubstr("  vertex      2 x float x, float y, float z\n"));
 }
 
+TEST_F(CInfoCommandTest, ElementWithoutProperties_IsACountOnly)
+{
+    write("mesh.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    EXPECT_THAT(run({"info", "mesh.obj"}).out, HasSubstr("  v           3\n"));
+}
+
 TEST_F(CInfoCommandTest, Json_IsOneDocumentOfAllScans)
 {
     write("a.ply", makePly({{-1, 0, 2}, {3, 5, 2.5F}}));

@@ -3,9 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include "Application/Editing/CSurfelCutter.h"
+#include "Application/Files/CFileLock.h"
 #include "Application/Pictures/CPointRenderer.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Scans/CFlagFile.h"
@@ -110,13 +112,20 @@ SReport CCutCommand::Run(CConsole& console)
             .Run(console);
     }
     check();
+    const bool isContinued = continuesFlags();
     CheckOutputs({{"--output", m_dryRun ? "" : m_output, m_force},
-                  {"--flags", m_dryRun ? "" : m_flags, m_force || continuesFlags()},
+                  {"--flags", m_dryRun ? "" : m_flags, m_force || isContinued},
                   {"--picture", m_picture, m_force}});
+    std::optional<Application::CFileLock> lock;
+    if (isContinued && !m_dryRun)
+    {
+        // Two runs that continue the same flag file do so one after the other.
+        lock.emplace(m_flags);
+    }
     const CScanFile scan = CScanFile::Open(m_scan, MakeStepProgress(console, "Reading"));
     const auto surfels = scan.GetSurfelCollection();
     Words flags =
-        continuesFlags() ? Application::CFlagFile::Read(m_flags, scan.GetPointCount()) : Words();
+        isContinued ? Application::CFlagFile::Read(m_flags, scan.GetPointCount()) : Words();
     CInterruption::ThrowIfRequested();
     const std::vector<SPaintedView> painted = m_paint.Paint({{surfels, scan.GetTransform()}});
     WarnOfEmptyMasks(painted, console);
@@ -140,7 +149,7 @@ SReport CCutCommand::Run(CConsole& console)
     }
     if (!m_dryRun && !m_flags.empty())
     {
-        Application::CFlagFile::Write(m_flags, flags, m_force || continuesFlags());
+        Application::CFlagFile::Write(m_flags, flags, m_force || isContinued);
     }
     if (!m_dryRun && !m_output.empty())
     {

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <optional>
 
+#include "Application/Files/CFileLock.h"
 #include "Application/Scans/CFlagFile.h"
 #include "Tests/Apps/CommandLine/CCommandTest.h"
 
@@ -194,6 +196,29 @@ TEST_F(CCutCommandTest, Flags_ThatAreThereAreContinuedWithoutForce)
     const auto document = json::parse(result.out);
     EXPECT_EQ(document["newlyCut"], 2);
     EXPECT_EQ(document["cut"], 3);
+}
+
+TEST_F(CCutCommandTest, Flags_ThatAnotherRunIsContinuingAreWaitedFor)
+{
+    const auto writeFlags = [&](std::uint16_t last, bool force) {
+        const std::vector<Base::CSurfelBitMask> flags{{0}, {0}, {0}, {last}};
+        Application::CFlagFile::Write(in("scan.flags"), flags, force);
+    };
+    writeFlags(0, false);
+    std::optional<Application::CFileLock> otherRun(in("scan.flags"));
+    int calls = 0;
+    const auto finishOtherRun = [&](int) {
+        if (++calls == 100)
+        {
+            writeFlags(8, true);
+            otherRun.reset();
+        }
+    };
+    const auto result = run(
+        {"cut", "scan.ply", "--view", "view.json", "--mask", "mask.png", "--flags", "scan.flags"},
+        {.whileRunning = finishOtherRun});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(readFlags("scan.flags", 4), ElementsAre(8, 8, 0, 8));
 }
 
 TEST_F(CCutCommandTest, Flags_OfAnotherNumberOfPointsAreRefusedAndLeft)

@@ -115,7 +115,10 @@ SReport CCutCommand::Run(CConsole& console)
     const bool isContinued = continuesFlags();
     CheckOutputs({{"--output", m_dryRun ? "" : m_output, m_force},
                   {"--flags", m_dryRun ? "" : m_flags, m_force || isContinued},
-                  {"--picture", m_picture, m_force}});
+                  {"--picture", m_picture, m_force}},
+                 m_paint.GetFiles());
+    // The rest of a scan may take its place, a picture may not.
+    CheckOutputs({{"--picture", m_picture, m_force}}, {m_scan});
     std::optional<Application::CFileLock> lock;
     if (isContinued && !m_dryRun)
     {

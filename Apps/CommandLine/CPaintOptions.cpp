@@ -114,6 +114,13 @@ void CPaintOptions::Check() const
     }
 }
 
+std::vector<std::string> CPaintOptions::GetFiles() const
+{
+    std::vector<std::string> files = m_views;
+    files.insert(files.end(), m_masks.begin(), m_masks.end());
+    return files;
+}
+
 std::vector<SPaintedView> CPaintOptions::Paint(
     const std::vector<Application::CCameraFit::SScan>& scans) const
 {

@@ -31,6 +31,9 @@ public:
     /// @throw CUsageError when they do not.
     void Check() const;
 
+    /// The views and masks that Paint() reads.
+    [[nodiscard]] std::vector<std::string> GetFiles() const;
+
     /// Reads and paints. \p scans are what a camera is fitted to where no view is given.
     /// @throw CUsageError when a value makes no sense, Application::CInputError when a file cannot
     /// be read or a mask does not have its view's size.

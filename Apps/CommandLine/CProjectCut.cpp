@@ -42,7 +42,9 @@ std::uint64_t CountKept(const SStation& station, const CProjectCutter::SResult& 
 
 SReport CProjectCut::Run(CConsole& console) const
 {
-    CheckOutputs({{"--picture", m_request.picture, m_request.isForced}});
+    std::vector<std::string> inputs = m_request.paint.GetFiles();
+    inputs.push_back(m_request.project);
+    CheckOutputs({{"--picture", m_request.picture, m_request.isForced}}, inputs);
     CProject project = CProject::Open(
         m_request.project, m_request.isDryRun ? CProject::Access::Read : CProject::Access::Edit);
     const std::vector<SStation> stations =

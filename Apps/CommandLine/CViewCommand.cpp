@@ -79,7 +79,10 @@ CLI::App& CViewCommand::AddTo(CLI::App& program)
 SReport CViewCommand::Run(CConsole& console)
 {
     check();
-    CheckOutputs({{"--output", m_output, m_force}, {"--view", m_view, m_force}});
+    std::vector<std::string> inputs = m_scans;
+    inputs.insert(inputs.end(), m_flags.begin(), m_flags.end());
+    inputs.push_back(m_likeView);
+    CheckOutputs({{"--output", m_output, m_force}, {"--view", m_view, m_force}}, inputs);
     std::vector<SStation> stations;
     for (std::size_t index = 0; index < m_scans.size(); ++index)
     {

@@ -24,7 +24,7 @@ std::filesystem::path ToTrueName(const std::string& file)
 
 }  // namespace
 
-void CheckOutputs(const std::vector<SOutputFile>& outputs)
+void CheckOutputs(const std::vector<SOutputFile>& outputs, const std::vector<std::string>& inputs)
 {
     for (auto output = outputs.begin(); output != outputs.end(); ++output)
     {
@@ -38,6 +38,14 @@ void CheckOutputs(const std::vector<SOutputFile>& outputs)
             {
                 throw CUsageError(earlier->option + " and " + output->option +
                                   " name the same file '" + output->file + "'");
+            }
+        }
+        for (const std::string& input : inputs)
+        {
+            if (!input.empty() && ToTrueName(input) == ToTrueName(output->file))
+            {
+                throw CUsageError(output->option + " would replace the input '" + input +
+                                  "' by something else");
             }
         }
         // Made and taken back: an unfinished file that is never committed leaves no trace.

@@ -21,9 +21,11 @@ struct SOutputFile
 };
 
 /// Finds out before the work whether its results can be written.
-/// @throw CUsageError when two of the outputs are the same file.
+/// \p inputs are read for them; none of the outputs may take the place of one.
+/// @throw CUsageError when two of the outputs are the same file, or one is an input.
 /// @throw Application::COutputError when one exists and is not replaced, or cannot be written.
-void CheckOutputs(const std::vector<SOutputFile>& outputs);
+void CheckOutputs(const std::vector<SOutputFile>& outputs,
+                  const std::vector<std::string>& inputs = {});
 
 /// Writes a whole file, complete or not at all.
 /// @throw Application::COutputError when it exists and not \p force, or cannot be written.

@@ -143,6 +143,15 @@ TEST_F(CViewCommandTest, ScanWithoutPoints_HasNothingToLookAt)
     EXPECT_FALSE(exists("p.png"));
 }
 
+TEST_F(CViewCommandTest, PictureInPlaceOfAScan_IsRefusedEvenWithForce)
+{
+    const std::string before = read("scan.ply");
+    const auto result = run({"view", "scan.ply", "-o", "scan.ply", "--force"});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_THAT(result.err, HasSubstr("--output would replace the input 'scan.ply'"));
+    EXPECT_EQ(read("scan.ply"), before);
+}
+
 TEST_F(CViewCommandTest, PictureThatExists_IsLeft)
 {
     write("p.png", "old");

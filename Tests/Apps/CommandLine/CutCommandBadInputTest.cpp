@@ -302,6 +302,28 @@ TEST_F(CutCommandBadInputTest, OutputThatIsTheScanNeedsForce)
     EXPECT_EQ(read("scan.ply"), makePly(points));
 }
 
+TEST_F(CutCommandBadInputTest, OutputThatIsAnotherInputIsRefusedEvenWithForce)
+{
+    const std::vector<std::string> common{"cut",    "scan.ply", "--view", "view.json",
+                                          "--mask", "mask.png", "--force"};
+    const std::vector<std::vector<std::string>> outputs{
+        {"--dry-run", "--picture", "./scan.ply"},
+        {"--dry-run", "--picture", "mask.png"},
+        {"--output", "view.json"},
+        {"--output", "mask.png"},
+    };
+    for (const auto& output : outputs)
+    {
+        std::vector<std::string> arguments = common;
+        arguments.insert(arguments.end(), output.begin(), output.end());
+        const auto before = read("scan.ply") + read("mask.png") + read("view.json");
+        const auto result = run(arguments);
+        EXPECT_EQ(result.exitCode, 2) << output.back();
+        EXPECT_THAT(result.err, HasSubstr("would replace the input"));
+        EXPECT_EQ(read("scan.ply") + read("mask.png") + read("view.json"), before);
+    }
+}
+
 TEST_F(CutCommandBadInputTest, PictureThatExistsIsNoticedBeforeTheWork)
 {
     write("picture.png", "old");

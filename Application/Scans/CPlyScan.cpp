@@ -10,6 +10,7 @@
 
 #include "Application/Files/CInputError.h"
 #include "Application/Scans/CPlyCutWriter.h"
+#include "Application/Scans/CPlyFlagWriter.h"
 #include "Application/Scans/CPlyRecordReader.h"
 #include "Application/Scans/CPlyVertices.h"
 #include "DataLayer/Base3D/CTriangulation.h"
@@ -252,6 +253,13 @@ void CPlyScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
                          const ProgressCallback& progress) const
 {
     CPlyCutWriter(m_document, kept).Write(file, progress);
+}
+
+bool CPlyScan::WriteFlagged(CReplacementFile& file, std::span<const Base::CSurfelBitMask> flags,
+                            const ProgressCallback& progress) const
+{
+    CPlyFlagWriter(m_document, flags).Write(file, progress);
+    return true;
 }
 
 }  // namespace Application

@@ -102,4 +102,28 @@ void CScanFile::WriteKept(const std::filesystem::path& target, const CKeptPoints
     }
 }
 
+void CScanFile::WriteFlagged(const std::filesystem::path& target,
+                             std::span<const Base::CSurfelBitMask> flags, bool force,
+                             const ProgressCallback& progress) const
+{
+    if (!flags.empty() && flags.size() != GetPointCount())
+    {
+        throw std::invalid_argument("CScanFile::WriteFlagged: " + std::to_string(flags.size()) +
+                                    " flag words for " + std::to_string(GetPointCount()) +
+                                    " points");
+    }
+    CReplacementFile file(target, force);
+    if (!m_content->WriteFlagged(file, flags, progress))
+    {
+        throw CInputError(m_path,
+                          "expected a PLY file, the only format whose points can get a property "
+                          "with their flags");
+    }
+    file.Commit();
+    if (progress)
+    {
+        progress(1.0);
+    }
+}
+
 }  // namespace Application

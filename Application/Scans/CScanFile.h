@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <span>
 
 #include "Application/Files/CProgress.h"
 #include "Application/Scans/CKeptPoints.h"
@@ -85,6 +86,16 @@ public:
     /// @throw std::invalid_argument when \p kept has neither one word per point nor none.
     void WriteKept(const std::filesystem::path& target, const CKeptPoints& kept, bool force,
                    const ProgressCallback& progress = {}) const;
+
+    /// Writes the file again with all its points and, as one more property "ushort veko2_flags" of
+    /// each, its flag word. Everything else stays byte for byte what it was. \p flags has one word
+    /// per point, or none, which stands for words of 0. The target may be the scan file itself.
+    /// @throw COutputError as WriteKept().
+    /// @throw CInputError when the file is no PLY file, or has that property already.
+    /// @throw std::invalid_argument when \p flags has neither one word per point nor none.
+    void WriteFlagged(const std::filesystem::path& target,
+                      std::span<const Base::CSurfelBitMask> flags, bool force,
+                      const ProgressCallback& progress = {}) const;
 
 private:
     CScanFile(std::filesystem::path path, std::shared_ptr<const IScanContent> content);

@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "Application/Files/CProgress.h"
 #include "Application/Scans/SScanDescription.h"
+#include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Math/LqMatrix4R.h"
 
 namespace Base
@@ -49,6 +51,15 @@ public:
     /// Writes the file without the points that are not kept. \p kept fits the point count.
     virtual void WriteKept(CReplacementFile& file, const CKeptPoints& kept,
                            const ProgressCallback& progress) const = 0;
+
+    /// Writes the file with the points' flags, one word each or none, as one more property of
+    /// theirs. Answers false, without having written anything, in a format that has no such thing.
+    [[nodiscard]] virtual bool WriteFlagged(CReplacementFile& /*file*/,
+                                            std::span<const Base::CSurfelBitMask> /*flags*/,
+                                            const ProgressCallback& /*progress*/) const
+    {
+        return false;
+    }
 
 protected:
     IScanContent() = default;

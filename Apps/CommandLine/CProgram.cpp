@@ -11,6 +11,8 @@
 
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
+#include "Apps/CommandLine/CApplyCommand.h"
+#include "Apps/CommandLine/CCleanCommand.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CCutCommand.h"
 #include "Apps/CommandLine/CDemoCommand.h"
@@ -44,6 +46,8 @@ std::vector<std::unique_ptr<ICommand>> MakeCommands()
     commands.push_back(std::make_unique<CViewCommand>());
     commands.push_back(std::make_unique<CCutCommand>());
     commands.push_back(std::make_unique<CProjectCommand>());
+    commands.push_back(std::make_unique<CCleanCommand>());
+    commands.push_back(std::make_unique<CApplyCommand>());
     commands.push_back(std::make_unique<CHistoryCommand>(CHistoryCommand::Direction::Undo));
     commands.push_back(std::make_unique<CHistoryCommand>(CHistoryCommand::Direction::Redo));
     commands.push_back(std::make_unique<CDemoCommand>());

@@ -51,7 +51,8 @@ TEST_P(ProgramCommandHelpTest, Help_FitsIntoEightyColumns)
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, ProgramCommandHelpTest,
-                         testing::Values("info", "view", "cut", "project", "undo", "redo", "demo"),
+                         testing::Values("info", "view", "cut", "project", "clean", "apply", "undo",
+                                         "redo", "demo"),
                          [](const auto& command) { return std::string(command.param); });
 
 TEST(ProgramTest, Version_IsOneLine)

@@ -1,0 +1,201 @@
+#include "Apps/CommandLine/CApplyCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <system_error>
+
+#include "Application/Files/COutputError.h"
+#include "Application/Projects/CProject.h"
+#include "Application/Projects/Stations.h"
+#include "Application/Projects/TransformList.h"
+#include "Application/Scans/CKeptPoints.h"
+#include "Apps/CommandLine/CHelpFormatter.h"
+#include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/StationFiles.h"
+#include "Apps/CommandLine/StepProgress.h"
+
+namespace CommandLine
+{
+
+namespace
+{
+
+using Application::CProject;
+using Application::SStation;
+using Base::CSurfelBitMask;
+namespace fs = std::filesystem;
+
+/// A name in the folder for each scan: its own, or with a number where scans of several folders
+/// have the same.
+std::vector<std::string> MakeTargets(const std::vector<SStation>& stations,
+                                     const std::string& folder)
+{
+    std::set<std::string> taken;
+    std::vector<std::string> targets;
+    for (const SStation& station : stations)
+    {
+        const fs::path own = station.scan.GetPath().filename();
+        std::string name = own.string();
+        for (int number = 2; !taken.insert(name).second; ++number)
+        {
+            name = own.stem().string() + "-" + std::to_string(number) + own.extension().string();
+        }
+        targets.push_back((fs::path(folder) / name).string());
+    }
+    return targets;
+}
+
+void MakeFolder(const std::string& folder)
+{
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error)
+    {
+        throw Application::COutputError(folder, "cannot be made: " + error.message());
+    }
+}
+
+/// The transforms of the scans under their new names, as 'veko2 project create' reads them.
+std::string MakeTransformList(const CProject& project, const std::vector<std::string>& targets)
+{
+    std::vector<Application::SListedTransform> list;
+    for (std::size_t index = 0; index < targets.size(); ++index)
+    {
+        list.push_back({fs::path(targets[index]).filename().string(),
+                        project.GetDocument().scans[index].transform});
+    }
+    return Application::PrintTransformList(list);
+}
+
+}  // namespace
+
+CLI::App& CApplyCommand::AddTo(CLI::App& program)
+{
+    CLI::App& command =
+        *program.add_subcommand("apply", "Write the scans of a project without what is flagged.");
+    command.formatter(std::make_shared<CHelpFormatter>(
+        std::vector<std::string>{"veko2 apply site.veko2.json --output cleaned",
+                                 "veko2 apply site.veko2.json --output flagged --property"}));
+    command.add_option("PROJECT", m_project, "The project file.")->required();
+    command
+        .add_option("-o,--output", m_folder,
+                    "Write the scans into this folder, in their own formats and under their own "
+                    "names, and transforms.txt with their transforms.")
+        ->type_name("FOLDER");
+    CLI::Option* const drop =
+        command
+            .add_option("--drop", m_dropped,
+                        "Drop only these: 'cut' or 'small-component'; may be given twice. Both "
+                        "are dropped by default.")
+            ->type_name("FLAG")
+            ->allow_extra_args(false);
+    command
+        .add_flag("--property", m_isProperty,
+                  "Drop nothing; write the flags as a property 'ushort veko2_flags' of PLY "
+                  "vertices.")
+        ->excludes(drop);
+    command.add_flag("--dry-run", m_dryRun, "Only say what would be dropped.");
+    command.add_flag("--force", m_force, "Replace files that exist.");
+    return command;
+}
+
+SReport CApplyCommand::Run(CConsole& console)
+{
+    if (m_folder.empty() && !m_dryRun)
+    {
+        throw CUsageError("where to? give --output with a folder, or --dry-run");
+    }
+    const std::uint16_t dropBits = parseDropped();
+    const CProject project = CProject::Open(m_project, CProject::Access::Read);
+    const std::vector<SStation> stations =
+        Application::LoadStations(project, MakeStepProgress(console, "Reading"));
+    const std::vector<std::string> targets = MakeTargets(stations, m_folder);
+    const std::string transforms = (fs::path(m_folder) / "transforms.txt").string();
+    if (!m_dryRun)
+    {
+        MakeFolder(m_folder);
+        std::vector<SOutputFile> outputs{{"transforms", transforms, m_force}};
+        for (const std::string& target : targets)
+        {
+            outputs.push_back({"scan", target, m_force});
+        }
+        CheckOutputs(outputs);
+    }
+
+    SReport report;
+    report.document = {
+        {"command", "apply"}, {"project", m_project}, {"scans", nlohmann::ordered_json::array()}};
+    for (std::size_t index = 0; index < stations.size(); ++index)
+    {
+        CInterruption::ThrowIfRequested();
+        const std::uint64_t points = stations[index].scan.GetPointCount();
+        const std::uint64_t kept =
+            m_isProperty
+                ? points
+                : Application::CKeptPoints(stations[index].GetFlags(), dropBits).CountKept(points);
+        const std::string scan = stations[index].scan.GetPath().string();
+        if (!m_dryRun)
+        {
+            write(stations[index], targets[index], dropBits, console);
+        }
+        report.document["scans"].push_back(
+            {{"scan", scan}, {"points", points}, {"dropped", points - kept}, {"kept", kept}});
+        if (!m_dryRun)
+        {
+            report.document["scans"].back()["output"] = targets[index];
+        }
+        report.text += (m_dryRun ? scan : targets[index]) + ": " + std::to_string(points - kept) +
+                       " of " + std::to_string(points) +
+                       (m_dryRun ? " points would be dropped, " : " points dropped, ") +
+                       std::to_string(kept) + " kept\n";
+    }
+    if (!m_dryRun)
+    {
+        WriteText(transforms, MakeTransformList(project, targets), m_force);
+        report.document["transforms"] = transforms;
+        report.text += transforms + '\n';
+    }
+    report.document["dryRun"] = m_dryRun;
+    return report;
+}
+
+std::uint16_t CApplyCommand::parseDropped() const
+{
+    std::uint16_t bits = 0;
+    for (const std::string& name : m_dropped)
+    {
+        if (name == "cut")
+        {
+            bits |= CSurfelBitMask::SurfelFlagCut;
+        }
+        else if (name == "small-component")
+        {
+            bits |= CSurfelBitMask::SurfelFlagSmallComponent;
+        }
+        else
+        {
+            throw CUsageError("--drop: expected cut or small-component, found '" + name + "'");
+        }
+    }
+    constexpr std::uint16_t c_both =
+        CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent;
+    return m_dropped.empty() ? c_both : bits;
+}
+
+void CApplyCommand::write(const SStation& station, const std::string& target,
+                          std::uint16_t dropBits, CConsole& console) const
+{
+    const auto progress = MakeStepProgress(console, "Writing");
+    if (m_isProperty)
+    {
+        station.scan.WriteFlagged(target, station.GetFlags(), m_force, progress);
+        return;
+    }
+    station.scan.WriteKept(target, Application::CKeptPoints(station.GetFlags(), dropBits), m_force,
+                           progress);
+}
+
+}  // namespace CommandLine

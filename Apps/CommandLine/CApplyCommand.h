@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Application/Projects/SStation.h"
+#include "Apps/CommandLine/ICommand.h"
+#include "Apps/CommandLine/OutputFiles.h"
+
+namespace CommandLine
+{
+
+/// `veko2 apply`: writes the scans of a project without what is flagged, or with the flags as a
+/// property.
+class CApplyCommand : public ICommand
+{
+public:
+    CLI::App& AddTo(CLI::App& program) override;
+    SReport Run(CConsole& console) override;
+
+private:
+    [[nodiscard]] std::uint16_t parseDropped() const;
+    void write(const Application::SStation& station, const std::string& target,
+               std::uint16_t dropBits, CConsole& console) const;
+
+    std::string m_project;
+    std::string m_folder;
+    std::vector<std::string> m_dropped;
+    bool m_isProperty = false;
+    bool m_dryRun = false;
+    bool m_force = false;
+};
+
+}  // namespace CommandLine

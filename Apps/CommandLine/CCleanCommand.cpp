@@ -1,0 +1,349 @@
+#include "Apps/CommandLine/CCleanCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <unordered_map>
+#include <utility>
+
+#include "Application/Projects/CProject.h"
+#include "Application/Projects/ProjectJson.h"
+#include "Application/Projects/Stations.h"
+#include "Application/Scans/CFlagFile.h"
+#include "Application/Scans/CKeptPoints.h"
+#include "Apps/CommandLine/CConsole.h"
+#include "Apps/CommandLine/CHelpFormatter.h"
+#include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/EditHistory.h"
+#include "Apps/CommandLine/OutputFiles.h"
+#include "Apps/CommandLine/StationFiles.h"
+#include "Apps/CommandLine/StepProgress.h"
+#include "Apps/CommandLine/ValueParsing.h"
+#include "DataLayer/Base3D/PointCloudEditing/CSmallComponentModifyOperation.h"
+
+namespace CommandLine
+{
+
+namespace
+{
+
+using Application::CProject;
+using Application::CScanFuser;
+using Application::SStation;
+using Base::CSurfelBitMask;
+using nlohmann::ordered_json;
+using Words = std::vector<CSurfelBitMask>;
+using Mask = std::shared_ptr<const Base::CSurfelCollectionMask>;
+
+CScanFuser::SFusion Fuse(const CScanFuser::SParameters& parameters,
+                         const std::vector<SStation>& stations)
+{
+    std::vector<CScanFuser::SScan> scans;
+    for (const SStation& station : stations)
+    {
+        scans.push_back({station.entity->GetID(), station.entity, station.trafo, station.mask});
+    }
+    try
+    {
+        return CScanFuser(parameters).Fuse(scans);
+    }
+    catch (const std::invalid_argument& error)
+    {
+        throw CUsageError(error.what());
+    }
+}
+
+/// The new masks of the stations, empty where none changes.
+std::vector<Mask> FlagSmallComponents(std::shared_ptr<const DataLayer::SFuserContent> content,
+                                      const std::vector<SStation>& stations)
+{
+    const DataLayer::CSmallComponentModifyOperation operation(content);
+    const Base::CEntityMapModifyBatch batch =
+        operation.ComputeModifications(Application::MakeSyncBatch(stations));
+    std::unordered_map<Base::CUniqueID, Mask> masks;
+    for (const Base::CEntityMapModifyMessage& message : batch.messages)
+    {
+        masks[message.key] = message.GetNewState().mask.GetValue();
+    }
+    std::vector<Mask> changed;
+    for (const SStation& station : stations)
+    {
+        changed.push_back(masks[station.entity->GetID()]);
+    }
+    return changed;
+}
+
+/// What became of a station's small-component flags.
+ordered_json Compare(const SStation& station, const Mask& changed)
+{
+    constexpr std::uint16_t c_small = CSurfelBitMask::SurfelFlagSmallComponent;
+    const Words& before = station.GetFlags();
+    const Words& after = changed ? changed->GetBitMasks() : before;
+    std::uint64_t numFlagged = 0;
+    std::uint64_t numUnflagged = 0;
+    for (std::size_t index = 0; index < after.size(); ++index)
+    {
+        const bool wasSmall = !before.empty() && (before[index].bits & c_small) != 0;
+        const bool isSmall = (after[index].bits & c_small) != 0;
+        numFlagged += isSmall && !wasSmall ? 1 : 0;
+        numUnflagged += wasSmall && !isSmall ? 1 : 0;
+    }
+    return {{"scan", station.scan.GetPath().string()},
+            {"points", station.scan.GetPointCount()},
+            {"flagged", numFlagged},
+            {"unflagged", numUnflagged},
+            {"leftAlone", CountFlagged(before, CSurfelBitMask::SurfelFlagExcluded)},
+            {"smallComponent", CountFlagged(after, c_small)}};
+}
+
+ordered_json Describe(const CScanFuser::SReport& report)
+{
+    ordered_json document = {{"voxel", report.voxelSize},
+                             {"scale", report.scale},
+                             {"searchBound", report.searchBound},
+                             {"components", report.numComponents},
+                             {"smallComponents", report.numSmallComponents},
+                             {"largestComponentPoints", report.numLargestComponentPoints},
+                             {"smallComponentPoints", report.numSmallComponentPoints},
+                             {"notFinitePoints", report.numNotFinitePoints},
+                             {"leftOutPoints", report.numLeftOutPoints},
+                             {"tooFarPoints", report.numTooFarPoints}};
+    document["spacing"] = report.spacing ? ordered_json(*report.spacing) : ordered_json(nullptr);
+    return document;
+}
+
+std::string ToText(double number)
+{
+    char digits[32];
+    const auto end =
+        std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 4);
+    return std::string(digits, end.ptr);
+}
+
+std::string ToText(const ordered_json& scan, bool isDryRun)
+{
+    const auto count = [&](const char* name) {
+        return std::to_string(scan[name].get<std::uint64_t>());
+    };
+    return scan["scan"].get<std::string>() + ": " + count("flagged") + " of " + count("points") +
+           (isDryRun ? " points would be flagged, " : " points flagged, ") + count("unflagged") +
+           " unflagged, " + count("leftAlone") + " left alone\n";
+}
+
+}  // namespace
+
+CLI::App& CCleanCommand::AddTo(CLI::App& program)
+{
+    CLI::App& command = *program.add_subcommand(
+        "clean", "Flag small floating components of a project or of scans.");
+    command.formatter(std::make_shared<CHelpFormatter>(
+        std::vector<std::string>{"veko2 clean site.veko2.json",
+                                 "veko2 clean scan.ply --min-points 500 --output cleaned.ply"}));
+    command
+        .add_option("SCAN", m_scans,
+                    "A project; or scans in one common frame: PLY, OBJ, STL or XYZ text.")
+        ->required();
+    command
+        .add_option("-o,--output", m_outputs,
+                    "Write what is left of a scan here; once per scan, in order.")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    command
+        .add_option("--flags", m_flags,
+                    "Keep a scan's flags in this flag file; one that is there is continued. Once "
+                    "per scan, in order.")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    command
+        .add_option("--min-points", m_minimumPoints, "Components of fewer points are small (0).")
+        ->type_name("COUNT");
+    command
+        .add_option("--min-fraction", m_minimumFraction,
+                    "Components of less than this fraction of the largest one's points are small "
+                    "(0.001; 0 where --min-points is given).")
+        ->type_name("FRACTION");
+    command
+        .add_option("--voxel", m_voxelSize,
+                    "Points within this distance belong together, in the scans' unit; by default "
+                    "from the median distance of neighbours.")
+        ->type_name("LENGTH");
+    command
+        .add_option("--scale", m_scale,
+                    "How many units of the search, which looks 2.25 of them far, one unit of the "
+                    "scans is; by default a voxel is two.")
+        ->type_name("FACTOR");
+    command.add_flag("--dry-run", m_dryRun, "Only say what would be flagged.");
+    command.add_flag("--force", m_force, "Replace files that exist.");
+    return command;
+}
+
+SReport CCleanCommand::Run(CConsole& console)
+{
+    (void)parseParameters();
+    const bool isAnyProject =
+        std::any_of(m_scans.begin(), m_scans.end(),
+                    [](const std::string& scan) { return Application::IsProjectFile(scan); });
+    if (!isAnyProject)
+    {
+        return cleanScans(console);
+    }
+    if (m_scans.size() > 1)
+    {
+        throw CUsageError("one project is cleaned at a time, and no scans beside it");
+    }
+    if (!m_outputs.empty() || !m_flags.empty())
+    {
+        throw CUsageError(
+            "--output and --flags do not go with a project, which keeps the flags itself; 'veko2 "
+            "apply' writes what is left");
+    }
+    return cleanProject(console);
+}
+
+CScanFuser::SParameters CCleanCommand::parseParameters() const
+{
+    CScanFuser::SParameters parameters;
+    if (!m_minimumPoints.empty())
+    {
+        parameters.minimumPoints = ParseCount("--min-points", m_minimumPoints);
+        parameters.minimumFraction = 0.0;
+    }
+    if (!m_minimumFraction.empty())
+    {
+        parameters.minimumFraction = ParseNumber("--min-fraction", m_minimumFraction);
+        if (!(parameters.minimumFraction >= 0.0 && parameters.minimumFraction <= 1.0))
+        {
+            throw CUsageError("--min-fraction: expected a number from 0 to 1, found '" +
+                              m_minimumFraction + "'");
+        }
+    }
+    if (!m_voxelSize.empty())
+    {
+        parameters.voxelSize = ParsePositiveNumber("--voxel", m_voxelSize);
+    }
+    if (!m_scale.empty())
+    {
+        parameters.scale = ParsePositiveNumber("--scale", m_scale);
+    }
+    return parameters;
+}
+
+SReport CCleanCommand::cleanProject(CConsole& console) const
+{
+    CProject project =
+        CProject::Open(m_scans[0], m_dryRun ? CProject::Access::Read : CProject::Access::Edit);
+    std::vector<SStation> stations =
+        Application::LoadStations(project, MakeStepProgress(console, "Reading"));
+    std::vector<Mask> changed;
+    SReport report = clean(stations, changed, console);
+    report.document["project"] = m_scans[0];
+    if (!m_dryRun)
+    {
+        AddEdit(project, "clean", changed, console, report);
+    }
+    return report;
+}
+
+void CCleanCommand::checkScans() const
+{
+    if (m_outputs.empty() && m_flags.empty() && !m_dryRun)
+    {
+        throw CUsageError("where to? give --output, --flags or --dry-run");
+    }
+    for (const auto& [option, files] :
+         {std::pair("--output", &m_outputs), std::pair("--flags", &m_flags)})
+    {
+        if (!files->empty() && files->size() != m_scans.size())
+        {
+            throw CUsageError(ToCount(m_scans.size(), "scan") + " but " +
+                              std::to_string(files->size()) + " times " + option +
+                              ": give it once per scan, or not at all");
+        }
+    }
+}
+
+bool CCleanCommand::continuesFlags(std::size_t scan) const
+{
+    return !m_flags.empty() && std::filesystem::exists(m_flags[scan]);
+}
+
+SReport CCleanCommand::cleanScans(CConsole& console) const
+{
+    checkScans();
+    std::vector<SOutputFile> outputs;
+    for (std::size_t index = 0; index < m_scans.size() && !m_dryRun; ++index)
+    {
+        if (!m_outputs.empty())
+        {
+            outputs.push_back({"--output", m_outputs[index], m_force});
+        }
+        if (!m_flags.empty())
+        {
+            outputs.push_back({"--flags", m_flags[index], m_force || continuesFlags(index)});
+        }
+    }
+    CheckOutputs(outputs);
+    std::vector<SStation> stations;
+    for (std::size_t index = 0; index < m_scans.size(); ++index)
+    {
+        CInterruption::ThrowIfRequested();
+        stations.push_back(OpenStation(
+            m_scans[index], continuesFlags(index) ? m_flags[index] : std::string(), console));
+    }
+    std::vector<Mask> changed;
+    SReport report = clean(stations, changed, console);
+    for (std::size_t index = 0; index < stations.size() && !m_dryRun; ++index)
+    {
+        const SStation& station = stations[index];
+        Words words = changed[index] ? changed[index]->GetBitMasks() : station.GetFlags();
+        words.resize(station.scan.GetPointCount());
+        if (!m_flags.empty())
+        {
+            Application::CFlagFile::Write(m_flags[index], words, m_force || continuesFlags(index));
+            report.text += "flags: " + m_flags[index] + '\n';
+        }
+        if (!m_outputs.empty())
+        {
+            constexpr std::uint16_t c_dropped =
+                CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent;
+            station.scan.WriteKept(m_outputs[index], Application::CKeptPoints(words, c_dropped),
+                                   m_force, MakeStepProgress(console, "Writing"));
+            report.text += "output: " + m_outputs[index] + '\n';
+        }
+    }
+    return report;
+}
+
+SReport CCleanCommand::clean(std::vector<SStation>& stations, std::vector<Mask>& changed,
+                             CConsole& console) const
+{
+    CInterruption::ThrowIfRequested();
+    console.ShowProgress("Fusing", 0.0);
+    CScanFuser::SFusion fusion = Fuse(parseParameters(), stations);
+    CInterruption::ThrowIfRequested();
+    console.ShowProgress("Flagging", 0.0);
+    changed = FlagSmallComponents(std::move(fusion.content), stations);
+    CInterruption::ThrowIfRequested();
+
+    SReport report;
+    const CScanFuser::SReport& found = fusion.report;
+    report.document = {{"command", "clean"},
+                       {"fusion", Describe(found)},
+                       {"scans", ordered_json::array()},
+                       {"dryRun", m_dryRun}};
+    report.text = ToCount(found.numComponents, "component") + ", " +
+                  std::to_string(found.numSmallComponents) + " small; voxel " +
+                  ToText(found.voxelSize) + ", scale " + ToText(found.scale) + '\n';
+    for (std::size_t index = 0; index < stations.size(); ++index)
+    {
+        report.document["scans"].push_back(Compare(stations[index], changed[index]));
+        report.text += ToText(report.document["scans"].back(), m_dryRun);
+    }
+    return report;
+}
+
+}  // namespace CommandLine

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Application/Fusion/CScanFuser.h"
+#include "Application/Projects/SStation.h"
+#include "Apps/CommandLine/ICommand.h"
+
+namespace CommandLine
+{
+
+/// `veko2 clean`: flags the small floating components of a project, or of scans in one common
+/// frame.
+class CCleanCommand : public ICommand
+{
+public:
+    CLI::App& AddTo(CLI::App& program) override;
+    SReport Run(CConsole& console) override;
+
+private:
+    using Mask = std::shared_ptr<const Base::CSurfelCollectionMask>;
+
+    [[nodiscard]] Application::CScanFuser::SParameters parseParameters() const;
+    void checkScans() const;
+    [[nodiscard]] bool continuesFlags(std::size_t scan) const;
+    [[nodiscard]] SReport cleanProject(CConsole& console) const;
+    [[nodiscard]] SReport cleanScans(CConsole& console) const;
+    [[nodiscard]] SReport clean(std::vector<Application::SStation>& stations,
+                                std::vector<Mask>& changed, CConsole& console) const;
+
+    std::vector<std::string> m_scans;
+    std::vector<std::string> m_outputs;
+    std::vector<std::string> m_flags;
+    std::string m_minimumPoints;
+    std::string m_minimumFraction;
+    std::string m_voxelSize;
+    std::string m_scale;
+    bool m_dryRun = false;
+    bool m_force = false;
+};
+
+}  // namespace CommandLine

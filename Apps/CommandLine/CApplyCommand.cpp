@@ -117,12 +117,18 @@ SReport CApplyCommand::Run(CConsole& console)
     if (!m_dryRun)
     {
         MakeFolder(m_folder);
+        // The project's flags belong to its scans as they are.
+        std::vector<std::string> inputs{m_project};
+        for (const SStation& station : stations)
+        {
+            inputs.push_back(station.scan.GetPath().string());
+        }
         std::vector<SOutputFile> outputs{{"transforms", transforms, m_force}};
         for (const std::string& target : targets)
         {
             outputs.push_back({"scan", target, m_force});
         }
-        CheckOutputs(outputs);
+        CheckOutputs(outputs, inputs);
     }
 
     SReport report;

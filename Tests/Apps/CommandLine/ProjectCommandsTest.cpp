@@ -272,6 +272,7 @@ TEST_F(ProjectCommandsTest, BadInput_IsRefusedAndChangesNothing)
     expectFailure({"apply", "p.json"}, 2, "--output");
     expectFailure({"apply", "p.json", "--output", "out", "--drop", "frozen"}, 2, "--drop");
     expectFailure({"apply", "p.json", "--output", "a.ply"}, 4, "a.ply");
+    expectFailure({"apply", "p.json", "--output", ".", "--force"}, 2, "a.ply");
     expectFailure({"clean", "p.json", "a.ply"}, 2, "one project");
     expectFailure({"clean", "p.json", "-o", "x.ply"}, 2, "veko2 apply");
     expectFailure({"clean", "a.ply"}, 2, "--output");

@@ -92,6 +92,13 @@ bool CObjLineReader::Next()
     }
     m_begin = m_lines.GetBegin();
     m_line = m_lines.GetNumber();
+    // It would make all of an old text file further words of its first statement.
+    if (m_lines.GetLine().find('\r') != std::string_view::npos)
+    {
+        throw CInputError::AtLine(m_file, m_line,
+                                  "expected lines that end with a line feed, found a carriage "
+                                  "return without one");
+    }
     while (m_lines.GetLine().ends_with('\\') && m_lines.Next())
     {}
     m_words = m_text.substr(m_begin, m_lines.GetEnd() - m_begin);

@@ -52,6 +52,7 @@ public:
     {}
 
     /// Goes to the next statement; false when there is none.
+    /// @throw CInputError when a carriage return stands inside a line.
     [[nodiscard]] bool Next();
 
     [[nodiscard]] EObjStatement GetStatement() const { return m_statement; }

@@ -41,6 +41,13 @@ bool CXyzReader::Next()
     while (m_lines.Next())
     {
         std::string_view rest = getLine();
+        // It would make all points of an old text file further columns of its first.
+        if (rest.find('\r') != std::string_view::npos)
+        {
+            throw CInputError::AtLine(m_file, m_lines.GetNumber(),
+                                      "expected lines that end with a line feed, found a carriage "
+                                      "return without one");
+        }
         const std::string_view column = takeColumn(rest);
         if (column.empty() || column.starts_with('#') || column.starts_with("//"))
         {

@@ -25,6 +25,7 @@ public:
     {}
 
     /// Goes to the next point's line; false when there is none.
+    /// @throw CInputError when a carriage return stands inside a line.
     [[nodiscard]] bool Next();
 
     /// The bytes of the line, its end included.

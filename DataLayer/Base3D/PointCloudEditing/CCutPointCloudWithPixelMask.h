@@ -69,7 +69,8 @@ public:
     /// as it has surfels when there were none), and its positions are not asked for.
     ///
     /// @throw VekoException when a collection that is not rejected has no positions.
-    /// @throw std::length_error when a collection has 2^32 surfels or more.
+    /// @throw std::length_error when a collection has 2^32 surfels or more and they are counted:
+    /// because it has no flags yet, or is not rejected.
     /// After an exception \p results has one entry per input, finished or not.
     void Compute(const std::vector<SInputData>& inputs, Results& results) const;
 

@@ -148,6 +148,13 @@ TEST(CObjScan, Parse_DamagedLinesAreNamed)
               "m.obj: line 5: expected the number of a vertex from 1 to 4, found '7'");
 }
 
+TEST(CObjScan, Parse_CarriageReturnsAloneDoNotEndLines)
+{
+    EXPECT_EQ(ScanTest::ParseMessage("v 1 2 3\rv 4 5 6\r", "m.obj"),
+              "m.obj: line 1: expected lines that end with a line feed, found a carriage return "
+              "without one");
+}
+
 TEST(CObjScan, Parse_NoVerticesAreAnError)
 {
     EXPECT_EQ(messageOf("# nothing\n"), "m.obj: expected lines 'v x y z', found none");

@@ -68,6 +68,13 @@ TEST(CXyzScan, Parse_DamagedLineIsNamed)
               "p.xyz: line 2: expected the number x of a point, found 'x'");
 }
 
+TEST(CXyzScan, Parse_CarriageReturnsAloneDoNotEndLines)
+{
+    EXPECT_EQ(ScanTest::ParseMessage("1 2 3\r4 5 6\r", "p.xyz"),
+              "p.xyz: line 1: expected lines that end with a line feed, found a carriage return "
+              "without one");
+}
+
 TEST(CXyzScan, Parse_ByteOrderMarkIsNoPartOfTheFirstPoint)
 {
     const std::string mark = "\xEF\xBB\xBF";

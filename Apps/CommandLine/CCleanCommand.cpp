@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "Application/Files/CFileLock.h"
 #include "Application/Projects/CProject.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Projects/Stations.h"
@@ -287,10 +288,27 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
         }
     }
     CheckOutputs(outputs);
+    for (const SOutputFile& output : outputs)
+    {
+        // The rest of a scan may take its place, but nothing that of another.
+        std::vector<std::string> inputs = m_scans;
+        const auto rest = std::find(m_outputs.begin(), m_outputs.end(), output.file);
+        if (rest != m_outputs.end())
+        {
+            inputs.erase(inputs.begin() + (rest - m_outputs.begin()));
+        }
+        CheckOutputs({output}, inputs);
+    }
+    std::vector<std::unique_ptr<Application::CFileLock>> locks;
     std::vector<SStation> stations;
     for (std::size_t index = 0; index < m_scans.size(); ++index)
     {
         CInterruption::ThrowIfRequested();
+        if (continuesFlags(index) && !m_dryRun)
+        {
+            // Two runs that continue the same flag file do so one after the other.
+            locks.push_back(std::make_unique<Application::CFileLock>(m_flags[index]));
+        }
         stations.push_back(OpenStation(
             m_scans[index], continuesFlags(index) ? m_flags[index] : std::string(), console));
     }

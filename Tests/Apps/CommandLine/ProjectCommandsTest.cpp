@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -277,6 +278,8 @@ TEST_F(ProjectCommandsTest, BadInput_IsRefusedAndChangesNothing)
     expectFailure({"clean", "p.json", "-o", "x.ply"}, 2, "veko2 apply");
     expectFailure({"clean", "a.ply"}, 2, "--output");
     expectFailure({"clean", "a.ply", "b.ply", "-o", "x.ply"}, 2, "2 scans but 1 times --output");
+    expectFailure({"clean", "a.ply", "--flags", "a.ply", "--force"}, 2, "a.ply");
+    expectFailure({"clean", "a.ply", "b.ply", "-o", "b.ply", "-o", "c.ply", "--force"}, 2, "b.ply");
     expectFailure({"clean", "a.ply", "--dry-run", "--voxel", "0"}, 2, "--voxel");
     expectFailure({"clean", "a.ply", "--dry-run", "--scale", "-1"}, 2, "--scale");
     expectFailure({"clean", "a.ply", "--dry-run", "--min-fraction", "2"}, 2, "--min-fraction");
@@ -484,6 +487,40 @@ TEST_F(ProjectCommandsTest, Kill_LeavesTheLastWholeEdit)
     for (const auto& entry : std::filesystem::directory_iterator(in("p.data")))
     {
         EXPECT_EQ(entry.path().extension() == ".part", false) << entry.path();
+    }
+}
+
+/// Registered scans of real sensors go through every command, and all the way back.
+TEST_F(ProjectCommandsTest, RealScans_GoThereAndBackAgain)
+{
+    const char* const data = std::getenv("VEKO2_DATA");
+    if (data == nullptr)
+    {
+        GTEST_SKIP() << "VEKO2_DATA does not name a folder of real scans";
+    }
+    for (const std::string set : {"street", "indoor_captures"})
+    {
+        const std::string list = std::string(data) + '/' + set + "/transforms.txt";
+        const std::string project = set + ".json";
+        expectDone({"project", "create", project, "--transforms", list});
+        const std::string begin = read(project);
+        const auto cleaned = json::parse(expectDone({"clean", project, "--json"}));
+        EXPECT_GT(cleaned["fusion"]["components"], 0);
+        const auto cut =
+            json::parse(expectDone({"cut", project, "--rectangle", "540,260,740,460", "--json"}));
+        std::uint64_t numScansCut = 0;
+        for (const json& scan : cut["scans"])
+        {
+            numScansCut += scan["newlyCut"] > 0 ? 1 : 0;
+        }
+        EXPECT_GT(numScansCut, 1U) << set;
+        expectDone({"apply", project, "--output", set + "-out"});
+        expectDone({"undo", project, "--steps", "2"});
+        for (const json& scan : json::parse(read(project))["scans"])
+        {
+            EXPECT_TRUE(scan["flags"].is_null());
+        }
+        EXPECT_EQ(json::parse(begin)["scans"], json::parse(read(project))["scans"]);
     }
 }
 

@@ -1,0 +1,138 @@
+// The pixel-mask cut operation over whole batches: many small entities and few large ones, with
+// none, one in a hundred and all of them under the paint. The rate counts entities.
+
+#include <benchmark/benchmark.h>
+#include <tbb/global_control.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Base/Interfaces/IPointCloudSupport.h"
+#include "Base/Interfaces/SRegionSelectionInfo.h"
+#include "Base/Interfaces/SyncableEntityMap.h"
+#include "DataLayer/Base3D/PointCloudEditing/CCutWithPixelMaskSyncableEntityCollectionModifyOperation.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
+
+namespace
+{
+
+using Operation = DataLayer::CCutWithPixelMaskSyncableEntityCollectionModifyOperation;
+
+constexpr std::uint32_t c_viewWidth = 1920;
+constexpr std::uint32_t c_viewHeight = 1080;
+
+/// An identifier that is counted up, so that making the scene draws none.
+Base::CEntityID MakeID(std::uint32_t number)
+{
+    std::array<std::uint8_t, 16> bytes{};
+    for (std::size_t index = 0; index < 4; ++index)
+    {
+        bytes[index] = static_cast<std::uint8_t>(number >> (8 * index));
+    }
+    return Base::CEntityID(bytes);
+}
+
+class CEntity : public Base::IGeometricEntity
+{
+public:
+    CEntity(Base::CEntityID id, std::shared_ptr<const Base::ISurfelCollection> collection)
+        : m_id(id), m_collection(std::move(collection))
+    {}
+
+    [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> GetSurfelCollection(
+        bool /*forEditing*/) const override
+    {
+        return m_collection;
+    }
+    [[nodiscard]] const Base::CEntityID& GetID() const override { return m_id; }
+    [[nodiscard]] std::shared_ptr<Base::IVekoSerializable> FindTag(
+        const std::string& /*interfaceName*/) const override
+    {
+        return nullptr;
+    }
+
+private:
+    Base::CEntityID m_id;
+    std::shared_ptr<const Base::ISurfelCollection> m_collection;
+};
+
+/// Entities side by side over the width of the view, each a column of surfels over its height.
+Base::CEntityMapSyncBatch MakeBatch(std::uint32_t numEntities, std::uint32_t numSurfels)
+{
+    const auto positions =
+        std::make_shared<std::vector<LqVector3f>>(std::size_t{numEntities} * numSurfels);
+    std::vector<Base::CEntityMapSyncEntry> entries(numEntities,
+                                                   Base::CEntityMapSyncEntry{MakeID(0), {}});
+    for (std::uint32_t entity = 0; entity < numEntities; ++entity)
+    {
+        LqVector3f* const own = positions->data() + std::size_t{entity} * numSurfels;
+        const float x =
+            (2.0F * static_cast<float>(entity) + 1.0F) / static_cast<float>(numEntities) - 1.0F;
+        for (std::uint32_t surfel = 0; surfel < numSurfels; ++surfel)
+        {
+            own[surfel] = {
+                x, 0.99F - 1.98F * static_cast<float>(surfel) / static_cast<float>(numSurfels),
+                0.5F};
+        }
+        const auto collection = std::make_shared<const DataLayer::CSurfelCollectionView>(
+            positions, numSurfels, own, sizeof(LqVector3f));
+        // Built here, as an application has long done it when the user paints.
+        static_cast<void>(collection->GetPointCloudSupport()->GetBoundingBox());
+        Base::CEntityMapValue value;
+        value.trafo = c_matIdentityD;
+        value.entity = std::make_shared<const CEntity>(MakeID(entity + 1), collection);
+        entries[entity] = {MakeID(entity + 1), std::move(value)};
+    }
+    return Base::CEntityMapSyncBatch(std::move(entries));
+}
+
+/// The left \p percent of the view painted.
+std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(std::int64_t percent)
+{
+    std::vector<std::uint8_t> mask(std::size_t{c_viewWidth} * c_viewHeight);
+    for (std::size_t pixel = 0; pixel < mask.size(); ++pixel)
+    {
+        const auto column = static_cast<std::int64_t>(pixel % c_viewWidth);
+        mask[pixel] = 100 * column < percent * c_viewWidth ? 1 : 0;
+    }
+    const LqMatrix4Rf identity(c_matIdentityD);
+    return Base::MakeRegionSelection(identity, identity, identity, std::move(mask), c_viewWidth,
+                                     c_viewHeight);
+}
+
+void CutBatch(benchmark::State& state)
+{
+    const auto numEntities = static_cast<std::uint32_t>(state.range(0));
+    const auto numSurfels = static_cast<std::uint32_t>(state.range(1));
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                      state.range(3) == 0
+                                          ? std::thread::hardware_concurrency()
+                                          : static_cast<std::size_t>(state.range(3)));
+    const Base::CEntityMapSyncBatch batch = MakeBatch(numEntities, numSurfels);
+    const Operation operation(
+        ScanAPI::shared_not_null<const Base::SRegionSelectionInfo>(MakeSelection(state.range(2))),
+        c_matIdentityD);
+    for ([[maybe_unused]] auto _ : state)
+    {
+        const auto answer = operation.ComputeModifications(batch);
+        benchmark::DoNotOptimize(answer.messages.data());
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+BENCHMARK(CutBatch)
+    ->ArgNames({"entities", "surfels", "painted", "threads"})
+    ->ArgsProduct({{1000}, {10}, {0, 1, 100}, {1, 0}})
+    ->ArgsProduct({{100'000}, {100}, {0, 1, 100}, {1, 0}})
+    ->ArgsProduct({{10}, {1'000'000}, {0, 1, 100}, {1, 0}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,6 +1,6 @@
 // Fuses a scan of a rough ball with floating bits beside it and finds its small components; the
-// same with the flagging of its surfels behind it; and, where it is installed, what users of
-// another library do: Euclidean cluster extraction with the voxel size for tolerance. Sizes from
+// same with the flagging of its surfels behind it; and, where nanoflann or PCL are installed, what
+// their users do: Euclidean cluster extraction, with half the voxel size for tolerance. Sizes from
 // 10^5 to 10^7 points in scan order and shuffled. "B/point" is the most memory that was in use
 // above what was before, by input point.
 
@@ -21,6 +21,10 @@
 #include "Benchmarks/BenchmarkScene.h"
 #include "DataLayer/Base3D/PointCloudEditing/CSmallComponentModifyOperation.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
+
+#if defined(VEKO2_HAS_NANOFLANN)
+#include <nanoflann.hpp>
+#endif
 
 #if defined(VEKO2_HAS_PCL)
 #include <pcl/point_cloud.h>
@@ -183,6 +187,81 @@ void FuseAndFlag(benchmark::State& state)
     });
 }
 
+#if defined(VEKO2_HAS_NANOFLANN) || defined(VEKO2_HAS_PCL)
+
+/// Half the voxel size that the fuser takes: what the others need to find the same clusters, and
+/// kind to them, since their time grows with its square.
+float ClusterTolerance(std::size_t count)
+{
+    return static_cast<float>(4.0 * std::sqrt(12.566370614359172 / static_cast<double>(count)));
+}
+
+#endif
+
+#if defined(VEKO2_HAS_NANOFLANN)
+
+/// The points as nanoflann reads them.
+struct SPoints
+{
+    const std::vector<LqVector3f>& points;
+
+    [[nodiscard]] std::size_t kdtree_get_point_count() const { return points.size(); }
+    [[nodiscard]] float kdtree_get_pt(std::size_t index, std::size_t axis) const
+    {
+        return axis == 0 ? points[index].x : axis == 1 ? points[index].y : points[index].z;
+    }
+    template <typename Box>
+    bool kdtree_get_bbox(Box& /*box*/) const
+    {
+        return false;
+    }
+};
+
+/// Euclidean cluster extraction as it is commonly written: a tree, a radius search for every point,
+/// and a cluster for all that can be reached.
+void ExtractClustersByTree(benchmark::State& state)
+{
+    RunOnScan(state, [](const std::vector<LqVector3f>& points) {
+        const SPoints adaptor{points};
+        const nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, SPoints>,
+                                                  SPoints, 3, std::uint32_t>
+            tree(3, adaptor);
+        const float tolerance = ClusterTolerance(points.size());
+        std::vector<bool> isReached(points.size());
+        std::vector<std::pair<std::uint32_t, float>> found;
+        std::vector<std::uint32_t> cluster;
+        std::uint64_t numSmall = 0;
+        for (std::uint32_t seed = 0; seed < points.size(); ++seed)
+        {
+            if (isReached[seed])
+            {
+                continue;
+            }
+            isReached[seed] = true;
+            cluster.assign(1, seed);
+            for (std::size_t next = 0; next < cluster.size(); ++next)
+            {
+                const LqVector3f& point = points[cluster[next]];
+                const float coordinates[3] = {point.x, point.y, point.z};
+                tree.radiusSearch(coordinates, tolerance * tolerance, found,
+                                  nanoflann::SearchParams(32, 0.0F, false));
+                for (const auto& [index, distance] : found)
+                {
+                    if (!isReached[index])
+                    {
+                        isReached[index] = true;
+                        cluster.push_back(index);
+                    }
+                }
+            }
+            numSmall += cluster.size() < c_pointsPerBit / 2 ? cluster.size() : 0;
+        }
+        return numSmall;
+    });
+}
+
+#endif
+
 #if defined(VEKO2_HAS_PCL)
 
 void ExtractClusters(benchmark::State& state)
@@ -195,9 +274,7 @@ void ExtractClusters(benchmark::State& state)
             cloud->push_back(pcl::PointXYZ(point.x, point.y, point.z));
         }
         pcl::EuclideanClusterExtraction<pcl::PointXYZ> extraction;
-        // About the voxel size that the fuser takes.
-        extraction.setClusterTolerance(
-            4.0 * std::sqrt(12.566370614359172 / static_cast<double>(points.size())));
+        extraction.setClusterTolerance(ClusterTolerance(points.size()));
         extraction.setSearchMethod(std::make_shared<pcl::search::KdTree<pcl::PointXYZ>>());
         extraction.setInputCloud(cloud);
         std::vector<pcl::PointIndices> clusters;
@@ -228,6 +305,9 @@ void RegisterAll(const std::vector<std::int64_t>& counts)
             };
             registerOne("Fuse", Fuse);
             registerOne("FuseAndFlag", FuseAndFlag);
+#if defined(VEKO2_HAS_NANOFLANN)
+            registerOne("ExtractClusters/nanoflann", ExtractClustersByTree);
+#endif
 #if defined(VEKO2_HAS_PCL)
             registerOne("ExtractClusters/PCL", ExtractClusters);
 #endif

@@ -69,6 +69,20 @@ std::optional<Base::CUniqueID> ParseKey(std::string_view text)
     return Base::CUniqueID(bytes);
 }
 
+/// The value itself, shortened; of containers in containers only the kind, since they may be nested
+/// deeper than printing them could bear.
+std::string Describe(const Json& value)
+{
+    constexpr std::size_t c_maxLength = 60;
+    const auto isContainer = [](const Json& element) { return element.is_structured(); };
+    if (value.is_structured() && std::any_of(value.begin(), value.end(), isContainer))
+    {
+        return value.type_name();
+    }
+    const std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
+    return text.size() > c_maxLength ? text.substr(0, c_maxLength) + "..." : text;
+}
+
 /// Reads the fields of one JSON object, and remembers where it stands for messages.
 class CFields
 {
@@ -159,13 +173,8 @@ public:
     [[noreturn]] void Fail(const std::string& name, const std::string& expected,
                            const Json& found) const
     {
-        std::string text = found.dump(-1, ' ', true, Json::error_handler_t::replace);
-        constexpr std::size_t c_maxLength = 60;
-        if (text.size() > c_maxLength)
-        {
-            text = text.substr(0, c_maxLength) + "...";
-        }
-        throw CInputError(m_file, where(name) + ": expected " + expected + ", found " + text);
+        throw CInputError(m_file,
+                          where(name) + ": expected " + expected + ", found " + Describe(found));
     }
 
 private:

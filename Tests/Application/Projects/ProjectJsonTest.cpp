@@ -152,6 +152,31 @@ INSTANTIATE_TEST_SUITE_P(
         SDamage{"NoEdits", "\"edits\":", "\"edit\":", "history.edit: the field is not known"}),
     [](const auto& damage) { return std::string(damage.param.name); });
 
+TEST(ProjectJsonTest, Parse_DeepNestingInsideAFieldIsAnErrorAndNoCrash)
+{
+    const std::string deep = std::string(400000, '[') + std::string(400000, ']');
+    const std::string header = "{\"format\": \"veko2-project\", \"version\": ";
+    for (const auto& [text, message] :
+         {std::pair("{\"format\": " + deep + "}",
+                    "format: expected \"veko2-project\", found array"),
+          std::pair(header + deep + "}", "version: expected 1"),
+          std::pair(header + "1, \"scans\": " + deep + "}",
+                    "scans[0]: expected an object, found array"),
+          std::pair(header + "1, \"scans\": {\"a\": " + deep + "}}",
+                    "scans: expected an array, found object")})
+    {
+        try
+        {
+            (void)ParseProject(text, "p.json");
+            FAIL() << message;
+        }
+        catch (const Application::CInputError& error)
+        {
+            EXPECT_THAT(error.what(), HasSubstr(message));
+        }
+    }
+}
+
 TEST(ProjectJsonTest, Parse_RefusesAKeyTwice)
 {
     SProjectDocument document = MakeDocument();

@@ -41,6 +41,21 @@ std::size_t FindScan(const SProjectDocument& document, const CMaskChanges::SReco
     return static_cast<std::size_t>(found - document.scans.begin());
 }
 
+/// Runs what reads a piece of the history, and says in what it throws which way out there is.
+template <typename Read>
+auto WithHistoryHelp(const std::filesystem::path& project, Read&& read)
+{
+    try
+    {
+        return read();
+    }
+    catch (const CInputError& error)
+    {
+        throw CInputError(
+            project, "the history cannot be used: " + std::string(error.what()) + c_historyHelp);
+    }
+}
+
 /// Takes the oldest edits off until the history fits its budget, but never the newest that is done.
 std::size_t DropOldest(SProjectDocument& document)
 {
@@ -198,7 +213,8 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
     {
         const SProjectEdit& edit =
             document.edits[isForward ? document.numDone : document.numDone - 1];
-        const CMaskChanges changes = CMaskChanges::Read(m_folder.GetPath(edit.file));
+        const CMaskChanges changes = WithHistoryHelp(
+            m_file, [&] { return CMaskChanges::Read(m_folder.GetPath(edit.file)); });
         for (const CMaskChanges::SRecord& record : changes.GetRecords())
         {
             const std::size_t scan = FindScan(document, record);
@@ -213,15 +229,7 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
             {
                 entry->second = ReadFlags(scan);
             }
-            try
-            {
-                changes.Apply(record, direction, entry->second);
-            }
-            catch (const CInputError& error)
-            {
-                throw CInputError(m_file, "the history cannot be used: " +
-                                              std::string(error.what()) + c_historyHelp);
-            }
+            WithHistoryHelp(m_file, [&] { changes.Apply(record, direction, entry->second); });
         }
         result.commands.push_back(edit.command);
         document.numDone = isForward ? document.numDone + 1 : document.numDone - 1;

@@ -330,7 +330,16 @@ TEST_F(CProjectTest, Undo_RefusesADamagedEditAndChangesNothing)
     content.back() = static_cast<char>(content.back() ^ 1);
     FileTest::WriteAll(data("1.edit"), content);
     const auto before = snapshot();
-    EXPECT_THROW(edit().Undo(1), CInputError);
+    try
+    {
+        edit().Undo(1);
+        FAIL();
+    }
+    catch (const CInputError& error)
+    {
+        EXPECT_THAT(error.what(), AllOf(HasSubstr("the history cannot be used"),
+                                        HasSubstr("1.edit"), HasSubstr("restore it")));
+    }
     EXPECT_EQ(snapshot(), before);
 }
 

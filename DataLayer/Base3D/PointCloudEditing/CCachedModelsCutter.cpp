@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Math/LqMatrix4R.h"
@@ -65,7 +64,7 @@ std::shared_ptr<CCachedModel> makeCutModel(const CCachedModel& model, const Surf
 }  // namespace
 
 CCachedModelsCutter::CCachedModelsCutter(std::shared_ptr<CCachedModel> model)
-    : m_model(std::move(model))
+    : m_model(model)
 {}
 
 CCachedModelsCutter::CCachedModelsCutter(const CCachedModelsCutter&) = default;

@@ -517,11 +517,12 @@ TEST_F(ProjectCommandsTest, RealScans_GoThereAndBackAgain)
         EXPECT_GT(numScansCut, 1U) << set;
         expectDone({"apply", project, "--output", set + "-out"});
         expectDone({"undo", project, "--steps", "2"});
-        for (const json& scan : json::parse(read(project))["scans"])
+        const json undone = json::parse(read(project));
+        for (const json& scan : undone["scans"])
         {
             EXPECT_TRUE(scan["flags"].is_null());
         }
-        EXPECT_EQ(json::parse(begin)["scans"], json::parse(read(project))["scans"]);
+        EXPECT_EQ(json::parse(begin)["scans"], undone["scans"]);
     }
 }
 

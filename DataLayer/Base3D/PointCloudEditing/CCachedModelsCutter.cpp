@@ -63,9 +63,7 @@ std::shared_ptr<CCachedModel> makeCutModel(const CCachedModel& model, const Surf
 
 }  // namespace
 
-CCachedModelsCutter::CCachedModelsCutter(std::shared_ptr<CCachedModel> model)
-    : m_model(model)
-{}
+CCachedModelsCutter::CCachedModelsCutter(std::shared_ptr<CCachedModel> model) : m_model(model) {}
 
 CCachedModelsCutter::CCachedModelsCutter(const CCachedModelsCutter&) = default;
 CCachedModelsCutter& CCachedModelsCutter::operator=(const CCachedModelsCutter&) = default;

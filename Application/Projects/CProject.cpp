@@ -225,11 +225,12 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
                                       std::string(c_historyHelp));
             }
             const auto [entry, isFirst] = flags.try_emplace(scan);
+            auto& words = entry->second;
             if (isFirst)
             {
-                entry->second = ReadFlags(scan);
+                words = ReadFlags(scan);
             }
-            WithHistoryHelp(m_file, [&] { changes.Apply(record, direction, entry->second); });
+            WithHistoryHelp(m_file, [&] { changes.Apply(record, direction, words); });
         }
         result.commands.push_back(edit.command);
         document.numDone = isForward ? document.numDone + 1 : document.numDone - 1;

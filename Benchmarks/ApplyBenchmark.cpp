@@ -1,13 +1,12 @@
 // Both forms of Apply() on a surfel model and on a mesh model, beside a plain copy of the model's
 // geometry.
 
-#include <benchmark/benchmark.h>
-
 #include <cmath>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
+#include "Benchmarks/BenchmarkProgram.h"
 #include "Benchmarks/BenchmarkScene.h"
 #include "DataLayer/Base3D/CTriangulation.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCachedModelsCutter.h"
@@ -55,19 +54,20 @@ std::shared_ptr<const Geometry::CTriangulation> MakeMesh(std::size_t numTriangle
     return mesh;
 }
 
-std::shared_ptr<CCachedModel> MakeSurfelModel(const benchmark::State& state)
+std::shared_ptr<CCachedModel> MakeSurfelModel(std::int64_t count)
 {
-    return std::make_shared<CCachedModel>(
-        c_matIdentityD, MakeSurfels(static_cast<std::size_t>(state.range(0))), c_modelId);
+    return std::make_shared<CCachedModel>(c_matIdentityD,
+                                          MakeSurfels(static_cast<std::size_t>(count)), c_modelId);
 }
 
-std::shared_ptr<CCachedModel> MakeMeshModel(const benchmark::State& state)
+std::shared_ptr<CCachedModel> MakeMeshModel(std::int64_t count)
 {
-    return std::make_shared<CCachedModel>(
-        c_matIdentityD, MakeMesh(static_cast<std::size_t>(state.range(0))), c_modelId);
+    return std::make_shared<CCachedModel>(c_matIdentityD, MakeMesh(static_cast<std::size_t>(count)),
+                                          c_modelId);
 }
 
-void ApplyOne(benchmark::State& state, const std::shared_ptr<CCachedModel>& model)
+void ApplyOne(benchmark::State& state, std::int64_t count,
+              const std::shared_ptr<CCachedModel>& model)
 {
     const DataLayer::CCachedModelsCutter cutter(model);
     const auto selection = BenchmarkScene::MakeSelection(960, 300);
@@ -75,10 +75,11 @@ void ApplyOne(benchmark::State& state, const std::shared_ptr<CCachedModel>& mode
     {
         benchmark::DoNotOptimize(cutter.Apply(selection));
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetItemsProcessed(state.iterations() * count);
 }
 
-void ApplyTwo(benchmark::State& state, const std::shared_ptr<CCachedModel>& model)
+void ApplyTwo(benchmark::State& state, std::int64_t count,
+              const std::shared_ptr<CCachedModel>& model)
 {
     const DataLayer::CCachedModelsCutter cutter(model);
     Selections selections{BenchmarkScene::MakeSelection(860, 250),
@@ -87,79 +88,78 @@ void ApplyTwo(benchmark::State& state, const std::shared_ptr<CCachedModel>& mode
     {
         benchmark::DoNotOptimize(cutter.Apply(selections));
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetItemsProcessed(state.iterations() * count);
 }
 
-void SurfelsOneSelection(benchmark::State& state)
+void SurfelsOneSelection(benchmark::State& state, std::int64_t count)
 {
-    ApplyOne(state, MakeSurfelModel(state));
+    ApplyOne(state, count, MakeSurfelModel(count));
 }
 
-void SurfelsTwoSelections(benchmark::State& state)
+void SurfelsTwoSelections(benchmark::State& state, std::int64_t count)
 {
-    ApplyTwo(state, MakeSurfelModel(state));
+    ApplyTwo(state, count, MakeSurfelModel(count));
 }
 
-void SurfelsPlainCopy(benchmark::State& state)
+void SurfelsPlainCopy(benchmark::State& state, std::int64_t count)
 {
     const auto positions =
-        BenchmarkScene::MakePositions(static_cast<std::size_t>(state.range(0)), sizeof(LqVector3f));
+        BenchmarkScene::MakePositions(static_cast<std::size_t>(count), sizeof(LqVector3f));
     for ([[maybe_unused]] auto iteration : state)
     {
         benchmark::DoNotOptimize(std::vector<std::byte>(positions).data());
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetItemsProcessed(state.iterations() * count);
 }
 
-void MeshOneSelection(benchmark::State& state)
+void MeshOneSelection(benchmark::State& state, std::int64_t count)
 {
-    ApplyOne(state, MakeMeshModel(state));
+    ApplyOne(state, count, MakeMeshModel(count));
 }
 
-void MeshTwoSelections(benchmark::State& state)
+void MeshTwoSelections(benchmark::State& state, std::int64_t count)
 {
-    ApplyTwo(state, MakeMeshModel(state));
+    ApplyTwo(state, count, MakeMeshModel(count));
 }
 
-void MeshPlainCopy(benchmark::State& state)
+void MeshPlainCopy(benchmark::State& state, std::int64_t count)
 {
-    const auto mesh = MakeMesh(static_cast<std::size_t>(state.range(0)));
+    const auto mesh = MakeMesh(static_cast<std::size_t>(count));
     for ([[maybe_unused]] auto iteration : state)
     {
         Geometry::CTriangulation copy(*mesh);
         benchmark::DoNotOptimize(copy.vertices.data());
         benchmark::DoNotOptimize(copy.triangles.data());
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetItemsProcessed(state.iterations() * count);
 }
 
-constexpr std::int64_t c_smokeCount = 1000;
-
-void SurfelSizes(benchmark::internal::Benchmark* benchmark)
+void AddAll()
 {
-    benchmark->ArgName("surfels")
-        ->Arg(c_smokeCount)
-        ->Arg(10'000'000)
-        ->UseRealTime()
-        ->Unit(benchmark::kMillisecond);
+    const auto add = [](const char* path, const char* form, const char* caseName,
+                        std::int64_t count, void (*body)(benchmark::State&, std::int64_t)) {
+        BenchmarkProgram::Add(path, form, caseName, count,
+                              [count, body](benchmark::State& state) { body(state, count); });
+    };
+    for (const std::int64_t count : {1000, 10'000'000})
+    {
+        add("ApplySurfels", "Veko2", "OneSelection", count, SurfelsOneSelection);
+        add("ApplySurfels", "Limit", "OneSelection", count, SurfelsPlainCopy);
+        add("ApplySurfels", "Veko2", "TwoSelections", count, SurfelsTwoSelections);
+        add("ApplySurfels", "Limit", "TwoSelections", count, SurfelsPlainCopy);
+    }
+    for (const std::int64_t count : {1000, 5'000'000})
+    {
+        add("ApplyMesh", "Veko2", "OneSelection", count, MeshOneSelection);
+        add("ApplyMesh", "Limit", "OneSelection", count, MeshPlainCopy);
+        add("ApplyMesh", "Veko2", "TwoSelections", count, MeshTwoSelections);
+        add("ApplyMesh", "Limit", "TwoSelections", count, MeshPlainCopy);
+    }
 }
-
-void MeshSizes(benchmark::internal::Benchmark* benchmark)
-{
-    benchmark->ArgName("triangles")
-        ->Arg(c_smokeCount)
-        ->Arg(5'000'000)
-        ->UseRealTime()
-        ->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(SurfelsOneSelection)->Apply(SurfelSizes);
-BENCHMARK(SurfelsTwoSelections)->Apply(SurfelSizes);
-BENCHMARK(SurfelsPlainCopy)->Apply(SurfelSizes);
-BENCHMARK(MeshOneSelection)->Apply(MeshSizes);
-BENCHMARK(MeshTwoSelections)->Apply(MeshSizes);
-BENCHMARK(MeshPlainCopy)->Apply(MeshSizes);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv)
+{
+    return BenchmarkProgram::Run(argc, argv, AddAll);
+}

@@ -2,18 +2,19 @@
 // only moves the same bytes, which is the speed of memory. Positions are read once, flags read and
 // written once; the rate counts these bytes.
 
-#include <benchmark/benchmark.h>
 #include <tbb/global_control.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Math/PointTransform.h"
 #include "Base/Support/ParallelFor.h"
+#include "Benchmarks/BenchmarkProgram.h"
 #include "Benchmarks/BenchmarkScene.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
@@ -27,17 +28,9 @@ using Cutter = DataLayer::CCutPointCloudWithPixelMask;
 
 constexpr std::uint32_t c_surfelsPerBlock = 65536;
 
-/// The arguments of every benchmark: how many surfels, how many bytes apart, and on how many
-/// threads, 0 for all.
+/// What every benchmark needs to know.
 struct SArguments
 {
-    explicit SArguments(const benchmark::State& state)
-        : count(static_cast<std::uint32_t>(state.range(0))),
-          stride(static_cast<std::size_t>(state.range(1))),
-          numThreads(state.range(2) == 0 ? std::thread::hardware_concurrency()
-                                         : static_cast<std::size_t>(state.range(2)))
-    {}
-
     std::uint32_t count;
     std::size_t stride;
     std::size_t numThreads;
@@ -50,9 +43,8 @@ void SetRates(benchmark::State& state, const SArguments& arguments)
     state.SetBytesProcessed(numSurfels * static_cast<std::int64_t>(arguments.stride + 4));
 }
 
-void Compute(benchmark::State& state)
+void Compute(benchmark::State& state, const SArguments& arguments)
 {
-    const SArguments arguments(state);
     const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
                                       arguments.numThreads);
     const auto positions = std::make_shared<const std::vector<std::byte>>(
@@ -100,9 +92,8 @@ bool CutPlainly(const Base::SRegionSelectionInfo& selection, const LqMatrix4Rf& 
     return hasChanged;
 }
 
-void PlainLoop(benchmark::State& state)
+void PlainLoop(benchmark::State& state, const SArguments& arguments)
 {
-    const SArguments arguments(state);
     const auto positions = BenchmarkScene::MakePositions(arguments.count, arguments.stride);
     const DataLayer::CSurfelCollectionView collection(nullptr, arguments.count, positions.data(),
                                                       arguments.stride);
@@ -118,9 +109,8 @@ void PlainLoop(benchmark::State& state)
     SetRates(state, arguments);
 }
 
-void MoveBytes(benchmark::State& state)
+void MoveBytes(benchmark::State& state, const SArguments& arguments)
 {
-    const SArguments arguments(state);
     const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
                                       arguments.numThreads);
     const auto positions = BenchmarkScene::MakePositions(arguments.count, arguments.stride);
@@ -154,30 +144,32 @@ void MoveBytes(benchmark::State& state)
     SetRates(state, arguments);
 }
 
-constexpr std::int64_t c_smokeCount = 1000;
-
-void Sizes(benchmark::internal::Benchmark* benchmark, const std::vector<std::int64_t>& threads)
+void AddAll()
 {
-    benchmark->ArgNames({"surfels", "stride", "threads"})
-        ->ArgsProduct({{c_smokeCount, 100'000, 1'000'000, 10'000'000}, {12, 16}, threads})
-        ->UseRealTime()
-        ->Unit(benchmark::kMillisecond);
+    const std::size_t allThreads = std::thread::hardware_concurrency();
+    for (const std::uint32_t count : {1000, 100'000, 1'000'000, 10'000'000})
+    {
+        for (const std::size_t stride : {12, 16})
+        {
+            const auto add = [&](const char* form, const char* suffix, std::size_t numThreads,
+                                 void (*body)(benchmark::State&, const SArguments&)) {
+                BenchmarkProgram::Add("Compute", form, "Stride" + std::to_string(stride) + suffix,
+                                      count,
+                                      [arguments = SArguments{count, stride, numThreads},
+                                       body](benchmark::State& state) { body(state, arguments); });
+            };
+            add("Veko2", "", 1, Compute);
+            add("Plain", "", 1, PlainLoop);
+            add("Limit", "", 1, MoveBytes);
+            add("Veko2", ",ThreadsAll", allThreads, Compute);
+            add("Limit", ",ThreadsAll", allThreads, MoveBytes);
+        }
+    }
 }
-
-void OneThreadAndAll(benchmark::internal::Benchmark* benchmark)
-{
-    Sizes(benchmark, {1, 0});
-}
-
-void OneThread(benchmark::internal::Benchmark* benchmark)
-{
-    Sizes(benchmark, {1});
-}
-
-BENCHMARK(Compute)->Apply(OneThreadAndAll);
-BENCHMARK(PlainLoop)->Apply(OneThread);
-BENCHMARK(MoveBytes)->Apply(OneThreadAndAll);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv)
+{
+    return BenchmarkProgram::Run(argc, argv, AddAll);
+}

@@ -1,7 +1,6 @@
 // The pixel-mask cut operation over whole batches: many small entities and few large ones, with
 // none, one in a hundred and all of them under the paint. The rate counts entities.
 
-#include <benchmark/benchmark.h>
 #include <tbb/global_control.h>
 
 #include <array>
@@ -15,6 +14,7 @@
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "Base/Interfaces/SyncableEntityMap.h"
+#include "Benchmarks/BenchmarkProgram.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutWithPixelMaskSyncableEntityCollectionModifyOperation.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 
@@ -105,34 +105,55 @@ std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(std::int64_t per
                                      c_viewHeight);
 }
 
-void CutBatch(benchmark::State& state)
+struct SArguments
 {
-    const auto numEntities = static_cast<std::uint32_t>(state.range(0));
-    const auto numSurfels = static_cast<std::uint32_t>(state.range(1));
+    std::uint32_t numEntities;
+    std::uint32_t numSurfels;  ///< Of each entity.
+    std::int64_t painted;      ///< In percent of the view.
+    std::size_t numThreads;
+};
+
+void CutBatch(benchmark::State& state, const SArguments& arguments)
+{
     const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
-                                      state.range(3) == 0
-                                          ? std::thread::hardware_concurrency()
-                                          : static_cast<std::size_t>(state.range(3)));
-    const Base::CEntityMapSyncBatch batch = MakeBatch(numEntities, numSurfels);
-    const Operation operation(
-        ScanAPI::shared_not_null<const Base::SRegionSelectionInfo>(MakeSelection(state.range(2))),
-        c_matIdentityD);
+                                      arguments.numThreads);
+    const Base::CEntityMapSyncBatch batch = MakeBatch(arguments.numEntities, arguments.numSurfels);
+    const Operation operation(ScanAPI::shared_not_null<const Base::SRegionSelectionInfo>(
+                                  MakeSelection(arguments.painted)),
+                              c_matIdentityD);
     for ([[maybe_unused]] auto _ : state)
     {
         const auto answer = operation.ComputeModifications(batch);
         benchmark::DoNotOptimize(answer.messages.data());
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetItemsProcessed(state.iterations() * arguments.numEntities);
 }
 
-BENCHMARK(CutBatch)
-    ->ArgNames({"entities", "surfels", "painted", "threads"})
-    ->ArgsProduct({{1000}, {10}, {0, 1, 100}, {1, 0}})
-    ->ArgsProduct({{100'000}, {100}, {0, 1, 100}, {1, 0}})
-    ->ArgsProduct({{10}, {1'000'000}, {0, 1, 100}, {1, 0}})
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+void AddBatches(std::uint32_t numEntities, std::uint32_t numSurfels)
+{
+    for (const std::int64_t painted : {0, 1, 100})
+    {
+        for (const bool isParallel : {false, true})
+        {
+            const SArguments arguments{
+                numEntities, numSurfels, painted,
+                isParallel ? std::thread::hardware_concurrency() : std::size_t{1}};
+            BenchmarkProgram::Add(
+                "CutBatch", "Veko2",
+                "Surfels" + std::to_string(numSurfels) + ",Painted" + std::to_string(painted) +
+                    (isParallel ? ",ThreadsAll" : ""),
+                numEntities, [arguments](benchmark::State& state) { CutBatch(state, arguments); });
+        }
+    }
+}
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv)
+{
+    return BenchmarkProgram::Run(argc, argv, [] {
+        AddBatches(1000, 100);
+        AddBatches(100'000, 100);
+        AddBatches(10, 1'000'000);
+    });
+}

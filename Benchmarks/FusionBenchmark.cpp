@@ -1,10 +1,8 @@
 // Fuses a scan of a rough ball with floating bits beside it and finds its small components; the
-// same with the flagging of its surfels behind it; and, where nanoflann or PCL are installed, what
-// their users do: Euclidean cluster extraction, with half the voxel size for tolerance. Sizes from
-// 10^5 to 10^7 points in scan order and shuffled. "B/point" is the most memory that was in use
-// above what was before, by input point.
+// same with the flagging of its surfels behind it, which is what cleaning a scan is; and the peers'
+// clusters, with half the voxel size for tolerance. In scan order and shuffled, on one thread.
+// Memory is the most that was in use above what was before.
 
-#include <benchmark/benchmark.h>
 #include <malloc.h>
 
 #include <algorithm>
@@ -18,20 +16,11 @@
 
 #include "Application/Fusion/CScanFuser.h"
 #include "Base/Interfaces/SyncableEntityMap.h"
+#include "Benchmarks/BenchmarkProgram.h"
 #include "Benchmarks/BenchmarkScene.h"
+#include "Benchmarks/Peers/Peers.h"
 #include "DataLayer/Base3D/PointCloudEditing/CSmallComponentModifyOperation.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
-
-#if defined(VEKO2_HAS_NANOFLANN)
-#include <nanoflann.hpp>
-#endif
-
-#if defined(VEKO2_HAS_PCL)
-#include <pcl/point_cloud.h>
-#include <pcl/point_types.h>
-#include <pcl/search/kdtree.h>
-#include <pcl/segmentation/extract_clusters.h>
-#endif
 
 namespace
 {
@@ -89,6 +78,19 @@ std::vector<LqVector3f> MakePoints(std::size_t count, bool isShuffled)
     return points;
 }
 
+/// The last points are kept, for the forms that follow.
+const std::vector<LqVector3f>& GetPoints(std::size_t count, bool isShuffled)
+{
+    static std::vector<LqVector3f> points;
+    static bool isLastShuffled = false;
+    if (points.size() != count || isShuffled != isLastShuffled)
+    {
+        points = MakePoints(count, isShuffled);
+        isLastShuffled = isShuffled;
+    }
+    return points;
+}
+
 /// A figure of this process in bytes, as the system tells it.
 double ReadMemory(const std::string& name)
 {
@@ -123,35 +125,49 @@ private:
     double m_before = 0.0;
 };
 
-/// Runs \p work on a scan of the asked size and order; it answers how many points it found small.
-template <typename Work>
-void RunOnScan(benchmark::State& state, const Work& work)
+/// How many points are in the floating bits.
+std::uint64_t CountBitPoints(std::size_t count)
 {
-    const std::vector<LqVector3f> points =
-        MakePoints(static_cast<std::size_t>(state.range(0)), state.range(1) != 0);
+    return c_bitSize * (count / c_pointsPerBit) + std::min(c_bitSize, count % c_pointsPerBit);
+}
+
+/// Runs \p work on a scan of \p count points; it answers how many points it found small.
+template <typename Work>
+void RunOnScan(benchmark::State& state, std::size_t count, bool isShuffled, const Work& work)
+{
+    const std::vector<LqVector3f>& points = GetPoints(count, isShuffled);
     double peak = 0.0;
-    std::size_t numSmall = 0;
     for (auto unused : state)
     {
         static_cast<void>(unused);
         state.PauseTiming();
         const CPeakMemory memory;
         state.ResumeTiming();
-        numSmall = work(points);
+        const std::uint64_t numSmall = work(points);
         state.PauseTiming();
         peak = std::max(peak, memory.GetBytes());
+        if (numSmall != CountBitPoints(count))
+        {
+            state.SkipWithError("finds other points than the floating bits");
+            break;
+        }
         state.ResumeTiming();
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-    state.counters["B/point"] = peak / static_cast<double>(state.range(0));
-    state.counters["small"] = static_cast<double>(numSmall);
-    state.SetLabel(state.range(1) != 0 ? "shuffled" : "scan order");
+    const auto numPoints = static_cast<std::int64_t>(count);
+    state.SetItemsProcessed(state.iterations() * numPoints);
+    state.counters["bytes_per_item"] = peak / static_cast<double>(count);
 }
 
-CScanFuser::SParameters MakeParameters()
+/// Between the size of a bit and that of the ball.
+std::size_t GetMinimumPoints(std::size_t count)
+{
+    return std::min(count, c_pointsPerBit) / 2;
+}
+
+CScanFuser::SParameters MakeParameters(std::size_t count)
 {
     CScanFuser::SParameters parameters;
-    parameters.minimumPoints = c_pointsPerBit / 2;
+    parameters.minimumPoints = GetMinimumPoints(count);
     parameters.minimumFraction = 0.0;
     return parameters;
 }
@@ -161,33 +177,29 @@ std::vector<CScanFuser::SScan> MakeScans(const std::vector<LqVector3f>& points)
     return {{Base::CUniqueID(), std::make_shared<CScanEntity>(points), c_matIdentityD, nullptr}};
 }
 
-void Fuse(benchmark::State& state)
+std::uint64_t Fuse(const std::vector<LqVector3f>& points)
 {
-    RunOnScan(state, [](const std::vector<LqVector3f>& points) {
-        return CScanFuser(MakeParameters()).Fuse(MakeScans(points)).report.numSmallComponentPoints;
-    });
+    return CScanFuser(MakeParameters(points.size()))
+        .Fuse(MakeScans(points))
+        .report.numSmallComponentPoints;
 }
 
-void FuseAndFlag(benchmark::State& state)
+std::uint64_t FuseAndFlag(const std::vector<LqVector3f>& points)
 {
-    RunOnScan(state, [](const std::vector<LqVector3f>& points) {
-        const std::vector<CScanFuser::SScan> scans = MakeScans(points);
-        CScanFuser::SFusion fusion = CScanFuser(MakeParameters()).Fuse(scans);
-        Base::CEntityMapSyncEntry entry;
-        entry.key = scans[0].key;
-        Base::CEntityMapValue value;
-        value.entity = scans[0].entity;
-        entry.value = std::move(value);
-        const DataLayer::CSmallComponentModifyOperation operation(fusion.content);
-        const auto batch = operation.ComputeModifications(Base::CEntityMapSyncBatch({entry}));
-        const auto mask = batch.messages.at(0).GetNewState().mask.GetValue();
-        return static_cast<std::uint64_t>(
-            std::count_if(mask->GetBitMasks().begin(), mask->GetBitMasks().end(),
-                          [](Base::CSurfelBitMask word) { return word.bits != 0; }));
-    });
+    const std::vector<CScanFuser::SScan> scans = MakeScans(points);
+    CScanFuser::SFusion fusion = CScanFuser(MakeParameters(points.size())).Fuse(scans);
+    Base::CEntityMapSyncEntry entry;
+    entry.key = scans[0].key;
+    Base::CEntityMapValue value;
+    value.entity = scans[0].entity;
+    entry.value = std::move(value);
+    const DataLayer::CSmallComponentModifyOperation operation(fusion.content);
+    const auto batch = operation.ComputeModifications(Base::CEntityMapSyncBatch({entry}));
+    const auto mask = batch.messages.at(0).GetNewState().mask.GetValue();
+    return static_cast<std::uint64_t>(
+        std::count_if(mask->GetBitMasks().begin(), mask->GetBitMasks().end(),
+                      [](Base::CSurfelBitMask word) { return word.bits != 0; }));
 }
-
-#if defined(VEKO2_HAS_NANOFLANN) || defined(VEKO2_HAS_PCL)
 
 /// Half the voxel size that the fuser takes: what the others need to find the same clusters, and
 /// kind to them, since their time grows with its square.
@@ -196,121 +208,35 @@ float ClusterTolerance(std::size_t count)
     return static_cast<float>(4.0 * std::sqrt(12.566370614359172 / static_cast<double>(count)));
 }
 
-#endif
-
-#if defined(VEKO2_HAS_NANOFLANN)
-
-/// The points as nanoflann reads them.
-struct SPoints
+/// The forms of each size one after the other, so that they meet the same machine.
+void AddAll()
 {
-    const std::vector<LqVector3f>& points;
-
-    [[nodiscard]] std::size_t kdtree_get_point_count() const { return points.size(); }
-    [[nodiscard]] float kdtree_get_pt(std::size_t index, std::size_t axis) const
+    const auto peers = Peers::GetClusterExtractions();
+    for (const std::size_t count : {1000, 100'000, 1'000'000, 10'000'000, 50'000'000})
     {
-        return axis == 0 ? points[index].x : axis == 1 ? points[index].y : points[index].z;
-    }
-    template <typename Box>
-    bool kdtree_get_bbox(Box& /*box*/) const
-    {
-        return false;
-    }
-};
-
-/// Euclidean cluster extraction as it is commonly written: a tree, a radius search for every point,
-/// and a cluster for all that can be reached.
-void ExtractClustersByTree(benchmark::State& state)
-{
-    RunOnScan(state, [](const std::vector<LqVector3f>& points) {
-        const SPoints adaptor{points};
-        const nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, SPoints>,
-                                                  SPoints, 3, std::uint32_t>
-            tree(3, adaptor);
-        const float tolerance = ClusterTolerance(points.size());
-        std::vector<bool> isReached(points.size());
-        std::vector<std::pair<std::uint32_t, float>> found;
-        std::vector<std::uint32_t> cluster;
-        std::uint64_t numSmall = 0;
-        for (std::uint32_t seed = 0; seed < points.size(); ++seed)
+        for (const bool isShuffled : {false, true})
         {
-            if (isReached[seed])
+            const auto add =
+                [&](const std::string& path, const std::string& form,
+                    const std::function<std::uint64_t(const std::vector<LqVector3f>&)>& work) {
+                    BenchmarkProgram::Add(path, form, isShuffled ? "Shuffled" : "ScanOrder",
+                                          static_cast<std::int64_t>(count),
+                                          [=](benchmark::State& state) {
+                                              RunOnScan(state, count, isShuffled, work);
+                                          });
+                };
+            add("Fuse", "Veko2", Fuse);
+            add("Clean", "Veko2", FuseAndFlag);
+            for (const Peers::SClusterPeer& peer : peers)
             {
-                continue;
-            }
-            isReached[seed] = true;
-            cluster.assign(1, seed);
-            for (std::size_t next = 0; next < cluster.size(); ++next)
-            {
-                const LqVector3f& point = points[cluster[next]];
-                const float coordinates[3] = {point.x, point.y, point.z};
-                tree.radiusSearch(coordinates, tolerance * tolerance, found,
-                                  nanoflann::SearchParams(32, 0.0F, false));
-                for (const auto& [index, distance] : found)
+                if (count <= peer.largestCount)
                 {
-                    if (!isReached[index])
-                    {
-                        isReached[index] = true;
-                        cluster.push_back(index);
-                    }
+                    add("Clean", "Peer:" + peer.name, [=](const std::vector<LqVector3f>& points) {
+                        return peer.countSmall(points, ClusterTolerance(count),
+                                               GetMinimumPoints(count));
+                    });
                 }
             }
-            numSmall += cluster.size() < c_pointsPerBit / 2 ? cluster.size() : 0;
-        }
-        return numSmall;
-    });
-}
-
-#endif
-
-#if defined(VEKO2_HAS_PCL)
-
-void ExtractClusters(benchmark::State& state)
-{
-    RunOnScan(state, [](const std::vector<LqVector3f>& points) {
-        auto cloud = std::make_shared<pcl::PointCloud<pcl::PointXYZ>>();
-        cloud->reserve(points.size());
-        for (const LqVector3f& point : points)
-        {
-            cloud->push_back(pcl::PointXYZ(point.x, point.y, point.z));
-        }
-        pcl::EuclideanClusterExtraction<pcl::PointXYZ> extraction;
-        extraction.setClusterTolerance(ClusterTolerance(points.size()));
-        extraction.setSearchMethod(std::make_shared<pcl::search::KdTree<pcl::PointXYZ>>());
-        extraction.setInputCloud(cloud);
-        std::vector<pcl::PointIndices> clusters;
-        extraction.extract(clusters);
-        std::uint64_t numSmall = 0;
-        for (const pcl::PointIndices& cluster : clusters)
-        {
-            numSmall += cluster.indices.size() < c_pointsPerBit / 2 ? cluster.indices.size() : 0;
-        }
-        return numSmall;
-    });
-}
-
-#endif
-
-/// The forms of each size one after the other, so that they meet the same machine.
-void RegisterAll(const std::vector<std::int64_t>& counts)
-{
-    for (const std::int64_t count : counts)
-    {
-        for (const std::int64_t order : {0, 1})
-        {
-            const auto registerOne = [&](const char* name, void (*function)(benchmark::State&)) {
-                benchmark::RegisterBenchmark(name, function)
-                    ->Args({count, order})
-                    ->Unit(benchmark::kMillisecond)
-                    ->UseRealTime();
-            };
-            registerOne("Fuse", Fuse);
-            registerOne("FuseAndFlag", FuseAndFlag);
-#if defined(VEKO2_HAS_NANOFLANN)
-            registerOne("ExtractClusters/nanoflann", ExtractClustersByTree);
-#endif
-#if defined(VEKO2_HAS_PCL)
-            registerOne("ExtractClusters/PCL", ExtractClusters);
-#endif
         }
     }
 }
@@ -319,9 +245,5 @@ void RegisterAll(const std::vector<std::int64_t>& counts)
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    RegisterAll({1000, 100000, 1000000, 10000000, 50000000});
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchmarkProgram::Run(argc, argv, AddAll);
 }

@@ -1,9 +1,7 @@
 // Builds the nearest-neighbour index over a surface of fused points about 1 apart and asks it for
 // the neighbours of a scan of the same surface within 2.25, one query in twenty farther away than
-// that; beside nanoflann, where it is installed, on the same points and queries in the same run.
-// All on one thread.
+// that; beside the peers on the same points and queries. All on one thread.
 
-#include <benchmark/benchmark.h>
 #include <tbb/global_control.h>
 
 #include <algorithm>
@@ -15,11 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "Benchmarks/BenchmarkProgram.h"
+#include "Benchmarks/Peers/Peers.h"
 #include "DataLayer/PointCloud/CNearestNeighborIndex.h"
-
-#if defined(VEKO2_HAS_NANOFLANN)
-#include <nanoflann.hpp>
-#endif
 
 namespace
 {
@@ -82,12 +78,6 @@ const SScene& getScene(std::int64_t pointCount)
     return scene;
 }
 
-const std::vector<LqVector3f>& getQueries(const benchmark::State& state)
-{
-    const SScene& scene = getScene(state.range(0));
-    return state.range(1) == 0 ? scene.scanOrder : scene.shuffled;
-}
-
 CNearestNeighborIndex makeIndex(const std::vector<LqVector3f>& points, std::string_view kernel)
 {
     return CNearestNeighborIndex(
@@ -97,9 +87,8 @@ CNearestNeighborIndex makeIndex(const std::vector<LqVector3f>& points, std::stri
 
 /// Asks for one neighbour after the other, round and round.
 template <typename Find>
-void runQueries(benchmark::State& state, const Find& find)
+void runQueries(benchmark::State& state, const std::vector<LqVector3f>& queries, const Find& find)
 {
-    const std::vector<LqVector3f>& queries = getQueries(state);
     std::size_t next = 0;
     for (auto unused : state)
     {
@@ -108,155 +97,128 @@ void runQueries(benchmark::State& state, const Find& find)
         next = next + 1 == queries.size() ? 0 : next + 1;
     }
     state.SetItemsProcessed(state.iterations());
-    state.SetLabel(state.range(1) == 0 ? "scan order" : "shuffled");
 }
 
-void BuildIndex(benchmark::State& state)
+void setBuildFigures(benchmark::State& state, std::int64_t count, std::size_t bytes)
 {
-    const SScene& scene = getScene(state.range(0));
+    state.SetItemsProcessed(state.iterations() * count);
+    if (bytes > 0)
+    {
+        state.counters["bytes_per_item"] = static_cast<double>(bytes) / static_cast<double>(count);
+    }
+}
+
+void buildIndex(benchmark::State& state, std::int64_t count)
+{
+    const SScene& scene = getScene(count);
     std::size_t bytes = 0;
     for (auto unused : state)
     {
         static_cast<void>(unused);
         bytes = makeIndex(scene.points, {}).GetMemorySize();
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-    state.counters["bytes/point"] =
-        static_cast<double>(bytes) / static_cast<double>(state.range(0));
+    setBuildFigures(state, count, bytes);
 }
 
-void QueryIndex(benchmark::State& state, const std::string& kernel)
+void buildPeer(benchmark::State& state, std::int64_t count, const Peers::SNearestNeighborPeer& peer)
 {
-    const CNearestNeighborIndex index = makeIndex(getScene(state.range(0)).points, kernel);
-    runQueries(state, [&index](const LqVector3f& query) {
-        return index.FindNearestNeighbor(query, c_bound, nullptr);
-    });
-}
-
-#if defined(VEKO2_HAS_NANOFLANN)
-
-/// The points as nanoflann reads them.
-struct SPoints
-{
-    const std::vector<LqVector3f>& points;
-
-    [[nodiscard]] std::size_t kdtree_get_point_count() const { return points.size(); }
-    [[nodiscard]] float kdtree_get_pt(std::size_t index, std::size_t axis) const
-    {
-        return axis == 0 ? points[index].x : axis == 1 ? points[index].y : points[index].z;
-    }
-    template <typename Box>
-    bool kdtree_get_bbox(Box& /*box*/) const
-    {
-        return false;
-    }
-};
-
-/// Keeps the nearest point within the bound, so that nanoflann as well leaves out what is farther.
-class CNearestWithinBound
-{
-public:
-    using DistanceType = float;
-    using IndexType = std::uint32_t;
-
-    [[nodiscard]] std::int32_t GetIndex() const { return m_index; }
-    [[nodiscard]] bool full() const { return true; }
-    [[nodiscard]] std::size_t size() const { return m_index < 0 ? 0 : 1; }
-    [[nodiscard]] float worstDist() const { return m_squaredDistance; }
-    bool addPoint(float squaredDistance, std::uint32_t index)
-    {
-        if (squaredDistance < m_squaredDistance)
-        {
-            m_squaredDistance = squaredDistance;
-            m_index = static_cast<std::int32_t>(index);
-        }
-        return true;
-    }
-
-private:
-    float m_squaredDistance = std::nextafter(c_bound * c_bound, 100.0F);
-    std::int32_t m_index = -1;
-};
-
-using CNanoflannTree =
-    nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, SPoints>, SPoints, 3,
-                                        std::uint32_t>;
-
-std::int32_t findWithNanoflann(const CNanoflannTree& tree, const LqVector3f& query)
-{
-    CNearestWithinBound result;
-    const float coordinates[3] = {query.x, query.y, query.z};
-    tree.findNeighbors(result, coordinates, nanoflann::SearchParams());
-    return result.GetIndex();
-}
-
-void BuildNanoflann(benchmark::State& state)
-{
-    const SPoints points{getScene(state.range(0)).points};
-    std::size_t bytes = 0;
+    const auto searcher = peer.make(getScene(count).points);
     for (auto unused : state)
     {
         static_cast<void>(unused);
-        CNanoflannTree tree(3, points);
-        tree.buildIndex();
-        bytes = tree.usedMemory(tree) + points.points.size() * sizeof(LqVector3f);
+        searcher->Build();
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-    state.counters["bytes/point"] =
-        static_cast<double>(bytes) / static_cast<double>(state.range(0));
+    setBuildFigures(state, count, searcher->GetMemorySize());
 }
 
-/// Both must find neighbours for the same queries, or their times say nothing.
-bool findSameQueries(const CNanoflannTree& tree, const SScene& scene)
+float squaredDistance(const LqVector3f& a, const LqVector3f& b)
 {
+    const float x = a.x - b.x;
+    const float y = a.y - b.y;
+    const float z = a.z - b.z;
+    return (x * x + y * y) + z * z;
+}
+
+/// All must find neighbours at the same distances, or their times say nothing. Which of several at
+/// the same distance is free, and others add up the squares in their own order.
+template <typename Find>
+bool findsTheSame(const SScene& scene, const Find& find)
+{
+    constexpr std::size_t c_numSamples = 20000;
+    constexpr float c_relativeError = 1e-5F;
     const CNearestNeighborIndex index = makeIndex(scene.points, {});
-    return std::all_of(
-        scene.scanOrder.begin(), scene.scanOrder.end(), [&](const LqVector3f& query) {
-            const bool isFound = index.FindNearestNeighbor(query, c_bound, nullptr) >= 0;
-            return isFound == (findWithNanoflann(tree, query) >= 0);
-        });
+    for (std::size_t i = 0; i < std::min(c_numSamples, scene.shuffled.size()); ++i)
+    {
+        const LqVector3f& query = scene.shuffled[i];
+        const auto distance = [&](std::int32_t found) {
+            return found < 0
+                       ? c_bound * c_bound
+                       : squaredDistance(query, scene.points[static_cast<std::size_t>(found)]);
+        };
+        const float expected = distance(index.FindNearestNeighbor(query, c_bound, nullptr));
+        if (std::abs(distance(find(query)) - expected) > c_relativeError * expected)
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
-void QueryNanoflann(benchmark::State& state)
+template <typename Find>
+void checkAndRunQueries(benchmark::State& state, const SScene& scene, bool isShuffled,
+                        const Find& find)
 {
-    const SScene& scene = getScene(state.range(0));
-    const SPoints points{scene.points};
-    CNanoflannTree tree(3, points);
-    tree.buildIndex();
-    if (!findSameQueries(tree, scene))
+    if (!findsTheSame(scene, find))
     {
-        state.SkipWithError("The index and nanoflann disagree");
+        state.SkipWithError("finds other neighbours");
         return;
     }
-    runQueries(state, [&tree](const LqVector3f& query) { return findWithNanoflann(tree, query); });
+    runQueries(state, isShuffled ? scene.shuffled : scene.scanOrder, find);
 }
 
-#endif
-
 /// Registers the forms of each size one after the other, so that they meet the same machine.
-void registerAll(const std::vector<std::int64_t>& pointCounts)
+void addAll()
 {
-    for (const std::int64_t count : pointCounts)
+    const auto peers = Peers::GetNearestNeighborSearchers();
+    for (const std::int64_t count : {1000, 100'000, 1'000'000, 5'000'000})
     {
-        benchmark::RegisterBenchmark("Build/Index", BuildIndex)
-            ->Arg(count)
-            ->Unit(benchmark::kMillisecond);
-#if defined(VEKO2_HAS_NANOFLANN)
-        benchmark::RegisterBenchmark("Build/nanoflann", BuildNanoflann)
-            ->Arg(count)
-            ->Unit(benchmark::kMillisecond);
-#endif
-        for (const std::int64_t order : {0, 1})
+        BenchmarkProgram::Add("NearestNeighborBuild", "Veko2", "Surface", count,
+                              [=](benchmark::State& state) { buildIndex(state, count); });
+        for (const Peers::SNearestNeighborPeer& peer : peers)
         {
-            for (const std::string_view kernel : CNearestNeighborIndex::GetKernelNames())
+            BenchmarkProgram::Add("NearestNeighborBuild", "Peer:" + peer.name, "Surface", count,
+                                  [=](benchmark::State& state) { buildPeer(state, count, peer); });
+        }
+        for (const bool isShuffled : {false, true})
+        {
+            const std::string order = isShuffled ? "Shuffled" : "ScanOrder";
+            for (const std::string_view name : CNearestNeighborIndex::GetKernelNames())
             {
-                const std::string name(kernel);
-                benchmark::RegisterBenchmark(("Query/Index/" + name).c_str(), QueryIndex, name)
-                    ->Args({count, order});
+                const std::string kernel(name);
+                BenchmarkProgram::Add("NearestNeighborQuery", "Veko2:" + kernel, order, count,
+                                      [=](benchmark::State& state) {
+                                          const SScene& scene = getScene(count);
+                                          const auto index = makeIndex(scene.points, kernel);
+                                          const auto find = [&](const LqVector3f& query) {
+                                              return index.FindNearestNeighbor(query, c_bound,
+                                                                               nullptr);
+                                          };
+                                          checkAndRunQueries(state, scene, isShuffled, find);
+                                      });
             }
-#if defined(VEKO2_HAS_NANOFLANN)
-            benchmark::RegisterBenchmark("Query/nanoflann", QueryNanoflann)->Args({count, order});
-#endif
+            for (const Peers::SNearestNeighborPeer& peer : peers)
+            {
+                BenchmarkProgram::Add("NearestNeighborQuery", "Peer:" + peer.name, order, count,
+                                      [=](benchmark::State& state) {
+                                          const SScene& scene = getScene(count);
+                                          const auto searcher = peer.make(scene.points);
+                                          searcher->Build();
+                                          const auto find = [&](const LqVector3f& query) {
+                                              return searcher->Find(query, c_bound);
+                                          };
+                                          checkAndRunQueries(state, scene, isShuffled, find);
+                                      });
+            }
         }
     }
 }
@@ -266,9 +228,5 @@ void registerAll(const std::vector<std::int64_t>& pointCounts)
 int main(int argc, char** argv)
 {
     const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
-    benchmark::Initialize(&argc, argv);
-    registerAll({1000, 100000, 1000000, 5000000});
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchmarkProgram::Run(argc, argv, addAll);
 }

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Base/Interfaces/ISurfelCollection.h"
@@ -12,6 +11,7 @@
 #include "Base/Support/CLogger.h"
 #include "Base/Support/ParallelFor.h"
 #include "DataLayer/Base3D/PointCloudEditing/CheckedCount.h"
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/CCutMask.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfels.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
 
@@ -21,39 +21,44 @@ namespace DataLayer
 namespace
 {
 
+using Words = std::vector<Base::CSurfelBitMask>;
+
 // No message is written to it, but its category is one that an application may list.
 const Logging::CLogger c_logger(L"Veko2.CCutPointCloudWithPixelMask");
-
-constexpr std::uint8_t c_painted = 1;
 
 /// A collection larger than this is split, so that a single one keeps all workers busy.
 constexpr std::uint32_t c_surfelsPerBlock = 65536;
 
-/// The bounds of the painted pixels' integer corners. Their far corners are left out on purpose.
-UxBoundingBox3D boundPaintedPixels(const Base::SRegionSelectionInfo& selection)
+/// The bounds of the painted pixels over the whole depth of the view, also where nothing is
+/// painted.
+UxBoundingBox3D boundPaint(const Base::SRegionSelectionInfo& selection)
 {
-    const std::size_t width = selection.maskWidth;
     UxBoundingBox3D bounds;
-    if (width > 0)
-    {
-        for (std::uint32_t row = 0; row < selection.maskHeight; ++row)
-        {
-            const std::uint8_t* const pixels = selection.maskData + row * width;
-            const auto* const first =
-                static_cast<const std::uint8_t*>(std::memchr(pixels, c_painted, width));
-            if (first != nullptr)
-            {
-                const auto* const last =
-                    static_cast<const std::uint8_t*>(memrchr(pixels, c_painted, width));
-                const float y = static_cast<float>(row);
-                bounds.box.Extend(static_cast<float>(first - pixels), y, 1.0F);
-                bounds.box.Extend(static_cast<float>(last - pixels), y, 1.0F);
-            }
-        }
-    }
+    bounds.box = BoundPaintedPixels(selection);
     bounds.box.min.z = 0.0F;
     bounds.box.max.z = 1.0F;
     return bounds;
+}
+
+/// The flags of a collection before the cut: those it has, or \p numWords words of 0.
+void assignOldWords(const Words& oldWords, std::size_t numWords, Words& words)
+{
+    if (oldWords.empty())
+    {
+        words.assign(numWords, Base::CSurfelBitMask());
+    }
+    else
+    {
+        words = oldWords;
+    }
+}
+
+void setColumn(float (&coefficients)[4], const LqMatrix4Rf& matrix, std::size_t column)
+{
+    for (std::size_t row = 0; row < 4; ++row)
+    {
+        coefficients[row] = matrix(row, column);
+    }
 }
 
 /// Runs the kernel over the surfels 0 to \p count - 1 and says whether a word was changed.
@@ -78,11 +83,12 @@ bool cutSurfels(const SCutSurfelsTask& task, std::uint32_t count)
 CCutPointCloudWithPixelMask::CCutPointCloudWithPixelMask(
     std::shared_ptr<const Base::SRegionSelectionInfo> regionSelection)
     : m_regionSelection(std::move(regionSelection)),
-      m_pixelBounds(boundPaintedPixels(*m_regionSelection)),
+      m_pixelBounds(boundPaint(*m_regionSelection)),
       m_viewProjection((m_regionSelection->transform1 * m_regionSelection->transform2) *
                        m_regionSelection->transform3),
       m_width(static_cast<float>(m_regionSelection->maskWidth)),
-      m_height(static_cast<float>(m_regionSelection->maskHeight))
+      m_height(static_cast<float>(m_regionSelection->maskHeight)),
+      m_mask(std::make_shared<const CCutMask>(*m_regionSelection, m_pixelBounds.box))
 {}
 
 CCutPointCloudWithPixelMask::CCutPointCloudWithPixelMask(const CCutPointCloudWithPixelMask&) =
@@ -142,36 +148,48 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
                                            Results::value_type& result) const
 {
     const Base::ISurfelCollection& collection = *input.collection;
+    const Words& oldWords = input.bitMasks;
     auto& [hasChanged, words] = result;
     hasChanged = false;
-    words = input.bitMasks;
-    if (words.empty())
-    {
-        words.resize(CheckedCount(collection.GetCount()));
-    }
+    const std::size_t numWords =
+        oldWords.empty() ? CheckedCount(collection.GetCount()) : oldWords.size();
     const LqMatrix4Rf combined = combine(input.trafo);
     if (!intersectsPixelBounds(combined, collection))
     {
+        assignOldWords(oldWords, numWords, words);
         return;
     }
-    const auto& positions = collection.GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    const std::uint32_t count = CheckedCount(collection.GetCount());
-
     SCutSurfelsTask task;
-    task.matrix = combined;
-    task.width = m_width;
-    task.height = m_height;
-    task.mask = m_regionSelection->maskData;
-    task.maskWidth = m_regionSelection->maskWidth;
-    // A size above 2^24 may have been rounded up as a float. No other float lies between the true
-    // size and that one, so that no pixel leads outside the mask's bytes.
-    task.endColumn = EndOfPixels(m_width);
-    task.endRow = EndOfPixels(m_height);
-    task.firstPosition = positions.GetFirstElement();
-    task.positionStride = positions.GetStrideInBytes();
+    std::uint32_t count = 0;
+    try
+    {
+        const auto& positions = collection.GetReadAccessor<Base::CSCElementDefinitionPosition>();
+        task.firstPosition = positions.GetFirstElement();
+        task.positionStride = positions.GetStrideInBytes();
+        count = static_cast<std::uint32_t>(
+            std::min<std::size_t>(CheckedCount(collection.GetCount()), numWords));
+    }
+    catch (...)
+    {
+        assignOldWords(oldWords, numWords, words);
+        throw;
+    }
+    if (words.size() == numWords && count == numWords)
+    {
+        // The kernel writes every word, so that nothing is to be copied first.
+        task.oldWords = oldWords.empty() ? nullptr : oldWords.data();
+    }
+    else
+    {
+        assignOldWords(oldWords, numWords, words);
+        task.oldWords = words.data();
+    }
     task.words = words.data();
-    hasChanged =
-        cutSurfels(task, static_cast<std::uint32_t>(std::min<std::size_t>(count, words.size())));
+    setColumn(task.clipX, combined, 0);
+    setColumn(task.clipY, combined, 1);
+    setColumn(task.clipW, combined, 3);
+    task.mask = &m_mask->Get();
+    hasChanged = cutSurfels(task, count);
 }
 
 }  // namespace DataLayer

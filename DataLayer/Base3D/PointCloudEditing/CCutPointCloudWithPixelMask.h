@@ -19,6 +19,8 @@ struct SRegionSelectionInfo;
 namespace DataLayer
 {
 
+class CCutMask;
+
 /// Flags the surfels that lie under a region that was painted on the screen.
 ///
 /// Built once per region selection, then shared read-only: every const operation is safe on any
@@ -102,6 +104,8 @@ private:
     LqMatrix4Rf m_viewProjection;
     float m_width;
     float m_height;
+    /// The mask prepared for the kernels, shared by a cutter's copies.
+    std::shared_ptr<const CCutMask> m_mask;
 };
 
 }  // namespace DataLayer

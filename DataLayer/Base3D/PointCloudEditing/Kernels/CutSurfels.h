@@ -4,34 +4,62 @@
 #include <cstdint>
 
 #include "Base/Interfaces/CSurfelBitMask.h"
-#include "Base/Math/LqMatrix4R.h"
 
 namespace DataLayer
 {
 
-/// All that classifying the surfels of one collection needs.
-struct SCutSurfelsTask
+// Plain data without member functions: the kernels are compiled for several instruction sets, and a
+// linker could take an inline function from one of them for all the others.
+
+/// A selection's mask as the kernels read it.
+struct SCutMask
 {
-    /// Carries a surfel's position to homogeneous clip coordinates.
-    LqMatrix4Rf matrix;
     /// The view's size in pixels.
     float width = 0.0F;
     float height = 0.0F;
-    /// The mask's bytes, row after row, maskWidth to a row.
-    const std::uint8_t* mask = nullptr;
-    std::uint32_t maskWidth = 0;
-    /// The first column and row that lie outside, see EndOfPixels().
-    float endColumn = 0.0F;
-    float endRow = 0.0F;
+    /// The bytes that the user painted, row after row, bytesPerRow to a row, and the first column
+    /// and row that lie outside, see EndOfPixels(). Only the reference reads these.
+    const std::uint8_t* bytes = nullptr;
+    std::uint32_t bytesPerRow = 0;
+    float endOfColumns = 0.0F;
+    float endOfRows = 0.0F;
+    /// Whether the rest holds. If not, only the reference can read this mask.
+    bool isPacked = false;
+    /// The smallest rectangle that holds all pixels that can cut, which are the painted ones
+    /// outside row 0 and column 0: from the first to the last before the end. Empty when there are
+    /// none.
+    std::uint32_t firstColumn = 0;
+    std::uint32_t endColumn = 0;
+    std::uint32_t firstRow = 0;
+    std::uint32_t endRow = 0;
+    /// One bit for each pixel of the rectangle, row after row, wordsPerRow to a row: bit b of a
+    /// row's word w is the pixel of column firstColumn + 32 w + b. Null when the rectangle is
+    /// empty.
+    const std::uint32_t* words = nullptr;
+    std::uint32_t wordsPerRow = 0;
+};
+
+/// All that classifying the surfels of one collection needs.
+struct SCutSurfelsTask
+{
+    /// Column c of the matrix that carries a surfel's position to homogeneous clip coordinates, for
+    /// the components x, y and w: ((x c[0] + y c[1]) + z c[2]) + c[3].
+    float clipX[4] = {};
+    float clipY[4] = {};
+    float clipW[4] = {};
+    const SCutMask* mask = nullptr;
     /// Position j is the three floats at firstPosition + j x positionStride bytes, aligned or not.
     const std::byte* firstPosition = nullptr;
     std::size_t positionStride = 0;
-    /// Word j is surfel j's.
+    /// Word j is surfel j's before the cut; null when all are 0. They may be the very words below.
+    const Base::CSurfelBitMask* oldWords = nullptr;
+    /// Word j is surfel j's after the cut.
     Base::CSurfelBitMask* words = nullptr;
 };
 
-/// Sets SurfelFlagCut on the words of the surfels \p begin to \p end - 1 that lie on a painted
-/// pixel, and says whether a word was changed. Ranges that do not overlap may run at once.
+/// Writes the words of the surfels \p begin to \p end - 1: the old ones, with SurfelFlagCut where
+/// the surfel lies on a painted pixel. Says whether one got the flag that did not have it. Ranges
+/// that do not overlap may run at once.
 using CutSurfelsKernel = bool (*)(const SCutSurfelsTask& task, std::uint32_t begin,
                                   std::uint32_t end);
 

@@ -1,7 +1,6 @@
 #include <cstring>
 
 #include "Base/Math/LqVector3f.h"
-#include "Base/Math/PointTransform.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfels.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
 
@@ -11,18 +10,25 @@ namespace DataLayer
 namespace
 {
 
+float transform(const float* coefficients, const LqVector3f& point)
+{
+    return ((point.x * coefficients[0] + point.y * coefficients[1]) + point.z * coefficients[2]) +
+           coefficients[3];
+}
+
 bool isOnPaintedPixel(const SCutSurfelsTask& task, const LqVector3f& position)
 {
-    const auto clip = TransformHomogeneous(task.matrix, position.x, position.y, position.z);
-    const float row = DeviceToPixelY(clip.y / clip.w, task.height);
-    const float column = DeviceToPixelX(clip.x / clip.w, task.width);
-    if (!IsPixelInside(row, task.endRow) || !IsPixelInside(column, task.endColumn))
+    const SCutMask& mask = *task.mask;
+    const float w = transform(task.clipW, position);
+    const float row = DeviceToPixelY(transform(task.clipY, position) / w, mask.height);
+    const float column = DeviceToPixelX(transform(task.clipX, position) / w, mask.width);
+    if (!IsPixelInside(row, mask.endOfRows) || !IsPixelInside(column, mask.endOfColumns))
     {
         return false;
     }
     const std::uint32_t pixel =
-        static_cast<std::uint32_t>(row) * task.maskWidth + static_cast<std::uint32_t>(column);
-    return task.mask[pixel] == 1;
+        static_cast<std::uint32_t>(row) * mask.bytesPerRow + static_cast<std::uint32_t>(column);
+    return mask.bytes[pixel] == 1;
 }
 
 }  // namespace
@@ -34,15 +40,13 @@ bool CutSurfelsScalar(const SCutSurfelsTask& task, std::uint32_t begin, std::uin
     {
         LqVector3f position;
         std::memcpy(&position, task.firstPosition + index * task.positionStride, sizeof position);
-        if (isOnPaintedPixel(task, position))
+        std::uint16_t bits = task.oldWords != nullptr ? task.oldWords[index].bits : 0;
+        if ((bits & Base::CSurfelBitMask::SurfelFlagCut) == 0 && isOnPaintedPixel(task, position))
         {
-            std::uint16_t& bits = task.words[index].bits;
-            if ((bits & Base::CSurfelBitMask::SurfelFlagCut) == 0)
-            {
-                bits |= Base::CSurfelBitMask::SurfelFlagCut;
-                hasChanged = true;
-            }
+            bits |= Base::CSurfelBitMask::SurfelFlagCut;
+            hasChanged = true;
         }
+        task.words[index].bits = bits;
     }
     return hasChanged;
 }

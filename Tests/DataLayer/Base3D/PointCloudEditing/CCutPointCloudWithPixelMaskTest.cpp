@@ -279,7 +279,7 @@ TEST(CCutPointCloudWithPixelMaskLayout, MembersLieInTheOrderOfTheContract)
 
 TEST(CCutPointCloudWithPixelMaskLayout, SizeAndAlignment)
 {
-    EXPECT_EQ(sizeof(Cutter), 128U);
+    EXPECT_EQ(sizeof(Cutter), 144U);
     EXPECT_EQ(alignof(Cutter), 16U);
     EXPECT_TRUE(std::has_virtual_destructor_v<Cutter>);
 }

@@ -17,6 +17,8 @@ std::int64_t g_maxSize = std::numeric_limits<std::int64_t>::max();
 class CReporter : public benchmark::ConsoleReporter
 {
 public:
+    CReporter() : ConsoleReporter(OO_None) {}
+
     void ReportRuns(const std::vector<Run>& runs) override
     {
         for (const Run& run : runs)

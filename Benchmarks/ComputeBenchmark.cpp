@@ -16,6 +16,7 @@
 #include "Base/Support/ParallelFor.h"
 #include "Benchmarks/BenchmarkProgram.h"
 #include "Benchmarks/BenchmarkScene.h"
+#include "Benchmarks/Peers/Peers.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 
@@ -27,6 +28,16 @@ using Words = std::vector<CSurfelBitMask>;
 using Cutter = DataLayer::CCutPointCloudWithPixelMask;
 
 constexpr std::uint32_t c_surfelsPerBlock = 65536;
+
+/// The part of the view that the lasso paints.
+constexpr double c_lassoFraction = 0.1;
+
+const std::shared_ptr<const Base::SRegionSelectionInfo>& GetSelection()
+{
+    static const auto selection = BenchmarkScene::MakeSelection(
+        BenchmarkScene::PaintPolygon(BenchmarkScene::MakeLasso(c_lassoFraction)));
+    return selection;
+}
 
 /// What every benchmark needs to know.
 struct SArguments
@@ -53,7 +64,7 @@ void Compute(benchmark::State& state, const SArguments& arguments)
         positions, arguments.count, positions->data(), arguments.stride);
     const std::vector<Cutter::SInputData> inputs{
         {collection, Words(arguments.count), c_matIdentityD}};
-    const Cutter cutter(BenchmarkScene::MakeSelection(960, 300));
+    const Cutter cutter(GetSelection());
     Cutter::Results results;
     for ([[maybe_unused]] auto iteration : state)
     {
@@ -98,7 +109,7 @@ void PlainLoop(benchmark::State& state, const SArguments& arguments)
     const DataLayer::CSurfelCollectionView collection(nullptr, arguments.count, positions.data(),
                                                       arguments.stride);
     const Words flags(arguments.count);
-    const auto selection = BenchmarkScene::MakeSelection(960, 300);
+    const auto& selection = GetSelection();
     const LqMatrix4Rf matrix = selection->transform1 * selection->transform2;
     Words words;
     for ([[maybe_unused]] auto iteration : state)
@@ -144,6 +155,50 @@ void MoveBytes(benchmark::State& state, const SArguments& arguments)
     SetRates(state, arguments);
 }
 
+std::size_t CountCut(const Words& words)
+{
+    return static_cast<std::size_t>(std::count_if(
+        words.begin(), words.end(), [](CSurfelBitMask word) { return word.bits != 0; }));
+}
+
+/// How many surfels a peer selects must be about what the mask cuts, whose pixels follow the lasso
+/// by half a pixel.
+bool IsNear(std::size_t numSelected, std::size_t numCut)
+{
+    const std::size_t allowed = 5 + numCut / 100;
+    return numSelected <= numCut + allowed && numCut <= numSelected + allowed;
+}
+
+void SelectWithPeer(benchmark::State& state, const SArguments& arguments,
+                    const Peers::SClassifierPeer& peer)
+{
+    const auto positions = BenchmarkScene::MakePositions(arguments.count, arguments.stride);
+    const DataLayer::CSurfelCollectionView collection(nullptr, arguments.count, positions.data(),
+                                                      arguments.stride);
+    const Base::SRegionSelectionInfo& selection = *GetSelection();
+    const LqMatrix4Rf matrix = selection.transform1 * selection.transform2;
+    Words words(arguments.count);
+    static_cast<void>(CutPlainly(selection, matrix, collection, words));
+    std::vector<LqVector3f> points(arguments.count);
+    for (std::uint32_t index = 0; index < arguments.count; ++index)
+    {
+        points[index] = collection.GetPositions().At(index);
+    }
+    const auto classifier =
+        peer.make(points, {matrix, BenchmarkScene::c_viewWidth, BenchmarkScene::c_viewHeight,
+                           BenchmarkScene::MakeLasso(c_lassoFraction)});
+    std::size_t numSelected = 0;
+    for ([[maybe_unused]] auto iteration : state)
+    {
+        numSelected = classifier->CountSelected();
+    }
+    if (!IsNear(numSelected, CountCut(words)))
+    {
+        state.SkipWithError("selects other points");
+    }
+    SetRates(state, arguments);
+}
+
 void AddAll()
 {
     const std::size_t allThreads = std::thread::hardware_concurrency();
@@ -161,6 +216,16 @@ void AddAll()
             add("Veko2", "", 1, Compute);
             add("Plain", "", 1, PlainLoop);
             add("Limit", "", 1, MoveBytes);
+            if (stride == 16)
+            {
+                for (const Peers::SClassifierPeer& peer : Peers::GetClassifiers())
+                {
+                    BenchmarkProgram::Add("Compute", "Peer:" + peer.name, "Stride16", count,
+                                          [=](benchmark::State& state) {
+                                              SelectWithPeer(state, {count, stride, 1}, peer);
+                                          });
+                }
+            }
             add("Veko2", ",ThreadsAll", allThreads, Compute);
             add("Limit", ",ThreadsAll", allThreads, MoveBytes);
         }

@@ -1,6 +1,6 @@
 // Fuses a scan of a rough ball with floating bits beside it and finds its small components; the
 // same with the flagging of its surfels behind it, which is what cleaning a scan is; and the peers'
-// clusters, with half the voxel size for tolerance. In scan order and shuffled, on one thread.
+// clusters, with half the voxel size for tolerance. In scan order and shuffled, on all threads.
 // Memory is the most that was in use above what was before.
 
 #include <malloc.h>
@@ -219,11 +219,11 @@ void AddAll()
             const auto add =
                 [&](const std::string& path, const std::string& form,
                     const std::function<std::uint64_t(const std::vector<LqVector3f>&)>& work) {
-                    BenchmarkProgram::Add(path, form, isShuffled ? "Shuffled" : "ScanOrder",
-                                          static_cast<std::int64_t>(count),
-                                          [=](benchmark::State& state) {
-                                              RunOnScan(state, count, isShuffled, work);
-                                          });
+                    BenchmarkProgram::Add(
+                        path, form, isShuffled ? "Shuffled,ThreadsAll" : "ScanOrder,ThreadsAll",
+                        static_cast<std::int64_t>(count), [=](benchmark::State& state) {
+                            RunOnScan(state, count, isShuffled, work);
+                        });
                 };
             add("Fuse", "Veko2", Fuse);
             add("Clean", "Veko2", FuseAndFlag);

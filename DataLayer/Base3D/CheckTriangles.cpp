@@ -12,11 +12,6 @@ namespace DataLayer
 namespace
 {
 
-bool IsInside(const std::array<std::uint32_t, 3>& triangle, std::size_t numVertices)
-{
-    return std::max({triangle[0], triangle[1], triangle[2]}) < numVertices;
-}
-
 [[noreturn]] void ThrowOutside(const char* function, const Geometry::CTriangulation& mesh,
                                std::size_t index)
 {
@@ -31,19 +26,36 @@ bool IsInside(const std::array<std::uint32_t, 3>& triangle, std::size_t numVerti
 
 }  // namespace
 
+bool AreCornersInside(const std::array<std::uint32_t, 3>* triangles, std::size_t count,
+                      std::size_t numVertices)
+{
+    // Without early return, so that it takes several corners at a time.
+    std::uint32_t largest = 0;
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        for (const std::uint32_t corner : triangles[index])
+        {
+            largest = std::max(largest, corner);
+        }
+    }
+    return count == 0 || largest < numVertices;
+}
+
 void CheckTriangles(const char* function, const Geometry::CTriangulation& mesh)
 {
     const std::size_t numTriangles = mesh.triangles.size();
     // One place per block, so that the first triangle is named whichever block ends first.
     std::vector<std::size_t> firstsOutside(CountSurfelBlocks(numTriangles), numTriangles);
     ForEachSurfelBlock(numTriangles, [&](std::uint64_t begin, std::uint64_t end) {
-        for (std::uint64_t index = begin; index < end; ++index)
+        const auto* const triangles = mesh.triangles.data();
+        if (!AreCornersInside(triangles + begin, end - begin, mesh.vertices.size()))
         {
-            if (!IsInside(mesh.triangles[index], mesh.vertices.size()))
-            {
-                firstsOutside[begin / c_surfelBlockSize] = index;
-                return;
-            }
+            const auto* const outside =
+                std::find_if(triangles + begin, triangles + end, [&](const auto& triangle) {
+                    return !AreCornersInside(&triangle, 1, mesh.vertices.size());
+                });
+            firstsOutside[begin / c_surfelBlockSize] =
+                static_cast<std::size_t>(outside - triangles);
         }
     });
     for (const std::size_t index : firstsOutside)

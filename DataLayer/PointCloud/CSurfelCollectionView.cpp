@@ -10,8 +10,9 @@
 #include "DataLayer/PointCloud/CPointCloudSupport.h"
 #include "DataLayer/PointCloud/CSurfelCollectionPosition.h"
 #include "DataLayer/PointCloud/CSurfelCollectionPositionNormal.h"
+#include "DataLayer/PointCloud/SurfelBlocks.h"
 #include "DataLayer/PointCloud/SurfelSubsets.h"
-#include "DataLayer/PointCloud/TSurfelReader.h"
+#include "DataLayer/PointCloud/TSurfelTraits.h"
 
 namespace DataLayer
 {
@@ -53,21 +54,26 @@ void CheckArray(const wchar_t* what, std::uint64_t count, const void* first, std
 }
 
 /// The copy that \p copySurfels makes of the view's surfels, of the kind that keeps them whole. It
-/// is called with the reader of the record to use.
+/// is called with how to read the surfel at an index as the record to use.
 template <typename CopySurfels>
-std::unique_ptr<Base::ISurfelCollection> MakeCopy(const CSurfelCollectionView& view,
+std::unique_ptr<Base::ISurfelCollection> MakeCopy(const CPositionAccess& positions,
+                                                  const CNormalAccess* normals,
                                                   const CopySurfels& copySurfels)
 {
-    if (view.HasNormals())
+    if (normals != nullptr)
     {
         auto copy = std::make_unique<CSurfelCollectionPositionNormal>();
-        const TSurfelReader<CSurfelPositionNormal> reader(view, nullptr, c_matIdentityD);
-        copy->SetSurfels(copySurfels(reader, CSurfelCollectionPositionNormal::Surfels()));
+        const auto read = [positions, normals = *normals](std::uint64_t index) {
+            return CSurfelPositionNormal{positions.At(index), normals.At(index)};
+        };
+        copy->SetSurfels(copySurfels(read, CSurfelCollectionPositionNormal::Surfels()));
         return copy;
     }
     auto copy = std::make_unique<CSurfelCollectionPosition>();
-    const TSurfelReader<CSurfelPosition> reader(view, nullptr, c_matIdentityD);
-    copy->SetSurfels(copySurfels(reader, CSurfelCollectionPosition::Surfels()));
+    const auto read = [positions](std::uint64_t index) {
+        return CSurfelPosition{positions.At(index)};
+    };
+    copy->SetSurfels(copySurfels(read, CSurfelCollectionPosition::Surfels()));
     return copy;
 }
 
@@ -151,32 +157,34 @@ std::shared_ptr<const Base::IPointCloudSupport> CSurfelCollectionView::GetPointC
 std::shared_ptr<Base::ISurfelCollection> CSurfelCollectionView::GetSubsetCopyByIndex(
     const std::vector<std::size_t>& indices, SubsetMode mode) const
 {
-    return MakeCopy(*this, [&](const auto& reader, auto surfels) {
-        return CopySubsetByIndex<decltype(surfels)>(
-            "DataLayer::CSurfelCollectionView::GetSubsetCopyByIndex", m_count, indices, mode,
-            [&](std::uint64_t index) { return reader.Read(index); });
-    });
+    return MakeCopy(m_positions, m_hasNormals ? &m_normals : nullptr,
+                    [&](const auto& read, auto surfels) {
+                        return CopySubsetByIndex<decltype(surfels)>(
+                            "DataLayer::CSurfelCollectionView::GetSubsetCopyByIndex", m_count,
+                            indices, mode, read);
+                    });
 }
 
 std::shared_ptr<Base::ISurfelCollection> CSurfelCollectionView::GetSubsetCopyByMask(
     const std::vector<Base::CSurfelBitMask>& bitMasks, Base::CSurfelBitMask bits,
     MaskMode mode) const
 {
-    return MakeCopy(*this, [&](const auto& reader, auto surfels) {
-        return CopySubsetByMask<decltype(surfels)>(
-            "DataLayer::CSurfelCollectionView::GetSubsetCopyByMask", m_count, bitMasks, bits, mode,
-            [&](std::uint64_t index) { return reader.Read(index); });
-    });
+    return MakeCopy(m_positions, m_hasNormals ? &m_normals : nullptr,
+                    [&](const auto& read, auto surfels) {
+                        return CopySubsetByMask<decltype(surfels)>(
+                            "DataLayer::CSurfelCollectionView::GetSubsetCopyByMask", m_count,
+                            bitMasks, bits, mode, read);
+                    });
 }
 
 std::shared_ptr<Base::ISurfelCollection> CSurfelCollectionView::GetSubsetCopyByMask(
     const std::vector<bool>& mask, MaskMode mode) const
 {
-    return MakeCopy(*this, [&](const auto& reader, auto surfels) {
-        return CopySubsetByMask<decltype(surfels)>(
-            "DataLayer::CSurfelCollectionView::GetSubsetCopyByMask", m_count, mask, mode,
-            [&](std::uint64_t index) { return reader.Read(index); });
-    });
+    return MakeCopy(
+        m_positions, m_hasNormals ? &m_normals : nullptr, [&](const auto& read, auto surfels) {
+            return CopySubsetByMask<decltype(surfels)>(
+                "DataLayer::CSurfelCollectionView::GetSubsetCopyByMask", m_count, mask, mode, read);
+        });
 }
 
 std::unique_ptr<Base::ISurfelCollection> CSurfelCollectionView::CloneFromCollection(

@@ -5,6 +5,9 @@
 #include <vector>
 
 #include "Base/Interfaces/ISurfelCollection.h"
+#include "Base/Support/LargePages.h"
+#include "DataLayer/PointCloud/BoolWords.h"
+#include "DataLayer/PointCloud/CIndexSelection.h"
 #include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
@@ -32,6 +35,11 @@ void CheckSources(const char* function,
 /// @throw std::length_error when the sum does not fit into memory by far.
 [[nodiscard]] std::uint64_t AddSurfelCounts(std::uint64_t first, std::uint64_t second);
 
+/// Which of the words 64 \p group to 64 \p group + 63 have one of \p bits, the first in the lowest
+/// bit. Words that are not there have none.
+[[nodiscard]] std::uint64_t GatherMarked(const std::vector<Base::CSurfelBitMask>& bitMasks,
+                                         Base::CSurfelBitMask bits, std::uint64_t group);
+
 /// The subsets of a collection's \p count surfels, each copied by \p read; see the operations of
 /// Base::ISurfelCollection.
 template <typename Elements, typename Read>
@@ -42,7 +50,8 @@ template <typename Elements, typename Read>
     CheckSurfelIndices(function, indices, count);
     if (mode == Base::ISurfelCollection::SubsetMode::Keep)
     {
-        Elements elements(indices.size());
+        Elements elements;
+        Base::ResizeInLargePages(elements, indices.size());
         ForEachSurfelBlock(indices.size(), [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t place = begin; place < end; ++place)
             {
@@ -51,13 +60,14 @@ template <typename Elements, typename Read>
         });
         return elements;
     }
-    std::vector<std::uint8_t> isListed(count);
+    std::vector<std::uint64_t> listed(count / CIndexSelection::c_wordSize + 1);
     for (const std::size_t index : indices)
     {
-        isListed[index] = 1;
+        listed[index / CIndexSelection::c_wordSize] |= std::uint64_t{1}
+                                                       << (index % CIndexSelection::c_wordSize);
     }
-    return CopySelected<Elements>(
-        count, [&](std::uint64_t index) { return isListed[index] == 0; }, read);
+    return CIndexSelection(count, [&](std::uint64_t word) { return ~listed[word]; })
+        .Copy<Elements>(read);
 }
 
 template <typename Elements, typename Read>
@@ -66,17 +76,17 @@ template <typename Elements, typename Read>
                                         Base::CSurfelBitMask bits,
                                         Base::ISurfelCollection::MaskMode mode, const Read& read)
 {
-    const bool isKept = mode == Base::ISurfelCollection::MaskMode::Keep;
+    const std::uint64_t dropped =
+        mode == Base::ISurfelCollection::MaskMode::Keep ? 0 : CIndexSelection::c_all;
     if (bitMasks.empty())
     {
-        return CopySelected<Elements>(
-            count, [&](std::uint64_t) { return !isKept; }, read);
+        return CIndexSelection(count, [&](std::uint64_t) { return dropped; }).Copy<Elements>(read);
     }
     CheckMaskSize(function, bitMasks.size(), count);
-    return CopySelected<Elements>(
-        count,
-        [&](std::uint64_t index) { return ((bitMasks[index].bits & bits.bits) != 0) == isKept; },
-        read);
+    return CIndexSelection(
+               count,
+               [&](std::uint64_t word) { return GatherMarked(bitMasks, bits, word) ^ dropped; })
+        .Copy<Elements>(read);
 }
 
 template <typename Elements, typename Read>
@@ -85,9 +95,11 @@ template <typename Elements, typename Read>
                                         Base::ISurfelCollection::MaskMode mode, const Read& read)
 {
     CheckMaskSize(function, mask.size(), count);
-    const bool isKept = mode == Base::ISurfelCollection::MaskMode::Keep;
-    return CopySelected<Elements>(
-        count, [&](std::uint64_t index) { return mask[index] == isKept; }, read);
+    const std::uint64_t dropped =
+        mode == Base::ISurfelCollection::MaskMode::Keep ? 0 : CIndexSelection::c_all;
+    return CIndexSelection(count,
+                           [&](std::uint64_t word) { return LoadBools(mask, word) ^ dropped; })
+        .Copy<Elements>(read);
 }
 
 /// The elements of an accessor as plain values.

@@ -123,7 +123,7 @@ TSurfelCollectionInterleaved<Surfel, Interface>::GetSubsetCopyByIndex(
 {
     return createFrom(CopySubsetByIndex<Surfels>(
         "DataLayer::TSurfelCollectionInterleaved::GetSubsetCopyByIndex", GetCount(), indices, mode,
-        [&](std::uint64_t index) { return m_surfels[index]; }));
+        [surfels = m_surfels.data()](std::uint64_t index) { return surfels[index]; }));
 }
 
 template <typename Surfel, typename Interface>
@@ -134,7 +134,7 @@ TSurfelCollectionInterleaved<Surfel, Interface>::GetSubsetCopyByMask(
 {
     return createFrom(CopySubsetByMask<Surfels>(
         "DataLayer::TSurfelCollectionInterleaved::GetSubsetCopyByMask", GetCount(), bitMasks, bits,
-        mode, [&](std::uint64_t index) { return m_surfels[index]; }));
+        mode, [surfels = m_surfels.data()](std::uint64_t index) { return surfels[index]; }));
 }
 
 template <typename Surfel, typename Interface>
@@ -144,7 +144,7 @@ TSurfelCollectionInterleaved<Surfel, Interface>::GetSubsetCopyByMask(const std::
 {
     return createFrom(CopySubsetByMask<Surfels>(
         "DataLayer::TSurfelCollectionInterleaved::GetSubsetCopyByMask", GetCount(), mask, mode,
-        [&](std::uint64_t index) { return m_surfels[index]; }));
+        [surfels = m_surfels.data()](std::uint64_t index) { return surfels[index]; }));
 }
 
 template <typename Surfel, typename Interface>

@@ -176,7 +176,6 @@ SSurfelRuns MakeSurfelRuns(const SPositionArray& positions)
 {
     const std::uint64_t count = positions.count;
     SSurfelRuns runs;
-    runs.numSurfels = count;
     runs.runs.resize(count / c_surfelsPerRun + (count % c_surfelsPerRun != 0 ? 1 : 0));
     runs.groups.resize(count / c_surfelsPerGroup + (count % c_surfelsPerGroup != 0 ? 1 : 0));
     ForEachSurfelBlock(count, [&](std::uint64_t begin, std::uint64_t end) {

@@ -36,7 +36,6 @@ struct SSurfelRuns
     static constexpr std::uint32_t c_runsPerGroup = 16;
     static constexpr std::uint32_t c_surfelsPerGroup = c_surfelsPerRun * c_runsPerGroup;
 
-    std::uint64_t numSurfels = 0;
     std::vector<SSurfelRun> runs;
     std::vector<SSurfelRunGroup> groups;
 };

@@ -12,8 +12,10 @@
 #include "Base/Support/ParallelFor.h"
 #include "DataLayer/Base3D/PointCloudEditing/CheckedCount.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CCutMask.h"
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/CutRuns.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfels.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
+#include "DataLayer/PointCloud/ISurfelRuns.h"
 
 namespace DataLayer
 {
@@ -61,16 +63,36 @@ void setColumn(float (&coefficients)[4], const LqMatrix4Rf& matrix, std::size_t 
     }
 }
 
-/// Runs the kernel over the surfels 0 to \p count - 1 and says whether a word was changed.
-bool cutSurfels(const SCutSurfelsTask& task, std::uint32_t count)
+/// What is known of runs of the surfels 0 to \p count - 1; null when nothing is, or when they are
+/// so few that it would not pay.
+const SSurfelRuns* findRuns(const ISurfelRuns* support, const SCutMask& mask, std::uint32_t count)
 {
+    constexpr std::uint32_t c_leastCount = SSurfelRuns::c_surfelsPerGroup;
+    if (support == nullptr || !mask.isPacked || count < c_leastCount)
+    {
+        return nullptr;
+    }
+    const SSurfelRuns* const runs = support->FindSurfelRuns();
+    const bool isComplete =
+        runs != nullptr &&
+        runs->runs.size() >= (std::size_t{count} - 1) / SSurfelRuns::c_surfelsPerRun + 1 &&
+        runs->groups.size() >= (std::size_t{count} - 1) / SSurfelRuns::c_surfelsPerGroup + 1;
+    return isComplete ? runs : nullptr;
+}
+
+/// Cuts the surfels 0 to \p count - 1, by \p runs where there are any, and says whether a word was
+/// changed.
+bool cutSurfels(const SCutSurfelsTask& task, const SSurfelRuns* runs, std::uint32_t count)
+{
+    static_assert(c_surfelsPerBlock % SSurfelRuns::c_surfelsPerGroup == 0);
     const std::uint32_t numBlocks =
         count / c_surfelsPerBlock + (count % c_surfelsPerBlock != 0 ? 1 : 0);
     std::atomic<bool> hasChanged = false;
     Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
         const std::uint32_t begin = block * c_surfelsPerBlock;
         const std::uint32_t end = begin + std::min(count - begin, c_surfelsPerBlock);
-        if (CutSurfelsScalar(task, begin, end))
+        if (runs != nullptr ? CutRuns(task, CutSurfelsScalar, *runs, begin, end)
+                            : CutSurfelsScalar(task, begin, end))
         {
             hasChanged.store(true, std::memory_order_relaxed);
         }
@@ -108,7 +130,8 @@ void CCutPointCloudWithPixelMask::Compute(const std::vector<SInputData>& inputs,
 bool CCutPointCloudWithPixelMask::IntersectsRegion(const LqMatrix4Rd& trafo,
                                                    const Base::ISurfelCollection& collection) const
 {
-    return intersectsPixelBounds(combine(trafo), collection);
+    const UxBoundingBox3D bounds = collection.GetPointCloudSupport()->GetBoundingBox();
+    return intersectsPixelBounds(combine(trafo), bounds);
 }
 
 void CCutPointCloudWithPixelMask::ApplyViewport(LqVector3f& point, float width, float height)
@@ -122,10 +145,9 @@ LqMatrix4Rf CCutPointCloudWithPixelMask::combine(const LqMatrix4Rd& trafo) const
     return LqMatrix4Rf(trafo) * m_viewProjection;
 }
 
-bool CCutPointCloudWithPixelMask::intersectsPixelBounds(
-    const LqMatrix4Rf& combined, const Base::ISurfelCollection& collection) const
+bool CCutPointCloudWithPixelMask::intersectsPixelBounds(const LqMatrix4Rf& combined,
+                                                        UxBoundingBox3D bounds) const
 {
-    UxBoundingBox3D bounds = collection.GetPointCloudSupport()->GetBoundingBox();
     bounds.Transform(combined);
     // Extending by the corners of an empty box would make one that overlaps.
     if (bounds.box.IsEmpty())
@@ -154,11 +176,15 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
     const std::size_t numWords =
         oldWords.empty() ? CheckedCount(collection.GetCount()) : oldWords.size();
     const LqMatrix4Rf combined = combine(input.trafo);
-    if (!intersectsPixelBounds(combined, collection))
+    std::shared_ptr<const Base::IPointCloudSupport> support = collection.GetPointCloudSupport();
+    if (!intersectsPixelBounds(combined, support->GetBoundingBox()))
     {
         assignOldWords(oldWords, numWords, words);
         return;
     }
+    // A support without runs is let go at once.
+    const auto runs = std::dynamic_pointer_cast<const ISurfelRuns>(std::move(support));
+    support.reset();
     SCutSurfelsTask task;
     std::uint32_t count = 0;
     try
@@ -189,7 +215,7 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
     setColumn(task.clipY, combined, 1);
     setColumn(task.clipW, combined, 3);
     task.mask = &m_mask->Get();
-    hasChanged = cutSurfels(task, count);
+    hasChanged = cutSurfels(task, findRuns(runs.get(), *task.mask, count), count);
 }
 
 }  // namespace DataLayer

@@ -95,7 +95,7 @@ private:
 
     [[nodiscard]] LqMatrix4Rf combine(const LqMatrix4Rd& trafo) const;
     [[nodiscard]] bool intersectsPixelBounds(const LqMatrix4Rf& combined,
-                                             const Base::ISurfelCollection& collection) const;
+                                             UxBoundingBox3D bounds) const;
     void classify(const SInputData& input, Results::value_type& result) const;
 
     std::shared_ptr<const Base::SRegionSelectionInfo> m_regionSelection;

@@ -96,7 +96,6 @@ SSurfelRun BoundPlainly(const Base::ISurfelCollection& collection, std::size_t b
 void ExpectPlainBounds(const Base::ISurfelCollection& collection, const SSurfelRuns& runs)
 {
     const std::size_t count = collection.GetCount();
-    ASSERT_EQ(runs.numSurfels, count);
     ASSERT_EQ(runs.runs.size(), (count + 255) / 256);
     ASSERT_EQ(runs.groups.size(), (count + 4095) / 4096);
     for (std::size_t run = 0; run < runs.runs.size(); ++run)
@@ -156,7 +155,6 @@ TEST(ISurfelRuns, FindSurfelRuns_OfNoSurfelsAreNone)
 {
     const CSurfelCollectionMinimal cloud;
     const SSurfelRuns& runs = FindRuns(cloud);
-    EXPECT_EQ(runs.numSurfels, 0);
     EXPECT_TRUE(runs.runs.empty());
     EXPECT_TRUE(runs.groups.empty());
 }

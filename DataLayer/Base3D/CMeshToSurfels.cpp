@@ -10,6 +10,7 @@
 #include "Base/Support/VekoException.h"
 #include "DataLayer/Base3D/CheckTriangles.h"
 #include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
@@ -213,6 +214,15 @@ void AddFaceSurfels(const Geometry::CTriangulation& mesh, float distance,
 }
 
 }  // namespace
+
+std::shared_ptr<const Base::ISurfelCollection> CMeshToSurfels::ViewVertices(
+    std::shared_ptr<const Geometry::CTriangulation> mesh)
+{
+    CheckTriangles("DataLayer::CMeshToSurfels::ViewVertices", *mesh);
+    const std::vector<LqVector3f>& vertices = mesh->vertices;
+    return std::make_shared<CSurfelCollectionView>(std::move(mesh), vertices.size(),
+                                                   vertices.data(), sizeof(LqVector3f));
+}
 
 std::shared_ptr<Base::ISurfelCollection> CMeshToSurfels::CreateMinimal(
     const Geometry::CTriangulation& mesh) const

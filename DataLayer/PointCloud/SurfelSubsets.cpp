@@ -1,6 +1,5 @@
 #include "DataLayer/PointCloud/SurfelSubsets.h"
 
-#include <algorithm>
 #include <limits>
 #include <stdexcept>
 
@@ -83,30 +82,6 @@ std::uint64_t AddSurfelCounts(std::uint64_t first, std::uint64_t second)
         throw std::length_error("There cannot be so many surfels in one collection.");
     }
     return first + second;
-}
-
-std::uint64_t GatherMarked(const std::vector<Base::CSurfelBitMask>& bitMasks,
-                           Base::CSurfelBitMask bits, std::uint64_t group)
-{
-    constexpr std::size_t c_groupSize = 64;
-    const std::size_t begin = group * c_groupSize;
-    const std::size_t size = std::min(bitMasks.size() - begin, c_groupSize);
-    const Base::CSurfelBitMask* const words = bitMasks.data() + begin;
-    // Most groups have no marked word, and looking for one takes several words at a time.
-    std::uint16_t all = 0;
-    for (std::size_t offset = 0; offset < size; ++offset)
-    {
-        all |= words[offset].bits;
-    }
-    std::uint64_t marked = 0;
-    if ((all & bits.bits) != 0)
-    {
-        for (std::size_t offset = 0; offset < size; ++offset)
-        {
-            marked |= std::uint64_t{(words[offset].bits & bits.bits) != 0 ? 1U : 0U} << offset;
-        }
-    }
-    return marked;
 }
 
 }  // namespace DataLayer

@@ -8,6 +8,7 @@
 #include "Base/Support/LargePages.h"
 #include "DataLayer/PointCloud/BoolWords.h"
 #include "DataLayer/PointCloud/CIndexSelection.h"
+#include "DataLayer/PointCloud/GatherMarked.h"
 #include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
@@ -34,11 +35,6 @@ void CheckSources(const char* function,
 
 /// @throw std::length_error when the sum does not fit into memory by far.
 [[nodiscard]] std::uint64_t AddSurfelCounts(std::uint64_t first, std::uint64_t second);
-
-/// Which of the words 64 \p group to 64 \p group + 63 have one of \p bits, the first in the lowest
-/// bit. Words that are not there have none.
-[[nodiscard]] std::uint64_t GatherMarked(const std::vector<Base::CSurfelBitMask>& bitMasks,
-                                         Base::CSurfelBitMask bits, std::uint64_t group);
 
 /// The subsets of a collection's \p count surfels, each copied by \p read; see the operations of
 /// Base::ISurfelCollection.

@@ -1,6 +1,5 @@
 #include "DataLayer/Base3D/PointCloudEditing/CCachedModelsCutter.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -15,6 +14,9 @@
 #include "DataLayer/Base3D/PointCloudEditing/CheckedCount.h"
 #include "DataLayer/Base3D/PointCloudEditing/LogMessage.h"
 #include "DataLayer/DataContainer/CCachedModel.h"
+#include "DataLayer/PointCloud/BoolWords.h"
+#include "DataLayer/PointCloud/GatherMarked.h"
+#include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
 {
@@ -31,12 +33,6 @@ const Logging::CLogger c_logger(L"Veko2.CCachedModelsCutter");
 constexpr const char* c_file = "DataLayer/Base3D/PointCloudEditing/CCachedModelsCutter";
 constexpr const char* c_applyFunction = "DataLayer::CCachedModelsCutter::Apply";
 
-/// One surfel per vertex, in the order of the vertices.
-Surfels makeSurfels(const Geometry::CTriangulation& triangulation)
-{
-    return CMeshToSurfels(0.1F, false).CreateMinimal(triangulation);
-}
-
 /// Leaves one entry in \p results: whether \p selection cuts a surfel, and per surfel a word that
 /// is not 0 where it does.
 void classify(const Surfels& surfels, const LqMatrix4Rd& matrix, const RegionSelection& selection,
@@ -44,6 +40,22 @@ void classify(const Surfels& surfels, const LqMatrix4Rd& matrix, const RegionSel
 {
     const std::vector<CCutPointCloudWithPixelMask::SInputData> inputs{{surfels, {}, matrix}};
     CCutPointCloudWithPixelMask(selection).Compute(inputs, results);
+}
+
+/// Clears the entries of \p copyMask whose word is not 0. Words and entries that have no partner
+/// are left out.
+void dropCut(const std::vector<Base::CSurfelBitMask>& words, std::vector<bool>& copyMask)
+{
+    constexpr Base::CSurfelBitMask c_anyBit{0xFFFF};
+    ForEachSurfelBlock(copyMask.size(), [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::size_t group = begin / c_boolsPerWord; group < CountBoolWords(end); ++group)
+        {
+            if (const std::uint64_t cut = GatherMarked(words, c_anyBit, group))
+            {
+                StoreBools(copyMask, group, LoadBools(copyMask, group) & ~cut);
+            }
+        }
+    });
 }
 
 /// The model without what \p copyMask leaves out. A model with both geometries is cut as a mesh.
@@ -91,7 +103,7 @@ std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
                 c_file, 77, c_applyFunction,
                 L"Encountered empty cached model while applying regionselectioninfo!");
         }
-        surfels = makeSurfels(*triangulation);
+        surfels = CMeshToSurfels::ViewVertices(triangulation);
     }
 
     CCutPointCloudWithPixelMask::Results results;
@@ -101,21 +113,16 @@ std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
     {
         return model;
     }
-    std::vector<bool> copyMask(words.size(), false);
+    std::vector<bool> copyMask(words.size(), true);
     // The number of surfels, not of hits: that is what readers of the log expect.
     VEKO2_LOG(c_logger, Info, c_file, 97, c_applyFunction, L"Output (matched) data: %d ",
               static_cast<int>(words.size()));
-    for (std::size_t index = 0; index < words.size(); ++index)
-    {
-        if (words[index].bits == 0)
-        {
-            copyMask[index] = true;
-        }
-    }
+    dropCut(words, copyMask);
     if (surfels->GetCount() != copyMask.size())
     {
         ThrowVekoException(c_file, 105, c_applyFunction, L"Invalid copy mask vector size!");
     }
+    results.clear();  // Not needed beside the copy, the largest array of all.
     return makeCutModel(*model, surfels, copyMask);
 }
 
@@ -130,7 +137,7 @@ std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
     Surfels surfels;
     if (const auto triangulation = model->GetTriangulation())
     {
-        surfels = makeSurfels(*triangulation);
+        surfels = CMeshToSurfels::ViewVertices(triangulation);
     }
     else
     {
@@ -150,20 +157,13 @@ std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
     {
         classify(surfels, model->GetMatrix(), selection, results);
         const auto& [hasChanged, words] = results.front();
-        if (!hasChanged)
+        if (hasChanged)
         {
-            continue;
-        }
-        hasCut = true;
-        const std::size_t numEntries = std::min(words.size(), copyMask.size());
-        for (std::size_t index = 0; index < numEntries; ++index)
-        {
-            if (words[index].bits != 0)
-            {
-                copyMask[index] = false;
-            }
+            dropCut(words, copyMask);
+            hasCut = true;
         }
     }
+    results.clear();
     return hasCut ? makeCutModel(*model, surfels, copyMask) : model;
 }
 

@@ -234,6 +234,39 @@ TEST(CMeshToSurfels, NoSampling_DistanceDoesNotMatter)
     EXPECT_EQ(CMeshToSurfels(c_nan, false).CreateMinimal(MakeTriangle())->GetCount(), 3U);
 }
 
+TEST(CMeshToSurfels, ViewVertices_ArePositionsInTheMeshsOwnMemory)
+{
+    const auto mesh = std::make_shared<const Geometry::CTriangulation>(MakeTriangle());
+    const auto surfels = CMeshToSurfels::ViewVertices(mesh);
+    EXPECT_EQ(surfels->GetCount(), 3U);
+    EXPECT_FALSE(surfels->HasNormals());
+    const auto& positions = surfels->GetReadAccessor<Base::CSCElementDefinitionPosition>();
+    EXPECT_EQ(positions.GetFirstElement(),
+              reinterpret_cast<const std::byte*>(mesh->vertices.data()));
+    EXPECT_EQ(positions.At(1), mesh->vertices[1]);
+}
+
+TEST(CMeshToSurfels, ViewVertices_KeepTheMeshAlive)
+{
+    auto mesh = std::make_shared<const Geometry::CTriangulation>(MakeTriangle());
+    const std::weak_ptr<const Geometry::CTriangulation> observer = mesh;
+    auto surfels = CMeshToSurfels::ViewVertices(std::move(mesh));
+    EXPECT_FALSE(observer.expired());
+    surfels.reset();
+    EXPECT_TRUE(observer.expired());
+}
+
+TEST(CMeshToSurfels, ViewVertices_IndexBeyondTheVerticesNamesTheTriangle)
+{
+    Geometry::CTriangulation mesh = MakeTriangle();
+    mesh.triangles.push_back({0, 3, 1});
+    EXPECT_EQ(GetMessageOf([&] {
+                  static_cast<void>(CMeshToSurfels::ViewVertices(
+                      std::make_shared<const Geometry::CTriangulation>(mesh)));
+              }),
+              "Triangle 1 names vertex 3, but there are only 3.");
+}
+
 }  // namespace
 
 }  // namespace DataLayerTest

@@ -1,6 +1,7 @@
 #include "Application/Files/CReplacementFile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +28,9 @@ constexpr std::size_t c_directSize = std::size_t{128} << 10;
 /// does not wait for all of it.
 constexpr std::uint64_t c_pushSize = std::uint64_t{16} << 20;
 
+constexpr std::string_view c_unfinishedBegin = ".veko2-";
+constexpr std::string_view c_unfinishedEnd = ".part";
+
 [[nodiscard]] COutputError failure(const std::filesystem::path& target, int error)
 {
     return {target, "cannot be written: " + std::generic_category().message(error)};
@@ -41,17 +45,56 @@ constexpr std::uint64_t c_pushSize = std::uint64_t{16} << 20;
 {
     static constexpr char c_digits[] = "0123456789abcdef";
     std::random_device random;
-    std::string name = ".veko2-";
+    std::string name(c_unfinishedBegin);
     for (int index = 0; index < 16; ++index)
     {
         name += c_digits[random() & 15U];
     }
-    return name + ".part";
+    return name.append(c_unfinishedEnd);
+}
+
+[[nodiscard]] std::filesystem::path folderOf(const std::filesystem::path& file)
+{
+    const std::filesystem::path folder = file.parent_path();
+    return folder.empty() ? "." : folder;
+}
+
+[[nodiscard]] int openFolder(const std::filesystem::path& folder)
+{
+    return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+/// Makes the names in a folder permanent. The files are complete either way, so a folder that
+/// cannot be synchronised is no failure.
+void syncFolder(const std::filesystem::path& folder)
+{
+    const CFileDescriptor descriptor(openFolder(folder));
+    if (descriptor.IsOpen())
+    {
+        ::fsync(descriptor.Get());
+    }
+}
+
+/// A name under which this process reaches an open file.
+[[nodiscard]] std::string selfName(const CFileDescriptor& descriptor)
+{
+    return "/proc/self/fd/" + std::to_string(descriptor.Get());
+}
+
+/// Locks a new file against CReplacementFile::RemoveStale(). False when that has come first.
+[[nodiscard]] bool isHeld(const CFileDescriptor& descriptor)
+{
+    if (::flock(descriptor.Get(), LOCK_EX | LOCK_NB) != 0)
+    {
+        return errno != EWOULDBLOCK;
+    }
+    struct stat status = {};
+    return ::fstat(descriptor.Get(), &status) == 0 && status.st_nlink > 0;
 }
 
 }  // namespace
 
-CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool force)
+CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool force, Naming naming)
     : m_target(target),
       m_resolved(target),
       m_force(force),
@@ -84,11 +127,21 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
             throw failure(m_target, error.value());
         }
     }
-    openTemporary();
+    if (!m_resolved.has_filename())
+    {
+        throw failure(m_target, EISDIR);
+    }
+    if (naming == Naming::FromTheStart || !openUnnamed())
+    {
+        openNamed();
+    }
     if (exists && ::fchmod(m_descriptor.Get(), status.st_mode & 07777) != 0)
     {
         const int reason = errno;
-        ::unlink(m_temporary.c_str());
+        if (!m_temporary.empty())
+        {
+            ::unlink(m_temporary.c_str());
+        }
         throw failure(m_target, reason);
     }
 }
@@ -101,24 +154,43 @@ CReplacementFile::~CReplacementFile()
     }
 }
 
-void CReplacementFile::openTemporary()
+bool CReplacementFile::openUnnamed()
 {
-    if (!m_resolved.has_filename())
+    const std::filesystem::path folder = folderOf(m_resolved);
+    m_descriptor = CFileDescriptor(::open(folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
+    // Without this folder the file could never get its name.
+    if (m_descriptor.IsOpen() && ::access(selfName(m_descriptor).c_str(), F_OK) != 0)
     {
-        throw failure(m_target, EISDIR);
+        m_descriptor.Close();
     }
-    do
+    if (!m_descriptor.IsOpen())
+    {
+        return false;
+    }
+    // Held before there is a name to find it by.
+    ::flock(m_descriptor.Get(), LOCK_EX | LOCK_NB);
+    return true;
+}
+
+void CReplacementFile::openNamed()
+{
+    for (;;)
     {
         m_temporary = m_resolved.parent_path() / uniqueName();
         // Before it exists, so that there is no moment at which it could be left behind.
         m_unfinished.emplace(m_temporary);
         m_descriptor = CFileDescriptor(
             ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    } while (!m_descriptor.IsOpen() && errno == EEXIST);
-    if (!m_descriptor.IsOpen())
-    {
-        m_temporary.clear();
-        throw failure(m_target, errno);
+        if (m_descriptor.IsOpen() && isHeld(m_descriptor))
+        {
+            return;
+        }
+        if (!m_descriptor.IsOpen() && errno != EEXIST)
+        {
+            const int reason = errno;
+            m_temporary.clear();
+            throw failure(m_target, reason);
+        }
     }
 }
 
@@ -173,28 +245,119 @@ void CReplacementFile::writeThrough(std::span<const std::byte> bytes)
     }
 }
 
-void CReplacementFile::Commit()
+void CReplacementFile::Commit(Permanence permanence)
 {
     flush();
-    if (::fsync(m_descriptor.Get()) != 0 || !m_descriptor.Close())
+    if (permanence == Permanence::Later)
+    {
+        ::sync_file_range(m_descriptor.Get(), 0, 0, SYNC_FILE_RANGE_WRITE);
+    }
+    else if (::fsync(m_descriptor.Get()) != 0)
     {
         throw failure(m_target, errno);
     }
     rename();
     m_temporary.clear();
-    // The name itself becomes permanent with its folder. The file is complete either way, so a
-    // folder that cannot be synchronised is no failure.
-    const std::filesystem::path folder = m_resolved.parent_path();
-    const CFileDescriptor directory(
-        ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory.IsOpen())
+    if (!m_descriptor.Close())
     {
-        ::fsync(directory.Get());
+        throw failure(m_target, errno);
     }
+    if (permanence == Permanence::Now)
+    {
+        syncFolder(folderOf(m_resolved));
+    }
+}
+
+void CReplacementFile::MakePermanent(const std::filesystem::path& folder,
+                                     const std::vector<std::string>& names)
+{
+    // One by one they take a few milliseconds each; all at once, as long as the disk needs for
+    // everything that anybody is writing to it.
+    constexpr std::size_t c_maxNumSingle = 8;
+    if (names.size() > c_maxNumSingle)
+    {
+        const CFileDescriptor descriptor(openFolder(folder));
+        if (descriptor.IsOpen() && ::syncfs(descriptor.Get()) == 0)
+        {
+            return;
+        }
+    }
+    for (const std::string& name : names)
+    {
+        const std::filesystem::path file = folder / name;
+        const CFileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!descriptor.IsOpen() || ::fsync(descriptor.Get()) != 0)
+        {
+            throw failure(file, errno);
+        }
+    }
+    syncFolder(folder);
+}
+
+void CReplacementFile::RemoveStale(const std::filesystem::path& folder)
+{
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder.empty() ? "." : folder, error), end;
+         !error && entry != end; entry.increment(error))
+    {
+        if (!IsUnfinishedName(entry->path().filename().native()))
+        {
+            continue;
+        }
+        const CFileDescriptor descriptor(
+            ::open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        struct stat status = {};
+        // Whoever is still writing it holds the lock.
+        if (descriptor.IsOpen() && ::fstat(descriptor.Get(), &status) == 0 &&
+            S_ISREG(status.st_mode) && ::flock(descriptor.Get(), LOCK_EX | LOCK_NB) == 0)
+        {
+            ::unlink(entry->path().c_str());
+        }
+    }
+}
+
+bool CReplacementFile::IsUnfinishedName(std::string_view name)
+{
+    return name.starts_with(c_unfinishedBegin) && name.ends_with(c_unfinishedEnd);
+}
+
+/// Gives a file without a name that of the target, or one that rename() can replace the target
+/// with. True when the former.
+bool CReplacementFile::nameUnnamed()
+{
+    const std::string self = selfName(m_descriptor);
+    const auto link = [&](const std::filesystem::path& name) {
+        return ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    };
+    if (link(m_resolved))
+    {
+        return true;
+    }
+    if (errno == EEXIST && !m_force)
+    {
+        throw existing(m_target);
+    }
+    while (errno == EEXIST)
+    {
+        m_temporary = m_resolved.parent_path() / uniqueName();
+        m_unfinished.emplace(m_temporary);
+        if (link(m_temporary))
+        {
+            return false;
+        }
+        const int reason = errno;
+        m_temporary.clear();
+        errno = reason;
+    }
+    throw failure(m_target, errno);
 }
 
 void CReplacementFile::rename()
 {
+    if (m_temporary.empty() && nameUnnamed())
+    {
+        return;
+    }
     if (m_force)
     {
         if (::rename(m_temporary.c_str(), m_resolved.c_str()) != 0)

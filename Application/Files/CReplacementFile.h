@@ -6,7 +6,9 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "Application/Files/CFileDescriptor.h"
 #include "Application/Files/CUnfinishedFile.h"
@@ -20,17 +22,34 @@ namespace Application
 ///     file.Write(bytes);
 ///     file.Commit();
 ///
-/// The bytes go to a file of a unique name beside the target, which Commit() makes permanent and
-/// renames. Until then, and whatever fails or is killed, the target is what it was; destruction
-/// without Commit() removes the unfinished file. One thread at a time.
+/// The bytes go to a file without a name in the target's folder, which Commit() makes permanent and
+/// gives the name. Until then, and whatever fails or is killed, the target is what it was; an
+/// unfinished file goes away by itself. Where the file system knows no files without a name, and
+/// for the moment in which an old file is replaced, it is called .veko2-*.part; RemoveStale()
+/// removes what a process that was killed then has left. One thread at a time.
 class CReplacementFile
 {
 public:
+    /// When the file gets a name, its own or another.
+    enum class Naming
+    {
+        WhenComplete,  ///< where the file system can do that, and from the start elsewhere
+        FromTheStart,
+    };
+
+    /// When Commit() waits until the disk has the file.
+    enum class Permanence
+    {
+        Now,
+        Later,  ///< in MakePermanent()
+    };
+
     /// A target that is a symbolic link stands for the file it points to; a replaced file's
     /// permissions are kept.
     /// @throw COutputError when the target exists and not \p force, when it is not a regular file,
     /// or when its folder is missing or cannot be written to.
-    CReplacementFile(const std::filesystem::path& target, bool force);
+    CReplacementFile(const std::filesystem::path& target, bool force,
+                     Naming naming = Naming::WhenComplete);
 
     ~CReplacementFile();
     CReplacementFile(const CReplacementFile&) = delete;
@@ -47,17 +66,32 @@ public:
     /// Stores everything permanently and gives it the target's name.
     /// @throw COutputError when it cannot be stored, or the target has come into being since and
     /// was not to be replaced.
-    void Commit();
+    void Commit(Permanence permanence = Permanence::Now);
+
+    /// Makes files of one folder permanent that were committed for later. For many of them it
+    /// takes hardly longer than for one.
+    /// @throw COutputError when they cannot be stored.
+    static void MakePermanent(const std::filesystem::path& folder,
+                              const std::vector<std::string>& names);
+
+    /// Removes from \p folder what processes that no longer live have left unfinished. What cannot
+    /// be removed stays.
+    static void RemoveStale(const std::filesystem::path& folder);
+
+    /// Whether a name is one that unfinished files have.
+    [[nodiscard]] static bool IsUnfinishedName(std::string_view name);
 
 private:
-    void openTemporary();
+    [[nodiscard]] bool openUnnamed();
+    void openNamed();
+    [[nodiscard]] bool nameUnnamed();
     void flush();
     void writeThrough(std::span<const std::byte> bytes);
     void rename();
 
-    std::filesystem::path m_target;    ///< as given, for messages
-    std::filesystem::path m_resolved;  ///< behind symbolic links
-    std::filesystem::path m_temporary;
+    std::filesystem::path m_target;     ///< as given, for messages
+    std::filesystem::path m_resolved;   ///< behind symbolic links
+    std::filesystem::path m_temporary;  ///< the unfinished file, once it has a name
     std::optional<CUnfinishedFile> m_unfinished;
     bool m_force;
     CFileDescriptor m_descriptor;

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -284,7 +285,70 @@ TEST(CReplacementFile, Write_KilledProcessLeavesTheOldFile)
 
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(ReadAll(folder / "a"), "old");
-    EXPECT_EQ(folder.List().size(), 2U);
+    EXPECT_EQ(folder.List(), (Names{"a"}));
+}
+
+TEST(CReplacementFile, Commit_NamedFromTheStartEndsTheSame)
+{
+    const CTemporaryFolder folder;
+    for (const std::string content : {"first", "second"})
+    {
+        CReplacementFile file(folder / "a", content == "second",
+                              CReplacementFile::Naming::FromTheStart);
+        file.Write(content);
+        const Names names = folder.List();
+        EXPECT_TRUE(std::any_of(names.begin(), names.end(), CReplacementFile::IsUnfinishedName));
+        file.Commit();
+        EXPECT_EQ(ReadAll(folder / "a"), content);
+        EXPECT_EQ(folder.List(), (Names{"a"}));
+    }
+    EXPECT_EQ(messageOf([&] {
+                  CReplacementFile file(folder / "b", false,
+                                        CReplacementFile::Naming::FromTheStart);
+                  WriteAll(folder / "b", "somebody's");
+                  file.Commit();
+              }),
+              (folder / "b").string() + ": exists already and is replaced only with --force");
+    EXPECT_EQ(folder.List(), (Names{"a", "b"}));
+}
+
+TEST(CReplacementFile, RemoveStale_LeavesWhatIsBeingWritten)
+{
+    const CTemporaryFolder folder;
+    WriteAll(folder / ".veko2-0123456789abcdef.part", "left behind");
+    WriteAll(folder / ".veko2-notes.txt", "mine");
+    WriteAll(folder / "x.part", "mine");
+    std::filesystem::create_directory(folder / ".veko2-folder.part");
+    CReplacementFile file(folder / "a", false, CReplacementFile::Naming::FromTheStart);
+    file.Write("content");
+
+    CReplacementFile::RemoveStale(folder.GetPath());
+    EXPECT_EQ(folder.List().size(), 4U);
+    EXPECT_FALSE(std::filesystem::exists(folder / ".veko2-0123456789abcdef.part"));
+    file.Commit();
+    EXPECT_EQ(ReadAll(folder / "a"), "content");
+}
+
+TEST(CReplacementFile, RemoveStale_MissingFolderIsNoFailure)
+{
+    CReplacementFile::RemoveStale("/nowhere/at/all");
+}
+
+TEST(CReplacementFile, MakePermanent_OneFileAndMany)
+{
+    const CTemporaryFolder folder;
+    Names names;
+    for (int index = 0; index < 20; ++index)
+    {
+        names.push_back(std::to_string(100 + index));
+        CReplacementFile file(folder / names.back(), false);
+        file.Write("content");
+        file.Commit(CReplacementFile::Permanence::Later);
+        CReplacementFile::MakePermanent(folder.GetPath(), names);
+    }
+    EXPECT_EQ(folder.List(), names);
+    EXPECT_EQ(ReadAll(folder / "119"), "content");
+    EXPECT_THROW(CReplacementFile::MakePermanent(folder.GetPath(), {"missing"}), COutputError);
 }
 
 }  // namespace

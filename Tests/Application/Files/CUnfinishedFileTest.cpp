@@ -42,7 +42,7 @@ protected:
 
 TEST_F(CUnfinishedFileTest, RemoveAll_RemovesAReplacementThatIsNotCommitted)
 {
-    CReplacementFile file(m_folder / "target", false);
+    CReplacementFile file(m_folder / "target", false, CReplacementFile::Naming::FromTheStart);
     file.Write("text");
     ASSERT_EQ(countFiles(), 1U);
     CUnfinishedFile::RemoveAll();
@@ -51,7 +51,7 @@ TEST_F(CUnfinishedFileTest, RemoveAll_RemovesAReplacementThatIsNotCommitted)
 
 TEST_F(CUnfinishedFileTest, RemoveAll_LeavesACommittedFile)
 {
-    CReplacementFile file(m_folder / "target", false);
+    CReplacementFile file(m_folder / "target", false, CReplacementFile::Naming::FromTheStart);
     file.Write("text");
     file.Commit();
     CUnfinishedFile::RemoveAll();
@@ -74,8 +74,8 @@ TEST_F(CUnfinishedFileTest, Constructor_MoreFilesThanSlotsAreNotRemembered)
     std::vector<std::unique_ptr<CReplacementFile>> files;
     for (int index = 0; index < 20; ++index)
     {
-        files.push_back(
-            std::make_unique<CReplacementFile>(m_folder / std::to_string(index), false));
+        files.push_back(std::make_unique<CReplacementFile>(m_folder / std::to_string(index), false,
+                                                           CReplacementFile::Naming::FromTheStart));
     }
     CUnfinishedFile::RemoveAll();
     EXPECT_EQ(countFiles(), 4U);

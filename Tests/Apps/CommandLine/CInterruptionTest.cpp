@@ -51,6 +51,9 @@ protected:
 
 using CInterruptionDeathTest = CInterruptionTest;
 
+/// Files that have to be removed when the process ends, as on file systems without unnamed ones.
+constexpr auto c_named = Application::CReplacementFile::Naming::FromTheStart;
+
 TEST_F(CInterruptionDeathTest, Signal_EndsACommandAtItsNextStepWithoutAnOutput)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
@@ -86,7 +89,7 @@ TEST_F(CInterruptionDeathTest, SecondSignal_EndsAtOnceAndRemovesUnfinishedFiles)
     EXPECT_EXIT(
         {
             CInterruption::Install();
-            Application::CReplacementFile file(in("rest.ply"), false);
+            Application::CReplacementFile file(in("rest.ply"), false, c_named);
             file.Write("partial");
             raise(SIGINT);
             raise(SIGINT);
@@ -100,7 +103,7 @@ TEST_F(CInterruptionDeathTest, WorkThatDoesNotNotice_IsEndedAndUnfinishedFilesAr
     EXPECT_EXIT(
         {
             CInterruption::Install();
-            Application::CReplacementFile file(in("rest.ply"), false);
+            Application::CReplacementFile file(in("rest.ply"), false, c_named);
             file.Write("partial");
             raise(SIGTERM);
             for (;;)
@@ -119,7 +122,7 @@ TEST_F(CInterruptionDeathTest, MappedInputThatIsShortened_IsAnInputErrorAndLeave
         {
             CInterruption::Install();
             const auto mapped = Application::CMappedFile::Open(in("scan.ply"));
-            Application::CReplacementFile file(in("rest.ply"), false);
+            Application::CReplacementFile file(in("rest.ply"), false, c_named);
             std::filesystem::resize_file(in("scan.ply"), 10);
             std::vector<std::byte> copy(mapped->GetBytes().begin(), mapped->GetBytes().end());
             file.Write(copy);

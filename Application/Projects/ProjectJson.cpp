@@ -11,6 +11,7 @@
 
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
+#include "Application/Files/JsonErrors.h"
 #include "Application/Projects/CProjectFolder.h"
 #include "Application/Projects/Placement.h"
 #include "Base/Support/WideText.h"
@@ -320,11 +321,11 @@ Json Parse(std::string_view text, const std::filesystem::path& name)
     catch (const Json::parse_error& error)
     {
         throw CInputError::AtByte(name, error.byte,
-                                  "expected a JSON document: " + std::string(error.what()));
+                                  "expected a JSON document: " + DescribeJsonError(error.what()));
     }
     catch (const Json::exception& error)
     {
-        throw CInputError(name, error.what());
+        throw CInputError(name, DescribeJsonError(error.what()));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "Application/View/CView.h"
 
 #include "Application/Files/CInputError.h"
+#include "Application/Files/JsonErrors.h"
 #include "Application/View/CMask.h"
 #include "Application/View/FileBytes.h"
 #include "Application/View/ViewLimits.h"
@@ -221,11 +222,11 @@ CView CView::FromJson(std::string_view json, const std::filesystem::path& name)
     catch (const Json::parse_error& error)
     {
         throw CInputError::AtByte(name, error.byte,
-                                  "expected a JSON document: " + std::string(error.what()));
+                                  "expected a JSON document: " + DescribeJsonError(error.what()));
     }
     catch (const Json::exception& error)
     {
-        throw CInputError(name, error.what());
+        throw CInputError(name, DescribeJsonError(error.what()));
     }
     checkHeader(document, name);
     const std::uint32_t width = readSize(document, name, "width");

@@ -81,6 +81,11 @@ CDemoScene::CDemoScene(const SSettings& settings) : m_settings(settings)
     }
 }
 
+std::string CDemoScene::GetStationName(std::uint32_t station)
+{
+    return "station" + std::to_string(station + 1);
+}
+
 std::vector<CDemoScene::SScan> CDemoScene::Generate() const
 {
     const double numPoints = static_cast<double>(m_settings.numPoints) / c_numStations;
@@ -105,8 +110,8 @@ std::vector<CDemoScene::SScan> CDemoScene::Generate() const
             }
         }
         scanner.AddStrays(static_cast<std::uint64_t>(c_strayShare * numPoints), points);
-        scans.push_back({"station" + std::to_string(station + 1), scanner.GetTrafo(),
-                         std::move(points.positions), std::move(points.normals)});
+        scans.push_back({GetStationName(station), scanner.GetTrafo(), std::move(points.positions),
+                         std::move(points.normals)});
     }
     return scans;
 }

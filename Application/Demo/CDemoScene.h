@@ -26,7 +26,7 @@ public:
     /// millimetres.
     struct SScan
     {
-        /// "station1" and so on.
+        /// As GetStationName() has it.
         std::string name;
         /// From the station's coordinates to the common ones, whose z axis is the turntable's.
         LqMatrix4Rd trafo;
@@ -50,6 +50,9 @@ public:
     /// @throw CInputError, with "demo" in place of the file, when the number of points is not
     /// between c_minPoints and c_maxPoints.
     explicit CDemoScene(const SSettings& settings);
+
+    /// "station1" for the station 0, and so on.
+    [[nodiscard]] static std::string GetStationName(std::uint32_t station);
 
     /// The scans of all stations, in their order around the turntable.
     [[nodiscard]] std::vector<SScan> Generate() const;

@@ -84,12 +84,12 @@ std::string ToText(const std::vector<CDemoScene::SScan>& scans)
     return text;
 }
 
-/// Generates the scans; what is wrong with the settings was said on the command line.
-std::vector<CDemoScene::SScan> Generate(const CDemoScene::SSettings& settings)
+/// What is wrong with the settings was said on the command line.
+CDemoScene MakeScene(const CDemoScene::SSettings& settings)
 {
     try
     {
-        return CDemoScene(settings).Generate();
+        return CDemoScene(settings);
     }
     catch (const Application::CInputError& error)
     {
@@ -137,10 +137,7 @@ SReport CDemoCommand::Run(CConsole& console)
     {
         settings.seed = ParseCount("--seed", m_seed);
     }
-    console.ShowProgress("Scanning", 0.0);
-    const std::vector<CDemoScene::SScan> scans = Generate(settings);
-    CInterruption::ThrowIfRequested();
-
+    const CDemoScene scene = MakeScene(settings);
     MakeFolder(m_folder);
     const auto in = [&](const std::string& name) {
         return (std::filesystem::path(m_folder) / name).string();
@@ -149,11 +146,15 @@ SReport CDemoCommand::Run(CConsole& console)
     const std::string transforms = in("transforms.txt");
     std::vector<SOutputFile> outputs{{"object", merged, m_force},
                                      {"transforms", transforms, m_force}};
-    for (const CDemoScene::SScan& scan : scans)
+    for (std::uint32_t station = 0; station < CDemoScene::c_numStations; ++station)
     {
-        outputs.push_back({scan.name, in(scan.name + ".ply"), m_force});
+        const std::string name = CDemoScene::GetStationName(station);
+        outputs.push_back({name, in(name + ".ply"), m_force});
     }
     CheckOutputs(outputs);
+    console.ShowProgress("Scanning", 0.0);
+    const std::vector<CDemoScene::SScan> scans = scene.Generate();
+    CInterruption::ThrowIfRequested();
 
     SReport report;
     report.document = {{"command", "demo"}, {"scans", nlohmann::ordered_json::array()}};

@@ -11,7 +11,6 @@
 #include <string_view>
 
 #include "Application/Files/CInputError.h"
-#include "Application/Files/CMappedFile.h"
 #include "Application/Files/COutputError.h"
 #include "Application/Files/CReplacementFile.h"
 #include "Application/Files/TextTokens.h"
@@ -120,26 +119,24 @@ std::uint64_t CMaskChanges::Write(const std::filesystem::path& file,
     CReplacementFile output(file, true);
     output.Write(header);
     output.Write(content);
-    output.Commit();
+    output.Commit(CReplacementFile::Permanence::Later);
     return header.size() + content.size();
 }
 
 CMaskChanges CMaskChanges::Read(const std::filesystem::path& file)
 {
-    CMaskChanges changes(file);
-    const auto mapped = CMappedFile::Open(file);
-    const auto bytes = mapped->GetBytes();
-    changes.m_bytes.assign(bytes.begin(), bytes.end());
+    CMaskChanges changes(CMappedFile::Open(file));
     changes.parse();
     return changes;
 }
 
 void CMaskChanges::parse()
 {
-    const std::span<const std::byte> bytes(m_bytes);
+    const std::filesystem::path& file = m_file->GetPath();
+    const std::span<const std::byte> bytes = m_file->GetBytes();
     if (!AsText(bytes).starts_with(c_magic) || bytes.size() < c_headerSize)
     {
-        throw CInputError::AtByte(m_file, 0,
+        throw CInputError::AtByte(file, 0,
                                   "expected an edit of a project's history, which begins with "
                                   "'VEKO2EDT', found " +
                                       Quote(AsText(bytes).substr(0, c_magic.size())));
@@ -148,13 +145,18 @@ void CMaskChanges::parse()
     if (version != c_version)
     {
         throw CInputError::AtByte(
-            m_file, 8, "expected version 1 of edits, found version " + std::to_string(version));
+            file, 8, "expected version 1 of edits, found version " + std::to_string(version));
     }
     if (Load<std::uint32_t>(bytes, 16) != Checksum(bytes.subspan(c_headerSize)))
     {
-        throw CInputError::AtByte(m_file, 16,
+        throw CInputError::AtByte(file, 16,
                                   "expected the checksum of the edit, found another: the file is "
                                   "damaged");
+    }
+    const auto reserved = Load<std::uint32_t>(bytes, 20);
+    if (reserved != 0)
+    {
+        throw CInputError::AtByte(file, 20, "expected 0, found " + std::to_string(reserved));
     }
     const auto numScans = Load<std::uint32_t>(bytes, 12);
     std::size_t offset = c_headerSize;
@@ -165,7 +167,7 @@ void CMaskChanges::parse()
                                                     : Load<std::uint64_t>(bytes, offset + 32);
         if (room < c_recordHeaderSize || size > room - c_recordHeaderSize)
         {
-            throw CInputError::AtByte(m_file, offset,
+            throw CInputError::AtByte(file, offset,
                                       "expected the changes of a scan, found the end of the file");
         }
         SRecord record;
@@ -179,7 +181,7 @@ void CMaskChanges::parse()
     }
     if (offset != bytes.size())
     {
-        throw CInputError::AtByte(m_file, offset, "expected the end of the file");
+        throw CInputError::AtByte(file, offset, "expected the end of the file");
     }
 }
 
@@ -191,7 +193,7 @@ void CMaskChanges::Apply(const SRecord& record, Direction direction,
     const auto expect = [&](std::uint32_t checksum, const char* failure) {
         if (Checksum(std::as_bytes(std::span(words))) != checksum)
         {
-            throw CInputError(m_file, failure);
+            throw CInputError(m_file->GetPath(), failure);
         }
     };
     expect(isForward ? record.checksumBefore : record.checksumAfter,
@@ -206,7 +208,8 @@ void CMaskChanges::Apply(const SRecord& record, Direction direction,
                          size == room.size();
     if (!isWhole && !room.empty())
     {
-        throw CInputError(m_file, "the changes of a scan cannot be unpacked: the file is damaged");
+        throw CInputError(m_file->GetPath(),
+                          "the changes of a scan cannot be unpacked: the file is damaged");
     }
     FlipBits(words, difference);
     expect(isForward ? record.checksumAfter : record.checksumBefore,

@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <span>
 #include <vector>
 
+#include "Application/Files/CMappedFile.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Interfaces/CUniqueID.h"
 
@@ -49,10 +51,12 @@ public:
         Back,     ///< from after the edit to before it
     };
 
-    /// Writes \p file, replacing it, and returns its size.
+    /// Writes \p file, replacing it, and returns its size. To make it permanent is left to
+    /// CReplacementFile::MakePermanent().
     /// @throw COutputError when it cannot be written.
     static std::uint64_t Write(const std::filesystem::path& file, const std::vector<SScan>& scans);
 
+    /// Checks every byte, and holds the file mapped.
     /// @throw CInputError when the file cannot be read or is damaged.
     [[nodiscard]] static CMaskChanges Read(const std::filesystem::path& file);
 
@@ -66,12 +70,11 @@ public:
                std::vector<Base::CSurfelBitMask>& words) const;
 
 private:
-    explicit CMaskChanges(std::filesystem::path file) : m_file(std::move(file)) {}
+    explicit CMaskChanges(std::shared_ptr<const CMappedFile> file) : m_file(std::move(file)) {}
 
     void parse();
 
-    std::filesystem::path m_file;
-    std::vector<std::byte> m_bytes;
+    std::shared_ptr<const CMappedFile> m_file;
     std::vector<SRecord> m_records;
 };
 

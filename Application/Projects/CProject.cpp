@@ -9,6 +9,7 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Application/Files/CReplacementFile.h"
+#include "Application/Projects/HistoryDamage.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Scans/CFlagFile.h"
 #include "Application/View/FileBytes.h"
@@ -39,6 +40,13 @@ std::size_t FindScan(const SProjectDocument& document, const CMaskChanges::SReco
         std::find_if(document.scans.begin(), document.scans.end(),
                      [&](const SProjectScan& scan) { return scan.key == record.key; });
     return static_cast<std::size_t>(found - document.scans.begin());
+}
+
+std::string DescribeFlagDamage(const SProjectScan& scan, const CInputError& error)
+{
+    return "the flags of '" + scan.file.string() + "' cannot be used: " + error.what() +
+           "; restore that file from a copy, or set the scan's \"flags\" to null in the project "
+           "file to begin again without them";
 }
 
 /// Runs what reads a piece of the history, and says in what it throws which way out there is.
@@ -91,36 +99,63 @@ CProject CProject::Open(const std::filesystem::path& file, Access access)
                                                                  : CFolderLock::Kind::Shared));
     // Again under the lock: another process may have edited it meanwhile.
     project.m_document = ParseProject(ReadFileBytes(file, c_maxProjectBytes), file);
-    project.check();
+    if (access == Access::Edit)
+    {
+        CReplacementFile::RemoveStale(CProjectFolder::Find(file).parent_path());
+    }
+    project.m_damages = project.findDamage();
+    if (!project.m_damages.empty() && access != Access::Look)
+    {
+        throw CInputError(file, project.m_damages.front());
+    }
     return project;
 }
 
-CProject CProject::Create(const std::filesystem::path& file, SProjectDocument document,
-                          const std::vector<SNewFlags>& flags, bool force)
+void CProject::CheckCreate(const std::filesystem::path& file, bool force)
 {
-    // Refused before a folder is made for it.
-    {
-        const CReplacementFile probe(file, force);
-    }
-    const std::filesystem::path folder = CProjectFolder::Find(file);
     std::error_code error;
-    if (!force && !std::filesystem::exists(file, error) && std::filesystem::exists(folder, error))
+    const bool exists = std::filesystem::exists(file, error);
+    if (exists && !std::filesystem::is_directory(file, error) && !IsProjectFile(file))
+    {
+        throw COutputError(file,
+                           "exists and is not a project; choose another name, or remove that file "
+                           "first");
+    }
+    const CReplacementFile probe(file, force);
+    const std::filesystem::path folder = CProjectFolder::Find(file);
+    if (!force && !exists && !CProjectFolder::IsFree(folder))
     {
         throw COutputError(folder,
                            "exists already: the flags of a project whose file is gone; put that "
                            "back, or give them up with --force");
     }
-    const bool isNew = std::filesystem::create_directory(folder, error);
+}
+
+CProject CProject::Create(const std::filesystem::path& file, SProjectDocument document,
+                          const std::vector<SNewFlags>& flags, bool force)
+{
+    CheckCreate(file, force);
+    const std::filesystem::path folder = CProjectFolder::Find(file);
+    std::error_code error;
+    std::filesystem::create_directory(folder, error);
     if (error)
     {
         throw COutputError(folder, "cannot be made: " + error.message());
     }
+    CProject project(file, CProjectFolder(file, CFolderLock::Kind::Exclusive));
+    // Again under the lock: another process may have made it meanwhile.
+    CheckCreate(file, force);
+    const bool isNew = CProjectFolder::IsFree(folder);
     try
     {
-        CProject project(file, CProjectFolder(file, CFolderLock::Kind::Exclusive));
+        if (isNew)
+        {
+            project.m_folder.Mark();
+        }
         document.edits.clear();
         document.numDone = 0;
-        project.writeFlags(document, project.m_folder.FindFreeNumber(), flags);
+        const auto names = project.writeFlags(document, project.m_folder.FindFreeNumber(), flags);
+        CReplacementFile::MakePermanent(folder, names);
         project.write(document, force);
         return project;
     }
@@ -128,7 +163,8 @@ CProject CProject::Create(const std::filesystem::path& file, SProjectDocument do
     {
         if (isNew)
         {
-            std::filesystem::remove_all(folder, error);
+            project.m_folder.RemoveAllBut({});
+            std::filesystem::remove(folder, error);
         }
         throw;
     }
@@ -153,10 +189,7 @@ CProject::Words CProject::ReadFlags(std::size_t scan) const
     }
     catch (const CInputError& error)
     {
-        throw CInputError(
-            m_file, "the flags of '" + entry.file.string() + "' cannot be used: " + error.what() +
-                        "; restore that file from a copy, or set the scan's \"flags\" to null "
-                        "in the project file to begin again without them");
+        throw CInputError(m_file, DescribeFlagDamage(entry, error));
     }
 }
 
@@ -175,8 +208,10 @@ std::size_t CProject::Commit(const std::string& command, const std::vector<SNewF
     const std::string edit = CProjectFolder::MakeEditFileName(number);
     try
     {
-        writeFlags(document, number, changed);
+        std::vector<std::string> names = writeFlags(document, number, changed);
         const std::uint64_t bytes = CMaskChanges::Write(m_folder.GetPath(edit), scans);
+        names.push_back(edit);
+        CReplacementFile::MakePermanent(m_folder.GetPath(), names);
         document.edits.resize(document.numDone);
         document.edits.push_back({edit, command, bytes});
         document.numDone = document.edits.size();
@@ -247,7 +282,8 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
     }
     try
     {
-        writeFlags(document, m_folder.FindFreeNumber(), changed);
+        CReplacementFile::MakePermanent(m_folder.GetPath(),
+                                        writeFlags(document, m_folder.FindFreeNumber(), changed));
         write(document, true);
     }
     catch (...)
@@ -258,39 +294,45 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
     return result;
 }
 
-void CProject::check() const
+std::vector<std::string> CProject::findDamage() const
 {
+    std::vector<std::string> damages;
     for (std::size_t scan = 0; scan < m_document.scans.size(); ++scan)
     {
         std::error_code error;
-        if (!std::filesystem::is_regular_file(GetScanPath(scan), error))
+        const std::filesystem::path file = GetScanPath(scan);
+        if (!std::filesystem::is_regular_file(file, error))
         {
-            throw CInputError(m_file, "scans[" + std::to_string(scan) + "].file: the scan '" +
-                                          GetScanPath(scan).string() +
-                                          "' is missing; put it back, or correct the file name in "
-                                          "the project file");
+            damages.push_back("scans[" + std::to_string(scan) + "].file: the scan '" +
+                              file.string() +
+                              "' is missing; put it back, or correct the file name in the project "
+                              "file");
+        }
+        const SProjectScan& entry = m_document.scans[scan];
+        try
+        {
+            if (!entry.flags.empty())
+            {
+                CFlagFile::Check(m_folder.GetPath(entry.flags), entry.points);
+            }
+        }
+        catch (const CInputError& failure)
+        {
+            damages.push_back(DescribeFlagDamage(entry, failure));
         }
     }
-    for (const SProjectEdit& edit : m_document.edits)
+    for (const std::string& damage : FindHistoryDamage(m_document, m_folder))
     {
-        std::error_code error;
-        const std::filesystem::path file = m_folder.GetPath(edit.file);
-        const std::uintmax_t size = std::filesystem::file_size(file, error);
-        if (error || size != edit.bytes)
-        {
-            throw CInputError(m_file,
-                              "the history is damaged: '" + file.string() + "' " +
-                                  (error ? "is missing"
-                                         : "has " + std::to_string(size) + " bytes instead of " +
-                                               std::to_string(edit.bytes)) +
-                                  c_historyHelp);
-        }
+        damages.push_back("the history is damaged: " + damage + c_historyHelp);
     }
+    return damages;
 }
 
-void CProject::writeFlags(SProjectDocument& document, std::uint64_t number,
-                          const std::vector<SNewFlags>& flags) const
+/// Returns the names of the files, which are not permanent yet.
+std::vector<std::string> CProject::writeFlags(SProjectDocument& document, std::uint64_t number,
+                                              const std::vector<SNewFlags>& flags) const
 {
+    std::vector<std::string> names;
     for (const SNewFlags& entry : flags)
     {
         std::string& name = document.scans[entry.scan].flags;
@@ -299,9 +341,12 @@ void CProject::writeFlags(SProjectDocument& document, std::uint64_t number,
         if (IsAnySet(entry.words))
         {
             name = CProjectFolder::MakeFlagFileName(number, entry.scan);
-            CFlagFile::Write(m_folder.GetPath(name), entry.words, true);
+            CFlagFile::Write(m_folder.GetPath(name), entry.words, true,
+                             CReplacementFile::Permanence::Later);
+            names.push_back(name);
         }
     }
+    return names;
 }
 
 void CProject::write(const SProjectDocument& document, bool force)

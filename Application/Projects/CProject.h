@@ -35,6 +35,7 @@ public:
     {
         Read,  ///< any number of processes at once
         Edit,  ///< no other process
+        Look,  ///< as Read, also at a project with damages: see GetDamages()
     };
 
     /// New flags of a scan: one word per point, or none for no flags.
@@ -53,20 +54,31 @@ public:
         std::vector<std::size_t> scans;
     };
 
-    /// Opens and checks a project. It stays locked as long as the object lives.
-    /// @throw CInputError when it cannot be read, a field is wrong, a scan is missing or the
-    /// history is damaged: the message says which, and what to do.
+    /// Opens and checks a project, every byte of its history included. It stays locked as long as
+    /// the object lives.
+    /// @throw CInputError when it cannot be read, a field is wrong, a scan or a flag file is
+    /// missing or of another size, or the history is damaged: the message says which, and what to
+    /// do.
     /// @throw COutputError when another process excludes this one.
     [[nodiscard]] static CProject Open(const std::filesystem::path& file, Access access);
 
     /// Writes a new project with the flags given, and opens it for editing. Its history is empty.
-    /// With \p force one that is there is replaced; its history is given up then.
-    /// @throw COutputError when it exists and not \p force, or cannot be written.
+    /// With \p force a project that is there is replaced; its history is given up then. A process
+    /// that is killed meanwhile leaves no project, and nothing in the way of the next Create().
+    /// @throw COutputError when CheckCreate() does, or it cannot be written.
     static CProject Create(const std::filesystem::path& file, SProjectDocument document,
                            const std::vector<SNewFlags>& flags, bool force);
 
+    /// Finds out whether Create() could begin.
+    /// @throw COutputError when \p file exists and not \p force, is not a project, or cannot be
+    /// written, or its data folder holds the flags of a project that is gone and not \p force.
+    static void CheckCreate(const std::filesystem::path& file, bool force);
+
     [[nodiscard]] const std::filesystem::path& GetPath() const { return m_file; }
     [[nodiscard]] const SProjectDocument& GetDocument() const { return m_document; }
+
+    /// What Open() found that the project cannot be read or edited with.
+    [[nodiscard]] const std::vector<std::string>& GetDamages() const { return m_damages; }
 
     /// Where a scan's file is, from the current folder.
     [[nodiscard]] std::filesystem::path GetScanPath(std::size_t scan) const;
@@ -93,16 +105,18 @@ public:
 private:
     CProject(std::filesystem::path file, CProjectFolder folder);
 
-    void check() const;
+    [[nodiscard]] std::vector<std::string> findDamage() const;
     [[nodiscard]] SStep step(CMaskChanges::Direction direction, std::size_t count);
-    void writeFlags(SProjectDocument& document, std::uint64_t number,
-                    const std::vector<SNewFlags>& flags) const;
+    [[nodiscard]] std::vector<std::string> writeFlags(SProjectDocument& document,
+                                                      std::uint64_t number,
+                                                      const std::vector<SNewFlags>& flags) const;
     void write(const SProjectDocument& document, bool force);
     void removeOthers() const;
 
     std::filesystem::path m_file;
     CProjectFolder m_folder;
     SProjectDocument m_document;
+    std::vector<std::string> m_damages;
 };
 
 }  // namespace Application

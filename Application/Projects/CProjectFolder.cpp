@@ -6,6 +6,9 @@
 #include <system_error>
 #include <vector>
 
+#include "Application/Files/COutputError.h"
+#include "Application/Files/CReplacementFile.h"
+
 namespace Application
 {
 
@@ -15,13 +18,16 @@ namespace
 constexpr std::string_view c_flagsEnd = ".flags";
 constexpr std::string_view c_editEnd = ".edit";
 
+/// Far more than are ever used, and never so many that counting on would begin again at 0.
+constexpr std::uint64_t c_lastNumber = 999'999'999'999'999'999;
+
 /// Takes a number off the front of \p text, as std::to_string() writes it.
 std::optional<std::uint64_t> TakeNumber(std::string_view& text)
 {
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const auto length = static_cast<std::size_t>(end - text.data());
-    if (error != std::errc() || (text.front() == '0' && length > 1))
+    if (error != std::errc() || (text.front() == '0' && length > 1) || number > c_lastNumber)
     {
         return std::nullopt;
     }
@@ -45,11 +51,8 @@ std::optional<std::uint64_t> ParseName(std::string_view name)
     return TakeNumber(name) && name == c_flagsEnd ? number : std::nullopt;
 }
 
-/// The names that unfinished files have until they are committed.
-bool IsUnfinishedName(std::string_view name)
-{
-    return name.starts_with(".veko2-") && name.ends_with(".part");
-}
+/// Of the kind that is removed with other unfinished files as soon as there is a project.
+constexpr std::string_view c_markName = ".veko2-new-project.part";
 
 std::vector<std::string> ListNames(const std::filesystem::path& folder)
 {
@@ -84,6 +87,24 @@ std::filesystem::path CProjectFolder::Find(const std::filesystem::path& project)
     return resolved.parent_path() / (name + ".data");
 }
 
+bool CProjectFolder::IsFree(const std::filesystem::path& folder)
+{
+    std::error_code error;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(folder, error)) ||
+        std::filesystem::exists(folder / c_markName, error))
+    {
+        return true;
+    }
+    const bool isEmpty = std::filesystem::is_empty(folder, error);
+    return isEmpty && !error;
+}
+
+void CProjectFolder::Mark() const
+{
+    CReplacementFile mark(m_path / c_markName, true);
+    mark.Commit();
+}
+
 std::uint64_t CProjectFolder::FindFreeNumber() const
 {
     std::uint64_t free = 1;
@@ -93,6 +114,11 @@ std::uint64_t CProjectFolder::FindFreeNumber() const
         {
             free = std::max(free, *number + 1);
         }
+    }
+    if (free > c_lastNumber)
+    {
+        throw COutputError(m_path, "holds a file with the last number that there is, " +
+                                       std::to_string(c_lastNumber) + "; take that out");
     }
     return free;
 }
@@ -121,7 +147,8 @@ void CProjectFolder::RemoveAllBut(const std::set<std::string>& names) const
 {
     for (const std::string& name : ListNames(m_path))
     {
-        if ((ParseName(name).has_value() && names.count(name) == 0) || IsUnfinishedName(name))
+        if ((ParseName(name).has_value() && names.count(name) == 0) ||
+            CReplacementFile::IsUnfinishedName(name))
         {
             std::error_code ignored;
             std::filesystem::remove(m_path / name, ignored);

@@ -25,12 +25,22 @@ public:
     /// Where the data folder of a project is.
     [[nodiscard]] static std::filesystem::path Find(const std::filesystem::path& project);
 
+    /// Whether a new project may take that folder without losing anything: it is missing, empty, or
+    /// marked by a Create() that never came to its end.
+    [[nodiscard]] static bool IsFree(const std::filesystem::path& folder);
+
+    /// Marks the folder as one whose project does not exist yet. RemoveAllBut() takes that back.
+    /// @throw COutputError when it cannot be written.
+    void Mark() const;
+
+    [[nodiscard]] const std::filesystem::path& GetPath() const { return m_path; }
     [[nodiscard]] std::filesystem::path GetPath(std::string_view name) const
     {
         return m_path / name;
     }
 
     /// A number whose names no file in the folder has.
+    /// @throw COutputError when there is none left.
     [[nodiscard]] std::uint64_t FindFreeNumber() const;
 
     /// The names of the flags of scan \p index, and of the edit, of the step \p number.

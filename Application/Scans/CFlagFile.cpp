@@ -7,7 +7,6 @@
 
 #include "Application/Files/CInputError.h"
 #include "Application/Files/CMappedFile.h"
-#include "Application/Files/CReplacementFile.h"
 #include "Application/Files/TextTokens.h"
 
 namespace Application
@@ -107,6 +106,11 @@ std::vector<Base::CSurfelBitMask> CFlagFile::Read(const std::filesystem::path& f
     return Parse(file, CMappedFile::Open(file)->GetBytes(), pointCount);
 }
 
+void CFlagFile::Check(const std::filesystem::path& file, std::uint64_t pointCount)
+{
+    checkHeader(file, CMappedFile::Open(file)->GetBytes(), pointCount);
+}
+
 std::vector<Base::CSurfelBitMask> CFlagFile::Parse(const std::filesystem::path& file,
                                                    std::span<const std::byte> bytes,
                                                    std::uint64_t pointCount)
@@ -128,7 +132,8 @@ std::vector<Base::CSurfelBitMask> CFlagFile::Parse(const std::filesystem::path& 
 }
 
 void CFlagFile::Write(const std::filesystem::path& file,
-                      std::span<const Base::CSurfelBitMask> flags, bool force)
+                      std::span<const Base::CSurfelBitMask> flags, bool force,
+                      CReplacementFile::Permanence permanence)
 {
     std::array<std::byte, c_headerSize> header = {};
     const std::span<std::byte> bytes(header);
@@ -151,7 +156,7 @@ void CFlagFile::Write(const std::filesystem::path& file,
         output.Write(std::span(block).first(2 * count));
         flags = flags.subspan(count);
     }
-    output.Commit();
+    output.Commit(permanence);
 }
 
 }  // namespace Application

@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "Application/Files/CReplacementFile.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 
 namespace Application
@@ -32,10 +33,16 @@ public:
                                                                  std::span<const std::byte> bytes,
                                                                  std::uint64_t pointCount);
 
-    /// Writes one word per point.
+    /// Looks at all but the words themselves, and so takes no time.
+    /// @throw CInputError when Read() would for another reason than damaged words.
+    static void Check(const std::filesystem::path& file, std::uint64_t pointCount);
+
+    /// Writes one word per point. With Permanence::Later, CReplacementFile::MakePermanent() is the
+    /// caller's to call.
     /// @throw COutputError when the file exists and not \p force, or cannot be written.
     static void Write(const std::filesystem::path& file,
-                      std::span<const Base::CSurfelBitMask> flags, bool force);
+                      std::span<const Base::CSurfelBitMask> flags, bool force,
+                      CReplacementFile::Permanence permanence = CReplacementFile::Permanence::Now);
 };
 
 }  // namespace Application

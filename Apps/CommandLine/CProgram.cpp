@@ -74,8 +74,8 @@ class CRun
 public:
     explicit CRun(CConsole& console);
 
-    /// Does what the arguments say and returns what is to be printed.
-    [[nodiscard]] std::string Execute(const std::vector<std::string>& arguments);
+    /// Does what the arguments say and prints the result.
+    ExitCode Execute(const std::vector<std::string>& arguments);
 
 private:
     [[nodiscard]] ICommand& getChosen() const;
@@ -108,7 +108,7 @@ CRun::CRun(CConsole& console) : m_console(console)
     }
 }
 
-std::string CRun::Execute(const std::vector<std::string>& arguments)
+ExitCode CRun::Execute(const std::vector<std::string>& arguments)
 {
     try
     {
@@ -117,11 +117,13 @@ std::string CRun::Execute(const std::vector<std::string>& arguments)
     }
     catch (const CLI::CallForHelp&)
     {
-        return m_program.help();
+        m_console.PrintResult(m_program.help());
+        return ExitCode::Done;
     }
     catch (const CLI::CallForVersion& version)
     {
-        return version.what() + std::string("\n");
+        m_console.PrintResult(version.what() + std::string("\n"));
+        return ExitCode::Done;
     }
     catch (const CLI::ExtrasError&)
     {
@@ -135,7 +137,13 @@ std::string CRun::Execute(const std::vector<std::string>& arguments)
     }
     const SReport report = getChosen().Run(m_console);
     // File names and texts in files may hold any byte.
-    return m_isJson ? ToText(report.document) : EscapeControlCharacters(report.text);
+    m_console.PrintResult(m_isJson ? ToText(report.document)
+                                   : EscapeControlCharacters(report.text));
+    for (const std::string& damage : report.damages)
+    {
+        m_console.Error(damage);
+    }
+    return report.damages.empty() ? ExitCode::Done : ExitCode::InputUnreadable;
 }
 
 ICommand& CRun::getChosen() const
@@ -224,8 +232,8 @@ ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
     // The arguments after the program's name, which may be missing too.
     const std::vector<std::string> given(arguments + std::min(argumentCount, 1),
                                          arguments + argumentCount);
-    const std::optional<SFailure> failure =
-        Guard([&] { console.PrintResult(CRun(console).Execute(given)); });
+    ExitCode exitCode = ExitCode::Done;
+    const std::optional<SFailure> failure = Guard([&] { exitCode = CRun(console).Execute(given); });
     if (failure)
     {
         console.Error(failure->message);
@@ -240,7 +248,7 @@ ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
         }
     }
     Logging::SetLogSink({});
-    return failure ? failure->code : ExitCode::Done;
+    return failure ? failure->code : exitCode;
 }
 
 }  // namespace CommandLine

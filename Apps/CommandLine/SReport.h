@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 namespace CommandLine
 {
@@ -13,6 +14,9 @@ struct SReport
     nlohmann::ordered_json document;
     /// For people: lines, each ended.
     std::string text;
+    /// What is wrong with the inputs, where saying so is the command's answer: the run prints what
+    /// it found, then these, and fails as one whose input is damaged.
+    std::vector<std::string> damages = {};
 };
 
 }  // namespace CommandLine

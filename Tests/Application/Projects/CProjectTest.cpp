@@ -137,6 +137,63 @@ TEST_F(CProjectTest, Create_RefusesTheFolderOfALostProject)
     EXPECT_THAT(listData(), testing::SizeIs(2));
 }
 
+TEST_F(CProjectTest, Create_RefusesToReplaceWhatIsNoProject)
+{
+    const SProjectDocument document = edit().GetDocument();
+    for (const bool force : {false, true})
+    {
+        EXPECT_THROW(CProject::Create(m_folder / "a.ply", document, {}, force), COutputError);
+        EXPECT_THROW(CProject::CheckCreate(m_folder / "a.ply", force), COutputError);
+    }
+    EXPECT_EQ(FileTest::ReadAll(m_folder / "a.ply"), "a");
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "a.ply.data"));
+}
+
+TEST_F(CProjectTest, Create_TakesTheFolderThatAKilledOneLeft)
+{
+    const SProjectDocument document = edit().GetDocument();
+    std::filesystem::remove(project());
+    // It was killed when the folder was made,
+    CProject::Create(project(), document, {}, false);
+    std::filesystem::remove(project());
+    // or when the first flags were written.
+    FileTest::WriteAll(data(".veko2-new-project.part"), "");
+    FileTest::WriteAll(data("1-0.flags"), "x");
+    CProject::Create(project(), document, {{1, Words{{1}, {2}, {3}}}}, false);
+    EXPECT_THAT(listData(), ElementsAre("2-1.flags"));
+    EXPECT_EQ(read(1), (Words{{1}, {2}, {3}}));
+}
+
+TEST_F(CProjectTest, Create_RefusesAFolderOfOtherThings)
+{
+    const SProjectDocument document = edit().GetDocument();
+    std::filesystem::remove(project());
+    FileTest::WriteAll(data("notes.txt"), "x");
+    EXPECT_THROW(CProject::Create(project(), document, {}, false), COutputError);
+    EXPECT_THAT(listData(), ElementsAre("notes.txt"));
+}
+
+TEST_F(CProjectTest, Create_AFailureTakesItsFolderBack)
+{
+    SProjectDocument document = edit().GetDocument();
+    // No JSON text can hold this name.
+    document.scans[0].file = "\xff.ply";
+    EXPECT_THROW(CProject::Create(m_folder / "q.json", document, {{1, Words(3, {1})}}, false),
+                 COutputError);
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "q.data"));
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "q.json"));
+}
+
+TEST_F(CProjectTest, Create_AFailureLeavesTheFlagsOfALostProject)
+{
+    commit(0, 8);
+    SProjectDocument document = edit().GetDocument();
+    std::filesystem::remove(project());
+    document.scans[0].file = "\xff.ply";
+    EXPECT_THROW(CProject::Create(project(), document, {}, true), COutputError);
+    EXPECT_THAT(listData(), testing::IsSupersetOf({"1-0.flags", "1.edit"}));
+}
+
 TEST_F(CProjectTest, Create_GivesTheOldHistoryUp)
 {
     commit(0, 8);
@@ -231,6 +288,28 @@ TEST_F(CProjectTest, Commit_RemovesWhatAKilledProcessLeft)
     EXPECT_THAT(listData(), ElementsAre("10-0.flags", "10.edit"));
 }
 
+TEST_F(CProjectTest, Open_RemovesWhatAKilledProcessLeftBesideTheProject)
+{
+    const auto stale = m_folder / ".veko2-0123456789abcdef.part";
+    FileTest::WriteAll(stale, "x");
+    (void)CProject::Open(project(), Access::Read);
+    EXPECT_TRUE(std::filesystem::exists(stale));
+    (void)edit();
+    EXPECT_FALSE(std::filesystem::exists(stale));
+}
+
+TEST_F(CProjectTest, Commit_NumbersNeverBeginAgain)
+{
+    // The largest number that 64 bits hold is not one of ours.
+    FileTest::WriteAll(data("18446744073709551615.edit"), "x");
+    commit(0, 1);
+    EXPECT_THAT(listData(), ElementsAre("1-0.flags", "1.edit", "18446744073709551615.edit"));
+    FileTest::WriteAll(data("999999999999999999.edit"), "x");
+    const auto before = snapshot();
+    EXPECT_THROW(commit(0, 2), COutputError);
+    EXPECT_EQ(snapshot(), before);
+}
+
 TEST_F(CProjectTest, Commit_LeavesFilesOfOtherNamesAlone)
 {
     for (const char* const name :
@@ -323,57 +402,115 @@ TEST_F(CProjectTest, Open_NamesAnEditOfAnotherSize)
                 AllOf(HasSubstr("the history is damaged"), HasSubstr("has 5 bytes instead of")));
 }
 
-TEST_F(CProjectTest, Undo_RefusesADamagedEditAndChangesNothing)
+TEST_F(CProjectTest, Open_NamesAnEditWithAChangedBit)
 {
     commit(0, 1);
-    std::string content = FileTest::ReadAll(data("1.edit"));
-    content.back() = static_cast<char>(content.back() ^ 1);
-    FileTest::WriteAll(data("1.edit"), content);
-    const auto before = snapshot();
-    try
+    commit(0, 2);
+    const std::string whole = FileTest::ReadAll(data("1.edit"));
+    for (const std::size_t index : {std::size_t{20}, std::size_t{30}, whole.size() - 1})
     {
-        edit().Undo(1);
-        FAIL();
+        std::string content = whole;
+        content[index] = static_cast<char>(content[index] ^ 1);
+        FileTest::WriteAll(data("1.edit"), content);
+        for (const Access access : {Access::Read, Access::Edit})
+        {
+            EXPECT_THAT(openMessage(access),
+                        AllOf(HasSubstr("p.veko2.json: the history is damaged"),
+                              HasSubstr("1.edit"), HasSubstr("restore it")))
+                << index;
+        }
     }
-    catch (const CInputError& error)
-    {
-        EXPECT_THAT(error.what(), AllOf(HasSubstr("the history cannot be used"),
-                                        HasSubstr("1.edit"), HasSubstr("restore it")));
-    }
-    EXPECT_EQ(snapshot(), before);
 }
 
-TEST_F(CProjectTest, Undo_RefusesFlagsThatTheEditDidNotLeave)
+TEST_F(CProjectTest, Open_NamesAnEditInThePlaceOfAnother)
 {
     commit(0, 1);
-    commit(1, 1);
-    // The flags of the other scan under the first one's name.
-    std::filesystem::rename(data("1-0.flags"), data("aside"));
-    commit(1, 2);
-    std::filesystem::copy_file(data("3-1.flags"), data("1-0.flags"));
-    const auto before = snapshot();
-    EXPECT_THROW(edit().Undo(3), CInputError);
-    EXPECT_EQ(snapshot(), before);
+    commit(0, 2);
+    commit(0, 3);
+    std::filesystem::copy_file(data("3.edit"), data("2.edit"),
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_THAT(openMessage(),
+                AllOf(HasSubstr("2.edit' does not begin where the edit before it ended")));
 }
 
-TEST_F(CProjectTest, ReadFlags_NamesScanFileAndWayOut)
+TEST_F(CProjectTest, Open_NamesAnEditOfAnotherProject)
+{
+    commit(0, 1);
+    const std::string other = FileTest::ReadAll(data("1.edit"));
+    create(SProjectDocument::c_defaultHistoryBudget);
+    commit(0, 1);
+    FileTest::WriteAll(data("1.edit"), other);
+    EXPECT_THAT(openMessage(), HasSubstr("1.edit' changed a scan that the project does not have"));
+}
+
+TEST_F(CProjectTest, Open_ChecksUndoneEdits)
+{
+    commit(0, 1);
+    commit(0, 2);
+    edit().Undo(2);
+    EXPECT_EQ(openMessage(), "");
+    std::filesystem::remove(data("2.edit"));
+    EXPECT_THAT(openMessage(), HasSubstr("2.edit' is missing"));
+}
+
+TEST_F(CProjectTest, Open_NamesFlagsOfTheWrongLength)
 {
     commit(0, 1);
     const std::string content = FileTest::ReadAll(data("1-0.flags"));
     for (const std::string& damaged : {content + "xx", content.substr(0, 20), std::string()})
     {
         FileTest::WriteAll(data("1-0.flags"), damaged);
-        try
-        {
-            (void)read(0);
-            FAIL() << damaged.size();
-        }
-        catch (const CInputError& error)
-        {
-            EXPECT_THAT(error.what(),
-                        AllOf(HasSubstr("p.veko2.json: the flags of 'a.ply' cannot be used"),
-                              HasSubstr("1-0.flags"), HasSubstr("restore that file")));
-        }
+        EXPECT_THAT(openMessage(Access::Edit),
+                    AllOf(HasSubstr("p.veko2.json: the flags of 'a.ply' cannot be used"),
+                          HasSubstr("1-0.flags"), HasSubstr("restore that file")));
+    }
+    std::filesystem::remove(data("1-0.flags"));
+    EXPECT_THAT(openMessage(Access::Edit), HasSubstr("the flags of 'a.ply' cannot be used"));
+}
+
+TEST_F(CProjectTest, Open_ToLookFindsEveryDamage)
+{
+    commit(0, 1);
+    commit(1, 2);
+    commit(0, 3);
+    EXPECT_THAT(CProject::Open(project(), Access::Look).GetDamages(), IsEmpty());
+    std::filesystem::remove(m_folder / "b.ply");
+    std::filesystem::remove(data("3-0.flags"));
+    std::filesystem::remove(data("1.edit"));
+    std::filesystem::remove(data("3.edit"));
+    EXPECT_THAT(CProject::Open(project(), Access::Look).GetDamages(),
+                ElementsAre(HasSubstr("3-0.flags"), HasSubstr("b.ply"), HasSubstr("1.edit"),
+                            HasSubstr("3.edit")));
+}
+
+TEST_F(CProjectTest, Undo_RefusesFlagsThatTheEditDidNotLeave)
+{
+    commit(0, 1);
+    commit(1, 2);
+    // The flags of the other scan under the first one's name.
+    std::filesystem::copy_file(data("2-1.flags"), data("1-0.flags"),
+                               std::filesystem::copy_options::overwrite_existing);
+    const auto before = snapshot();
+    EXPECT_THROW(edit().Undo(2), CInputError);
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, ReadFlags_NamesScanFileAndWayOut)
+{
+    commit(0, 1);
+    std::string content = FileTest::ReadAll(data("1-0.flags"));
+    content.back() = static_cast<char>(content.back() ^ 1);
+    FileTest::WriteAll(data("1-0.flags"), content);
+    try
+    {
+        (void)read(0);
+        FAIL();
+    }
+    catch (const CInputError& error)
+    {
+        EXPECT_THAT(error.what(),
+                    AllOf(HasSubstr("p.veko2.json: the flags of 'a.ply' cannot be used"),
+                          HasSubstr("1-0.flags"), HasSubstr("restore that file")));
     }
 }
 

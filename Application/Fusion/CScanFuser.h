@@ -123,6 +123,13 @@ public:
     /// one: on scans of depth cameras and of a car's lidar, half of it takes whole walls to pieces.
     static constexpr double c_spacingsPerVoxel = 8.0;
 
+    /// How many voxels from the middle points may be to be fused, and to be told apart as promised.
+    static constexpr double c_maximumReach = 1e9;
+    static constexpr double c_exactReach = 1e6;
+
+    /// How far a point's fused point is from it at most, in voxel sizes.
+    static constexpr double c_nearestFusedPoint = 0.87;
+
     /// @throw std::invalid_argument when a given voxel size or scale is not finite and above 0, or
     /// the fraction is not between 0 and 1.
     explicit CScanFuser(const SParameters& parameters);

@@ -30,6 +30,11 @@ namespace
     return extension;
 }
 
+[[nodiscard]] bool isXyzExtension(const std::string& extension)
+{
+    return extension == ".xyz" || extension == ".txt" || extension == ".csv" || extension == ".asc";
+}
+
 [[nodiscard]] std::shared_ptr<const IScanContent> parseContent(const SScanBytes& bytes,
                                                                const ProgressCallback& progress)
 {
@@ -47,7 +52,7 @@ namespace
     {
         return CStlScan::Parse(bytes, progress);
     }
-    if (extension == ".xyz" || extension == ".txt" || extension == ".csv" || extension == ".asc")
+    if (isXyzExtension(extension))
     {
         return CXyzScan::Parse(bytes, progress);
     }
@@ -63,6 +68,13 @@ CScanFile CScanFile::Open(const std::filesystem::path& file, const ProgressCallb
 {
     const std::shared_ptr<const CMappedFile> mapped = CMappedFile::Open(file);
     return Parse({file, mapped->GetBytes(), mapped}, progress);
+}
+
+bool CScanFile::HasScanName(const std::filesystem::path& file)
+{
+    const std::string extension = lowerExtension(file);
+    return extension == ".ply" || extension == ".obj" || extension == ".stl" ||
+           isXyzExtension(extension);
 }
 
 CScanFile CScanFile::Parse(const SScanBytes& bytes, const ProgressCallback& progress)

@@ -48,6 +48,9 @@ public:
     [[nodiscard]] static CScanFile Parse(const SScanBytes& bytes,
                                          const ProgressCallback& progress = {});
 
+    /// Whether \p file has one of the extensions above, in any case.
+    [[nodiscard]] static bool HasScanName(const std::filesystem::path& file);
+
     [[nodiscard]] const std::filesystem::path& GetPath() const { return m_path; }
 
     [[nodiscard]] std::uint64_t GetPointCount() const;

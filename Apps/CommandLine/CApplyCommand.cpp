@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <set>
 #include <system_error>
@@ -34,14 +35,17 @@ std::vector<std::string> MakeTargets(const std::vector<SStation>& stations,
                                      const std::string& folder)
 {
     std::set<std::string> taken;
+    std::map<std::string, std::uint64_t> numbers;
     std::vector<std::string> targets;
     for (const SStation& station : stations)
     {
         const fs::path own = station.scan.GetPath().filename();
         std::string name = own.string();
-        for (int number = 2; !taken.insert(name).second; ++number)
+        // Where the last scan of that name left off.
+        std::uint64_t& number = numbers.try_emplace(name, 1).first->second;
+        while (!taken.insert(name).second)
         {
-            name = own.stem().string() + "-" + std::to_string(number) + own.extension().string();
+            name = own.stem().string() + "-" + std::to_string(++number) + own.extension().string();
         }
         targets.push_back((fs::path(folder) / name).string());
     }
@@ -109,6 +113,7 @@ SReport CApplyCommand::Run(CConsole& console)
         throw CUsageError("where to? give --output with a folder, or --dry-run");
     }
     const std::uint16_t dropBits = parseDropped();
+    CheckOutsideData("--output", m_folder, m_project);
     const CProject project = CProject::Open(m_project, CProject::Access::Read);
     const std::vector<SStation> stations =
         Application::LoadStations(project, MakeStepProgress(console, "Reading"));
@@ -146,6 +151,7 @@ SReport CApplyCommand::Run(CConsole& console)
         if (!m_dryRun)
         {
             write(stations[index], targets[index], dropBits, console);
+            WarnOfEmptyOutput(targets[index], points, kept, console);
         }
         report.document["scans"].push_back(
             {{"scan", scan}, {"points", points}, {"dropped", points - kept}, {"kept", kept}});

@@ -102,7 +102,8 @@ bool CCameraOptions::IsGiven() const
                        [](const std::string* option) { return !option->empty(); });
 }
 
-Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>& scans) const
+Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>& scans,
+                                            const std::string& name) const
 {
     if (m_eye.empty() != m_target.empty())
     {
@@ -110,7 +111,15 @@ Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>
     }
     if (m_eye.empty())
     {
-        return fit(scans).MakeView();
+        const CCameraFit fitted = makeFit();
+        try
+        {
+            return fitted.Compute(scans).MakeView();
+        }
+        catch (const Application::CInputError& error)
+        {
+            throw Application::CInputError(name, error.what());
+        }
     }
     return MakeFromOptions([&] { return place(scans).MakeView(); });
 }
@@ -153,7 +162,7 @@ CCamera CCameraOptions::place(const std::vector<CCameraFit::SScan>& scans) const
     return CCamera(parameters);
 }
 
-CCamera CCameraOptions::fit(const std::vector<CCameraFit::SScan>& scans) const
+CCameraFit CCameraOptions::makeFit() const
 {
     if (!m_near.empty() || !m_far.empty())
     {
@@ -204,7 +213,7 @@ CCamera CCameraOptions::fit(const std::vector<CCameraFit::SScan>& scans) const
         parameters.fieldOfView = fitted.fieldOfView;
         return CCamera(parameters);
     });
-    return fitted.Compute(scans);
+    return fitted;
 }
 
 }  // namespace CommandLine

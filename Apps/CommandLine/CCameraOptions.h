@@ -26,18 +26,18 @@ public:
     /// True when any of the options was given.
     [[nodiscard]] bool IsGiven() const;
 
-    /// The view that the options choose. The same options and scans give the same view.
+    /// The view that the options choose. The same options and scans give the same view. \p name is
+    /// what messages call the scans.
     /// @throw CUsageError when an option makes no sense.
     /// @throw Application::CInputError when a camera is to be fitted to scans without a finite
     /// point.
     [[nodiscard]] Application::CView MakeView(
-        const std::vector<Application::CCameraFit::SScan>& scans) const;
+        const std::vector<Application::CCameraFit::SScan>& scans, const std::string& name) const;
 
 private:
     [[nodiscard]] Application::CCamera place(
         const std::vector<Application::CCameraFit::SScan>& scans) const;
-    [[nodiscard]] Application::CCamera fit(
-        const std::vector<Application::CCameraFit::SScan>& scans) const;
+    [[nodiscard]] Application::CCameraFit makeFit() const;
 
     std::string m_size;
     std::string m_from;

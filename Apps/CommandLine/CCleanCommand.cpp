@@ -2,8 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cmath>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <unordered_map>
@@ -24,6 +27,8 @@
 #include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
 #include "Apps/CommandLine/ValueParsing.h"
+#include "Base/Interfaces/IPointCloudSupport.h"
+#include "Base/Math/PointTransform.h"
 #include "DataLayer/Base3D/PointCloudEditing/CSmallComponentModifyOperation.h"
 
 namespace CommandLine
@@ -55,6 +60,69 @@ CScanFuser::SFusion Fuse(const CScanFuser::SParameters& parameters,
     catch (const std::invalid_argument& error)
     {
         throw CUsageError(error.what());
+    }
+}
+
+std::string ToText(double number)
+{
+    char digits[32];
+    const auto end =
+        std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 4);
+    return std::string(digits, end.ptr);
+}
+
+/// How far the scans reach from the middle of the model, on any axis.
+double MeasureReach(const std::vector<SStation>& stations, const std::array<double, 3>& middle)
+{
+    double reach = 0.0;
+    for (const SStation& station : stations)
+    {
+        const auto surfels = station.scan.GetSurfelCollection();
+        const Geometry::CBox3D box = surfels->GetPointCloudSupport()->GetBoundingBox().box;
+        for (unsigned corner = 0; corner < 8 && !box.IsEmpty(); ++corner)
+        {
+            const auto point = TransformHomogeneous<double>(
+                station.trafo, (corner & 1U) != 0 ? box.max.x : box.min.x,
+                (corner & 2U) != 0 ? box.max.y : box.min.y,
+                (corner & 4U) != 0 ? box.max.z : box.min.z);
+            reach = std::max({reach, std::fabs(point.x - middle[0]), std::fabs(point.y - middle[1]),
+                              std::fabs(point.z - middle[2])});
+        }
+    }
+    return reach;
+}
+
+/// Refuses voxels that put no point into the model, and warns of those that do not tell all
+/// components apart.
+void CheckVoxels(const CScanFuser::SReport& report, const std::vector<SStation>& stations,
+                 CConsole& console)
+{
+    const double reach = MeasureReach(stations, report.origin);
+    const std::string voxel = "voxels of " + ToText(report.voxelSize);
+    if (report.numPoints == 0 && report.numTooFarPoints > 0)
+    {
+        throw CUsageError("--voxel: " + voxel + " are too small for scans that reach " +
+                          ToText(reach) + " from their middle; give at least " +
+                          ToText(reach / CScanFuser::c_maximumReach));
+    }
+    if (report.numTooFarPoints > 0)
+    {
+        console.Warn(ToCount(report.numTooFarPoints, "point") + " too far away for " + voxel +
+                     " are flagged; a --voxel of at least " +
+                     ToText(reach / CScanFuser::c_maximumReach) + " reaches all");
+    }
+    else if (report.voxelSize < reach / CScanFuser::c_exactReach)
+    {
+        console.Warn(voxel + " are too small to tell all components apart in scans that reach " +
+                     ToText(reach) + " from their middle; from " +
+                     ToText(reach / CScanFuser::c_exactReach) + " on they do");
+    }
+    if (report.searchBound < CScanFuser::c_nearestFusedPoint * report.voxelSize)
+    {
+        console.Warn("--scale: the search looks only " + ToText(report.searchBound) +
+                     " far, so that points of large components may be flagged; give at most " +
+                     ToText(report.scale * report.searchBound /
+                            (CScanFuser::c_nearestFusedPoint * report.voxelSize)));
     }
 }
 
@@ -117,14 +185,6 @@ ordered_json Describe(const CScanFuser::SReport& report)
     return document;
 }
 
-std::string ToText(double number)
-{
-    char digits[32];
-    const auto end =
-        std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 4);
-    return std::string(digits, end.ptr);
-}
-
 std::string ToText(const ordered_json& scan, bool isDryRun)
 {
     const auto count = [&](const char* name) {
@@ -165,7 +225,7 @@ CLI::App& CCleanCommand::AddTo(CLI::App& program)
     command
         .add_option("--min-fraction", m_minimumFraction,
                     "Components of less than this fraction of the largest one's points are small "
-                    "(0.001; 0 where --min-points is given).")
+                    "(0.001; 0 where --min-points is given). The largest one never is.")
         ->type_name("FRACTION");
     command
         .add_option("--voxel", m_voxelSize,
@@ -251,6 +311,16 @@ SReport CCleanCommand::cleanProject(CConsole& console) const
 
 void CCleanCommand::checkScans() const
 {
+    std::map<std::filesystem::path, std::string> named;
+    for (const std::string& scan : m_scans)
+    {
+        const auto [earlier, isFirst] = named.emplace(ToTrueName(scan), scan);
+        if (!isFirst)
+        {
+            throw CUsageError("the scans '" + earlier->second + "' and '" + scan +
+                              "' are the same file; give it once");
+        }
+    }
     if (m_outputs.empty() && m_flags.empty() && !m_dryRun)
     {
         throw CUsageError("where to? give --output, --flags or --dry-run");
@@ -280,25 +350,15 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
     {
         if (!m_outputs.empty())
         {
-            outputs.push_back({"--output", m_outputs[index], m_force});
+            // The rest of a scan may take its place, but nothing that of another.
+            outputs.push_back({"--output", m_outputs[index], m_force, m_scans[index]});
         }
         if (!m_flags.empty())
         {
             outputs.push_back({"--flags", m_flags[index], m_force || continuesFlags(index)});
         }
     }
-    CheckOutputs(outputs);
-    for (const SOutputFile& output : outputs)
-    {
-        // The rest of a scan may take its place, but nothing that of another.
-        std::vector<std::string> inputs = m_scans;
-        const auto rest = std::find(m_outputs.begin(), m_outputs.end(), output.file);
-        if (rest != m_outputs.end())
-        {
-            inputs.erase(inputs.begin() + (rest - m_outputs.begin()));
-        }
-        CheckOutputs({output}, inputs);
-    }
+    CheckOutputs(outputs, m_scans);
     std::vector<std::unique_ptr<Application::CFileLock>> locks;
     std::vector<SStation> stations;
     for (std::size_t index = 0; index < m_scans.size(); ++index)
@@ -328,8 +388,11 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
         {
             constexpr std::uint16_t c_dropped =
                 CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent;
-            station.scan.WriteKept(m_outputs[index], Application::CKeptPoints(words, c_dropped),
-                                   m_force, MakeStepProgress(console, "Writing"));
+            const Application::CKeptPoints kept(words, c_dropped);
+            station.scan.WriteKept(m_outputs[index], kept, m_force,
+                                   MakeStepProgress(console, "Writing"));
+            WarnOfEmptyOutput(m_outputs[index], words.size(), kept.CountKept(words.size()),
+                              console);
             report.text += "output: " + m_outputs[index] + '\n';
         }
     }
@@ -342,6 +405,7 @@ SReport CCleanCommand::clean(std::vector<SStation>& stations, std::vector<Mask>&
     CInterruption::ThrowIfRequested();
     console.ShowProgress("Fusing", 0.0);
     CScanFuser::SFusion fusion = Fuse(parseParameters(), stations);
+    CheckVoxels(fusion.report, stations, console);
     CInterruption::ThrowIfRequested();
     console.ShowProgress("Flagging", 0.0);
     changed = FlagSmallComponents(std::move(fusion.content), stations);

@@ -18,6 +18,7 @@
 #include "Apps/CommandLine/CProjectCut.h"
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/OutputFiles.h"
+#include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
 
 namespace CommandLine
@@ -130,7 +131,8 @@ SReport CCutCommand::Run(CConsole& console)
     Words flags =
         isContinued ? Application::CFlagFile::Read(m_flags, scan.GetPointCount()) : Words();
     CInterruption::ThrowIfRequested();
-    const std::vector<SPaintedView> painted = m_paint.Paint({{surfels, scan.GetTransform()}});
+    const std::vector<SPaintedView> painted =
+        m_paint.Paint({{surfels, scan.GetTransform()}}, m_scan);
     WarnOfEmptyMasks(painted, console);
     CInterruption::ThrowIfRequested();
 
@@ -157,6 +159,7 @@ SReport CCutCommand::Run(CConsole& console)
     if (!m_dryRun && !m_output.empty())
     {
         scan.WriteKept(m_output, kept, m_force, MakeStepProgress(console, "Writing"));
+        WarnOfEmptyOutput(m_output, counts.points, counts.kept, console);
     }
     return report(counts);
 }

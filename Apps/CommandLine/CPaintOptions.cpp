@@ -122,7 +122,7 @@ std::vector<std::string> CPaintOptions::GetFiles() const
 }
 
 std::vector<SPaintedView> CPaintOptions::Paint(
-    const std::vector<Application::CCameraFit::SScan>& scans) const
+    const std::vector<Application::CCameraFit::SScan>& scans, const std::string& name) const
 {
     std::vector<SPaintedView> painted;
     for (std::size_t index = 0; index < m_masks.size(); ++index)
@@ -133,7 +133,8 @@ std::vector<SPaintedView> CPaintOptions::Paint(
     }
     if (hasShapes())
     {
-        const CView view = m_views.empty() ? m_camera.MakeView(scans) : CView::Read(m_views[0]);
+        const CView view =
+            m_views.empty() ? m_camera.MakeView(scans, name) : CView::Read(m_views[0]);
         CMask mask(view.GetWidth(), view.GetHeight());
         paintShapes(mask);
         painted.push_back({view, std::move(mask)});

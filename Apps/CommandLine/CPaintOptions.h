@@ -34,11 +34,12 @@ public:
     /// The views and masks that Paint() reads.
     [[nodiscard]] std::vector<std::string> GetFiles() const;
 
-    /// Reads and paints. \p scans are what a camera is fitted to where no view is given.
+    /// Reads and paints. \p scans are what a camera is fitted to where no view is given; \p name
+    /// is what messages call them.
     /// @throw CUsageError when a value makes no sense, Application::CInputError when a file cannot
     /// be read or a mask does not have its view's size.
     [[nodiscard]] std::vector<SPaintedView> Paint(
-        const std::vector<Application::CCameraFit::SScan>& scans) const;
+        const std::vector<Application::CCameraFit::SScan>& scans, const std::string& name) const;
 
 private:
     [[nodiscard]] bool hasShapes() const;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -43,21 +44,31 @@ fs::path RelateTo(const std::string& project, const fs::path& file)
                          Application::CProjectFolder::Find(fs::absolute(project)).parent_path());
 }
 
+/// The transforms of a list by the names of the files, without their folders.
+using NamedTransforms = std::multimap<std::string, LqMatrix4Rd>;
+
+NamedTransforms ByFileName(const std::vector<SListedTransform>& list)
+{
+    NamedTransforms named;
+    for (const SListedTransform& entry : list)
+    {
+        named.emplace(fs::path(entry.file).filename().string(), entry.transform);
+    }
+    return named;
+}
+
 /// The transform that the list has for a scan of that file name.
-LqMatrix4Rd FindTransform(const std::vector<SListedTransform>& list, const fs::path& scan,
+LqMatrix4Rd FindTransform(const NamedTransforms& list, const fs::path& scan,
                           const std::string& listName)
 {
-    const auto isOfScan = [&](const SListedTransform& entry) {
-        return fs::path(entry.file).filename() == scan.filename();
-    };
-    const auto number = std::count_if(list.begin(), list.end(), isOfScan);
+    const std::string name = scan.filename().string();
+    const auto number = list.count(name);
     if (number != 1)
     {
-        throw Application::CInputError(listName, "expected one line for '" +
-                                                     scan.filename().string() + "', found " +
-                                                     std::to_string(number));
+        throw Application::CInputError(
+            listName, "expected one line for '" + name + "', found " + std::to_string(number));
     }
-    return std::find_if(list.begin(), list.end(), isOfScan)->transform;
+    return list.find(name)->second;
 }
 
 /// The flags of a scan as people count them.
@@ -69,14 +80,34 @@ ordered_json DescribeFlags(const CProject::Words& flags)
             {"frozen", CountFlagged(flags, CSurfelBitMask::SurfelFlagOutlierFrozen)}};
 }
 
-ordered_json DescribeScan(const CProject& project, std::size_t index)
+/// Null where they cannot be read, and why is then added to \p damages.
+ordered_json DescribeFlags(const CProject& project, std::size_t index,
+                           std::vector<std::string>& damages)
+{
+    try
+    {
+        return DescribeFlags(project.ReadFlags(index));
+    }
+    catch (const Application::CInputError& error)
+    {
+        // Opening the project has found most of what may be wrong with them.
+        if (std::find(damages.begin(), damages.end(), error.what()) == damages.end())
+        {
+            damages.emplace_back(error.what());
+        }
+        return nullptr;
+    }
+}
+
+ordered_json DescribeScan(const CProject& project, std::size_t index,
+                          std::vector<std::string>& damages)
 {
     const SProjectScan& scan = project.GetDocument().scans[index];
     const double* const elements = scan.transform.data();
     return {{"file", project.GetScanPath(index).string()},
             {"key", Application::PrintKey(scan.key)},
             {"points", scan.points},
-            {"flags", DescribeFlags(project.ReadFlags(index))},
+            {"flags", DescribeFlags(project, index, damages)},
             {"transform", std::vector<double>(elements, elements + 16)},
             {"optimizationLevel", scan.optimizationLevel},
             {"skeleton", scan.isSkeleton}};
@@ -85,18 +116,20 @@ ordered_json DescribeScan(const CProject& project, std::size_t index)
 std::string ToText(const ordered_json& scan)
 {
     const ordered_json& flags = scan["flags"];
+    const bool isReadable = !flags.is_null();
     std::string text = "  " + scan["file"].get<std::string>() + ": " +
                        ToCount(scan["points"].get<std::uint64_t>(), "point");
     for (const auto& [name, label] :
          {std::pair("cut", " cut"), std::pair("smallComponent", " in small components"),
           std::pair("excluded", " excluded")})
     {
-        const auto count = flags[name].get<std::uint64_t>();
+        const auto count = isReadable ? flags[name].get<std::uint64_t>() : 0;
         if (count > 0)
         {
             text += ", " + std::to_string(count) + label;
         }
     }
+    text += isReadable ? "" : ", flags unreadable";
     return text + (scan["skeleton"].get<bool>() ? ", skeleton\n" : "\n");
 }
 
@@ -210,6 +243,7 @@ std::vector<SProjectScan> CProjectCommand::collectScans() const
     }
     const auto listed = m_transforms.empty() ? std::vector<SListedTransform>()
                                              : Application::ReadTransformList(m_transforms);
+    const NamedTransforms named = ByFileName(listed);
     std::vector<SProjectScan> scans;
     const auto add = [&](const fs::path& file, const LqMatrix4Rd& transform) {
         SProjectScan scan;
@@ -220,7 +254,7 @@ std::vector<SProjectScan> CProjectCommand::collectScans() const
     };
     for (const std::string& file : m_scans)
     {
-        add(file, listed.empty() ? c_matIdentityD : FindTransform(listed, file, m_transforms));
+        add(file, listed.empty() ? c_matIdentityD : FindTransform(named, file, m_transforms));
     }
     if (m_scans.empty())
     {
@@ -258,6 +292,31 @@ std::vector<SProjectScan> CProjectCommand::collectScans() const
     return scans;
 }
 
+void CProjectCommand::checkScans(const std::vector<SProjectScan>& scans) const
+{
+    std::vector<std::string> inputs{m_transforms};
+    // The same scan at two places is an arrangement; twice at one place it is a mistake, which
+    // doubles all its points.
+    std::multimap<fs::path, const SProjectScan*> seen;
+    for (const SProjectScan& scan : scans)
+    {
+        inputs.push_back(scan.file.string());
+        const fs::path name = ToTrueName(scan.file);
+        const auto [begin, end] = seen.equal_range(name);
+        for (auto earlier = begin; earlier != end; ++earlier)
+        {
+            if (earlier->second->transform == scan.transform)
+            {
+                throw CUsageError("the scans '" + earlier->second->file.string() + "' and '" +
+                                  scan.file.string() +
+                                  "' are the same file with the same transform; give it once");
+            }
+        }
+        seen.emplace(name, &scan);
+    }
+    CheckOutputs({{"PROJECT", m_project, m_force}}, inputs);
+}
+
 SReport CProjectCommand::create(CConsole& console) const
 {
     Application::SProjectDocument document;
@@ -273,8 +332,15 @@ SReport CProjectCommand::create(CConsole& console) const
         }
         document.historyBudget = mebibytes * c_bytesPerMebibyte;
     }
-    CheckOutputs({{"PROJECT", m_project, m_force}});
+    if (CScanFile::HasScanName(m_project))
+    {
+        throw CUsageError("'" + m_project +
+                          "' is the name of a scan; a project comes first, and is called like "
+                          "site.veko2.json");
+    }
+    CProject::CheckCreate(m_project, m_force);
     document.scans = collectScans();
+    checkScans(document.scans);
     std::vector<CProject::SNewFlags> flags;
     for (std::size_t index = 0; index < document.scans.size(); ++index)
     {
@@ -296,7 +362,7 @@ SReport CProjectCommand::create(CConsole& console) const
     report.text = m_project + ": " + ToCount(project.GetDocument().scans.size(), "scan") + '\n';
     for (std::size_t index = 0; index < project.GetDocument().scans.size(); ++index)
     {
-        report.document["scans"].push_back(DescribeScan(project, index));
+        report.document["scans"].push_back(DescribeScan(project, index, report.damages));
         report.text += ToText(report.document["scans"].back());
     }
     return report;
@@ -304,9 +370,13 @@ SReport CProjectCommand::create(CConsole& console) const
 
 SReport CProjectCommand::list() const
 {
-    const CProject project = CProject::Open(m_project, CProject::Access::Read);
+    const CProject project = CProject::Open(m_project, CProject::Access::Look);
     const Application::SProjectDocument& content = project.GetDocument();
     SReport report;
+    for (const std::string& damage : project.GetDamages())
+    {
+        report.damages.push_back(m_project + ": " + damage);
+    }
     report.document = {{"command", "project list"},
                        {"project", m_project},
                        {"scans", ordered_json::array()},
@@ -315,7 +385,7 @@ SReport CProjectCommand::list() const
     report.text = m_project + ": " + ToCount(content.scans.size(), "scan") + '\n';
     for (std::size_t index = 0; index < content.scans.size(); ++index)
     {
-        report.document["scans"].push_back(DescribeScan(project, index));
+        report.document["scans"].push_back(DescribeScan(project, index, report.damages));
         report.text += ToText(report.document["scans"].back());
     }
     for (const Application::SWorldBox& box : content.excluded)
@@ -327,6 +397,7 @@ SReport CProjectCommand::list() const
                    std::to_string(content.edits.size() - content.numDone) + " undone, " +
                    report.document["history"]["bytes"].dump() + " of " +
                    std::to_string(content.historyBudget) + " bytes\n";
+    report.document["damages"] = report.damages;
     return report;
 }
 

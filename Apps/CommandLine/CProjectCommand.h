@@ -23,6 +23,7 @@ private:
     [[nodiscard]] SReport create(CConsole& console) const;
     [[nodiscard]] SReport list() const;
     [[nodiscard]] std::vector<Application::SProjectScan> collectScans() const;
+    void checkScans(const std::vector<Application::SProjectScan>& scans) const;
     [[nodiscard]] std::vector<Application::SWorldBox> parseBoxes() const;
 
     CLI::App* m_create = nullptr;

@@ -48,6 +48,16 @@ void OpenStations(const std::string& file, const std::string& flags, CConsole& c
     }
 }
 
+std::string Join(const std::vector<std::string>& names)
+{
+    std::string text;
+    for (const std::string& name : names)
+    {
+        text += (text.empty() ? "" : ", ") + name;
+    }
+    return text;
+}
+
 }  // namespace
 
 CLI::App& CViewCommand::AddTo(CLI::App& program)
@@ -88,8 +98,8 @@ SReport CViewCommand::Run(CConsole& console)
     {
         OpenStations(m_scans[index], m_flags.empty() ? "" : m_flags[index], console, stations);
     }
-    const CView view =
-        m_likeView.empty() ? m_camera.MakeView(ToFit(stations)) : CView::Read(m_likeView);
+    const CView view = m_likeView.empty() ? m_camera.MakeView(ToFit(stations), Join(m_scans))
+                                          : CView::Read(m_likeView);
     CInterruption::ThrowIfRequested();
 
     SReport report;

@@ -1,20 +1,19 @@
 #include "Apps/CommandLine/OutputFiles.h"
 
-#include <filesystem>
+#include <algorithm>
+#include <map>
+#include <set>
 #include <system_error>
 
 #include "Application/Files/CReplacementFile.h"
 #include "Application/Pictures/CPicture.h"
+#include "Application/Projects/CProjectFolder.h"
 #include "Apps/CommandLine/CUsageError.h"
 
 namespace CommandLine
 {
 
-namespace
-{
-
-/// The file's one true name, whatever way it is written, whether it exists or not.
-std::filesystem::path ToTrueName(const std::string& file)
+std::filesystem::path ToTrueName(const std::filesystem::path& file)
 {
     std::error_code error;
     const auto absolute = std::filesystem::absolute(file, error);
@@ -22,34 +21,56 @@ std::filesystem::path ToTrueName(const std::string& file)
     return error ? absolute : canonical;
 }
 
-}  // namespace
-
 void CheckOutputs(const std::vector<SOutputFile>& outputs, const std::vector<std::string>& inputs)
 {
-    for (auto output = outputs.begin(); output != outputs.end(); ++output)
+    std::map<std::filesystem::path, std::string> named;
+    std::map<std::filesystem::path, std::string> read;
+    for (const std::string& input : inputs)
     {
-        if (output->file.empty())
+        if (!input.empty())
+        {
+            read.emplace(ToTrueName(input), input);
+        }
+    }
+    std::set<std::filesystem::path> folders;
+    for (const SOutputFile& output : outputs)
+    {
+        if (output.file.empty())
         {
             continue;
         }
-        for (auto earlier = outputs.begin(); earlier != output; ++earlier)
+        const std::filesystem::path name = ToTrueName(output.file);
+        if (folders.insert(name.parent_path()).second)
         {
-            if (!earlier->file.empty() && ToTrueName(earlier->file) == ToTrueName(output->file))
-            {
-                throw CUsageError(earlier->option + " and " + output->option +
-                                  " name the same file '" + output->file + "'");
-            }
+            Application::CReplacementFile::RemoveStale(name.parent_path());
         }
-        for (const std::string& input : inputs)
+        const auto [earlier, isFirst] = named.emplace(name, output.option);
+        if (!isFirst)
         {
-            if (!input.empty() && ToTrueName(input) == ToTrueName(output->file))
-            {
-                throw CUsageError(output->option + " would replace the input '" + input +
-                                  "' by something else");
-            }
+            throw CUsageError(earlier->second + " and " + output.option + " name the same file '" +
+                              output.file + "'");
+        }
+        const auto input = read.find(name);
+        if (input != read.end() && (output.ownInput.empty() || ToTrueName(output.ownInput) != name))
+        {
+            throw CUsageError(output.option + " would replace the input '" + input->second +
+                              "' by something else");
         }
         // Made and taken back: an unfinished file that is never committed leaves no trace.
-        const Application::CReplacementFile probe(output->file, output->isReplaced);
+        const Application::CReplacementFile probe(output.file, output.isReplaced);
+    }
+}
+
+void CheckOutsideData(const std::string& option, const std::string& file,
+                      const std::string& project)
+{
+    const auto data = ToTrueName(Application::CProjectFolder::Find(project));
+    const auto name = ToTrueName(file);
+    const auto [end, ignored] = std::mismatch(data.begin(), data.end(), name.begin(), name.end());
+    if (!file.empty() && end == data.end())
+    {
+        throw CUsageError(option + ": '" + file + "' is in the project's own data folder '" +
+                          data.string() + "', which only its edits may change");
     }
 }
 

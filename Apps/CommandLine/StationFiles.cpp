@@ -6,6 +6,7 @@
 
 #include "Application/Projects/Stations.h"
 #include "Application/Scans/CFlagFile.h"
+#include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/StepProgress.h"
 
 namespace CommandLine
@@ -56,6 +57,16 @@ std::uint64_t CountFlagged(std::span<const Base::CSurfelBitMask> flags, std::uin
     return static_cast<std::uint64_t>(
         std::count_if(flags.begin(), flags.end(),
                       [bit](Base::CSurfelBitMask word) { return (word.bits & bit) != 0; }));
+}
+
+void WarnOfEmptyOutput(const std::string& output, std::uint64_t numPoints, std::uint64_t numKept,
+                       CConsole& console)
+{
+    if (numKept == 0 && numPoints > 0)
+    {
+        console.Warn("nothing is left in '" + output +
+                     "'; only PLY and STL files without points can be opened again");
+    }
 }
 
 std::string ToCount(std::uint64_t count, const std::string& what)

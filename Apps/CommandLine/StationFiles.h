@@ -26,6 +26,10 @@ class CConsole;
 [[nodiscard]] std::vector<Application::CPointRenderer::SScan> ToDraw(
     const std::vector<Application::SStation>& stations);
 
+/// Warns when nothing of a scan is left in \p output, which not every format can be read back from.
+void WarnOfEmptyOutput(const std::string& output, std::uint64_t numPoints, std::uint64_t numKept,
+                       CConsole& console);
+
 /// How many of \p flags have \p bit.
 [[nodiscard]] std::uint64_t CountFlagged(std::span<const Base::CSurfelBitMask> flags,
                                          std::uint16_t bit);

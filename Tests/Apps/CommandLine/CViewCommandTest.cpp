@@ -51,6 +51,19 @@ TEST_F(CViewCommandTest, Json_NamesTheFiles)
                                              {"view", "v.json"}}));
 }
 
+TEST_F(CViewCommandTest, NothingToLookAt_NamesTheScans)
+{
+    write("nan.ply",
+          "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
+          "property float z\nend_header\nnan nan nan\n");
+    write("empty.ply", makePly({}));
+    const auto result = run({"view", "nan.ply", "empty.ply", "--view", "v.json"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(result.err, "veko2: nan.ply, empty.ply: camera: there is no point to look at\n");
+    EXPECT_EQ(run({"cut", "nan.ply", "--rectangle", "1,1,2,2", "--dry-run"}).err,
+              "veko2: nan.ply: camera: there is no point to look at\n");
+}
+
 TEST_F(CViewCommandTest, SameScan_GivesTheSameView)
 {
     ASSERT_EQ(run({"view", "scan.ply", "--view", "a.json"}).exitCode, 0);

@@ -220,6 +220,17 @@ TEST_F(ProjectCommandsTest, Apply_WritesWhatIsLeft)
     expectDone({"project", "create", "q.json", "--transforms", "out/transforms.txt"});
 }
 
+TEST_F(ProjectCommandsTest, Apply_WarnsOfAnEmptyResult)
+{
+    write("c.xyz", "-0.5 0.5 0.5\n");
+    expectDone({"project", "create", "q.json", "c.xyz"});
+    expectDone({"cut", "q.json", "--view", "view.json", "--mask", "mask.png"});
+    const auto result = run({"apply", "q.json", "--output", "out"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.err, HasSubstr("nothing is left in 'out/c.xyz'; only PLY and STL"));
+    expectFailure({"info", "out/c.xyz"}, 3, "out/c.xyz: expected");
+}
+
 TEST_F(ProjectCommandsTest, Apply_DropsOnlyWhatIsAskedFor)
 {
     cut();
@@ -238,6 +249,33 @@ TEST_F(ProjectCommandsTest, Apply_WritesTheFlagsAsAProperty)
     expectFailure({"apply", "p.json", "--output", "out", "--property"}, 4, "--force");
 }
 
+TEST_F(ProjectCommandsTest, Apply_RemovesWhatAKilledOneLeft)
+{
+    std::filesystem::create_directory(in("out"));
+    write("out/.veko2-0123456789abcdef.part", "x");
+    expectDone({"apply", "p.json", "--output", "out"});
+    EXPECT_FALSE(exists("out/.veko2-0123456789abcdef.part"));
+}
+
+TEST_F(ProjectCommandsTest, Create_TheSameScanAtTwoPlaces)
+{
+    write("twice.txt",
+          "a.ply 1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1\n"
+          "./a.ply 1 0 0 0 0 1 0 0 0 0 1 0 0.5 0 0 1\n");
+    expectDone({"project", "create", "q.json", "--transforms", "twice.txt"});
+    write("same.txt",
+          "a.ply 1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1\n"
+          "./a.ply 1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1\n");
+    expectFailure({"project", "create", "r.json", "--transforms", "same.txt"}, 2,
+                  "are the same file with the same transform");
+}
+
+TEST_F(ProjectCommandsTest, Apply_IntoAFolderBesideTheDataIsNotIntoIt)
+{
+    expectDone({"apply", "p.json", "--output", "p.data2"});
+    expectDone({"project", "create", "q.json", "--transforms", "p.data2/transforms.txt"});
+}
+
 TEST_F(ProjectCommandsTest, Apply_ScansOfTheSameNameGetNumbers)
 {
     std::filesystem::create_directory(in("sub"));
@@ -253,6 +291,13 @@ TEST_F(ProjectCommandsTest, BadInput_IsRefusedAndChangesNothing)
     expectFailure({"project", "create", "q.json"}, 2, "needs scans");
     expectFailure({"project", "create", "p.json", "a.ply"}, 4, "--force");
     expectFailure({"project", "create", "q.json", "missing.ply"}, 3, "missing.ply");
+    expectFailure({"project", "create", "a.ply", "b.ply", "--force"}, 2, "a.ply' is the name");
+    expectFailure({"project", "create", "new.XYZ", "b.ply"}, 2, "new.XYZ' is the name");
+    expectFailure({"project", "create", "view.json", "b.ply", "--force"}, 4,
+                  "view.json: exists and is not a project");
+    expectFailure({"project", "create", "view.json", "view.json", "--force"}, 4, "not a project");
+    expectFailure({"project", "create", "q.json", "a.ply", "b.ply", "./a.ply"}, 2,
+                  "'a.ply' and './a.ply' are the same file with the same transform");
     expectFailure({"project", "create", "q.json", "a.ply", "--transforms", "none.txt"}, 3,
                   "none.txt");
     expectFailure({"project", "create", "q.json", "view.json", "--transforms", "list.txt"}, 3,
@@ -274,6 +319,12 @@ TEST_F(ProjectCommandsTest, BadInput_IsRefusedAndChangesNothing)
     expectFailure({"apply", "p.json", "--output", "out", "--drop", "frozen"}, 2, "--drop");
     expectFailure({"apply", "p.json", "--output", "a.ply"}, 4, "a.ply");
     expectFailure({"apply", "p.json", "--output", ".", "--force"}, 2, "a.ply");
+    expectFailure({"apply", "p.json", "--output", "p.data"}, 2, "p.data");
+    expectFailure({"apply", "p.json", "--output", "p.data/sub", "--force"}, 2, "p.data");
+    expectFailure({"apply", "p.json", "--output", "./x/../p.data/"}, 2, "p.data");
+    expectFailure({"cut", "p.json", "--rectangle", "1,1,2,2", "--picture", "p.data/1.edit"}, 2,
+                  "p.data");
+    expectFailure({"clean", "a.ply", "./a.ply", "--dry-run"}, 2, "are the same file");
     expectFailure({"clean", "p.json", "a.ply"}, 2, "one project");
     expectFailure({"clean", "p.json", "-o", "x.ply"}, 2, "veko2 apply");
     expectFailure({"clean", "a.ply"}, 2, "--output");
@@ -281,6 +332,15 @@ TEST_F(ProjectCommandsTest, BadInput_IsRefusedAndChangesNothing)
     expectFailure({"clean", "a.ply", "--flags", "a.ply", "--force"}, 2, "a.ply");
     expectFailure({"clean", "a.ply", "b.ply", "-o", "b.ply", "-o", "c.ply", "--force"}, 2, "b.ply");
     expectFailure({"clean", "a.ply", "--dry-run", "--voxel", "0"}, 2, "--voxel");
+    expectFailure({"clean", "p.json", "--voxel", "1e-300"}, 2,
+                  "--voxel: voxels of 1e-300 are too small for scans that reach 1 from their "
+                  "middle; give at least 1e-09");
+    expectFailure({"clean", "p.json", "--voxel", "1e-320"}, 2, "give at least 1e-09");
+    write("noJson.json", "{\"format\": \"veko2-project\", x");
+    expectFailure({"undo", "noJson.json"}, 3,
+                  "noJson.json: byte 29: expected a JSON document: parse");
+    write("noJson.json", "{\"format\": \"veko2-project\", \"version\": 1e999}");
+    expectFailure({"undo", "noJson.json"}, 3, "noJson.json: number overflow parsing '1e999'");
     expectFailure({"clean", "a.ply", "--dry-run", "--scale", "-1"}, 2, "--scale");
     expectFailure({"clean", "a.ply", "--dry-run", "--min-fraction", "2"}, 2, "--min-fraction");
     expectFailure({"clean", "a.ply", "--dry-run", "--min-points", "1.5"}, 2, "--min-points");
@@ -290,17 +350,21 @@ TEST_F(ProjectCommandsTest, DamagedProject_IsRefusedByEveryCommand)
 {
     cut();
     const std::vector<std::vector<std::string>> commands{
-        {"project", "list", "p.json"},
         {"view", "p.json", "--output", "x.png"},
         {"cut", "p.json", "--rectangle", "1,1,2,2"},
         {"clean", "p.json"},
         {"apply", "p.json", "--output", "out"},
-        {"undo", "p.json"}};
+        {"undo", "p.json"},
+        {"redo", "p.json"}};
     const auto expectAll = [&](const std::string& message) {
         for (const auto& command : commands)
         {
             expectFailure(command, 3, message);
         }
+        const auto listed = run({"project", "list", "p.json"});
+        EXPECT_EQ(listed.exitCode, 3);
+        EXPECT_THAT(listed.out, AllOf(HasSubstr("b.ply: 4 points"), HasSubstr("history: 1 edit")));
+        EXPECT_THAT(listed.err, HasSubstr(message));
     };
     const std::string flags = read("p.data/1-0.flags");
     write("p.data/1-0.flags", flags.substr(0, 32));
@@ -310,12 +374,33 @@ TEST_F(ProjectCommandsTest, DamagedProject_IsRefusedByEveryCommand)
     const std::string edit = read("p.data/1.edit");
     write("p.data/1.edit", edit + "x");
     expectAll("the history is damaged");
+    std::string flipped = edit;
+    flipped.back() = static_cast<char>(flipped.back() ^ 1);
+    write("p.data/1.edit", flipped);
+    expectAll("the history is damaged");
     write("p.data/1.edit", edit);
 
     std::filesystem::rename(in("b.ply"), in("c.ply"));
     expectAll("b.ply' is missing");
     std::filesystem::rename(in("c.ply"), in("b.ply"));
     expectDone({"undo", "p.json"});
+}
+
+TEST_F(ProjectCommandsTest, List_SaysWhatIsDamaged)
+{
+    cut();
+    std::string flags = read("p.data/1-0.flags");
+    flags.back() = static_cast<char>(flags.back() ^ 1);
+    write("p.data/1-0.flags", flags);
+    write("p.data/1.edit", "short");
+    const auto result = run({"project", "list", "p.json", "--json"});
+    EXPECT_EQ(result.exitCode, 3);
+    const auto document = json::parse(result.out);
+    EXPECT_TRUE(document["scans"][0]["flags"].is_null());
+    EXPECT_EQ(document["scans"][1]["flags"]["cut"], 1);
+    ASSERT_EQ(document["damages"].size(), 2U);
+    EXPECT_THAT(document["damages"][0].get<std::string>(), HasSubstr("1.edit"));
+    EXPECT_THAT(document["damages"][1].get<std::string>(), HasSubstr("1-0.flags"));
 }
 
 TEST_F(ProjectCommandsTest, ReplacedScan_IsRefusedWhereItIsRead)
@@ -356,6 +441,21 @@ TEST_F(ProjectCommandsTest, Clean_FlagsTheFloatingBit)
     expectDone({"apply", "q.json", "--output", "out"});
     const auto all = MakeFloatingBit();
     EXPECT_EQ(read("out/bit.ply"), makePly({all.begin(), all.begin() + 3600}));
+}
+
+TEST_F(ProjectCommandsTest, Clean_WarnsOfVoxelsAndScalesThatDoNotFit)
+{
+    write("bit.ply", makePly(MakeFloatingBit()));
+    const auto expectWarning = [&](const std::string& option, const std::string& value,
+                                   const std::string& warning) {
+        const auto result = run({"clean", "bit.ply", "--dry-run", option, value});
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(warning)) << value;
+    };
+    expectWarning("--voxel", "1e-7", "voxels of 1e-07 are too small to tell all components apart");
+    expectWarning("--voxel", "1e-7", "; from 4.72e-06 on they do");
+    expectWarning("--voxel", "1e-10", "points too far away for voxels of 1e-10 are flagged");
+    expectWarning("--scale", "1000", "the search looks only 0.00225 far");
 }
 
 TEST_F(ProjectCommandsTest, Clean_LeavesExcludedPointsAlone)

@@ -12,11 +12,12 @@
 #include <vector>
 
 #include "Base/Interfaces/CSurfelBitMask.h"
-#include "Base/Math/PointTransform.h"
-#include "Base/Support/ParallelFor.h"
 #include "Benchmarks/BenchmarkProgram.h"
 #include "Benchmarks/BenchmarkScene.h"
+#include "Benchmarks/CViewWithoutRuns.h"
+#include "Benchmarks/MovedBytes.h"
 #include "Benchmarks/Peers/Peers.h"
+#include "Benchmarks/PlainCut.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 
@@ -26,8 +27,6 @@ namespace
 using Base::CSurfelBitMask;
 using Words = std::vector<CSurfelBitMask>;
 using Cutter = DataLayer::CCutPointCloudWithPixelMask;
-
-constexpr std::uint32_t c_surfelsPerBlock = 65536;
 
 /// The part of the view that the lasso paints.
 constexpr double c_lassoFraction = 0.1;
@@ -60,8 +59,8 @@ void Compute(benchmark::State& state, const SArguments& arguments)
                                       arguments.numThreads);
     const auto positions = std::make_shared<const std::vector<std::byte>>(
         BenchmarkScene::MakePositions(arguments.count, arguments.stride));
-    const auto collection = std::make_shared<DataLayer::CSurfelCollectionView>(
-        positions, arguments.count, positions->data(), arguments.stride);
+    const auto collection = std::make_shared<CViewWithoutRuns>(positions, arguments.count,
+                                                               positions->data(), arguments.stride);
     const std::vector<Cutter::SInputData> inputs{
         {collection, Words(arguments.count), c_matIdentityD}};
     const Cutter cutter(GetSelection());
@@ -74,35 +73,6 @@ void Compute(benchmark::State& state, const SArguments& arguments)
     SetRates(state, arguments);
 }
 
-/// What is written when the projection is taken down from its definition, without a thought for
-/// speed.
-bool CutPlainly(const Base::SRegionSelectionInfo& selection, const LqMatrix4Rf& matrix,
-                const DataLayer::CSurfelCollectionView& collection, Words& words)
-{
-    const auto& positions = collection.GetPositions();
-    const float width = static_cast<float>(selection.maskWidth);
-    const float height = static_cast<float>(selection.maskHeight);
-    bool hasChanged = false;
-    for (std::uint32_t index = 0; index < words.size(); ++index)
-    {
-        const LqVector3f device = TransformPoint(matrix, positions.At(index));
-        const float x = ((device.x + 1.0F) * width) * 0.5F;
-        const float y = ((1.0F - device.y) * height) * 0.5F;
-        if (y >= 1.0F && y < height && x >= 1.0F && x < width)
-        {
-            const auto pixel =
-                static_cast<std::uint32_t>(y) * selection.maskWidth + static_cast<std::uint32_t>(x);
-            std::uint16_t& bits = words[index].bits;
-            if (selection.maskData[pixel] == 1 && (bits & CSurfelBitMask::SurfelFlagCut) == 0)
-            {
-                bits |= CSurfelBitMask::SurfelFlagCut;
-                hasChanged = true;
-            }
-        }
-    }
-    return hasChanged;
-}
-
 void PlainLoop(benchmark::State& state, const SArguments& arguments)
 {
     const auto positions = BenchmarkScene::MakePositions(arguments.count, arguments.stride);
@@ -110,47 +80,25 @@ void PlainLoop(benchmark::State& state, const SArguments& arguments)
                                                       arguments.stride);
     const Words flags(arguments.count);
     const auto& selection = GetSelection();
-    const LqMatrix4Rf matrix = selection->transform1 * selection->transform2;
     Words words;
     for ([[maybe_unused]] auto iteration : state)
     {
         words = flags;
-        benchmark::DoNotOptimize(CutPlainly(*selection, matrix, collection, words));
+        benchmark::DoNotOptimize(CutPlainly(*selection, collection, words));
     }
     SetRates(state, arguments);
 }
 
-void MoveBytes(benchmark::State& state, const SArguments& arguments)
+void MoveBytes(benchmark::State& state, const SArguments& arguments, const MovedBytes::SForm& form)
 {
     const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
                                       arguments.numThreads);
     const auto positions = BenchmarkScene::MakePositions(arguments.count, arguments.stride);
     const Words flags(arguments.count);
     Words words(arguments.count);
-    const std::uint32_t numBlocks = (arguments.count + c_surfelsPerBlock - 1) / c_surfelsPerBlock;
-    std::vector<std::uint64_t> sums(numBlocks);
     for ([[maybe_unused]] auto iteration : state)
     {
-        Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
-            const std::size_t begin = std::size_t{block} * c_surfelsPerBlock;
-            const std::size_t end = std::min<std::size_t>(begin + c_surfelsPerBlock, words.size());
-            std::copy(flags.begin() + static_cast<std::ptrdiff_t>(begin),
-                      flags.begin() + static_cast<std::ptrdiff_t>(end),
-                      words.begin() + static_cast<std::ptrdiff_t>(begin));
-            std::uint64_t sum = 0;
-            const std::size_t firstByte = begin * arguments.stride;
-            const std::size_t numBytes = (end - begin) * arguments.stride;
-            for (std::size_t offset = 0; offset + sizeof sum <= numBytes; offset += sizeof sum)
-            {
-                std::uint64_t value = 0;
-                std::memcpy(&value, positions.data() + firstByte + offset, sizeof value);
-                sum ^= value;
-            }
-            sums[block] = sum;
-        });
-        benchmark::DoNotOptimize(sums.data());
-        benchmark::DoNotOptimize(words.data());
-        benchmark::ClobberMemory();
+        form.move({positions.data(), arguments.stride, flags, words});
     }
     SetRates(state, arguments);
 }
@@ -178,7 +126,7 @@ void SelectWithPeer(benchmark::State& state, const SArguments& arguments,
     const Base::SRegionSelectionInfo& selection = *GetSelection();
     const LqMatrix4Rf matrix = selection.transform1 * selection.transform2;
     Words words(arguments.count);
-    static_cast<void>(CutPlainly(selection, matrix, collection, words));
+    static_cast<void>(CutPlainly(selection, collection, words));
     std::vector<LqVector3f> points(arguments.count);
     for (std::uint32_t index = 0; index < arguments.count; ++index)
     {
@@ -206,8 +154,8 @@ void AddAll()
     {
         for (const std::size_t stride : {12, 16})
         {
-            const auto add = [&](const char* form, const char* suffix, std::size_t numThreads,
-                                 void (*body)(benchmark::State&, const SArguments&)) {
+            const auto add = [&](const std::string& form, const char* suffix,
+                                 std::size_t numThreads, auto body) {
                 BenchmarkProgram::Add("Compute", form, "Stride" + std::to_string(stride) + suffix,
                                       count,
                                       [arguments = SArguments{count, stride, numThreads},
@@ -215,7 +163,6 @@ void AddAll()
             };
             add("Veko2", "", 1, Compute);
             add("Plain", "", 1, PlainLoop);
-            add("Limit", "", 1, MoveBytes);
             if (stride == 16)
             {
                 for (const Peers::SClassifierPeer& peer : Peers::GetClassifiers())
@@ -227,7 +174,14 @@ void AddAll()
                 }
             }
             add("Veko2", ",ThreadsAll", allThreads, Compute);
-            add("Limit", ",ThreadsAll", allThreads, MoveBytes);
+            for (const MovedBytes::SForm& limit : MovedBytes::GetForms())
+            {
+                const auto move = [limit](benchmark::State& state, const SArguments& arguments) {
+                    MoveBytes(state, arguments, limit);
+                };
+                add("Limit:" + limit.name, "", 1, move);
+                add("Limit:" + limit.name, ",ThreadsAll", allThreads, move);
+            }
         }
     }
 }

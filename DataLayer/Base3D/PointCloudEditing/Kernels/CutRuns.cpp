@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/JudgeRun.h"
 
@@ -18,26 +19,29 @@ constexpr std::uint32_t c_surfelsPerGroup = SSurfelRuns::c_surfelsPerGroup;
 constexpr std::uint32_t c_maxNumWordsOfRun = c_surfelsPerRun / 2;
 constexpr std::uint32_t c_maxNumWordsOfGroup = c_surfelsPerGroup / 8;
 
+/// Makes the new words the old ones.
 void copyWords(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end)
 {
+    const std::size_t numBytes = std::size_t{end - begin} * sizeof(Base::CSurfelBitMask);
+    void* const words = task.words + begin;
     if (task.oldWords == nullptr)
     {
-        std::fill(task.words + begin, task.words + end, Base::CSurfelBitMask());
+        std::memset(words, 0, numBytes);
     }
     else if (task.oldWords != task.words)
     {
-        std::copy(task.oldWords + begin, task.oldWords + end, task.words + begin);
+        std::memcpy(words, task.oldWords + begin, numBytes);
     }
 }
 
-bool flagWords(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end)
+/// Gives all the flag and says whether one did not have it.
+bool flagWords(Base::CSurfelBitMask* words, std::uint32_t begin, std::uint32_t end)
 {
-    copyWords(task, begin, end);
     constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
     std::uint16_t common = c_cut;
     for (std::uint32_t index = begin; index < end; ++index)
     {
-        std::uint16_t& bits = task.words[index].bits;
+        std::uint16_t& bits = words[index].bits;
         common = static_cast<std::uint16_t>(common & bits);
         bits = static_cast<std::uint16_t>(bits | c_cut);
     }
@@ -82,10 +86,9 @@ private:
         switch (m_place)
         {
             case ERunPlace::Unpainted:
-                copyWords(m_task, m_begin, m_end);
                 return false;
             case ERunPlace::Painted:
-                return flagWords(m_task, m_begin, m_end);
+                return flagWords(m_task.words, m_begin, m_end);
             default:
                 return m_kernel(m_task, m_begin, m_end);
         }
@@ -104,12 +107,17 @@ private:
 bool CutRuns(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const SSurfelRuns& runs,
              std::uint32_t begin, std::uint32_t end)
 {
-    CStretch stretch(task, kernel, begin);
+    // Copied group by group, as fast as memory allows and shortly before they are looked at, and
+    // then worked on in place: most words only have to be copied.
+    SCutSurfelsTask inPlace = task;
+    inPlace.oldWords = task.words;
+    CStretch stretch(inPlace, kernel, begin);
     // The end may be the largest integer, so that nothing is added to it.
     for (std::uint32_t first = begin; first < end;)
     {
         const SSurfelRunGroup& group = runs.groups[first / c_surfelsPerGroup];
         const std::uint32_t endOfGroup = first + std::min(end - first, c_surfelsPerGroup);
+        copyWords(task, first, endOfGroup);
         const ERunPlace place = JudgeRun(task, group.whole, c_maxNumWordsOfGroup);
         if (place != ERunPlace::Unknown || !group.hasSmallRuns)
         {

@@ -1,6 +1,7 @@
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/JudgeRun.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <optional>
 
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelBounds.h"
@@ -20,39 +21,48 @@ struct SPixelRange
     std::uint32_t lastRow;
 };
 
-/// The bits from \p first to \p last of a word.
-std::uint32_t selectBits(std::uint32_t first, std::uint32_t last)
-{
-    return (~0U >> (31 - last)) & (~0U << first);
-}
-
-/// What the pixels of \p range have in common, found in at most \p maxNumWords words. When
-/// \p isWhole is false the range stands for other, unpainted pixels as well.
+/// What the pixels of \p range have in common, unless that takes more than \p maxNumWords words of
+/// the mask. When \p isWhole is false the range stands for other, unpainted pixels as well.
 ERunPlace judgePixels(const SCutMask& mask, const SPixelRange& range, bool isWhole,
                       std::uint32_t maxNumWords)
 {
     const std::uint32_t firstWord = range.firstColumn / 32;
     const std::uint32_t lastWord = range.lastColumn / 32;
-    bool hasPainted = false;
-    bool hasUnpainted = !isWhole;
-    std::uint32_t numWordsLeft = maxNumWords;
-    for (std::uint32_t row = range.firstRow; row <= range.lastRow; ++row)
+    const std::uint32_t numWords = lastWord - firstWord + 1;
+    const std::uint32_t numRows = range.lastRow - range.firstRow + 1;
+    if (numRows > maxNumWords / numWords)
     {
-        const std::uint32_t* const words = mask.words + std::size_t{row} * mask.wordsPerRow;
-        for (std::uint32_t word = firstWord; word <= lastWord; ++word)
-        {
-            const std::uint32_t asked = selectBits(word == firstWord ? range.firstColumn % 32 : 0,
-                                                   word == lastWord ? range.lastColumn % 32 : 31);
-            hasPainted = hasPainted || (words[word] & asked) != 0;
-            hasUnpainted = hasUnpainted || (words[word] & asked) != asked;
-            if ((hasPainted && hasUnpainted) || numWordsLeft == 0)
-            {
-                return ERunPlace::Unknown;
-            }
-            --numWordsLeft;
-        }
+        return ERunPlace::Unknown;
     }
-    return hasPainted ? ERunPlace::Painted : ERunPlace::Unpainted;
+    std::uint32_t firstBits = ~0U << range.firstColumn % 32;
+    std::uint32_t lastBits = ~0U >> (31 - range.lastColumn % 32);
+    if (numWords == 1)
+    {
+        firstBits &= lastBits;
+        lastBits = firstBits;
+    }
+    std::uint32_t painted = 0;
+    std::uint32_t unpainted = isWhole ? 0 : 1;
+    const std::uint32_t* row =
+        mask.words + std::size_t{range.firstRow} * mask.wordsPerRow + firstWord;
+    for (std::uint32_t rowsLeft = numRows; rowsLeft > 0; --rowsLeft)
+    {
+        const std::uint32_t first = row[0];
+        const std::uint32_t last = row[numWords - 1];
+        painted |= (first & firstBits) | (last & lastBits);
+        unpainted |= (~first & firstBits) | (~last & lastBits);
+        for (std::uint32_t word = 1; word + 1 < numWords; ++word)
+        {
+            painted |= row[word];
+            unpainted |= ~row[word];
+        }
+        if (painted != 0 && unpainted != 0)
+        {
+            return ERunPlace::Unknown;
+        }
+        row += mask.wordsPerRow;
+    }
+    return painted != 0 ? ERunPlace::Painted : ERunPlace::Unpainted;
 }
 
 }  // namespace

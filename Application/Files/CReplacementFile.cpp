@@ -271,6 +271,10 @@ void CReplacementFile::Commit(Permanence permanence)
 void CReplacementFile::MakePermanent(const std::filesystem::path& folder,
                                      const std::vector<std::string>& names)
 {
+    if (names.empty())
+    {
+        return;
+    }
     // One by one they take a few milliseconds each; all at once, as long as the disk needs for
     // everything that anybody is writing to it.
     constexpr std::size_t c_maxNumSingle = 8;

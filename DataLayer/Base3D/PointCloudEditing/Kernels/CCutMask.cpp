@@ -18,6 +18,9 @@ constexpr std::uint8_t c_painted = 1;
 /// Up to here every integer is a float.
 constexpr std::uint32_t c_maximumSize = 1U << 24;
 
+/// As many as an index of 32 bits tells apart.
+constexpr std::uint64_t c_maximumBytes = std::uint64_t{1} << 32;
+
 constexpr std::uint64_t c_bitsPerWord = 32;
 /// 2^31 pixels, so that a kernel may count bits in signed integers.
 constexpr std::uint64_t c_maximumWords = (std::uint64_t{1} << 31) / c_bitsPerWord;
@@ -70,7 +73,10 @@ CCutMask::CCutMask(const Base::SRegionSelectionInfo& selection, const Geometry::
     // size and that one, so that no pixel leads outside the mask's bytes.
     m_mask.endOfColumns = EndOfPixels(m_mask.width);
     m_mask.endOfRows = EndOfPixels(m_mask.height);
-    if (selection.maskWidth <= c_maximumSize && selection.maskHeight <= c_maximumSize)
+    // The reference finds a pixel's byte by an index of 32 bits, so that in a mask of more bytes it
+    // may be another row's; packed rows would not repeat that.
+    if (selection.maskWidth <= c_maximumSize && selection.maskHeight <= c_maximumSize &&
+        std::uint64_t{selection.maskWidth} * selection.maskHeight <= c_maximumBytes)
     {
         pack(bounds);
     }

@@ -14,13 +14,14 @@
 #include <thread>
 #include <vector>
 
-#include "Tests/DataLayer/PointCloud/AllocationCount.h"
+#include "Tests/Support/Allocations.h"
 
 namespace
 {
 
 using DataLayer::CNearestNeighborIndex;
 using DataLayer::SPositionArray;
+using TestSupport::GetAllocationCount;
 
 using Points = std::vector<LqVector3f>;
 

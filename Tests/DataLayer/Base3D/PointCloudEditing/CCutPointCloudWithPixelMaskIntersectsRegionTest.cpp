@@ -8,6 +8,7 @@
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
+#include "Tests/DataLayer/Base3D/PointCloudEditing/RandomCuts.h"
 #include "Tests/Support/CMockSurfelCollection.h"
 #include "Tests/Support/Selections.h"
 
@@ -210,6 +211,26 @@ TEST(CCutPointCloudWithPixelMaskIntersectsRegion, SupportIsReleased)
     CMockSurfelCollection collection({{0, 0, 0.5F}});
     EXPECT_TRUE(cutter.IntersectsRegion(c_matIdentityD, collection));
     EXPECT_EQ(collection.GetSupport().use_count(), 1);
+}
+
+TEST(CCutPointCloudWithPixelMaskIntersectsRegion, AcceptsExactlyWhatComputeGoesOnToRead)
+{
+    unsigned numAccepted = 0;
+    constexpr unsigned c_numCollections = 600;
+    for (unsigned seed = 0; seed < c_numCollections; ++seed)
+    {
+        CRandomCuts random(seed);
+        const auto selection = random.MakeSelection();
+        const SRandomInput input = random.MakeInput(*selection);
+        const Cutter cutter(selection);
+        const bool isAccepted = cutter.IntersectsRegion(input.trafo, *input.collection);
+        Cutter::Results results;
+        cutter.Compute({{input.collection, input.bitMasks, input.trafo}}, results);
+        ASSERT_EQ(input.collection->numGetElementAccessCalls, isAccepted ? 1U : 0U) << seed;
+        numAccepted += isAccepted ? 1 : 0;
+    }
+    EXPECT_GT(numAccepted, c_numCollections / 10);
+    EXPECT_LT(numAccepted, c_numCollections * 9 / 10);
 }
 
 }  // namespace

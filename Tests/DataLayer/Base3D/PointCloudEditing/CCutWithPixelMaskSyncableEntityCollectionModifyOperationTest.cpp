@@ -330,6 +330,15 @@ TEST_F(CutOperationTest, MissedEntity_IsFrozen)
     EXPECT_EQ(newWordsOf(MakeEntry(m_missed.entity, m_outlier)), MakeWords({0x0101}));
 }
 
+TEST_F(CutOperationTest, EntityUnderThePaintWithNothingToCut_IsFrozenOnly)
+{
+    // Around the view, so that its box is not missed.
+    const SMockEntity around({{-3.0F, -3.0F, 0.0F}, {3.0F, 3.0F, 1.0F}});
+    EXPECT_EQ(newWordsOf(MakeEntry(around.entity, MakeSurfelMask(MakeWords({4, 0})))),
+              MakeWords({0x0104, 0}));
+    EXPECT_EQ(around.collection->numGetElementAccessCalls, 1U);
+}
+
 TEST_F(CutOperationTest, MissedEntityWithoutPositions_DoesNotThrow)
 {
     m_missed.collection->SetPositionAccess(nullptr);

@@ -14,6 +14,7 @@
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CCutMask.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutRuns.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfels.h"
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfelsKernels.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
 #include "DataLayer/PointCloud/ISurfelRuns.h"
 
@@ -30,6 +31,9 @@ const Logging::CLogger c_logger(L"Veko2.CCutPointCloudWithPixelMask");
 
 /// A collection larger than this is split, so that a single one keeps all workers busy.
 constexpr std::uint32_t c_surfelsPerBlock = 65536;
+
+/// The words of more surfels than these do not stay in the nearer caches.
+constexpr std::uint32_t c_maximumCachedSurfels = 1U << 19;
 
 /// The bounds of the painted pixels over the whole depth of the view, also where nothing is
 /// painted.
@@ -63,6 +67,12 @@ void setColumn(float (&coefficients)[4], const LqMatrix4Rf& matrix, std::size_t 
     }
 }
 
+CutSurfelsKernel fastestKernel()
+{
+    static const CutSurfelsKernel fastest = GetCutSurfelsKernels().front().cut;
+    return fastest;
+}
+
 /// What is known of runs of the surfels 0 to \p count - 1; null when nothing is, or when they are
 /// so few that it would not pay.
 const SSurfelRuns* findRuns(const ISurfelRuns* support, const SCutMask& mask, std::uint32_t count)
@@ -87,12 +97,12 @@ bool cutSurfels(const SCutSurfelsTask& task, const SSurfelRuns* runs, std::uint3
     static_assert(c_surfelsPerBlock % SSurfelRuns::c_surfelsPerGroup == 0);
     const std::uint32_t numBlocks =
         count / c_surfelsPerBlock + (count % c_surfelsPerBlock != 0 ? 1 : 0);
+    const CutSurfelsKernel kernel = task.mask->isPacked ? fastestKernel() : CutSurfelsScalar;
     std::atomic<bool> hasChanged = false;
     Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
         const std::uint32_t begin = block * c_surfelsPerBlock;
         const std::uint32_t end = begin + std::min(count - begin, c_surfelsPerBlock);
-        if (runs != nullptr ? CutRuns(task, CutSurfelsScalar, *runs, begin, end)
-                            : CutSurfelsScalar(task, begin, end))
+        if (runs != nullptr ? CutRuns(task, kernel, *runs, begin, end) : kernel(task, begin, end))
         {
             hasChanged.store(true, std::memory_order_relaxed);
         }
@@ -215,6 +225,7 @@ void CCutPointCloudWithPixelMask::classify(const SInputData& input,
     setColumn(task.clipY, combined, 1);
     setColumn(task.clipW, combined, 3);
     task.mask = &m_mask->Get();
+    task.isStreamed = count > c_maximumCachedSurfels;
     hasChanged = cutSurfels(task, findRuns(runs.get(), *task.mask, count), count);
 }
 

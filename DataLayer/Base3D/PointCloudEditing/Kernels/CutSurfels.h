@@ -55,6 +55,8 @@ struct SCutSurfelsTask
     const Base::CSurfelBitMask* oldWords = nullptr;
     /// Word j is surfel j's after the cut.
     Base::CSurfelBitMask* words = nullptr;
+    /// Whether the words are too many to stay in the cache: they are written past it then.
+    bool isStreamed = false;
 };
 
 /// Writes the words of the surfels \p begin to \p end - 1: the old ones, with SurfelFlagCut where
@@ -63,8 +65,14 @@ struct SCutSurfelsTask
 using CutSurfelsKernel = bool (*)(const SCutSurfelsTask& task, std::uint32_t begin,
                                   std::uint32_t end);
 
-/// The reference: one surfel after the other. Every other form must give the same bits.
-[[nodiscard]] bool CutSurfelsScalar(const SCutSurfelsTask& task, std::uint32_t begin,
-                                    std::uint32_t end);
+/// The reference: one surfel after the other.
+bool CutSurfelsScalar(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end);
+
+/// One per source file, each compiled for its own instruction set. The mask must be packed.
+bool CutSurfelsVector128(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end);
+#if defined(__x86_64__)
+bool CutSurfelsAvx2(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end);
+bool CutSurfelsAvx512(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end);
+#endif
 
 }  // namespace DataLayer

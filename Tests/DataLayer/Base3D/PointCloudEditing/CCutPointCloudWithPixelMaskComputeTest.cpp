@@ -101,6 +101,33 @@ TEST(CCutPointCloudWithPixelMaskCompute, SurplusResultsAreRemovedAndOldOnesOverw
     EXPECT_EQ(results, (Cutter::Results{{false, {{2}}}}));
 }
 
+TEST(CCutPointCloudWithPixelMaskCompute, OldResultsOfTheSameSizeAreOverwritten)
+{
+    const Cutter cutter(MakeDeviceSelection(4, 4, {{2, 2}}));
+    std::vector<LqVector3f> positions(40, PixelCenter(1, 1, 4, 4));
+    positions[20] = PixelCenter(2, 2, 4, 4);
+    const auto collection = MakeCollectionInView(positions);
+    const Words flags(40, {0x0040});
+    Words expectedOfNone(40);
+    expectedOfNone[20].bits = 8;
+    Words expectedOfFlags = flags;
+    expectedOfFlags[20].bits |= 8;
+    Cutter::Results results(2, {true, Words(40, {0xFFFF})});
+    cutter.Compute({{collection, {}, c_matIdentityD}, {collection, flags, c_matIdentityD}},
+                   results);
+    EXPECT_EQ(results, (Cutter::Results{{true, expectedOfNone}, {true, expectedOfFlags}}));
+}
+
+TEST(CCutPointCloudWithPixelMaskCompute, OldResultsOfARejectedCollectionAreOverwritten)
+{
+    const Cutter cutter(MakeFullyPaintedDeviceSelection(4, 4));
+    const auto collection = MakeCollection({{-3, 0, 0.5F}, {-2, 0, 0.5F}});
+    Cutter::Results results(2, {true, Words(2, {0xFFFF})});
+    cutter.Compute({{collection, {}, c_matIdentityD}, {collection, {{1}, {2}}, c_matIdentityD}},
+                   results);
+    EXPECT_EQ(results, (Cutter::Results{{false, Words(2)}, {false, {{1}, {2}}}}));
+}
+
 TEST(CCutPointCloudWithPixelMaskCompute, MissingResultsAreAdded)
 {
     const Cutter cutter(MakeFullyPaintedDeviceSelection(4, 4));
@@ -566,6 +593,16 @@ TEST(CCutPointCloudWithPixelMaskCompute, MissingPositionsWithoutFlagsLeaveWordsO
     Cutter::Results results;
     ExpectNoAccessor([&] { cutter.Compute({{collection, {}, c_matIdentityD}}, results); });
     EXPECT_EQ(results, (Cutter::Results{{false, Words(2)}}));
+}
+
+TEST(CCutPointCloudWithPixelMaskCompute, MissingPositionsOverwriteOldResultsOfTheSameSize)
+{
+    const Cutter cutter(MakeFullyPaintedDeviceSelection(4, 4));
+    const auto collection = MakeCollection({{0, 0, 0.5F}, {0, 0, 0.5F}});
+    collection->SetPositionAccess(nullptr);
+    Cutter::Results results{{true, Words(2, {0xFFFF})}};
+    ExpectNoAccessor([&] { cutter.Compute({{collection, {{1}, {2}}, c_matIdentityD}}, results); });
+    EXPECT_EQ(results, (Cutter::Results{{false, {{1}, {2}}}}));
 }
 
 TEST(CCutPointCloudWithPixelMaskCompute, AccessorOfAnotherKindIsNoAccessor)

@@ -1,0 +1,126 @@
+#include <immintrin.h>
+
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/TCutSurfels.h"
+
+namespace DataLayer
+{
+
+namespace
+{
+
+/// Sixteen surfels at once.
+struct SAvx512
+{
+    using Floats = __m512;
+    using Words = __m256i;
+    static constexpr std::uint32_t c_width = 16;
+
+    static Floats Set(float value) { return _mm512_set1_ps(value); }
+    static Floats Load(const float* values) { return _mm512_loadu_ps(values); }
+    static Floats Add(Floats a, Floats b) { return _mm512_add_ps(a, b); }
+    static Floats Subtract(Floats a, Floats b) { return _mm512_sub_ps(a, b); }
+    static Floats Multiply(Floats a, Floats b) { return _mm512_mul_ps(a, b); }
+    static Floats Divide(Floats a, Floats b) { return _mm512_div_ps(a, b); }
+
+    static void LoadPacked(const std::byte* first, Floats& x, Floats& y, Floats& z)
+    {
+        const Floats a = _mm512_loadu_ps(first);
+        const Floats b = _mm512_loadu_ps(first + 64);
+        const Floats c = _mm512_loadu_ps(first + 128);
+        x = pick(a, b, c, _mm512_setr_epi32(0, 3, 6, 9, 12, 15, 18, 21, 24, 27, 30, 0, 0, 0, 0, 0),
+                 _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 17, 20, 23, 26, 29));
+        y = pick(a, b, c, _mm512_setr_epi32(1, 4, 7, 10, 13, 16, 19, 22, 25, 28, 31, 0, 0, 0, 0, 0),
+                 _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 18, 21, 24, 27, 30));
+        z = pick(a, b, c, _mm512_setr_epi32(2, 5, 8, 11, 14, 17, 20, 23, 26, 29, 0, 0, 0, 0, 0, 0),
+                 _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 19, 22, 25, 28, 31));
+    }
+    /// Leaves lane 4 b + r to surfel 4 r + b: restoring the order costs more here than there.
+    static void LoadPadded(const std::byte* first, Floats& x, Floats& y, Floats& z)
+    {
+        const Floats a = _mm512_loadu_ps(first);
+        const Floats b = _mm512_loadu_ps(first + 64);
+        const Floats c = _mm512_loadu_ps(first + 128);
+        const Floats d = _mm512_loadu_ps(first + 192);
+        const __m512d xyOfAB = _mm512_castps_pd(_mm512_maskz_unpacklo_ps(c_all, a, b));
+        const __m512d xyOfCD = _mm512_castps_pd(_mm512_maskz_unpacklo_ps(c_all, c, d));
+        const __m512d zOfAB = _mm512_castps_pd(_mm512_maskz_unpackhi_ps(c_all, a, b));
+        const __m512d zOfCD = _mm512_castps_pd(_mm512_maskz_unpackhi_ps(c_all, c, d));
+        x = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(c_allPairs, xyOfAB, xyOfCD));
+        y = _mm512_castpd_ps(_mm512_maskz_unpackhi_pd(c_allPairs, xyOfAB, xyOfCD));
+        z = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(c_allPairs, zOfAB, zOfCD));
+    }
+    static std::uint32_t PaddedInOrder(std::uint32_t lanes)
+    {
+        const __m512i lane =
+            _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+        const __m512i isLane = _mm512_maskz_set1_epi32(mask(lanes), 1);
+        return _mm512_test_epi32_mask(_mm512_maskz_permutexvar_epi32(c_all, lane, isLane), ints(1));
+    }
+
+    static std::uint32_t Within(Floats value, Floats first, Floats end)
+    {
+        return _mm512_mask_cmp_ps_mask(_mm512_cmp_ps_mask(value, first, _CMP_GE_OQ), value, end,
+                                       _CMP_LT_OQ);
+    }
+    static std::uint32_t Painted(const SCutMask& pixels, Floats column, Floats row,
+                                 std::uint32_t lanes)
+    {
+        const __mmask16 isLane = mask(lanes);
+        const __m512i rows =
+            _mm512_sub_epi32(_mm512_maskz_cvttps_epi32(isLane, row), ints(pixels.firstRow));
+        const __m512i columns =
+            _mm512_sub_epi32(_mm512_maskz_cvttps_epi32(isLane, column), ints(pixels.firstColumn));
+        const __m512i bit =
+            _mm512_add_epi32(_mm512_mullo_epi32(rows, ints(32 * pixels.wordsPerRow)), columns);
+        const __m512i words = _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), isLane,
+                                                          _mm512_maskz_srli_epi32(isLane, bit, 5),
+                                                          pixels.words, sizeof(int));
+        return _mm512_test_epi32_mask(
+            words, _mm512_maskz_sllv_epi32(isLane, ints(1), _mm512_and_si512(bit, ints(31))));
+    }
+
+    static Words NoWords() { return _mm256_setzero_si256(); }
+    static Words LoadWords(const Base::CSurfelBitMask* words)
+    {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words));
+    }
+    static void StoreWords(Base::CSurfelBitMask* words, Words value)
+    {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(words), value);
+    }
+    static void StreamWords(Base::CSurfelBitMask* words, Words value)
+    {
+        _mm256_stream_si256(reinterpret_cast<__m256i*>(words), value);
+    }
+    static void FinishStream() { _mm_sfence(); }
+    static Words Or(Words a, Words b) { return _mm256_or_si256(a, b); }
+    static Words Xor(Words a, Words b) { return _mm256_xor_si256(a, b); }
+    static bool HasAny(Words words) { return _mm256_testz_si256(words, words) == 0; }
+    static Words Flag(Words words, std::uint32_t lanes)
+    {
+        return Or(words, _mm512_maskz_cvtepi32_epi16(mask(lanes),
+                                                     ints(Base::CSurfelBitMask::SurfelFlagCut)));
+    }
+
+private:
+    // The forms without a mask start from a register that the compiler's header leaves undefined,
+    // and one compiler warns of that; these become the same instructions.
+    static constexpr __mmask16 c_all = 0xFFFF;
+    static constexpr __mmask8 c_allPairs = 0xFF;
+
+    static Floats pick(Floats a, Floats b, Floats c, __m512i fromAB, __m512i fromABAndC)
+    {
+        return _mm512_permutex2var_ps(_mm512_permutex2var_ps(a, fromAB, b), fromABAndC, c);
+    }
+    static __mmask16 mask(std::uint32_t lanes) { return static_cast<__mmask16>(lanes); }
+    static __m512i ints(std::uint32_t value) { return _mm512_set1_epi32(static_cast<int>(value)); }
+};
+
+}  // namespace
+
+bool CutSurfelsAvx512(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end)
+{
+    return TCutSurfels<SAvx512>(task).Run(begin, end);
+}
+
+}  // namespace DataLayer

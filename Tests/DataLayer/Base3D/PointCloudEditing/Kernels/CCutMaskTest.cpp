@@ -1,0 +1,152 @@
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/CCutMask.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "Base/Interfaces/SRegionSelectionInfo.h"
+#include "Tests/Support/Selections.h"
+
+namespace DataLayer
+{
+
+namespace
+{
+
+using TestSupport::MakeDeviceSelection;
+using TestSupport::SPixel;
+
+/// The painted pixels of a packed mask, row by row.
+std::vector<std::pair<std::uint32_t, std::uint32_t>> Unpack(const SCutMask& mask)
+{
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> pixels;
+    for (std::uint32_t row = mask.firstRow; row < mask.endRow; ++row)
+    {
+        for (std::uint32_t column = 0; column < 32 * mask.wordsPerRow; ++column)
+        {
+            const std::size_t word =
+                std::size_t{row - mask.firstRow} * mask.wordsPerRow + column / 32;
+            if ((mask.words[word] >> column % 32 & 1U) != 0)
+            {
+                pixels.emplace_back(row, mask.firstColumn + column);
+            }
+        }
+    }
+    return pixels;
+}
+
+void ExpectPacked(std::vector<std::uint8_t> bytes, std::uint32_t width, std::uint32_t height)
+{
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> expected;
+    for (std::uint32_t row = 1; row < height; ++row)
+    {
+        for (std::uint32_t column = 1; column < width; ++column)
+        {
+            if (bytes[std::size_t{row} * width + column] == 1)
+            {
+                expected.emplace_back(row, column);
+            }
+        }
+    }
+    const auto selection = MakeDeviceSelection(std::move(bytes), width, height);
+    const CCutMask mask(*selection, BoundPaintedPixels(*selection));
+    ASSERT_TRUE(mask.Get().isPacked);
+    EXPECT_EQ(Unpack(mask.Get()), expected) << width << " x " << height;
+}
+
+TEST(CCutMask, PacksThePaintedPixelsOutsideRowAndColumnZero)
+{
+    std::mt19937 random(4711);
+    for (unsigned round = 0; round < 400; ++round)
+    {
+        const auto width = static_cast<std::uint32_t>(1 + random() % 300);
+        const auto height = static_cast<std::uint32_t>(1 + random() % 20);
+        const unsigned kind = random() % 4;
+        std::vector<std::uint8_t> bytes(std::size_t{width} * height);
+        for (std::size_t index = 0; index < bytes.size(); ++index)
+        {
+            const auto value = static_cast<std::uint8_t>(random() % 256);
+            const bool isLong = index / 90 % 3 == 0;
+            bytes[index] = kind == 0   ? value
+                           : kind == 1 ? static_cast<std::uint8_t>(value % 2)
+                           : kind == 2 ? static_cast<std::uint8_t>(isLong ? 1 : value)
+                                       : static_cast<std::uint8_t>(isLong ? 0 : 1);
+        }
+        ExpectPacked(std::move(bytes), width, height);
+    }
+}
+
+TEST(CCutMask, EveryByteValueButOneIsNotPainted)
+{
+    std::vector<std::uint8_t> bytes(2 * 257);
+    for (std::uint32_t value = 0; value < 256; ++value)
+    {
+        bytes[257 + 1 + value] = static_cast<std::uint8_t>(value);
+    }
+    ExpectPacked(bytes, 257, 2);
+}
+
+TEST(CCutMask, RectangleIsThatOfThePixelsThatCanCut)
+{
+    const auto selection = MakeDeviceSelection(50, 40, {{7, 9}, {30, 5}, {12, 33}});
+    const CCutMask mask(*selection, BoundPaintedPixels(*selection));
+    EXPECT_EQ(mask.Get().firstColumn, 7U);
+    EXPECT_EQ(mask.Get().endColumn, 31U);
+    EXPECT_EQ(mask.Get().firstRow, 5U);
+    EXPECT_EQ(mask.Get().endRow, 34U);
+}
+
+TEST(CCutMask, RectangleBeginsAtRowAndColumnOne)
+{
+    const auto selection = MakeDeviceSelection(50, 40, {{0, 9}, {30, 0}});
+    const CCutMask mask(*selection, BoundPaintedPixels(*selection));
+    EXPECT_EQ(mask.Get().firstColumn, 1U);
+    EXPECT_EQ(mask.Get().firstRow, 1U);
+    EXPECT_TRUE(Unpack(mask.Get()).empty());
+}
+
+TEST(CCutMask, NothingThatCanCutLeavesAnEmptyRectangle)
+{
+    for (const std::vector<SPixel>& painted :
+         {std::vector<SPixel>{}, std::vector<SPixel>{{0, 3}}, std::vector<SPixel>{{3, 0}, {0, 0}}})
+    {
+        const auto selection = MakeDeviceSelection(5, 5, painted);
+        const CCutMask mask(*selection, BoundPaintedPixels(*selection));
+        EXPECT_TRUE(mask.Get().isPacked);
+        EXPECT_EQ(mask.Get().firstColumn, mask.Get().endColumn);
+        EXPECT_EQ(mask.Get().firstRow, mask.Get().endRow);
+    }
+}
+
+TEST(CCutMask, SizeUpToWhichEveryIntegerIsAFloatIsPacked)
+{
+    constexpr std::uint32_t c_size = 1U << 24;
+    const auto wide = MakeDeviceSelection(c_size, 2, {{c_size - 1, 1}, {c_size - 3, 1}});
+    const CCutMask wideMask(*wide, BoundPaintedPixels(*wide));
+    ASSERT_TRUE(wideMask.Get().isPacked);
+    EXPECT_EQ(Unpack(wideMask.Get()), (std::vector<std::pair<std::uint32_t, std::uint32_t>>{
+                                          {1, c_size - 3}, {1, c_size - 1}}));
+    const auto tooWide = MakeDeviceSelection(c_size + 1, 2, {{c_size - 1, 1}});
+    EXPECT_FALSE(CCutMask(*tooWide, BoundPaintedPixels(*tooWide)).Get().isPacked);
+    const auto tooHigh = MakeDeviceSelection(2, c_size + 1, {{1, 7}});
+    EXPECT_FALSE(CCutMask(*tooHigh, BoundPaintedPixels(*tooHigh)).Get().isPacked);
+}
+
+TEST(CCutMask, MaskOfTooManyBitsIsNotPackedAndTakesNoMemory)
+{
+    // Never read: the bounds are given, and the bytes are not there.
+    Base::SRegionSelectionInfo selection;
+    selection.maskWidth = 1U << 24;
+    selection.maskHeight = 1U << 24;
+    Geometry::CBox3D bounds;
+    bounds.Extend(0.0F, 0.0F, 1.0F);
+    bounds.Extend(16777215.0F, 16777215.0F, 1.0F);
+    EXPECT_FALSE(CCutMask(selection, bounds).Get().isPacked);
+}
+
+}  // namespace
+
+}  // namespace DataLayer

@@ -30,6 +30,8 @@ constexpr std::string_view c_magic = "VEKO2EDT";
 constexpr std::uint32_t c_version = 1;
 constexpr std::size_t c_headerSize = 24;
 constexpr std::size_t c_recordHeaderSize = 40;
+/// A byte of a zlib stream stands for at most 1032 bytes.
+constexpr std::uint64_t c_maxPointsPerByte = 1032 / sizeof(CSurfelBitMask);
 
 template <typename T>
 void Append(std::vector<std::byte>& bytes, const T& value)
@@ -176,6 +178,13 @@ void CMaskChanges::parse()
         record.checksumBefore = Load<std::uint32_t>(bytes, offset + 24);
         record.checksumAfter = Load<std::uint32_t>(bytes, offset + 28);
         record.compressed = bytes.subspan(offset + c_recordHeaderSize, size);
+        if (record.points / c_maxPointsPerByte > size)
+        {
+            throw CInputError::AtByte(file, offset + 16,
+                                      "expected no more points than " + std::to_string(size) +
+                                          " bytes can hold, found " +
+                                          std::to_string(record.points));
+        }
         m_records.push_back(record);
         offset += c_recordHeaderSize + size;
     }

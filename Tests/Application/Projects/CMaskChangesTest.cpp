@@ -1,6 +1,9 @@
 #include "Application/Projects/CMaskChanges.h"
 
 #include <gmock/gmock.h>
+#include <zlib.h>
+
+#include <cstring>
 
 #include "Application/Files/CInputError.h"
 #include "Tests/Application/Files/FileTestSupport.h"
@@ -96,6 +99,20 @@ TEST_F(CMaskChangesTest, Read_RefusesAnyChangedByte)
         FileTest::WriteAll(m_folder / "damaged", damaged);
         EXPECT_THROW((void)CMaskChanges::Read(m_folder / "damaged"), CInputError) << index;
     }
+}
+
+TEST_F(CMaskChangesTest, Read_RefusesMorePointsThanItsBytesCanHold)
+{
+    std::string content = FileTest::ReadAll(m_folder / "edit");
+    constexpr std::size_t c_checksum = 16;
+    constexpr std::size_t c_header = 24;
+    constexpr std::size_t c_highestByteOfPoints = c_header + 23;
+    content[c_highestByteOfPoints] = 0x40;
+    const auto checksum = static_cast<std::uint32_t>(crc32_z(
+        0, reinterpret_cast<const Bytef*>(content.data() + c_header), content.size() - c_header));
+    std::memcpy(content.data() + c_checksum, &checksum, sizeof checksum);
+    FileTest::WriteAll(m_folder / "large", content);
+    EXPECT_THROW((void)CMaskChanges::Read(m_folder / "large"), CInputError);
 }
 
 TEST_F(CMaskChangesTest, Read_RefusesALongerFile)

@@ -125,22 +125,4 @@ inline std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(
                                      c_viewHeight);
 }
 
-/// The same with a painted disk of \p diskRadius pixels at \p centerColumn in the middle row.
-inline std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(double centerColumn,
-                                                                       double diskRadius)
-{
-    std::vector<std::uint8_t> mask(std::size_t{c_viewWidth} * c_viewHeight);
-    for (std::uint32_t row = 0; row < c_viewHeight; ++row)
-    {
-        for (std::uint32_t column = 0; column < c_viewWidth; ++column)
-        {
-            const double x = column - centerColumn;
-            const double y = row - c_viewHeight / 2.0;
-            mask[std::size_t{row} * c_viewWidth + column] =
-                x * x + y * y < diskRadius * diskRadius ? 1 : 0;
-        }
-    }
-    return MakeSelection(std::move(mask));
-}
-
 }  // namespace BenchmarkScene

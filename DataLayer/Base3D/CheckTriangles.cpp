@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 #include "Base/Support/VekoException.h"
 #include "DataLayer/PointCloud/SurfelBlocks.h"
@@ -29,16 +30,22 @@ namespace
 bool AreCornersInside(const std::array<std::uint32_t, 3>* triangles, std::size_t count,
                       std::size_t numVertices)
 {
+    // An index has 32 bits: of more vertices it reaches every one, and of fewer their number fits.
+    if (numVertices > std::numeric_limits<std::uint32_t>::max())
+    {
+        return true;
+    }
+    const auto end = static_cast<std::uint32_t>(numVertices);
     // Without early return, so that it takes several corners at a time.
-    std::uint32_t largest = 0;
+    std::uint32_t isOutside = 0;
     for (std::size_t index = 0; index < count; ++index)
     {
         for (const std::uint32_t corner : triangles[index])
         {
-            largest = std::max(largest, corner);
+            isOutside |= corner >= end ? 1 : 0;
         }
     }
-    return count == 0 || largest < numVertices;
+    return isOutside == 0;
 }
 
 void CheckTriangles(const char* function, const Geometry::CTriangulation& mesh)

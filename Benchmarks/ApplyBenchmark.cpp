@@ -10,7 +10,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
@@ -19,9 +18,9 @@
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Base/Support/LargePages.h"
-#include "Base/Support/ParallelFor.h"
 #include "Benchmarks/BenchmarkProgram.h"
 #include "Benchmarks/BenchmarkScene.h"
+#include "Benchmarks/KeptRuns.h"
 #include "Benchmarks/Peers/Peers.h"
 #include "Benchmarks/PlainCut.h"
 #include "DataLayer/Base3D/CTriangulation.h"
@@ -42,8 +41,6 @@ using Triangle = std::array<std::uint32_t, 3>;
 using Selections = std::vector<std::shared_ptr<const Base::SRegionSelectionInfo>>;
 
 const CCachedModel::UniqueId c_modelId(L"benchmark");
-
-constexpr std::size_t c_blockSize = 65536;
 
 struct SArguments
 {
@@ -80,68 +77,6 @@ std::vector<Base::CSurfelBitMask> CutPlainly(const Selections& selections,
         static_cast<void>(::CutPlainly(*selection, collection, words));
     }
     return words;
-}
-
-/// Consecutive elements that are kept.
-struct SRun
-{
-    std::size_t begin;
-    std::size_t end;
-    std::size_t target;
-};
-
-/// The runs of the kept elements by blocks.
-template <typename IsElementKept>
-std::vector<std::vector<SRun>> FindRuns(std::size_t count, const IsElementKept& isKept)
-{
-    std::vector<std::vector<SRun>> blocks((count + c_blockSize - 1) / c_blockSize);
-    std::size_t target = 0;
-    for (std::size_t index = 0; index < count; ++index)
-    {
-        if (isKept(index))
-        {
-            std::vector<SRun>& runs = blocks[index / c_blockSize];
-            if (runs.empty() || runs.back().end != index)
-            {
-                runs.push_back({index, index, target});
-            }
-            ++runs.back().end;
-            ++target;
-        }
-    }
-    return blocks;
-}
-
-template <typename Element>
-void CopyRuns(const std::vector<std::vector<SRun>>& blocks, const Element* source, Element* target)
-{
-    Base::ParallelFor(static_cast<std::uint32_t>(blocks.size()), [&](std::uint32_t block) {
-        for (const SRun& run : blocks[block])
-        {
-            std::copy(source + run.begin, source + run.end, target + run.target);
-        }
-    });
-}
-
-/// Reads all bytes of \p elements.
-template <typename Element>
-void ReadAll(const Element* elements, std::size_t count)
-{
-    const auto numBlocks = static_cast<std::uint32_t>((count + c_blockSize - 1) / c_blockSize);
-    Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
-        const std::size_t begin = std::size_t{block} * c_blockSize;
-        const std::size_t numElements = std::min(c_blockSize, count - begin);
-        const auto* const bytes = reinterpret_cast<const char*>(elements + begin);
-        std::uint64_t sum = 0;
-        for (std::size_t offset = 0; offset + sizeof sum <= numElements * sizeof(Element);
-             offset += sizeof sum)
-        {
-            std::uint64_t value = 0;
-            std::memcpy(&value, bytes + offset, sizeof value);
-            sum ^= value;
-        }
-        benchmark::DoNotOptimize(sum);
-    });
 }
 
 template <typename Vector>
@@ -188,7 +123,7 @@ struct SSurfelScene
     std::shared_ptr<CSurfelCollectionMinimal> collection =
         std::make_shared<CSurfelCollectionMinimal>();
     Selections selections;
-    std::vector<std::vector<SRun>> keptRuns;
+    KeptRuns::Blocks keptRuns;
     Surfels kept;
 
     explicit SSurfelScene(const SArguments& arguments)
@@ -204,7 +139,8 @@ struct SSurfelScene
         collection->SetSurfels(std::move(surfels));
         kept = KeepPlainly();
         const auto words = CutPlainly(selections, *collection);
-        keptRuns = FindRuns(count, [&](std::size_t index) { return words[index].bits == 0; });
+        keptRuns =
+            KeptRuns::FindRuns(count, [&](std::size_t index) { return words[index].bits == 0; });
     }
 
     [[nodiscard]] Surfels KeepPlainly() const
@@ -291,11 +227,11 @@ void MoveSurfels(benchmark::State& state, const SArguments& arguments, bool isIn
     Measure(state, arguments, c_nothing, [&] {
         for (std::size_t pass = 1; pass < arguments.numSelections; ++pass)
         {
-            ReadAll(surfels, static_cast<std::size_t>(arguments.count));
+            KeptRuns::ReadAll(surfels, static_cast<std::size_t>(arguments.count));
         }
         Surfels kept;
         ResizeFresh(kept, scene.kept.size(), isInLargePages);
-        CopyRuns(scene.keptRuns, surfels, kept.data());
+        KeptRuns::CopyRuns(scene.keptRuns, surfels, kept.data());
         return kept;
     });
 }
@@ -366,8 +302,8 @@ struct SMeshScene
     std::shared_ptr<const Geometry::CTriangulation> mesh;
     Selections selections;
     std::vector<bool> isRemoved;
-    std::vector<std::vector<SRun>> keptVertices;
-    std::vector<std::vector<SRun>> keptTriangles;
+    KeptRuns::Blocks keptVertices;
+    KeptRuns::Blocks keptTriangles;
     Geometry::CTriangulation kept;
 
     explicit SMeshScene(const SArguments& arguments)
@@ -381,8 +317,9 @@ struct SMeshScene
         {
             isRemoved[index] = words[index].bits != 0;
         }
-        keptVertices = FindRuns(isRemoved.size(), [&](std::size_t i) { return !isRemoved[i]; });
-        keptTriangles = FindRuns(mesh->triangles.size(), [&](std::size_t index) {
+        keptVertices =
+            KeptRuns::FindRuns(isRemoved.size(), [&](std::size_t i) { return !isRemoved[i]; });
+        keptTriangles = KeptRuns::FindRuns(mesh->triangles.size(), [&](std::size_t index) {
             const auto& [a, b, c] = mesh->triangles[index];
             return !isRemoved[a] && !isRemoved[b] && !isRemoved[c];
         });
@@ -418,13 +355,14 @@ void MoveMesh(benchmark::State& state, const SArguments& arguments, bool isInLar
     Measure(state, arguments, c_nothing, [&] {
         for (std::size_t pass = 1; pass < arguments.numSelections; ++pass)
         {
-            ReadAll(scene.mesh->vertices.data(), scene.mesh->vertices.size());
+            KeptRuns::ReadAll(scene.mesh->vertices.data(), scene.mesh->vertices.size());
         }
         Geometry::CTriangulation kept;
         ResizeFresh(kept.vertices, scene.kept.vertices.size(), isInLargePages);
-        CopyRuns(scene.keptVertices, scene.mesh->vertices.data(), kept.vertices.data());
+        KeptRuns::CopyRuns(scene.keptVertices, scene.mesh->vertices.data(), kept.vertices.data());
         ResizeFresh(kept.triangles, scene.kept.triangles.size(), isInLargePages);
-        CopyRuns(scene.keptTriangles, scene.mesh->triangles.data(), kept.triangles.data());
+        KeptRuns::CopyRuns(scene.keptTriangles, scene.mesh->triangles.data(),
+                           kept.triangles.data());
         return kept;
     });
 }

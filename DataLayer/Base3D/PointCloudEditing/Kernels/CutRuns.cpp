@@ -1,6 +1,7 @@
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutRuns.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 
@@ -48,91 +49,94 @@ bool flagWords(Base::CSurfelBitMask* words, std::uint32_t begin, std::uint32_t e
     return common != c_cut;
 }
 
-/// Collects consecutive surfels of the same place and cuts them at once.
-class CStretch
+using Places = std::array<ERunPlace, SSurfelRuns::c_runsPerGroup>;
+
+/// The places of the runs of the group that begins with surfel \p begin. \p end may lie before the
+/// group's own end.
+Places judgeGroup(const SCutSurfelsTask& task, const SSurfelRuns& runs, std::uint32_t begin,
+                  std::uint32_t end)
 {
-public:
-    CStretch(const SCutSurfelsTask& task, CutSurfelsKernel kernel, std::uint32_t begin)
-        : m_task(task), m_kernel(kernel), m_begin(begin), m_end(begin)
-    {}
-
-    /// Adds the surfels from the last end to \p end - 1.
-    void Add(ERunPlace place, std::uint32_t end)
+    const SSurfelRunGroup& group = runs.groups[begin / c_surfelsPerGroup];
+    Places places;
+    places.fill(JudgeRun(task, group.whole, c_maxNumWordsOfGroup));
+    if (places[0] == ERunPlace::Unknown && group.hasSmallRuns)
     {
-        if (place != m_place)
+        const std::size_t firstRun = begin / c_surfelsPerRun;
+        const std::size_t numRuns = (end - begin - 1) / c_surfelsPerRun + 1;
+        for (std::size_t run = 0; run < numRuns; ++run)
         {
-            Finish();
-            m_place = place;
-        }
-        m_end = end;
-    }
-
-    /// Cuts what has been added.
-    void Finish()
-    {
-        if (m_begin < m_end)
-        {
-            m_hasChanged = cut() || m_hasChanged;
-            m_begin = m_end;
+            places[run] = JudgeRun(task, runs.runs[firstRun + run], c_maxNumWordsOfRun);
         }
     }
+    return places;
+}
 
-    /// Whether a word has got the flag.
-    [[nodiscard]] bool HasChanged() const { return m_hasChanged; }
+bool areAllUnknown(const Places& places)
+{
+    return std::all_of(places.begin(), places.end(),
+                       [](ERunPlace place) { return place == ERunPlace::Unknown; });
+}
 
-private:
-    [[nodiscard]] bool cut() const
+/// Cuts a group whose new words are the old ones so far, consecutive runs of one place at once.
+bool cutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Places& places,
+                std::uint32_t begin, std::uint32_t end)
+{
+    SCutSurfelsTask inPlace = task;
+    inPlace.oldWords = task.words;
+    bool hasChanged = false;
+    for (std::uint32_t run = 0; begin < end;)
     {
-        switch (m_place)
+        const ERunPlace place = places[run];
+        std::uint32_t next = begin;
+        while (next < end && places[run] == place)
         {
-            case ERunPlace::Unpainted:
-                return false;
-            case ERunPlace::Painted:
-                return flagWords(m_task.words, m_begin, m_end);
-            default:
-                return m_kernel(m_task, m_begin, m_end);
+            next += std::min(end - next, c_surfelsPerRun);
+            ++run;
         }
+        if (place == ERunPlace::Painted)
+        {
+            hasChanged = flagWords(task.words, begin, next) || hasChanged;
+        }
+        else if (place == ERunPlace::Unknown)
+        {
+            hasChanged = kernel(inPlace, begin, next) || hasChanged;
+        }
+        begin = next;
     }
-
-    const SCutSurfelsTask& m_task;
-    CutSurfelsKernel m_kernel;
-    ERunPlace m_place = ERunPlace::Unknown;
-    std::uint32_t m_begin;
-    std::uint32_t m_end;
-    bool m_hasChanged = false;
-};
+    return hasChanged;
+}
 
 }  // namespace
 
 bool CutRuns(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const SSurfelRuns& runs,
              std::uint32_t begin, std::uint32_t end)
 {
-    // Copied group by group, as fast as memory allows and shortly before they are looked at, and
-    // then worked on in place: most words only have to be copied.
-    SCutSurfelsTask inPlace = task;
-    inPlace.oldWords = task.words;
-    CStretch stretch(inPlace, kernel, begin);
+    bool hasChanged = false;
+    // The surfels from here on are left to the kernel, which copies their words as it goes.
+    std::uint32_t beginOfUnknown = begin;
+    const auto cutUnknown = [&](std::uint32_t endOfUnknown) {
+        if (beginOfUnknown < endOfUnknown)
+        {
+            hasChanged = kernel(task, beginOfUnknown, endOfUnknown) || hasChanged;
+        }
+    };
     // The end may be the largest integer, so that nothing is added to it.
     for (std::uint32_t first = begin; first < end;)
     {
-        const SSurfelRunGroup& group = runs.groups[first / c_surfelsPerGroup];
         const std::uint32_t endOfGroup = first + std::min(end - first, c_surfelsPerGroup);
-        copyWords(task, first, endOfGroup);
-        const ERunPlace place = JudgeRun(task, group.whole, c_maxNumWordsOfGroup);
-        if (place != ERunPlace::Unknown || !group.hasSmallRuns)
+        const Places places = judgeGroup(task, runs, first, endOfGroup);
+        if (!areAllUnknown(places))
         {
-            stretch.Add(place, endOfGroup);
-            first = endOfGroup;
+            cutUnknown(first);
+            // The whole group in one go is as fast as memory allows.
+            copyWords(task, first, endOfGroup);
+            hasChanged = cutInPlace(task, kernel, places, first, endOfGroup) || hasChanged;
+            beginOfUnknown = endOfGroup;
         }
-        while (first < endOfGroup)
-        {
-            const SSurfelRun& run = runs.runs[first / c_surfelsPerRun];
-            first += std::min(endOfGroup - first, c_surfelsPerRun);
-            stretch.Add(JudgeRun(task, run, c_maxNumWordsOfRun), first);
-        }
+        first = endOfGroup;
     }
-    stretch.Finish();
-    return stretch.HasChanged();
+    cutUnknown(end);
+    return hasChanged;
 }
 
 }  // namespace DataLayer

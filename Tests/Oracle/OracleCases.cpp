@@ -1,0 +1,98 @@
+#include <array>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "Tests/Oracle/CaseKinds.h"
+
+// Makes cases, and answers cases with this library; the other answers are those of the Python
+// modules beside this file. Arguments are pairs of a name and a value:
+//
+//     --kind KIND           what is compared
+//     --cases FILE          where the cases are
+//     --answers FILE        where the answers go
+//     --seed, --first, --count NUMBER
+//                           makes that many cases first, starting at that index of the seed
+
+namespace Oracle
+{
+
+std::span<const SCaseKind> GetCaseKinds()
+{
+    static constexpr std::array<SCaseKind, 9> kinds = {{
+        {"arithmetic", DeclareArithmeticCases, GenerateArithmeticCase, AnswerArithmeticCases},
+        {"box", DeclareBoxCases, GenerateBoxCase, AnswerBoxCases},
+        {"normal", DeclareNormalCases, GenerateNormalCase, AnswerNormalCases},
+        {"freeze", DeclareFreezeCases, GenerateFreezeCase, AnswerFreezeCases},
+        {"nearest", DeclareNearestCases, GenerateNearestCase, AnswerNearestCases},
+        {"cut", DeclareCutCases, GenerateCutCase, AnswerCutCases},
+        {"cut-operation", DeclareCutOperationCases, GenerateCutOperationCase,
+         AnswerCutOperationCases},
+        {"small-component-operation", DeclareSmallComponentCases, GenerateSmallComponentCase,
+         AnswerSmallComponentCases},
+        {"cached-model", DeclareCachedModelCases, GenerateCachedModelCase, AnswerCachedModelCases},
+    }};
+    return kinds;
+}
+
+namespace
+{
+
+void Run(std::map<std::string, std::string>& options)
+{
+    const auto kinds = GetCaseKinds();
+    std::size_t kind = 0;
+    while (kind < kinds.size() && options["--kind"] != kinds[kind].name)
+    {
+        ++kind;
+    }
+    if (kind == kinds.size())
+    {
+        throw std::runtime_error("There is no kind of cases \"" + options["--kind"] + "\".");
+    }
+
+    CNamedArrays cases;
+    if (options.contains("--seed"))
+    {
+        const std::uint64_t seed = std::stoull(options["--seed"]);
+        const std::uint64_t first = std::stoull(options["--first"]);
+        const std::uint64_t count = std::stoull(options["--count"]);
+        kinds[kind].declare(cases);
+        for (std::uint64_t index = first; index < first + count; ++index)
+        {
+            CCaseRandom random(seed, kind, index);
+            kinds[kind].generate(random, cases);
+        }
+        cases.Write(options["--cases"]);
+    }
+    else
+    {
+        cases = CNamedArrays::Read(options["--cases"]);
+    }
+    CNamedArrays answers;
+    kinds[kind].answer(cases, answers);
+    answers.Write(options["--answers"]);
+}
+
+}  // namespace
+}  // namespace Oracle
+
+int main(int argumentCount, char** arguments)
+{
+    try
+    {
+        std::map<std::string, std::string> options;
+        for (int argument = 1; argument + 1 < argumentCount; argument += 2)
+        {
+            options[arguments[argument]] = arguments[argument + 1];
+        }
+        Oracle::Run(options);
+        return 0;
+    }
+    catch (const std::exception& exception)
+    {
+        std::cerr << "Veko2_OracleCases: " << exception.what() << '\n';
+        return 1;
+    }
+}

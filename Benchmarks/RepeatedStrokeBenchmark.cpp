@@ -4,19 +4,17 @@
 
 #include <tbb/global_control.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Benchmarks/BenchmarkProgram.h"
-#include "Benchmarks/BenchmarkScene.h"
 #include "Benchmarks/CViewWithoutRuns.h"
+#include "Benchmarks/CutScene.h"
 #include "Benchmarks/MovedBytes.h"
 #include "Benchmarks/PlainCut.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
@@ -30,59 +28,7 @@ using Words = std::vector<Base::CSurfelBitMask>;
 using Cutter = DataLayer::CCutPointCloudWithPixelMask;
 using DataLayer::CSurfelCollectionView;
 
-/// What is cut.
-struct SCase
-{
-    std::uint32_t count;
-    std::size_t stride;
-    bool isShuffled;
-    int percentPainted;
-
-    [[nodiscard]] std::string GetName() const
-    {
-        return "Stride" + std::to_string(stride) + (isShuffled ? ",Shuffled" : "") + ",Painted" +
-               std::to_string(percentPainted);
-    }
-};
-
-/// The positions of a case; those of the last one are kept.
-const std::vector<std::byte>& GetPositions(const SCase& scene)
-{
-    static std::vector<std::byte> positions;
-    static SCase last{};
-    if (last.count != scene.count || last.stride != scene.stride ||
-        last.isShuffled != scene.isShuffled)
-    {
-        positions = BenchmarkScene::MakePositions(scene.count, scene.stride);
-        if (scene.isShuffled)
-        {
-            std::mt19937_64 random(1);
-            for (std::size_t index = scene.count; index > 1; --index)
-            {
-                std::byte* const other = positions.data() + random() % index * scene.stride;
-                std::swap_ranges(other, other + sizeof(LqVector3f),
-                                 positions.data() + (index - 1) * scene.stride);
-            }
-        }
-        last = scene;
-    }
-    return positions;
-}
-
-template <typename View>
-std::shared_ptr<const View> MakeView(const SCase& scene)
-{
-    return std::make_shared<const View>(nullptr, scene.count, GetPositions(scene).data(),
-                                        scene.stride);
-}
-
-std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(const SCase& scene)
-{
-    return BenchmarkScene::MakeSelection(
-        BenchmarkScene::PaintPolygon(BenchmarkScene::MakeLasso(scene.percentPainted / 100.0)));
-}
-
-void SetRates(benchmark::State& state, const SCase& scene)
+void SetRates(benchmark::State& state, const SCutScene& scene)
 {
     const std::int64_t numSurfels = state.iterations() * std::int64_t{scene.count};
     state.SetItemsProcessed(numSurfels);
@@ -92,10 +38,10 @@ void SetRates(benchmark::State& state, const SCase& scene)
 /// Cuts a view that has been cut twice before. \p hasFlags: whether the surfels have flags before
 /// the cut, which are to be copied then.
 template <typename View>
-void Cut(benchmark::State& state, const SCase& scene, bool hasFlags)
+void Cut(benchmark::State& state, const SCutScene& scene, bool hasFlags)
 {
-    const auto selection = MakeSelection(scene);
-    const auto view = MakeView<View>(scene);
+    const auto selection = scene.MakeSelection();
+    const auto view = scene.MakeView<View>();
     const std::vector<Cutter::SInputData> inputs{
         {view, hasFlags ? Words(scene.count) : Words(), c_matIdentityD}};
     const Cutter cutter(selection);
@@ -119,10 +65,10 @@ void Cut(benchmark::State& state, const SCase& scene, bool hasFlags)
     SetRates(state, scene);
 }
 
-void PlainLoop(benchmark::State& state, const SCase& scene)
+void PlainLoop(benchmark::State& state, const SCutScene& scene)
 {
-    const auto selection = MakeSelection(scene);
-    const auto view = MakeView<CSurfelCollectionView>(scene);
+    const auto selection = scene.MakeSelection();
+    const auto view = scene.MakeView<CSurfelCollectionView>();
     const Words flags(scene.count);
     Words words;
     for ([[maybe_unused]] auto iteration : state)
@@ -133,11 +79,11 @@ void PlainLoop(benchmark::State& state, const SCase& scene)
     SetRates(state, scene);
 }
 
-void Move(benchmark::State& state, const SCase& scene, const MovedBytes::SForm& form)
+void Move(benchmark::State& state, const SCutScene& scene, const MovedBytes::SForm& form)
 {
     const Words oldWords(scene.count);
     Words words(scene.count);
-    const std::vector<std::byte>& positions = GetPositions(scene);
+    const std::vector<std::byte>& positions = scene.GetPositions();
     for ([[maybe_unused]] auto iteration : state)
     {
         form.move({positions.data(), scene.stride, oldWords, words});
@@ -146,13 +92,13 @@ void Move(benchmark::State& state, const SCase& scene, const MovedBytes::SForm& 
 }
 
 /// Makes the runs, as a second cut does.
-void MakeRuns(benchmark::State& state, const SCase& scene)
+void MakeRuns(benchmark::State& state, const SCutScene& scene)
 {
     std::size_t numBytes = 0;
-    static_cast<void>(GetPositions(scene));
+    static_cast<void>(scene.GetPositions());
     for ([[maybe_unused]] auto iteration : state)
     {
-        const auto view = MakeView<CSurfelCollectionView>(scene);
+        const auto view = scene.MakeView<CSurfelCollectionView>();
         const auto support =
             std::dynamic_pointer_cast<const DataLayer::ISurfelRuns>(view->GetPointCloudSupport());
         benchmark::DoNotOptimize(support->FindSurfelRuns());
@@ -166,7 +112,8 @@ void MakeRuns(benchmark::State& state, const SCase& scene)
 }
 
 void AddOnOneThread(const char* path, const std::string& form, const std::string& caseName,
-                    const SCase& scene, std::function<void(benchmark::State&, const SCase&)> body)
+                    const SCutScene& scene,
+                    std::function<void(benchmark::State&, const SCutScene&)> body)
 {
     BenchmarkProgram::Add(path, form, caseName, scene.count,
                           [scene, body = std::move(body)](benchmark::State& state) {
@@ -176,22 +123,22 @@ void AddOnOneThread(const char* path, const std::string& form, const std::string
                           });
 }
 
-void AddCase(const SCase& scene)
+void AddCase(const SCutScene& scene)
 {
     const auto add = [&](const std::string& form, auto body) {
         AddOnOneThread("RepeatedStroke", form, scene.GetName(), scene, std::move(body));
     };
     add("Veko2",
-        [](auto& state, const SCase& what) { Cut<CSurfelCollectionView>(state, what, true); });
+        [](auto& state, const SCutScene& what) { Cut<CSurfelCollectionView>(state, what, true); });
     add("Veko2:noflags",
-        [](auto& state, const SCase& what) { Cut<CSurfelCollectionView>(state, what, false); });
+        [](auto& state, const SCutScene& what) { Cut<CSurfelCollectionView>(state, what, false); });
     add("Veko2:first",
-        [](auto& state, const SCase& what) { Cut<CViewWithoutRuns>(state, what, true); });
+        [](auto& state, const SCutScene& what) { Cut<CViewWithoutRuns>(state, what, true); });
     add("Plain", PlainLoop);
     for (const MovedBytes::SForm& form : MovedBytes::GetForms())
     {
         add("Limit:" + form.name,
-            [form](auto& state, const SCase& what) { Move(state, what, form); });
+            [form](auto& state, const SCutScene& what) { Move(state, what, form); });
     }
 }
 
@@ -205,7 +152,7 @@ void AddAll()
             {
                 AddCase({count, stride, false, percent});
             }
-            const SCase scene{count, stride, false, 1};
+            const SCutScene scene{count, stride, false, 1};
             AddOnOneThread("SurfelRuns", "Veko2", "Stride" + std::to_string(stride), scene,
                            MakeRuns);
         }

@@ -59,7 +59,7 @@ std::vector<SClusterPeer> GetClusterExtractions()
     peers.push_back({"Open3D", 10'000'000, CountSmallClustersWithOpen3d});
 #endif
 #if defined(VEKO2_HAS_PCL)
-    peers.push_back({"PCL", 1'000'000, CountSmallClustersWithPcl});
+    peers.push_back({"PCL", 10'000'000, CountSmallClustersWithPcl});
 #endif
     return peers;
 }

@@ -80,7 +80,6 @@ void RunKernel(benchmark::State& state, const SCutScene& scene,
                const DataLayer::SCutSurfelsKernel& kernel)
 {
     constexpr std::uint32_t c_surfelsPerBlock = 65536;
-    constexpr std::uint32_t c_maximumCachedSurfels = 1U << 19;
     const auto selection = scene.MakeSelection();
     const DataLayer::CCutMask mask(*selection, DataLayer::BoundPaintedPixels(*selection));
     const LqMatrix4Rf matrix =
@@ -99,7 +98,7 @@ void RunKernel(benchmark::State& state, const SCutScene& scene,
     task.positionStride = scene.stride;
     task.oldWords = oldWords.data();
     task.words = words.data();
-    task.isStreamed = scene.count > c_maximumCachedSurfels;
+    task.isStreamed = scene.count > DataLayer::c_maximumCachedSurfels;
     const auto run = [&] {
         bool hasChanged = false;
         for (std::uint32_t begin = 0; begin < scene.count; begin += c_surfelsPerBlock)

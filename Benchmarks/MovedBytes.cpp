@@ -22,24 +22,36 @@ constexpr std::size_t c_surfelsPerBlock = 65536;
 constexpr std::size_t c_surfelsPerStep = 512;
 constexpr std::size_t c_prefetchDistance = 8192;
 
+using Vector [[gnu::vector_size(16)]] = std::uint64_t;
+
+Vector load(const std::byte* bytes)
+{
+    Vector value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
 std::uint64_t readBytes(const std::byte* bytes, std::size_t numBytes, bool doesPrefetch)
 {
-    std::uint64_t sum = 0;
-    for (std::size_t line = 0; line < numBytes; line += 64)
+    constexpr std::size_t c_line = 4 * sizeof(Vector);
+    // Sums that do not wait for each other.
+    Vector a{};
+    Vector b{};
+    Vector c{};
+    Vector d{};
+    for (std::size_t line = 0; line + c_line <= numBytes; line += c_line)
     {
         if (doesPrefetch)
         {
             __builtin_prefetch(bytes + line + c_prefetchDistance);
         }
-        const std::size_t end = std::min(line + 64, numBytes);
-        for (std::size_t offset = line; offset + sizeof sum <= end; offset += sizeof sum)
-        {
-            std::uint64_t value = 0;
-            std::memcpy(&value, bytes + offset, sizeof value);
-            sum ^= value;
-        }
+        a ^= load(bytes + line);
+        b ^= load(bytes + line + sizeof(Vector));
+        c ^= load(bytes + line + 2 * sizeof(Vector));
+        d ^= load(bytes + line + 3 * sizeof(Vector));
     }
-    return sum;
+    const Vector sum = a ^ b ^ c ^ d;
+    return sum[0] ^ sum[1];
 }
 
 void copyWords(const STask& task, std::size_t begin, std::size_t end)

@@ -32,9 +32,6 @@ const Logging::CLogger c_logger(L"Veko2.CCutPointCloudWithPixelMask");
 /// A collection larger than this is split, so that a single one keeps all workers busy.
 constexpr std::uint32_t c_surfelsPerBlock = 65536;
 
-/// The words of more surfels than these do not stay in the nearer caches.
-constexpr std::uint32_t c_maximumCachedSurfels = 1U << 19;
-
 /// The bounds of the painted pixels over the whole depth of the view, also where nothing is
 /// painted.
 UxBoundingBox3D boundPaint(const Base::SRegionSelectionInfo& selection)

@@ -39,6 +39,9 @@ struct SCutMask
     std::uint32_t wordsPerRow = 0;
 };
 
+/// The words of more surfels than these do not stay in the nearer caches.
+inline constexpr std::uint32_t c_maximumCachedSurfels = 1U << 19;
+
 /// All that classifying the surfels of one collection needs.
 struct SCutSurfelsTask
 {

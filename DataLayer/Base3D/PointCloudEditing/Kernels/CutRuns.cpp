@@ -83,6 +83,7 @@ bool cutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Plac
 {
     SCutSurfelsTask inPlace = task;
     inPlace.oldWords = task.words;
+    inPlace.isStreamed = false;
     bool hasChanged = false;
     for (std::uint32_t run = 0; begin < end;)
     {

@@ -15,15 +15,22 @@ namespace Base
 /// too small to gain by it are left alone. No more memory is taken than the range's own.
 VEKO2_BASE_EXPORT void PreferLargePages(const void* first, std::size_t numBytes) noexcept;
 
-/// Resizes \p elements as its resize() does, with what it has to allocate in large pages.
+/// Makes room for \p count elements as reserve() does, with what it has to allocate in large pages.
 template <typename Vector>
-void ResizeInLargePages(Vector& elements, std::size_t count)
+void ReserveInLargePages(Vector& elements, std::size_t count)
 {
     if (count > elements.capacity())
     {
         elements.reserve(count);
         PreferLargePages(elements.data(), count * sizeof(typename Vector::value_type));
     }
+}
+
+/// Resizes \p elements as its resize() does, with what it has to allocate in large pages.
+template <typename Vector>
+void ResizeInLargePages(Vector& elements, std::size_t count)
+{
+    ReserveInLargePages(elements, count);
     elements.resize(count);
 }
 

@@ -130,8 +130,10 @@ void CCutPointCloudWithPixelMask::Compute(const std::vector<SInputData>& inputs,
                                           Results& results) const
 {
     results.resize(inputs.size());
-    Base::ParallelFor(CheckedCount(inputs.size()),
-                      [&](std::uint32_t index) { classify(inputs[index], results[index]); });
+    Base::ParallelFor(CheckedCount(inputs.size()), [&](std::uint32_t index) {
+        const SInputData& input = inputs[index];
+        classify(*input.collection, input.bitMasks, input.trafo, results[index]);
+    });
 }
 
 bool CCutPointCloudWithPixelMask::IntersectsRegion(const LqMatrix4Rd& trafo,
@@ -173,24 +175,25 @@ bool CCutPointCloudWithPixelMask::intersectsPixelBounds(const LqMatrix4Rf& combi
     return m_pixelBounds.box.Intersects(screenBounds);
 }
 
-void CCutPointCloudWithPixelMask::classify(const SInputData& input,
+void CCutPointCloudWithPixelMask::classify(const Base::ISurfelCollection& collection,
+                                           const Words& oldWords, const LqMatrix4Rd& trafo,
                                            Results::value_type& result) const
 {
-    const Base::ISurfelCollection& collection = *input.collection;
-    const Words& oldWords = input.bitMasks;
     auto& [hasChanged, words] = result;
     hasChanged = false;
     const std::size_t numWords =
         oldWords.empty() ? CheckedCount(collection.GetCount()) : oldWords.size();
-    const LqMatrix4Rf combined = combine(input.trafo);
+    const LqMatrix4Rf combined = combine(trafo);
     std::shared_ptr<const Base::IPointCloudSupport> support = collection.GetPointCloudSupport();
     if (!intersectsPixelBounds(combined, support->GetBoundingBox()))
     {
         assignOldWords(oldWords, numWords, words);
         return;
     }
-    // A support without runs is let go at once.
-    const auto runs = std::dynamic_pointer_cast<const ISurfelRuns>(std::move(support));
+    // A support without runs is let go at once, as is one of too few surfels to ask for them.
+    const auto runs = numWords < SSurfelRuns::c_surfelsPerGroup
+                          ? nullptr
+                          : std::dynamic_pointer_cast<const ISurfelRuns>(std::move(support));
     support.reset();
     SCutSurfelsTask task;
     std::uint32_t count = 0;

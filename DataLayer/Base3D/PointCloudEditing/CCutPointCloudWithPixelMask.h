@@ -96,7 +96,10 @@ private:
     [[nodiscard]] LqMatrix4Rf combine(const LqMatrix4Rd& trafo) const;
     [[nodiscard]] bool intersectsPixelBounds(const LqMatrix4Rf& combined,
                                              UxBoundingBox3D bounds) const;
-    void classify(const SInputData& input, Results::value_type& result) const;
+    /// Compute() for one collection, with the members of its input.
+    void classify(const Base::ISurfelCollection& collection,
+                  const std::vector<Base::CSurfelBitMask>& oldWords, const LqMatrix4Rd& trafo,
+                  Results::value_type& result) const;
 
     std::shared_ptr<const Base::SRegionSelectionInfo> m_regionSelection;
     /// x = column, y = row, z from 0 to 1.

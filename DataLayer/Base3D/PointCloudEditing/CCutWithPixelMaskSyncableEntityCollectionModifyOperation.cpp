@@ -9,8 +9,10 @@
 #include "Base/Interfaces/CGeometricEntityPacket.h"
 #include "Base/Interfaces/IGeometricEntity.h"
 #include "Base/Interfaces/ISkeletonEntityTag.h"
+#include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "Base/Support/CLogger.h"
+#include "Base/Support/LargePages.h"
 #include "Base/Support/ParallelFor.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
 #include "DataLayer/Base3D/PointCloudEditing/CheckedCount.h"
@@ -62,17 +64,19 @@ bool isAnyToBeFrozen(const std::vector<CSurfelBitMask>& words)
 /// One message per entry, with the entry's value as its old state, which is taken over, and the
 /// same with the entry's new mask, where there is one, as its new state.
 std::vector<Base::CEntityMapModifyMessage> makeMessages(
-    std::vector<Base::CEntityMapSyncEntry>&& entries, const std::vector<MaskPointer>& newMasks)
+    std::vector<Base::CEntityMapSyncEntry>&& entries, std::vector<MaskPointer>&& newMasks)
 {
     std::vector<Base::CEntityMapModifyMessage> messages;
-    messages.reserve(entries.size());
+    Base::ReserveInLargePages(messages, entries.size());
     for (std::size_t index = 0; index < entries.size(); ++index)
     {
         Base::CEntityMapValue& value = entries[index].value.GetValue();
-        const MaskPointer& mask = newMasks[index] != nullptr ? newMasks[index] : value.mask;
-        Base::CEntityMapPartialValue newState(Base::MakeEntityMapValue(
-            Base::CGeometricEntityPacket(value.entity, value.trafo, mask, value.optimizationLevel),
-            false));
+        Base::CEntityMapPartialValue newState(value);
+        newState.flag = false;
+        if (newMasks[index] != nullptr)
+        {
+            newState.mask = std::move(newMasks[index]);
+        }
         messages.emplace_back(entries[index].key)
             .SetModify(Base::CEntityMapPartialValue(std::move(value)), std::move(newState));
     }
@@ -97,7 +101,10 @@ CCutWithPixelMaskSyncableEntityCollectionModifyOperation::ComputeModifications(
 {
     const std::uint32_t numEntries = CheckedCount(syncBatch.GetEntries().size());
     const CCutPointCloudWithPixelMask cutter(m_regionSelection);
-    std::vector<Base::CEntityMapSyncEntry> entries = syncBatch.GetEntries();
+    // A copy, so that whoever changes the batch meanwhile does not change what is cut.
+    std::vector<Base::CEntityMapSyncEntry> entries;
+    Base::ReserveInLargePages(entries, numEntries);
+    entries = syncBatch.GetEntries();
     // Of a changed packet its mask is all that is new. Counting them and building the messages
     // afterwards leaves the tasks without a shared counter, and without messages to throw away
     // when nothing has changed.
@@ -112,7 +119,7 @@ CCutWithPixelMaskSyncableEntityCollectionModifyOperation::ComputeModifications(
     batch.origin = L"CCutWithPixelMaskSyncableEntityCollectionModifyOperation";
     if (numModified != 0)
     {
-        batch.messages = makeMessages(std::move(entries), newMasks);
+        batch.messages = makeMessages(std::move(entries), std::move(newMasks));
     }
     // Last, when nothing more can fail.
     m_numModifiedPackets.fetch_add(numModified, std::memory_order_relaxed);
@@ -153,21 +160,17 @@ CCutWithPixelMaskSyncableEntityCollectionModifyOperation::OptionalPacket
 CCutWithPixelMaskSyncableEntityCollectionModifyOperation::cutPacket(
     const Base::CGeometricEntityPacket& packet, const CCutPointCloudWithPixelMask& cutter) const
 {
-    std::vector<CCutPointCloudWithPixelMask::SInputData> inputs(1);
-    CCutPointCloudWithPixelMask::SInputData& input = inputs.front();
-    if (packet.HasSurfelCollectionMask())
-    {
-        if (const MaskPointer mask = packet.GetSurfelCollectionMask())
-        {
-            input.bitMasks = mask->GetBitMasks();
-        }
-    }
-    input.collection = packet.GetEntity()->GetSurfelCollection(true);
-    input.trafo = combine(packet);
+    const MaskPointer mask =
+        packet.HasSurfelCollectionMask() ? packet.GetSurfelCollectionMask() : nullptr;
+    static const std::vector<CSurfelBitMask> c_noWords;
+    const std::shared_ptr<const Base::ISurfelCollection> collection =
+        packet.GetEntity()->GetSurfelCollection(true);
 
-    CCutPointCloudWithPixelMask::Results results;
-    cutter.Compute(inputs, results);
-    auto& [hasChanged, words] = results.front();
+    // What Compute() does with a list of one, without the lists.
+    CCutPointCloudWithPixelMask::Results::value_type result;
+    cutter.classify(*collection, mask != nullptr ? mask->GetBitMasks() : c_noWords, combine(packet),
+                    result);
+    auto& [hasChanged, words] = result;
     if (!hasChanged)
     {
         return {};

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "Tests/Support/EFailing.h"
+
 /// Counts, and where asked to refuses, the memory that this program and the libraries it uses take
 /// with `new`. Only for programs that link Veko2_TestAllocations, which replaces `new` for all.
 namespace TestSupport
@@ -12,13 +14,6 @@ namespace TestSupport
 
 /// How many of these are not given back yet.
 [[nodiscard]] std::size_t GetLiveAllocationCount();
-
-/// Which allocations fail.
-enum class EFailing
-{
-    Once,         ///< Only the one with the given number.
-    FromThereOn,  ///< That one and all later ones.
-};
 
 /// Makes allocations of all threads fail while it lives. One at a time.
 class CAllocationFaults

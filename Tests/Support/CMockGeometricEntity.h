@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Base/Interfaces/IGeometricEntity.h"
+#include "Tests/Support/MockCalls.h"
 
 namespace TestSupport
 {
@@ -40,6 +41,7 @@ public:
     [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> GetSurfelCollection(
         bool forEditing) const override
     {
+        OnMockCall();
         ++numGetSurfelCollectionCalls;
         if (onGetSurfelCollection)
         {
@@ -50,6 +52,7 @@ public:
 
     [[nodiscard]] const Base::CEntityID& GetID() const override
     {
+        OnMockCall();
         ++numGetIDCalls;
         if (onGetID)
         {
@@ -61,6 +64,7 @@ public:
     [[nodiscard]] std::shared_ptr<Base::IVekoSerializable> FindTag(
         const std::string& interfaceName) const override
     {
+        OnMockCall();
         ++numFindTagCalls;
         if (onFindTag)
         {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
+#include "Tests/Support/MockCalls.h"
 
 namespace TestSupport
 {
@@ -16,9 +17,14 @@ public:
 
     [[nodiscard]] const INearestNeighborSearch* GetNearestNeighborSearch() const override
     {
+        OnMockCall();
         return search.get();
     }
-    [[nodiscard]] const UxBoundingBox3D& GetBoundingBox() const override { return boundingBox; }
+    [[nodiscard]] const UxBoundingBox3D& GetBoundingBox() const override
+    {
+        OnMockCall();
+        return boundingBox;
+    }
 };
 
 }  // namespace TestSupport

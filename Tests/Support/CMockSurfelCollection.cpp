@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Tests/Support/MockCalls.h"
+
 namespace TestSupport
 {
 
@@ -89,6 +91,7 @@ void CMockSurfelCollection::Serialize(Base::IVekoStreamRead& /*stream*/)
 
 std::shared_ptr<const Base::IPointCloudSupport> CMockSurfelCollection::GetPointCloudSupport() const
 {
+    OnMockCall();
     ++numGetPointCloudSupportCalls;
     if (onGetPointCloudSupport)
     {
@@ -113,6 +116,7 @@ std::shared_ptr<Base::ISurfelCollection> CMockSurfelCollection::GetSubsetCopyByM
 std::shared_ptr<Base::ISurfelCollection> CMockSurfelCollection::GetSubsetCopyByMask(
     const std::vector<bool>& mask, MaskMode mode) const
 {
+    OnMockCall();
     lastMaskMode = mode;
     std::vector<LqVector3f> kept;
     for (std::size_t index = 0; index < mask.size() && index < m_numPositions; ++index)
@@ -152,6 +156,7 @@ void CMockSurfelCollection::ScatterCopy(const ISurfelCollection& /*collection*/,
 
 std::uint64_t CMockSurfelCollection::GetCount() const
 {
+    OnMockCall();
     ++numGetCountCalls;
     return onGetCount ? onGetCount() : m_count;
 }
@@ -176,6 +181,7 @@ Base::AElementAccessBase* CMockSurfelCollection::getElementAccess(
 const Base::AElementAccessBase* CMockSurfelCollection::getElementAccess(
     const std::type_index& definition) const
 {
+    OnMockCall();
     ++numGetElementAccessCalls;
     if (onGetElementAccess)
     {

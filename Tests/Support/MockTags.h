@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "Base/Interfaces/ISkeletonEntityTag.h"
+#include "Tests/Support/MockCalls.h"
 
 namespace TestSupport
 {
@@ -37,6 +38,7 @@ public:
 
     [[nodiscard]] std::int32_t IsSkeletonEntity() const override
     {
+        OnMockCall();
         ++numIsSkeletonEntityCalls;
         if (onIsSkeletonEntity)
         {

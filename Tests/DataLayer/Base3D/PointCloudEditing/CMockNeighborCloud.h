@@ -8,6 +8,7 @@
 
 #include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
 #include "Tests/Support/CMockPointCloudSupport.h"
+#include "Tests/Support/MockCalls.h"
 
 namespace TestSupport
 {
@@ -31,6 +32,7 @@ public:
     [[nodiscard]] std::int32_t FindNearestNeighbor(const LqVector3f& point, float bound,
                                                    const void* reserved) const override
     {
+        OnMockCall();
         queries.push_back({point, bound, reserved});
         if (onQuery)
         {

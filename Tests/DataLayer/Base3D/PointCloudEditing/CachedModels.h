@@ -9,6 +9,7 @@
 #include "DataLayer/Base3D/CTriangulation.h"
 #include "DataLayer/DataContainer/CCachedModel.h"
 #include "Tests/Support/CMockSurfelCollection.h"
+#include "Tests/Support/MockCalls.h"
 #include "Tests/Support/Selections.h"
 
 namespace DataLayer
@@ -70,6 +71,7 @@ public:
 
     std::shared_ptr<const Geometry::CTriangulation> BuildCTriangulation() override
     {
+        TestSupport::OnMockCall();
         ++numBuilds;
         return m_builtMesh;
     }

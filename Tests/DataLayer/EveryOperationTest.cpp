@@ -1,0 +1,215 @@
+#include <gtest/gtest.h>
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
+
+#include <cstddef>
+#include <functional>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "Base/Support/CLogger.h"
+#include "Base/Support/ParallelFor.h"
+#include "Tests/DataLayer/OperationScenes.h"
+#include "Tests/Support/Allocations.h"
+#include "Tests/Support/MockCalls.h"
+#include "Tests/Support/TestRounds.h"
+
+namespace TestSupport
+{
+
+void PrintTo(const SNamedScene& scene, std::ostream* stream)
+{
+    *stream << scene.name;
+}
+
+namespace
+{
+
+/// Runs everything with a number of threads, however many cores the machine has.
+class CThreads
+{
+public:
+    explicit CThreads(int count)
+        : m_control(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(count)),
+          m_arena(count)
+    {
+        // Starting up for the first time, the scheduler waits for ever for memory that it does not
+        // get; that is not ours to test.
+        Run([] { Base::ParallelFor(1000, [](std::uint32_t) {}); });
+    }
+
+    void Run(const std::function<void()>& operate) { m_arena.execute(operate); }
+
+private:
+    tbb::global_control m_control;
+    tbb::task_arena m_arena;
+};
+
+/// Messages of all levels are made, and given to a sink of the application's.
+class EveryOperationTest : public testing::TestWithParam<SNamedScene>
+{
+protected:
+    EveryOperationTest()
+    {
+        Logging::SetLogSink([](const Logging::SLogRecord&) { OnMockCall(); });
+        Logging::SetLogLevel(Logging::c_levelDebug);
+    }
+    ~EveryOperationTest() override
+    {
+        Logging::SetLogLevel(Logging::c_levelWarn);
+        Logging::SetLogSink({});
+    }
+
+    /// What the operation gives when nothing interferes.
+    [[nodiscard]] static std::string runUndisturbed(CThreads& threads)
+    {
+        const SScene scene = GetParam().make();
+        threads.Run(scene.operate);
+        return scene.describeResult();
+    }
+};
+
+/// The operation with its \p number-th event failing: either the failure leaves, and then the
+/// inputs are what they were and the operation works when it is called again; or the operation did
+/// without and gives what it always does. Nothing else leaves, and no memory is lost. \return how
+/// many events have failed, 0 when the operation has fewer.
+template <typename Faults, typename Failure>
+std::size_t ExpectFaultIsSurvived(const SNamedScene& named, CThreads& threads,
+                                  const std::string& expected, std::size_t number, EFailing failing,
+                                  const std::function<void(const Failure&)>& checkFailure)
+{
+    const std::size_t numLive = GetLiveAllocationCount();
+    std::size_t numFailed = 0;
+    {
+        const SScene scene = named.make();
+        const std::string inputs = scene.describeInputs();
+        bool hasFailed = false;
+        {
+            const Faults faults(number, failing);
+            try
+            {
+                threads.Run(scene.operate);
+            }
+            catch (const Failure& failure)
+            {
+                hasFailed = true;
+                checkFailure(failure);
+            }
+            numFailed = faults.GetNumFailed();
+        }
+        if (hasFailed)
+        {
+            EXPECT_EQ(scene.describeInputs(), inputs);
+            threads.Run(scene.operate);
+        }
+        EXPECT_EQ(scene.describeResult(), expected);
+    }
+    EXPECT_EQ(GetLiveAllocationCount(), numLive);
+    return numFailed;
+}
+
+/// Fails each event in turn, once and from there on, with one thread and with several, until the
+/// operation has none that fails.
+/// \return how many have failed in all.
+template <typename Faults, typename Failure, typename CheckFailure>
+std::size_t ExpectEveryFaultIsSurvived(const SNamedScene& named,
+                                       const std::function<std::string(CThreads&)>& runUndisturbed,
+                                       const CheckFailure& checkFailure)
+{
+    std::size_t numFailed = 0;
+    for (const int numThreads : {1, 8})
+    {
+        CThreads threads(numThreads);
+        // The first time of all also makes what is kept for good, such as a constant text.
+        const std::string expected = runUndisturbed(threads);
+        for (const EFailing failing : {EFailing::Once, EFailing::FromThereOn})
+        {
+            for (std::size_t number = 1, numFailedNow = 1; numFailedNow != 0; ++number)
+            {
+                SCOPED_TRACE(std::to_string(number) + ". event, " + std::to_string(numThreads) +
+                             " threads");
+                numFailedNow = ExpectFaultIsSurvived<Faults, Failure>(
+                    named, threads, expected, number, failing,
+                    [&](const Failure& failure) { checkFailure(failure, number, failing); });
+                numFailed += numFailedNow;
+                if (testing::Test::HasFailure())
+                {
+                    return numFailed;
+                }
+            }
+        }
+    }
+    return numFailed;
+}
+
+TEST_P(EveryOperationTest, AnyAllocation_MayFail)
+{
+    const std::size_t numFailed = ExpectEveryFaultIsSurvived<CAllocationFaults, std::bad_alloc>(
+        GetParam(), runUndisturbed, [](const std::bad_alloc&, std::size_t, EFailing) {});
+    EXPECT_GT(numFailed, 0U);
+}
+
+TEST_P(EveryOperationTest, EveryNumberOfThreads_GivesTheSameBytes)
+{
+    const auto runWith = [](int numThreads) {
+        CThreads threads(numThreads);
+        return runUndisturbed(threads);
+    };
+    const std::string expected = runWith(1);
+    for (unsigned round = 0; round < GetTestRounds(1); ++round)
+    {
+        for (const int numThreads : {1, 2, 3, 8, 16})
+        {
+            const CCallDelays delays(round);
+            ASSERT_EQ(runWith(numThreads), expected) << numThreads << " threads";
+        }
+    }
+}
+
+class EveryCallTest : public EveryOperationTest
+{};
+
+TEST_P(EveryCallTest, AnyCall_MayThrow)
+{
+    const auto checkFailure = [](const CCallFault& fault, std::size_t number, EFailing failing) {
+        EXPECT_GE(fault.GetNumber(), number);
+        EXPECT_TRUE(failing == EFailing::FromThereOn || fault.GetNumber() == number);
+        EXPECT_EQ(fault.what(), "call " + std::to_string(fault.GetNumber()));
+        EXPECT_EQ(typeid(fault), typeid(CCallFault));
+    };
+    const std::size_t numFailed = ExpectEveryFaultIsSurvived<CCallFaults, CCallFault>(
+        GetParam(), runUndisturbed, checkFailure);
+    EXPECT_GT(numFailed, 0U);
+}
+
+std::string NameOf(const testing::TestParamInfo<SNamedScene>& info)
+{
+    return info.param.name;
+}
+
+std::vector<SNamedScene> CallingScenes(const std::vector<SNamedScene>& scenes)
+{
+    std::vector<SNamedScene> calling;
+    for (const SNamedScene& scene : scenes)
+    {
+        if (scene.callsOthers)
+        {
+            calling.push_back(scene);
+        }
+    }
+    return calling;
+}
+
+INSTANTIATE_TEST_SUITE_P(Editing, EveryOperationTest, testing::ValuesIn(MakeEditingScenes()),
+                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Collections, EveryOperationTest, testing::ValuesIn(MakeCollectionScenes()),
+                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Editing, EveryCallTest,
+                         testing::ValuesIn(CallingScenes(MakeEditingScenes())), NameOf);
+INSTANTIATE_TEST_SUITE_P(Collections, EveryCallTest,
+                         testing::ValuesIn(CallingScenes(MakeCollectionScenes())), NameOf);
+
+}  // namespace
+
+}  // namespace TestSupport

@@ -1,7 +1,7 @@
 #include "DataLayer/PointCloud/CPointCloudSupport.h"
 
 #include "DataLayer/PointCloud/BoundPositions.h"
-#include "DataLayer/PointCloud/CNearestNeighborIndex.h"
+#include "DataLayer/PointCloud/CDeferredNeighborSearch.h"
 
 namespace DataLayer
 {
@@ -19,7 +19,7 @@ void CPointCloudSupport::BuildAll() const
 const INearestNeighborSearch* CPointCloudSupport::GetNearestNeighborSearch() const
 {
     return m_search
-        .Get([this] { return std::make_unique<const CNearestNeighborIndex>(m_positions); })
+        .Get([this] { return std::make_unique<const CDeferredNeighborSearch>(m_positions); })
         .get();
 }
 

@@ -50,6 +50,10 @@ public:
     /// ForceUpdate() after the last surfel.
     void AddSurfelNoReset(Surfel&& surfel);
 
+    /// Appends \p count surfels without values and returns the first of them, to be written by the
+    /// caller, if need be from several threads. Otherwise like AddSurfelNoReset().
+    [[nodiscard]] Surfel* AddSurfelsNoReset(std::uint64_t count);
+
     /// Replaces all surfels by \p surfels, which is taken over without copying.
     void SetSurfels(Surfels&& surfels);
 

@@ -55,6 +55,20 @@ void TSurfelCollectionInterleaved<Surfel, Interface>::AddSurfelNoReset(Surfel&& 
 }
 
 template <typename Surfel, typename Interface>
+Surfel* TSurfelCollectionInterleaved<Surfel, Interface>::AddSurfelsNoReset(std::uint64_t count)
+{
+    const std::uint64_t oldCount = GetCount();
+    const std::uint64_t newCount = AddSurfelCounts(oldCount, count);
+    if (newCount > m_surfels.capacity())
+    {
+        m_surfels.reserve(std::max<std::uint64_t>(newCount, 2 * m_surfels.capacity()));
+    }
+    m_surfels.resize(newCount);
+    updateAccessors();
+    return m_surfels.data() + oldCount;
+}
+
+template <typename Surfel, typename Interface>
 void TSurfelCollectionInterleaved<Surfel, Interface>::ForceUpdate()
 {
     auto support = std::make_shared<CPointCloudSupport>(

@@ -11,9 +11,12 @@
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Math/PointTransform.h"
 #include "Base/Support/CLogger.h"
+#include "Base/Support/ParallelFor.h"
 #include "DataLayer/Base3D/PointCloudEditing/LogMessage.h"
 #include "DataLayer/Base3D/PointCloudEditing/SFuserContent.h"
 #include "DataLayer/PointCloud/CCompactSurfelPositionNormal.h"
+#include "DataLayer/PointCloud/CDeferredNeighborSearch.h"
+#include "DataLayer/PointCloud/CNearestNeighborSplit.h"
 #include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
 #include "DataLayer/PointCloud/QNormal.h"
 
@@ -52,17 +55,44 @@ std::uint64_t countPoints(const PointBlocks& blocks)
     return numPoints;
 }
 
-/// Fused points have no normal that the search would ask for; all get the same one.
-void appendPoints(const PointBlocks& blocks, CSurfelCollectionMinimal& cloud)
+/// Where some of a block's points go.
+struct SPart
 {
-    const std::uint16_t normal = EncodeQNormal(0.0F, 0.0F, 1.0F);
-    for (const auto& block : blocks)
+    std::span<const SFuserPointRecord> points;
+    CCompactSurfelPositionNormal* surfels;
+};
+
+/// Appends the points of all blocks, main ones first. Fused points have no normal that the search
+/// would ask for; all get the same one.
+void appendPoints(const SFuserContent& content, std::uint64_t numPoints,
+                  CSurfelCollectionMinimal& cloud)
+{
+    CCompactSurfelPositionNormal* next = cloud.AddSurfelsNoReset(numPoints);
+    std::vector<SPart> parts;
+    for (const PointBlocks* blocks : {&content.mainComponentBlocks, &content.smallComponentBlocks})
     {
-        for (const SFuserPointRecord& point : pointsOf(block.get()))
+        for (const auto& block : *blocks)
         {
-            cloud.AddSurfelNoReset({{point.x, point.y, point.z}, normal});
+            constexpr std::size_t c_partSize = 1U << 16U;
+            std::span<const SFuserPointRecord> points = pointsOf(block.get());
+            while (!points.empty())
+            {
+                const std::size_t size = std::min(c_partSize, points.size());
+                parts.push_back({points.first(size), next});
+                points = points.subspan(size);
+                next += size;
+            }
         }
     }
+    const std::uint16_t normal = EncodeQNormal(0.0F, 0.0F, 1.0F);
+    const auto copyPart = [&](std::uint32_t number) {
+        CCompactSurfelPositionNormal* surfel = parts[number].surfels;
+        for (const SFuserPointRecord& point : parts[number].points)
+        {
+            *surfel++ = {{point.x, point.y, point.z}, normal};
+        }
+    };
+    Base::ParallelFor(static_cast<std::uint32_t>(parts.size()), copyPart);
 }
 
 /// A missing entity is never the same as another, not even as a missing one.
@@ -71,13 +101,111 @@ bool isSameEntity(const Base::IGeometricEntity* a, const Base::IGeometricEntity*
     return a != nullptr && b != nullptr && a->GetID() == b->GetID();
 }
 
-/// Whether the fused point at \p neighbor belongs to a main component. No neighbour (a negative
-/// index) does not; the first point behind the main ones does, on purpose. The comparison is that
-/// of signed 32-bit numbers.
-bool isMainComponentPoint(std::int32_t neighbor, std::uint64_t numMainComponentPoints)
+/// The last fused point that counts as one of a main component: the first one behind them, on
+/// purpose. Negative when none counts; the comparison is that of signed 32-bit numbers.
+std::int32_t lastMainComponentPoint(std::uint64_t numMainComponentPoints)
 {
-    return neighbor >= 0 && neighbor <= static_cast<std::int32_t>(
-                                            static_cast<std::uint32_t>(numMainComponentPoints));
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(numMainComponentPoints));
+}
+
+const INearestNeighborSearch& searchOf(const CSurfelCollectionMinimal& cloud)
+{
+    // The search stays valid without a hold on the support: both belong to the cloud.
+    return *cloud.GetPointCloudSupport()->GetNearestNeighborSearch();
+}
+
+std::unique_ptr<const CNearestNeighborSplit> makeSplit(const CSurfelCollectionMinimal& cloud,
+                                                       std::uint64_t numMainComponentPoints)
+{
+    const auto* const search = dynamic_cast<const CDeferredNeighborSearch*>(&searchOf(cloud));
+    return search == nullptr
+               ? nullptr
+               : CNearestNeighborSplit::Make(
+                     *search, lastMainComponentPoint(numMainComponentPoints), c_searchBound);
+}
+
+/// The surfels of an entity in the fuser's frame, and their words.
+struct SScanData
+{
+    const Base::TElementAccessRead<Base::CSCElementDefinitionPosition>& positions;
+    LqMatrix4Rf trafo;
+    std::span<CSurfelBitMask> words;
+
+    [[nodiscard]] LqVector3f PlaceOf(std::size_t index) const
+    {
+        return TransformPoint(trafo, positions.At(index));
+    }
+};
+
+bool isExcluded(CSurfelBitMask word)
+{
+    return (word.bits & CSurfelBitMask::SurfelFlagExcluded) != 0;
+}
+
+/// Asks the search for the neighbour of each surfel in turn. Returns whether a word has changed.
+bool flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search, std::int32_t last)
+{
+    bool hasChanged = false;
+    for (std::size_t index = 0; index < scan.words.size(); ++index)
+    {
+        std::uint16_t& bits = scan.words[index].bits;
+        if (isExcluded(scan.words[index]))
+        {
+            continue;
+        }
+        const std::int32_t neighbor =
+            search.FindNearestNeighbor(scan.PlaceOf(index), c_searchBound, nullptr);
+        const bool isSmallComponent = neighbor < 0 || neighbor > last;
+        const bool wasSmallComponent = (bits & CSurfelBitMask::SurfelFlagSmallComponent) != 0;
+        if (isSmallComponent != wasSmallComponent)
+        {
+            bits ^= CSurfelBitMask::SurfelFlagSmallComponent;
+            hasChanged = true;
+        }
+    }
+    return hasChanged;
+}
+
+/// Looks up what is known around the surfels, and asks for those of whom nothing is. Returns
+/// whether a word has changed.
+bool flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split)
+{
+    constexpr std::size_t c_blockSize = 1024;
+    std::uint16_t states[c_blockSize];
+    std::uint16_t changes = 0;
+    for (std::size_t first = 0; first < scan.words.size(); first += c_blockSize)
+    {
+        const std::size_t count = std::min(c_blockSize, scan.words.size() - first);
+        CSurfelBitMask* const words = scan.words.data() + first;
+        const std::size_t stride = scan.positions.GetStrideInBytes();
+        split.Look({scan.positions.GetFirstElement() + first * stride, stride, count}, scan.trafo,
+                   states);
+        for (std::size_t index = 0; index < count; ++index)
+        {
+            if (states[index] != NeighborCells::c_amongFirst &&
+                states[index] != NeighborCells::c_notAmong && !isExcluded(words[index]))
+            {
+                states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
+                                    ? NeighborCells::c_amongFirst
+                                    : NeighborCells::c_notAmong;
+            }
+        }
+        for (std::size_t index = 0; index < count; ++index)
+        {
+            const std::uint16_t bits = words[index].bits;
+            const auto flag =
+                static_cast<std::uint16_t>(states[index] == NeighborCells::c_notAmong
+                                               ? CSurfelBitMask::SurfelFlagSmallComponent
+                                               : 0);
+            const auto change = static_cast<std::uint16_t>(
+                isExcluded(words[index])
+                    ? 0
+                    : (bits ^ flag) & CSurfelBitMask::SurfelFlagSmallComponent);
+            words[index].bits = bits ^ change;
+            changes |= change;
+        }
+    }
+    return changes != 0;
 }
 
 }  // namespace
@@ -125,27 +253,31 @@ Base::CEntityMapModifyBatch CSmallComponentModifyOperation::ComputeModifications
 
 void CSmallComponentModifyOperation::computeNNSupportStructures()
 {
-    if (m_fuserContent == nullptr || countPoints(m_fuserContent->smallComponentBlocks) == 0)
+    const std::uint64_t numSmallComponentPoints =
+        m_fuserContent == nullptr ? 0 : countPoints(m_fuserContent->smallComponentBlocks);
+    if (numSmallComponentPoints == 0)
     {
         reset();
         return;
     }
     // First, since two clouds may not fit the memory.
+    m_split.reset();
     m_nnCloud.reset();
     auto cloud = std::make_unique<CSurfelCollectionMinimal>();
     const std::uint64_t numMainComponentPoints = countPoints(m_fuserContent->mainComponentBlocks);
     // Room for the main points only, on purpose, although the small components' follow.
     cloud->Reserve(numMainComponentPoints);
-    appendPoints(m_fuserContent->mainComponentBlocks, *cloud);
-    appendPoints(m_fuserContent->smallComponentBlocks, *cloud);
+    appendPoints(*m_fuserContent, numMainComponentPoints + numSmallComponentPoints, *cloud);
     cloud->ForceUpdate();
-    m_nnCloud = std::move(cloud);
     // Added on purpose to what a former build left.
+    m_split = makeSplit(*cloud, m_numMainComponentPoints + numMainComponentPoints);
+    m_nnCloud = std::move(cloud);
     m_numMainComponentPoints += numMainComponentPoints;
 }
 
 void CSmallComponentModifyOperation::reset()
 {
+    m_split.reset();
     m_nnCloud.reset();
     m_numMainComponentPoints = 0;
 }
@@ -154,9 +286,7 @@ std::shared_ptr<Base::CSurfelCollectionMask>
 CSmallComponentModifyOperation::removeSmallComponentsInScanData(
     const Base::CEntityTrafoMaskPacket& packet) const
 {
-    // The search stays valid without a hold on the support: both belong to the cloud.
-    const INearestNeighborSearch& search =
-        *m_nnCloud->GetPointCloudSupport()->GetNearestNeighborSearch();
+    const INearestNeighborSearch& search = searchOf(*m_nnCloud);
     std::vector<CSurfelBitMask> words;
     if (const auto mask = packet.GetSurfelCollectionMask())
     {
@@ -172,25 +302,12 @@ CSmallComponentModifyOperation::removeSmallComponentsInScanData(
     const auto count = static_cast<std::uint32_t>(collection->GetCount());
     const auto& positions = collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
 
-    bool hasChanged = false;
     const std::size_t end = std::min<std::size_t>(count, words.size());
-    for (std::size_t index = 0; index < end; ++index)
-    {
-        std::uint16_t& bits = words[index].bits;
-        if ((bits & CSurfelBitMask::SurfelFlagExcluded) != 0)
-        {
-            continue;
-        }
-        const LqVector3f position = TransformPoint(trafo, positions.At(index));
-        const bool isSmallComponent = !isMainComponentPoint(
-            search.FindNearestNeighbor(position, c_searchBound, nullptr), m_numMainComponentPoints);
-        const bool wasSmallComponent = (bits & CSurfelBitMask::SurfelFlagSmallComponent) != 0;
-        if (isSmallComponent != wasSmallComponent)
-        {
-            bits ^= CSurfelBitMask::SurfelFlagSmallComponent;
-            hasChanged = true;
-        }
-    }
+    const SScanData scan{positions, trafo, std::span(words).first(end)};
+    const bool hasChanged =
+        m_split != nullptr
+            ? flagBySplit(scan, *m_split)
+            : flagByNeighbors(scan, search, lastMainComponentPoint(m_numMainComponentPoints));
     return hasChanged ? std::make_shared<Base::CSurfelCollectionMask>(std::move(words)) : nullptr;
 }
 

@@ -13,6 +13,7 @@
 namespace DataLayer
 {
 
+class CNearestNeighborSplit;
 class CSurfelCollectionMinimal;
 struct SFuserContent;
 
@@ -79,6 +80,9 @@ private:
     /// tells which it is. Empty without points of small components.
     std::unique_ptr<CSurfelCollectionMinimal> m_nnCloud;
     std::uint64_t m_numMainComponentPoints = 0;
+    /// Tells main points from small ones without finding them. Belongs to this cloud and this
+    /// number and changes with them; empty where the cloud has a search of another kind.
+    std::unique_ptr<const CNearestNeighborSplit> m_split;
 };
 
 }  // namespace DataLayer

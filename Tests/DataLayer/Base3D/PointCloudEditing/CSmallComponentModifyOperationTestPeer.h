@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "DataLayer/Base3D/PointCloudEditing/CSmallComponentModifyOperation.h"
+#include "DataLayer/PointCloud/CNearestNeighborSplit.h"
 #include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
 
 namespace DataLayer
@@ -51,6 +52,7 @@ public:
     static void SetCloud(Operation& operation, std::unique_ptr<CSurfelCollectionMinimal> cloud,
                          std::uint64_t numMainComponentPoints)
     {
+        operation.m_split.reset();
         operation.m_nnCloud = std::move(cloud);
         operation.m_numMainComponentPoints = numMainComponentPoints;
     }

@@ -1,0 +1,233 @@
+#include "DataLayer/PointCloud/CNearestNeighborSplit.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "DataLayer/PointCloud/Kernels/NeighborCellLookup.h"
+
+namespace DataLayer
+{
+
+using NeighborCells::c_amongFirst;
+using NeighborCells::c_notAmong;
+using NeighborCells::c_undecidable;
+using NeighborCells::c_unjudged;
+
+namespace
+{
+
+/// Beyond so many positions around a cell the index finds the nearest one sooner than a look at all
+/// of them.
+constexpr std::uint32_t c_crowd = 160;
+
+struct SKernel
+{
+    std::string_view name;
+    NeighborCells::LookFunction look;
+};
+
+std::vector<SKernel> getKernels()
+{
+    std::vector<SKernel> kernels;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f"))
+    {
+        kernels.push_back({"avx512", NeighborCells::LookAvx512});
+    }
+    if (__builtin_cpu_supports("avx2"))
+    {
+        kernels.push_back({"avx2", NeighborCells::LookAvx2});
+    }
+#endif
+    kernels.push_back({"scalar", NeighborCells::LookScalar});
+    return kernels;
+}
+
+NeighborCells::LookFunction findKernel(std::string_view name)
+{
+    for (const SKernel& kernel : getKernels())
+    {
+        if (name.empty() || name == kernel.name)
+        {
+            return kernel.look;
+        }
+    }
+    throw std::invalid_argument("This processor has no neighbour-cell kernel " + std::string(name));
+}
+
+}  // namespace
+
+std::unique_ptr<const CNearestNeighborSplit> CNearestNeighborSplit::Make(
+    const CDeferredNeighborSearch& search, std::int32_t last, float bound, std::string_view kernel)
+{
+    const NeighborCells::LookFunction look = findKernel(kernel);
+    std::optional<CNeighborCells> cells = CNeighborCells::Make(search.GetPositions(), last, bound);
+    if (!cells)
+    {
+        return nullptr;
+    }
+    return std::unique_ptr<const CNearestNeighborSplit>(
+        new CNearestNeighborSplit(search, last, bound, look, std::move(*cells)));
+}
+
+CNearestNeighborSplit::CNearestNeighborSplit(const CDeferredNeighborSearch& search,
+                                             std::int32_t last, float bound,
+                                             NeighborCells::LookFunction look,
+                                             CNeighborCells&& cells)
+    : m_search(search), m_last(last), m_bound(bound), m_look(look), m_cells(std::move(cells))
+{}
+
+CNearestNeighborSplit::~CNearestNeighborSplit() = default;
+
+bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
+{
+    const NeighborCells::SLookup& lookup = m_cells.GetLookup();
+    const std::uint32_t cell[3] = {NeighborCells::cellOf(lookup, point.x, 0),
+                                   NeighborCells::cellOf(lookup, point.y, 1),
+                                   NeighborCells::cellOf(lookup, point.z, 2)};
+    const NeighborCells::SSlot& block =
+        NeighborCells::findSlot(lookup, NeighborCells::keyOfCell(cell));
+    std::uint32_t state = NeighborCells::stateOf(lookup, block.firstState, cell);
+    if (state == c_unjudged)
+    {
+        state = judge(cell);
+        m_cells.SetState(cell, state);
+    }
+    return state == c_undecidable ? findExactly(point, cell) : state == c_amongFirst;
+}
+
+void CNearestNeighborSplit::Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo,
+                                 std::uint16_t* states) const
+{
+    const bool isAffine =
+        trafo(0, 3) == 0.0F && trafo(1, 3) == 0.0F && trafo(2, 3) == 0.0F && trafo(3, 3) == 1.0F;
+    m_look(m_cells.GetLookup(),
+           {surfels.first, surfels.stride, surfels.count, trafo.data(), isAffine}, states);
+}
+
+std::size_t CNearestNeighborSplit::GetMemorySize() const
+{
+    return sizeof *this + m_cells.GetMemorySize();
+}
+
+std::vector<std::string_view> CNearestNeighborSplit::GetKernelNames()
+{
+    std::vector<std::string_view> names;
+    for (const SKernel& kernel : getKernels())
+    {
+        names.push_back(kernel.name);
+    }
+    return names;
+}
+
+/// Judges a cell by the least and the greatest distance between its points and each position.
+std::uint32_t CNearestNeighborSplit::judge(const std::uint32_t (&cell)[3]) const
+{
+    // Room for the rounding of the search's squared distances.
+    constexpr double c_more = 1.0 + 0x1p-20;
+    const CNeighborCells::SBricks bricks = m_cells.GetBricksAround(cell);
+    const double bound =
+        static_cast<double>(m_bound) * static_cast<double>(m_cells.GetLookup().scale);
+    const double squaredBound = bound * bound;
+    std::uint32_t count = 0;
+    // A brick's positions begin with the others, since those have the higher indices.
+    SReach other;
+    for (const std::uint32_t first : bricks.first)
+    {
+        for (std::uint32_t index = first; isOther(index); index = m_cells.GetNext(index))
+        {
+            if (++count > c_crowd)
+            {
+                return c_undecidable;
+            }
+            other.Add(reachOf(cell, index));
+        }
+    }
+    SReach first;
+    const double nearEnough = std::min(squaredBound, other.atLeast);
+    for (std::uint32_t index : bricks.first)
+    {
+        while (isOther(index))
+        {
+            index = m_cells.GetNext(index);
+        }
+        for (; index != CNeighborCells::c_noPoint; index = m_cells.GetNext(index))
+        {
+            if (++count > c_crowd)
+            {
+                return c_undecidable;
+            }
+            first.Add(reachOf(cell, index));
+            if (first.atMost * c_more < nearEnough)
+            {
+                return c_amongFirst;
+            }
+        }
+    }
+    return first.atLeast > std::min(squaredBound, other.atMost) * c_more ? c_notAmong
+                                                                         : c_undecidable;
+}
+
+/// Whether a position is none of the first; what is no position is none either way.
+bool CNearestNeighborSplit::isOther(std::uint32_t index) const
+{
+    return index != CNeighborCells::c_noPoint && static_cast<std::int64_t>(index) > m_last;
+}
+
+/// The least and the greatest distance between a position and the points of a cell, in cells.
+CNearestNeighborSplit::SReach CNearestNeighborSplit::reachOf(const std::uint32_t (&cell)[3],
+                                                             std::uint32_t index) const
+{
+    const NeighborCells::SLookup& lookup = m_cells.GetLookup();
+    const LqVector3f position = m_search.GetPositions()[index];
+    const float coordinates[3] = {position.x, position.y, position.z};
+    SReach reach{0.0, 0.0};
+    for (std::uint32_t axis = 0; axis < 3; ++axis)
+    {
+        const double place = (static_cast<double>(coordinates[axis]) - lookup.low[axis]) *
+                             static_cast<double>(lookup.scale);
+        const double toLow = cell[axis] - CNeighborCells::c_placeError - place;
+        const double toHigh = cell[axis] + 1.0 + CNeighborCells::c_placeError - place;
+        const double outside = std::max({toLow, -toHigh, 0.0});
+        const double across = std::max(-toLow, toHigh);
+        reach.atLeast += outside * outside;
+        reach.atMost += across * across;
+    }
+    return reach;
+}
+
+/// The search's own answer, found among the positions around the cell.
+bool CNearestNeighborSplit::findExactly(const LqVector3f& point,
+                                        const std::uint32_t (&cell)[3]) const
+{
+    const SPositionArray& positions = m_search.GetPositions();
+    float nearestDistance = m_bound * m_bound;
+    std::uint32_t nearest = CNeighborCells::c_noPoint;
+    std::uint32_t count = 0;
+    for (std::uint32_t index : m_cells.GetBricksAround(cell).first)
+    {
+        for (; index != CNeighborCells::c_noPoint; index = m_cells.GetNext(index))
+        {
+            if (++count > c_crowd)
+            {
+                const std::int32_t found = m_search.FindNearestNeighbor(point, m_bound, nullptr);
+                return found >= 0 && found <= m_last;
+            }
+            const LqVector3f position = positions[index];
+            const float x = point.x - position.x;
+            const float y = point.y - position.y;
+            const float z = point.z - position.z;
+            const float distance = (x * x + y * y) + z * z;
+            if (distance < nearestDistance || (distance == nearestDistance && index < nearest))
+            {
+                nearestDistance = distance;
+                nearest = index;
+            }
+        }
+    }
+    return static_cast<std::int64_t>(nearest) <= m_last;
+}
+
+}  // namespace DataLayer

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "DataLayer/PointCloud/CNeighborCells.h"
+
+namespace DataLayer
+{
+
+/// Fills the cells around a cloud. Large clouds are worked through on the platform's worker
+/// threads; the result is the same for any number of them.
+class CNeighborCellsBuilder
+{
+public:
+    /// The parameters of CNeighborCells::Make(), and what it makes, which is empty so far.
+    CNeighborCellsBuilder(const SPositionArray& positions, std::int32_t last, float bound,
+                          CNeighborCells& cells);
+
+    /// Whether the cells are worth their memory; they are of no use if not.
+    [[nodiscard]] bool Build();
+
+private:
+    /// Consecutive positions in the same block. First it is known by its key, then by its number.
+    struct SRun
+    {
+        std::uint64_t block;
+        std::uint32_t begin;
+        std::uint32_t end;
+    };
+    using Runs = std::vector<SRun>;
+
+    /// Where a block has positions.
+    struct SOccupancy
+    {
+        /// The cells with one of the first positions: a bit for each x in row `edge * z + y`.
+        std::uint16_t first[NeighborCells::c_stateWords];
+        /// The bricks with one of the first positions and with one of the others, one bit each.
+        std::uint64_t firstBricks;
+        std::uint64_t otherBricks;
+    };
+
+    /// The blocks around a block and itself, in the order of their keys.
+    struct SNeighborhood
+    {
+        const SOccupancy* blocks[27];
+    };
+
+    void chooseFrame();
+    [[nodiscard]] bool addOccupiedBlocks();
+    [[nodiscard]] Runs findRuns(std::uint64_t begin, std::uint64_t end);
+    void sortRuns(const std::vector<Runs>& runs);
+    void addPositions();
+    void addPositionsOf(std::size_t block);
+    [[nodiscard]] bool addNeighbors();
+    [[nodiscard]] std::size_t placeOf(std::uint64_t key) const;
+    [[nodiscard]] std::uint32_t blockAt(std::uint64_t key);
+    void growTable();
+    [[nodiscard]] SNeighborhood neighborhoodOf(std::size_t block) const;
+    static void copyRows(const SOccupancy* const* blocks, std::uint32_t row, std::uint32_t count,
+                         std::uint32_t* joined);
+    void judgeBlock(std::size_t block);
+    void makeSlots();
+
+    const SPositionArray& m_positions;
+    std::uint32_t m_firstCount;  ///< Positions of a lower index are the first.
+    float m_bound;
+    CNeighborCells& m_cells;
+    std::uint64_t m_maximumBlocks;
+
+    /// Of each finite position: its cell's numbers in its block.
+    std::vector<std::uint16_t, TUninitializedAllocator<std::uint16_t>> m_places;
+    std::vector<std::uint64_t> m_keys;   ///< Of each block; those with positions come first.
+    std::vector<std::uint32_t> m_table;  ///< Places of the table: a block's number + 1, or 0.
+    std::vector<SOccupancy, TUninitializedAllocator<SOccupancy>> m_occupancy;
+    Runs m_runs;  ///< Sorted by block, those of one block in the order of their positions.
+    std::vector<std::size_t> m_firstRun;  ///< Of each block with positions, and behind the last.
+};
+
+}  // namespace DataLayer

@@ -1,0 +1,104 @@
+#include <immintrin.h>
+
+#include "DataLayer/PointCloud/Kernels/NeighborCellsLook.h"
+
+namespace DataLayer::NeighborCells
+{
+
+namespace
+{
+
+/// Eight surfels at a time.
+struct SAvx2
+{
+    using Floats = __m256;
+    using Numbers = __m256i;
+    static constexpr std::size_t c_width = 8;
+
+    static Floats Set(float value) { return _mm256_set1_ps(value); }
+    static Floats Load(const float* values) { return _mm256_load_ps(values); }
+    static Floats Add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
+    static Floats Subtract(Floats a, Floats b) { return _mm256_sub_ps(a, b); }
+    static Floats Multiply(Floats a, Floats b) { return _mm256_mul_ps(a, b); }
+    static Floats Divide(Floats a, Floats b) { return _mm256_div_ps(a, b); }
+    static Floats Min(Floats a, Floats b) { return _mm256_min_ps(a, b); }
+    static Floats Max(Floats a, Floats b) { return _mm256_max_ps(a, b); }
+    static Numbers Truncate(Floats a) { return _mm256_cvttps_epi32(a); }
+
+    static Numbers SetNumber(std::uint32_t value)
+    {
+        return _mm256_set1_epi32(static_cast<std::int32_t>(value));
+    }
+    static Numbers Add(Numbers a, Numbers b) { return _mm256_add_epi32(a, b); }
+    static Numbers And(Numbers a, Numbers b) { return _mm256_and_si256(a, b); }
+    static Numbers Or(Numbers a, Numbers b) { return _mm256_or_si256(a, b); }
+    template <int Bits>
+    static Numbers ShiftLeft(Numbers a)
+    {
+        return _mm256_slli_epi32(a, Bits);
+    }
+    template <int Bits>
+    static Numbers ShiftRight(Numbers a)
+    {
+        return _mm256_srli_epi32(a, Bits);
+    }
+    static Numbers ShiftRightEach(Numbers a, Numbers bits) { return _mm256_srlv_epi32(a, bits); }
+    static std::uint32_t Equal(Numbers a, Numbers b)
+    {
+        return static_cast<std::uint32_t>(
+            _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(a, b))));
+    }
+    static Numbers Gather(const std::uint32_t* words, Numbers places)
+    {
+        return _mm256_i32gather_epi32(reinterpret_cast<const int*>(words), places, 4);
+    }
+    static Numbers Replace(Numbers others, std::uint32_t lanes, std::uint32_t value)
+    {
+        return _mm256_blendv_epi8(others, SetNumber(value), maskOf(lanes));
+    }
+    static void StoreNumbers(Numbers a, std::uint32_t* values)
+    {
+        std::memcpy(values, &a, sizeof a);
+    }
+    static void Store(Numbers a, std::uint16_t* values)
+    {
+        const __m128i narrow =
+            _mm_packus_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
+        std::memcpy(values, &narrow, sizeof narrow);
+    }
+
+    /// The first three words of eight records of four.
+    static void LoadRecords(const std::byte* records, Floats& x, Floats& y, Floats& z)
+    {
+        const auto load = [records](std::size_t index) {
+            __m128 low;
+            __m128 high;
+            std::memcpy(&low, records + 16 * index, sizeof low);
+            std::memcpy(&high, records + 16 * (index + 4), sizeof high);
+            return _mm256_set_m128(high, low);
+        };
+        const Floats xyEven = _mm256_unpacklo_ps(load(0), load(2));
+        const Floats xyOdd = _mm256_unpacklo_ps(load(1), load(3));
+        const Floats zEven = _mm256_unpackhi_ps(load(0), load(2));
+        const Floats zOdd = _mm256_unpackhi_ps(load(1), load(3));
+        x = _mm256_unpacklo_ps(xyEven, xyOdd);
+        y = _mm256_unpackhi_ps(xyEven, xyOdd);
+        z = _mm256_unpacklo_ps(zEven, zOdd);
+    }
+
+private:
+    static Numbers maskOf(std::uint32_t lanes)
+    {
+        const Numbers bitOfLane = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
+        return _mm256_cmpeq_epi32(_mm256_and_si256(SetNumber(lanes), bitOfLane), bitOfLane);
+    }
+};
+
+}  // namespace
+
+void LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+{
+    TLook<SAvx2>(lookup, surfels).Run(states);
+}
+
+}  // namespace DataLayer::NeighborCells

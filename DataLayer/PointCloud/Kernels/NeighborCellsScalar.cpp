@@ -1,0 +1,47 @@
+#include <cstring>
+
+#include "DataLayer/PointCloud/Kernels/NeighborCellLookup.h"
+
+namespace DataLayer::NeighborCells
+{
+
+namespace
+{
+
+/// The cell that a surfel is placed in.
+void placeSurfel(const SLookup& lookup, const SSurfels& surfels, std::size_t index,
+                 std::uint32_t (&cell)[3])
+{
+    const float* const m = surfels.matrix;
+    float p[3];
+    std::memcpy(p, surfels.first + index * surfels.stride, sizeof p);
+    const float w = surfels.isAffine ? 1.0F : ((p[0] * m[3] + p[1] * m[7]) + p[2] * m[11]) + m[15];
+    for (std::uint32_t axis = 0; axis < 3; ++axis)
+    {
+        const float moved =
+            ((p[0] * m[axis] + p[1] * m[4 + axis]) + p[2] * m[8 + axis]) + m[12 + axis];
+        cell[axis] = cellOf(lookup, surfels.isAffine ? moved : moved / w, axis);
+    }
+}
+
+}  // namespace
+
+void LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+{
+    const SSlot* block = nullptr;
+    std::uint64_t lastKey = c_noKey;
+    for (std::size_t index = 0; index < surfels.count; ++index)
+    {
+        std::uint32_t cell[3];
+        placeSurfel(lookup, surfels, index, cell);
+        const std::uint64_t key = keyOfCell(cell);
+        if (key != lastKey)
+        {
+            lastKey = key;
+            block = &findSlot(lookup, key);
+        }
+        states[index] = static_cast<std::uint16_t>(stateOf(lookup, block->firstState, cell));
+    }
+}
+
+}  // namespace DataLayer::NeighborCells

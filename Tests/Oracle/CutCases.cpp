@@ -16,8 +16,9 @@ namespace
 
 using Cutter = DataLayer::CCutPointCloudWithPixelMask;
 
-/// Cutting again must give the same, although a collection may prepare itself for it meanwhile.
-constexpr int c_numCalls = 3;
+/// Cutting again must give the same, although a collection may prepare itself for it meanwhile, and
+/// whatever the results hold beforehand.
+constexpr int c_numCalls = 4;
 
 [[nodiscard]] std::vector<Base::CSurfelBitMask> GetWords(const CNamedArrays& cases,
                                                          std::size_t index)
@@ -93,9 +94,17 @@ void AnswerCutCases(const CNamedArrays& cases, CNamedArrays& answers)
         try
         {
             cutter.Compute(inputs, results);
+            Cutter::Results repeated;
             for (int call = 1; call < c_numCalls; ++call)
             {
-                Cutter::Results repeated;
+                // New words, then those of the call before, all different.
+                for (auto& [changed, words] : repeated)
+                {
+                    for (Base::CSurfelBitMask& word : words)
+                    {
+                        word.bits = static_cast<std::uint16_t>(~word.bits);
+                    }
+                }
                 cutter.Compute(inputs, repeated);
                 repeatsEqual = repeatsEqual && repeated == results;
             }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Tests/Oracle/CaseKinds.h"
+#include "Tests/Oracle/Kernels.h"
 
 // Makes cases, and answers cases with this library; the other answers are those of the Python
 // modules beside this file. Arguments are pairs of a name and a value:
@@ -14,6 +15,8 @@
 //     --answers FILE        where the answers go
 //     --seed, --first, --count NUMBER
 //                           makes that many cases first, starting at that index of the seed
+//     --kernel NAME         the instruction set that has to answer, where this program can choose
+//     --kernels all         only prints the names of those that it can choose
 
 namespace Oracle
 {
@@ -39,8 +42,22 @@ std::span<const SCaseKind> GetCaseKinds()
 namespace
 {
 
+constexpr std::uint64_t c_leastCountForKernels = 20;
+
 void Run(std::map<std::string, std::string>& options)
 {
+    if (options.contains("--kernels"))
+    {
+        for (const std::string& name : GetKernelNames())
+        {
+            std::cout << name << '\n';
+        }
+        return;
+    }
+    if (options.contains("--kernel"))
+    {
+        UseKernel(options["--kernel"]);
+    }
     const auto kinds = GetCaseKinds();
     std::size_t kind = 0;
     while (kind < kinds.size() && options["--kind"] != kinds[kind].name)
@@ -72,6 +89,12 @@ void Run(std::map<std::string, std::string>& options)
     }
     CNamedArrays answers;
     kinds[kind].answer(cases, answers);
+    // Few cases may do without any loop.
+    if (options.contains("--kernel") && options.contains("--count") &&
+        std::stoull(options["--count"]) >= c_leastCountForKernels)
+    {
+        CheckThatKernelRan(kinds[kind].name);
+    }
     answers.Write(options["--answers"]);
 }
 

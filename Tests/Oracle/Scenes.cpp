@@ -125,11 +125,19 @@ void AppendSelection(CCaseRandom& random, CNamedArrays& cases)
         width = random.OneOf({0xFFFFFFFFU, 0x80000000U, 0x7FFFFFFFU, 0x7FFFFF80U, 0x01000001U});
         height = 0;
     }
+    bool isHuge = false;
+    if (random.OneIn(100000))
+    {
+        // Sizes that no float holds.
+        width = random.OneOf({0x00FFFFFFU, 0x01000001U, 0x01000003U, 0x02000003U});
+        height = 2;
+        isHuge = true;
+    }
     cases.Append<std::uint32_t>("selection_width", width);
     cases.Append<std::uint32_t>("selection_height", height);
 
     std::vector<std::uint8_t> mask(std::size_t{width} * height);
-    const std::uint32_t style = random.Below(6);
+    const std::uint32_t style = isHuge ? 0 : random.Below(6);
     const std::uint32_t x1 = random.Below(width + 1);
     const std::uint32_t x2 = random.Below(width + 1);
     const std::uint32_t y1 = random.Below(height + 1);
@@ -142,9 +150,6 @@ void AppendSelection(CCaseRandom& random, CNamedArrays& cases)
                                    y >= std::min(y1, y2) && y < std::max(y1, y2);
         switch (style)
         {
-            case 0:
-                mask[index] = 1;
-                break;
             case 1:
             case 2:
                 mask[index] = isInRectangle ? 1 : random.OneOf<std::uint8_t>({0, 2, 255});

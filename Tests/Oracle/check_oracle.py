@@ -35,6 +35,7 @@ class Kind:
         self.chunk = chunk  # how many are made at once
         self.counted = counted  # the offsets that tell how many surfels there were
         self.needs_answers = needs_answers
+        self.has_kernels = counted is not None  # whether a loop does the work
 
 
 KINDS = {
@@ -191,6 +192,17 @@ def stored_cases(path):
                 yield fields[0], int(fields[1]), int(fields[2]), int(fields[3])
 
 
+def jobs(options):
+    """What is compared: kind, seed, first, count."""
+    if options.kind:
+        return [(kind, options.seed, options.first, options.cases) for kind in options.kind]
+    stored = list(stored_cases(os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                                            "Seeds.txt")))
+    made = [(name, options.seed, options.first, max(1, round(options.cases * kind.share)))
+            for name, kind in KINDS.items()]
+    return [job for job in stored + made if not options.kernel or KINDS[job[0]].has_kernels]
+
+
 def main():
     parser = argparse.ArgumentParser(prog="check-oracle", description=__doc__.splitlines()[0])
     parser.add_argument("--program", required=True, help="the built Veko2_OracleCases")
@@ -199,34 +211,32 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--first", type=int, default=0, help="the index of the first case")
     parser.add_argument("--kind", choices=KINDS, action="append", help="only this kind")
-    parser.add_argument("--kernel", help="the instruction set that has to answer")
+    parser.add_argument("--kernel", help="the instruction set that has to answer, or all")
     parser.add_argument("--long", action="store_true",
                         help="10^6 cases, 10^5 whole batches; more than 10^8 surfels")
     options = parser.parse_args()
     if options.long:
         options.cases = 1000000
 
+    kernels = [options.kernel]
+    if options.kernel == "all":
+        kernels = subprocess.run([options.program, "--kernels", "all"], check=True,
+                                 stdout=subprocess.PIPE, text=True).stdout.split()
     total_cases, total_surfels = 0, 0
     with tempfile.TemporaryDirectory(prefix="check-oracle-") as folder:
-        comparison = Comparison(options.program, options.kernel, folder)
-        jobs = []
-        if not options.kind:
-            seeds = os.path.join(os.path.dirname(os.path.abspath(__file__)), "Seeds.txt")
-            jobs += stored_cases(seeds)
-        for kind in options.kind or KINDS:
-            share = 1 if options.kind else KINDS[kind].share
-            jobs.append((kind, options.seed, options.first,
-                         max(1, round(options.cases * share))))
-        for kind, seed, first, count in jobs:
-            begin = time.monotonic()
-            surfels = check(comparison, kind, seed, first, count)
-            if surfels is None:
-                print(f"There are differences; seed {seed}.")
-                return 1
-            total_cases += count
-            total_surfels += surfels
-            print(f"{kind}: {count} cases, {surfels} points, 0 differences, "
-                  f"{time.monotonic() - begin:.1f} s", flush=True)
+        for kernel in kernels:
+            comparison = Comparison(options.program, kernel, folder)
+            for kind, seed, first, count in jobs(options):
+                begin = time.monotonic()
+                surfels = check(comparison, kind, seed, first, count)
+                if surfels is None:
+                    print(f"There are differences; seed {seed}.")
+                    return 1
+                total_cases += count
+                total_surfels += surfels
+                print(f"{kind}{' by ' + kernel if kernel else ''}: {count} cases, "
+                      f"{surfels} points, 0 differences, {time.monotonic() - begin:.1f} s",
+                      flush=True)
     print(f"{total_cases} cases, {total_surfels} points, 0 differences")
     return 0
 

@@ -19,7 +19,8 @@ namespace DataLayer
 ///
 /// Surfel j's position is the three floats at \p positions + j x \p positionStride bytes, and its
 /// normal likewise. A stride is any number of bytes: 0 makes all surfels share one element, and
-/// elements need no alignment. The buffers must not change while the view is used.
+/// elements need no alignment. The buffers must not change while the view is used, since what was
+/// found out about them once, such as the bounding box, is kept.
 ///
 /// The view only reads, so Append() and ScatterCopy() throw. Copies (of subsets, clones) own their
 /// surfels and can be changed: they are a CSurfelCollectionPositionNormal when the view (for

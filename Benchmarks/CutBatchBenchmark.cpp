@@ -1,8 +1,13 @@
-// The pixel-mask cut operation over whole batches: many small entities and few large ones, with
-// none, one in a hundred and all of them under the paint. The rate counts entities.
+// The pixel-mask cut operation over whole batches, each cut for the first time: many small entities
+// and few large ones, with none, one in a hundred and all of them under the paint. The rate counts
+// entities. The limit is the classification alone, of all entities' surfels in one call.
+//
+// CutBatchMemory counts surfels, and the most memory that is in use during a call beyond what was
+// before.
 
 #include <tbb/global_control.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -15,6 +20,9 @@
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "Base/Interfaces/SyncableEntityMap.h"
 #include "Benchmarks/BenchmarkProgram.h"
+#include "Benchmarks/CViewWithoutRuns.h"
+#include "Benchmarks/PeakMemory.h"
+#include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutWithPixelMaskSyncableEntityCollectionModifyOperation.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 
@@ -61,6 +69,20 @@ private:
     std::shared_ptr<const Base::ISurfelCollection> m_collection;
 };
 
+/// Where runs are made of a collection's surfels they must not be.
+std::shared_ptr<const Base::ISurfelCollection> MakeCollection(
+    const std::shared_ptr<const std::vector<LqVector3f>>& positions, const LqVector3f* own,
+    std::uint32_t numSurfels)
+{
+    constexpr std::uint32_t c_fewSurfels = 1000;
+    if (numSurfels <= c_fewSurfels)
+    {
+        return std::make_shared<const DataLayer::CSurfelCollectionView>(positions, numSurfels, own,
+                                                                        sizeof(LqVector3f));
+    }
+    return std::make_shared<const CViewWithoutRuns>(positions, numSurfels, own, sizeof(LqVector3f));
+}
+
 /// Entities side by side over the width of the view, each a column of surfels over its height.
 Base::CEntityMapSyncBatch MakeBatch(std::uint32_t numEntities, std::uint32_t numSurfels)
 {
@@ -79,8 +101,7 @@ Base::CEntityMapSyncBatch MakeBatch(std::uint32_t numEntities, std::uint32_t num
                 x, 0.99F - 1.98F * static_cast<float>(surfel) / static_cast<float>(numSurfels),
                 0.5F};
         }
-        const auto collection = std::make_shared<const DataLayer::CSurfelCollectionView>(
-            positions, numSurfels, own, sizeof(LqVector3f));
+        const auto collection = MakeCollection(positions, own, numSurfels);
         // Built here, as an application has long done it when the user paints.
         static_cast<void>(collection->GetPointCloudSupport()->GetBoundingBox());
         Base::CEntityMapValue value;
@@ -113,14 +134,40 @@ struct SArguments
     std::size_t numThreads;
 };
 
+/// The latest batch, which the benchmarks of its size share.
+const Base::CEntityMapSyncBatch& GetBatch(const SArguments& arguments)
+{
+    static Base::CEntityMapSyncBatch batch;
+    static std::pair<std::uint32_t, std::uint32_t> key;
+    const std::pair wanted(arguments.numEntities, arguments.numSurfels);
+    if (key != wanted)
+    {
+        batch = Base::CEntityMapSyncBatch();
+        batch = MakeBatch(arguments.numEntities, arguments.numSurfels);
+        key = wanted;
+    }
+    return batch;
+}
+
+Operation MakeOperation(const SArguments& arguments)
+{
+    return Operation(ScanAPI::shared_not_null<const Base::SRegionSelectionInfo>(
+                         MakeSelection(arguments.painted)),
+                     c_matIdentityD);
+}
+
 void CutBatch(benchmark::State& state, const SArguments& arguments)
 {
     const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
                                       arguments.numThreads);
-    const Base::CEntityMapSyncBatch batch = MakeBatch(arguments.numEntities, arguments.numSurfels);
-    const Operation operation(ScanAPI::shared_not_null<const Base::SRegionSelectionInfo>(
-                                  MakeSelection(arguments.painted)),
-                              c_matIdentityD);
+    const Base::CEntityMapSyncBatch& batch = GetBatch(arguments);
+    const Operation operation = MakeOperation(arguments);
+    const std::size_t numMessages = operation.ComputeModifications(batch).messages.size();
+    if (numMessages != (arguments.painted == 0 ? 0 : arguments.numEntities))
+    {
+        state.SkipWithError("not every entity has a message");
+        return;
+    }
     for ([[maybe_unused]] auto _ : state)
     {
         const auto answer = operation.ComputeModifications(batch);
@@ -129,20 +176,72 @@ void CutBatch(benchmark::State& state, const SArguments& arguments)
     state.SetItemsProcessed(state.iterations() * arguments.numEntities);
 }
 
+void Classify(benchmark::State& state, const SArguments& arguments)
+{
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                      arguments.numThreads);
+    const DataLayer::CCutPointCloudWithPixelMask cutter(MakeSelection(arguments.painted));
+    std::vector<DataLayer::CCutPointCloudWithPixelMask::SInputData> inputs;
+    for (const Base::CEntityMapSyncEntry& entry : GetBatch(arguments).GetEntries())
+    {
+        inputs.push_back(
+            {entry.value.GetValue().entity->GetSurfelCollection(true), {}, c_matIdentityD});
+    }
+    for ([[maybe_unused]] auto _ : state)
+    {
+        DataLayer::CCutPointCloudWithPixelMask::Results results;
+        cutter.Compute(inputs, results);
+        benchmark::DoNotOptimize(results.data());
+    }
+    state.SetItemsProcessed(state.iterations() * arguments.numEntities);
+}
+
+void CountMemory(benchmark::State& state, const SArguments& arguments)
+{
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                      arguments.numThreads);
+    const Base::CEntityMapSyncBatch& batch = GetBatch(arguments);
+    const Operation operation = MakeOperation(arguments);
+    std::size_t peak = 0;
+    for ([[maybe_unused]] auto _ : state)
+    {
+        const PeakMemory::CScope scope;
+        const auto answer = operation.ComputeModifications(batch);
+        benchmark::DoNotOptimize(answer.messages.data());
+        peak = std::max(peak, scope.GetPeak());
+    }
+    const double numSurfels = static_cast<double>(arguments.numEntities) * arguments.numSurfels;
+    state.counters["bytes_per_item"] = static_cast<double>(peak) / numSurfels;
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(numSurfels));
+}
+
 void AddBatches(std::uint32_t numEntities, std::uint32_t numSurfels)
 {
     for (const std::int64_t painted : {0, 1, 100})
     {
+        if (painted == 1 && numEntities < 100)
+        {
+            continue;  // No entity lies there.
+        }
         for (const bool isParallel : {false, true})
         {
             const SArguments arguments{
                 numEntities, numSurfels, painted,
                 isParallel ? std::thread::hardware_concurrency() : std::size_t{1}};
-            BenchmarkProgram::Add(
-                "CutBatch", "Veko2",
-                "Surfels" + std::to_string(numSurfels) + ",Painted" + std::to_string(painted) +
-                    (isParallel ? ",ThreadsAll" : ""),
-                numEntities, [arguments](benchmark::State& state) { CutBatch(state, arguments); });
+            const std::string caseName = "Surfels" + std::to_string(numSurfels) + ",Painted" +
+                                         std::to_string(painted) +
+                                         (isParallel ? ",ThreadsAll" : "");
+            const auto add = [&](const char* path, const char* form, std::int64_t size,
+                                 void (*body)(benchmark::State&, const SArguments&)) {
+                BenchmarkProgram::Add(path, form, caseName, size,
+                                      [=](benchmark::State& state) { body(state, arguments); });
+            };
+            add("CutBatch", "Veko2", numEntities, CutBatch);
+            if (painted == 100)
+            {
+                add("CutBatch", "Limit:Compute", numEntities, Classify);
+                add("CutBatchMemory", "Veko2", std::int64_t{numEntities} * numSurfels, CountMemory);
+            }
         }
     }
 }
@@ -152,8 +251,11 @@ void AddBatches(std::uint32_t numEntities, std::uint32_t numSurfels)
 int main(int argc, char** argv)
 {
     return BenchmarkProgram::Run(argc, argv, [] {
-        AddBatches(1000, 100);
-        AddBatches(100'000, 100);
+        AddBatches(10, 100);
+        for (const std::uint32_t numEntities : {1000, 10'000, 100'000, 1'000'000})
+        {
+            AddBatches(numEntities, 100);
+        }
         AddBatches(10, 1'000'000);
     });
 }

@@ -49,16 +49,20 @@ bool isToBeFrozen(CSurfelBitMask word)
            (word.bits & CSurfelBitMask::SurfelFlagOutlierFrozen) == 0;
 }
 
-/// Without early return, so that the pass over a mask that stays as it is, the usual one, takes
-/// several words at a time.
+/// Without early return, and by index, so that the pass over a mask that stays as it is, the usual
+/// one, takes several words at a time.
 bool isAnyToBeFrozen(const std::vector<CSurfelBitMask>& words)
 {
-    bool isAny = false;
-    for (const CSurfelBitMask word : words)
+    const CSurfelBitMask* const first = words.data();
+    const std::size_t numWords = words.size();
+    std::uint16_t outlierBits = 0;
+    for (std::size_t index = 0; index < numWords; ++index)
     {
-        isAny |= isToBeFrozen(word);
+        const std::uint16_t bits = first[index].bits;
+        const bool isFrozen = (bits & CSurfelBitMask::SurfelFlagOutlierFrozen) != 0;
+        outlierBits |= isFrozen ? 0 : bits & CSurfelBitMask::SurfelFlagsOutlier;
     }
-    return isAny;
+    return outlierBits != 0;
 }
 
 /// One message per entry, with the entry's value as its old state, which is taken over, and the

@@ -37,6 +37,8 @@ using Words = std::vector<Base::CSurfelBitMask>;
 
 constexpr float c_bound = 2.25F;
 constexpr std::size_t c_stride = 16;
+/// Bits float this far apart.
+constexpr float c_bitPitch = 25.0F;
 
 /// One scanned entity that the fuser knows.
 class CEntity : public Base::IGeometricEntity
@@ -85,13 +87,15 @@ public:
             const float y = static_cast<float>(index / m_columns) + offset(0.35F);
             addPoint(m_mainRecords, {x, y, heightAt(x, y) + 0.3F * offset(0.35F)});
         }
-        for (std::size_t bit = 0; bit < numPoints / 1000; ++bit)
+        for (float y = 0.5F * c_bitPitch; y < m_side; y += c_bitPitch)
         {
-            const LqVector3f center = centerOfBit(bit);
-            for (int point = 0; point < 10; ++point)
+            for (float x = 0.5F * c_bitPitch; x < m_side; x += c_bitPitch)
             {
-                addPoint(m_smallRecords,
-                         {center.x + offset(1), center.y + offset(1), center.z + offset(1)});
+                for (int point = 0; point < 10; ++point)
+                {
+                    addPoint(m_smallRecords,
+                             {x + offset(1), y + offset(1), heightOfBit(x, y) + offset(1)});
+                }
             }
         }
         makeSurfels(numSurfels);
@@ -128,13 +132,12 @@ private:
         m_points.push_back(point);
     }
 
-    [[nodiscard]] LqVector3f centerOfBit(std::size_t bit) const
+    [[nodiscard]] static float heightOfBit(float x, float y) { return heightAt(x, y) + 6.0F; }
+
+    /// How far a coordinate is from the middle of the nearest bit.
+    [[nodiscard]] static float fromBit(float coordinate)
     {
-        std::mt19937 random(static_cast<std::uint32_t>(bit));
-        std::uniform_real_distribution<float> place(0.0F, m_side);
-        const float x = place(random);
-        const float y = place(random);
-        return {x, y, heightAt(x, y) + 5.0F};
+        return std::fmod(coordinate, c_bitPitch) - 0.5F * c_bitPitch;
     }
 
     void makeSurfels(std::size_t numSurfels)
@@ -148,16 +151,15 @@ private:
             const float x = (static_cast<float>(index % columns) + offset(0.5F)) * spacing;
             const float y = (static_cast<float>(index / columns) + offset(0.5F)) * spacing;
             LqVector3f position{x, y, heightAt(x, y) + offset(0.15F)};
+            const bool isBelowBit = std::abs(fromBit(x)) < 1.0F && std::abs(fromBit(y)) < 1.0F;
             const std::uint32_t kind = static_cast<std::uint32_t>(m_random()) % 100;
-            if (kind < 5)
+            if (isBelowBit && kind < 50)
             {
-                position.z += 8.0F;
+                position.z = heightOfBit(x - fromBit(x), y - fromBit(y)) + offset(1);
             }
-            else if (kind == 5 && m_points.size() > m_mainRecords.size())
+            else if (kind < 5)
             {
-                const LqVector3f& small =
-                    m_points[m_mainRecords.size() + index % (m_points.size() - GetNumMainPoints())];
-                position = {small.x + offset(0.3F), small.y + offset(0.3F), small.z + offset(0.3F)};
+                position.z += 9.0F;
             }
             std::memcpy(m_positions.data() + index * c_stride, &position, sizeof position);
         }

@@ -25,7 +25,7 @@ void CNeighborCells::SetState(const std::uint32_t (&cell)[3], std::uint32_t stat
     auto* const word = const_cast<std::uint32_t*>(m_lookup.states + block.firstState +
                                                   NeighborCells::stateWord(cell));
     const std::uint32_t bits = (state & 1U) | (state & 2U) << 15U;
-    __atomic_fetch_or(word, bits << (cell[0] & (NeighborCells::c_blockEdge - 1)), __ATOMIC_RELAXED);
+    __atomic_fetch_or(word, bits << NeighborCells::stateBit(cell), __ATOMIC_RELAXED);
 }
 
 std::size_t CNeighborCells::GetMemorySize() const

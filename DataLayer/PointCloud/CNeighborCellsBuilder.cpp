@@ -99,7 +99,8 @@ void forEachShare(std::size_t count, const Body& body)
 /// Where a cell lies in its block: its numbers there on x, y and z, four bits each.
 std::uint16_t placeInBlock(const std::uint32_t (&cell)[3])
 {
-    return static_cast<std::uint16_t>(NeighborCells::stateWord(cell) << 4U | (cell[0] & 15U));
+    return static_cast<std::uint16_t>((cell[2] & 15U) << 8U | (cell[1] & 15U) << 4U |
+                                      (cell[0] & 15U));
 }
 
 /// The bit of the brick that holds a cell at such a place.
@@ -134,11 +135,13 @@ std::uint64_t spreadBricks(const std::array<std::uint64_t, 27>& blocks)
     return spreadBricks(planes[0], planes[1], planes[2], 2);
 }
 
-/// Four bits for each of four.
-std::uint32_t widenFourfold(std::uint64_t bits)
+/// Four rows of sixteen bits, one behind the other, as four squares of 4 x 4 bits.
+std::uint64_t rowsToSquares(std::uint64_t rows)
 {
-    const auto low = static_cast<std::uint32_t>(bits);
-    return ((low & 1U) | (low & 2U) << 3U | (low & 4U) << 6U | (low & 8U) << 9U) * 15U;
+    const std::uint64_t single = (rows ^ rows >> 12U) & 0x0000F0F00000F0F0U;
+    rows ^= single ^ single << 12U;
+    const std::uint64_t pairs = (rows ^ rows >> 24U) & 0x00000000FF00FF00U;
+    return rows ^ pairs ^ pairs << 24U;
 }
 
 }  // namespace
@@ -455,16 +458,27 @@ void CNeighborCellsBuilder::judgeBlock(std::size_t block)
                  &cover.Row(CNeighborCellCover::c_margin + c_blockEdge, z));
     }
     cover.Cover();
-    for (std::uint32_t bricks = 0; bricks < 16; ++bricks)
+    for (std::uint32_t z = 0; z < c_blockEdge; ++z)
     {
-        const std::uint32_t open = ~widenFourfold(besideOther >> (4 * bricks)) & 0xFFFFU;
-        const std::uint32_t far = ~widenFourfold(besideFirst >> (4 * bricks)) << 16U;
-        for (std::uint32_t row = 0; row < 16; ++row)
+        for (std::uint32_t y = 0; y < c_blockEdge; y += 4)
         {
-            const std::uint32_t z = bricks / 4 * 4 + row / 4;
-            const std::uint32_t y = bricks % 4 * 4 + row % 4;
-            const std::uint32_t covered = cover.GetCovered(z)[y] >> CNeighborCellCover::c_margin;
-            states[z * c_blockEdge + y] = (covered & open) | far;
+            const std::uint32_t* const covered = cover.GetCovered(z) + y;
+            std::uint64_t rows = 0;
+            for (std::uint32_t row = 0; row < 4; ++row)
+            {
+                rows |= std::uint64_t{covered[row] >> CNeighborCellCover::c_margin & 0xFFFFU}
+                        << (16 * row);
+            }
+            const std::uint64_t squares = rowsToSquares(rows);
+            for (std::uint32_t x = 0; x < c_blockEdge; x += 4)
+            {
+                const std::uint32_t cell[3] = {x, y, z};
+                const std::uint32_t brick = brickBit(placeInBlock(cell));
+                const auto square = static_cast<std::uint32_t>(squares >> (4 * x)) & 0xFFFFU;
+                const std::uint32_t far = (besideFirst >> brick & 1U) == 0 ? 0xFFFF0000U : 0U;
+                const std::uint32_t open = (besideOther >> brick & 1U) == 0 ? 0xFFFFU : 0U;
+                states[NeighborCells::stateWord(cell)] = (square & open) | far;
+            }
         }
     }
 }

@@ -42,11 +42,16 @@ inline std::uint64_t keyOfCell(const std::uint32_t (&cell)[3])
                       cell[2] >> c_blockEdgeBits);
 }
 
-/// The word of a cell's state in its block.
+/// The word of a cell's state in its block, and the place of the state's low bit in it.
 inline std::uint32_t stateWord(const std::uint32_t (&cell)[3])
 {
-    constexpr std::uint32_t c_inBlock = c_blockEdge - 1;
-    return (cell[2] & c_inBlock) << c_blockEdgeBits | (cell[1] & c_inBlock);
+    return (cell[2] & 3U) | (cell[0] & 4U) | (cell[1] & 4U) << 1U | (cell[0] & 8U) << 1U |
+           (cell[1] & 8U) << 2U | (cell[2] & 12U) << 4U;
+}
+
+inline std::uint32_t stateBit(const std::uint32_t (&cell)[3])
+{
+    return (cell[0] & 3U) | (cell[1] & 3U) << 2U;
 }
 
 /// The state of a cell of the block with the given first state.
@@ -55,7 +60,7 @@ inline std::uint32_t stateOf(const SLookup& lookup, std::uint32_t firstState,
 {
     const std::uint32_t word =
         __atomic_load_n(lookup.states + firstState + stateWord(cell), __ATOMIC_RELAXED);
-    const std::uint32_t bits = word >> (cell[0] & (c_blockEdge - 1));
+    const std::uint32_t bits = word >> stateBit(cell);
     return (bits & 1U) | (bits >> 15U & 2U);
 }
 

@@ -28,8 +28,10 @@ inline constexpr std::uint32_t c_maximumCell = (1U << c_cellBits) - 1U;
 inline constexpr std::uint32_t c_blockEdgeBits = 4;
 inline constexpr std::uint32_t c_blockEdge = 1U << c_blockEdgeBits;
 inline constexpr std::uint32_t c_blockBits = c_cellBits - c_blockEdgeBits;
-/// A block's states: word `edge * z + y` holds those of a row of cells, of which cell x has its low
-/// bit at x and its high one at 16 + x.
+/// A block's states: a word for sixteen cells, 4 x 4 on x and y, of which cell (x, y) has the low
+/// bit of its state at 4 y + x and the high one 16 above. Four words, one for each z, make a brick;
+/// four bricks, 2 x 2 on x and y, a cache line, and four of those a layer, again 2 x 2: a scan of a
+/// surface in any direction meets few lines.
 inline constexpr std::uint32_t c_stateWords = c_blockEdge * c_blockEdge;
 
 /// A place of the table: a block's key, its numbers on x, y and z from the lowest bit on, and the

@@ -122,11 +122,18 @@ private:
         const Numbers blockY = Vector::template ShiftRight<c_blockEdgeBits>(y);
         const Numbers lower = Vector::Or(blockX, Vector::template ShiftLeft<c_blockBits>(blockY));
         const Numbers upper = Vector::template ShiftRight<c_blockEdgeBits>(z);
-        const Numbers inBlock = Vector::SetNumber(c_blockEdge - 1);
+        // What stateWord() and stateBit() give.
+        const Numbers lowest = Vector::SetNumber(3);
+        const Numbers brick = Vector::SetNumber(12);
+        const Numbers highest = Vector::SetNumber(8);
+        const Numbers xBricks = Vector::Add(Vector::And(x, brick), Vector::And(x, highest));
+        const Numbers yBricks = Vector::Add(Vector::And(y, brick), Vector::And(y, highest));
         const Numbers words =
-            Vector::Or(Vector::template ShiftLeft<c_blockEdgeBits>(Vector::And(z, inBlock)),
-                       Vector::And(y, inBlock));
-        const Numbers bits = Vector::And(x, inBlock);
+            Vector::Or(Vector::Or(Vector::And(z, lowest),
+                                  Vector::template ShiftLeft<4>(Vector::And(z, brick))),
+                       Vector::Or(xBricks, Vector::template ShiftLeft<1>(yBricks)));
+        const Numbers bits = Vector::Or(Vector::And(x, lowest),
+                                        Vector::template ShiftLeft<2>(Vector::And(y, lowest)));
 
         Numbers firsts = Vector::SetNumber(m_firstState);
         const std::uint32_t known = lanesOf(lower, upper);

@@ -16,8 +16,9 @@ enum class ERunPlace
     Painted,    ///< Every one does.
 };
 
-/// Judges a run by its box and \p task's mask, which must be packed. Gives up, and answers
-/// Unknown, after \p maxNumWords words of the mask, so that judging stays cheap beside looking.
+/// Judges a run by its box and \p task's mask, which must be packed. Leaves it open where more than
+/// \p maxNumWords words of the mask would have to be read, so that judging stays cheap beside
+/// looking.
 [[nodiscard]] ERunPlace JudgeRun(const SCutSurfelsTask& task, const SSurfelRun& run,
                                  std::uint32_t maxNumWords);
 

@@ -168,7 +168,7 @@ TEST(JudgeRun, RunWithoutPixelBoundsIsUnknown)
     EXPECT_EQ(view.JudgeRunOf(run), ERunPlace::Unknown);
 }
 
-TEST(JudgeRun, GivesUpAfterTheWordsItMayRead)
+TEST(JudgeRun, RunThatTakesMoreWordsThanAllowedIsUnknown)
 {
     const CPixelView view = MakeView();
     // Two words to a row, from column 20 on.

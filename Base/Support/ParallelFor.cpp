@@ -1,10 +1,12 @@
 #include "Base/Support/ParallelFor.h"
 
+#include <dlfcn.h>
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
+#include <tbb/version.h>
 
 // Defined by the thread sanitizer's runtime, null in every other build.
 extern "C" [[gnu::weak]] void __tsan_acquire(void* address);
@@ -54,6 +56,20 @@ private:
     CHandOver& m_handOver;
 };
 
+/// Keeps the scheduler in memory until the process ends. Its workers outlive the loops that started
+/// them; if it left with the last library that uses it, as when an application unloads a plug-in,
+/// they would wake up without their code.
+void keepSchedulerLoaded()
+{
+    [[maybe_unused]] static void* const c_scheduler = [] {
+        Dl_info place{};
+        const auto* const function = reinterpret_cast<const void*>(&TBB_runtime_interface_version);
+        return dladdr(function, &place) != 0
+                   ? dlopen(place.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE)
+                   : nullptr;
+    }();
+}
+
 }  // namespace
 
 void RunParallelFor(std::uint32_t count, ParallelForItem item, const void* body)
@@ -67,6 +83,7 @@ void RunParallelFor(std::uint32_t count, ParallelForItem item, const void* body)
         item(body, 0);
         return;
     }
+    keepSchedulerLoaded();
     CHandOver handOver;
     handOver.ReleaseToItems();
     struct SAcquireAtEnd

@@ -46,9 +46,9 @@ void TSurfelCollectionInterleaved<Surfel, Interface>::Reserve(std::uint64_t coun
 template <typename Surfel, typename Interface>
 void TSurfelCollectionInterleaved<Surfel, Interface>::AddSurfelNoReset(Surfel&& surfel)
 {
-    const Surfel* const oldSurfels = m_surfels.data();
+    const std::size_t oldCapacity = m_surfels.capacity();
     m_surfels.push_back(surfel);
-    if (m_surfels.data() != oldSurfels)
+    if (m_surfels.capacity() != oldCapacity)
     {
         updateAccessors();
     }

@@ -166,6 +166,11 @@ bool flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search
     return hasChanged;
 }
 
+bool isKnown(std::uint16_t state)
+{
+    return state == NeighborCells::c_amongFirst || state == NeighborCells::c_notAmong;
+}
+
 /// Looks up what is known around the surfels, and asks for those of whom nothing is. Returns
 /// whether a word has changed.
 bool flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split)
@@ -180,10 +185,15 @@ bool flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split)
         const std::size_t stride = scan.positions.GetStrideInBytes();
         split.Look({scan.positions.GetFirstElement() + first * stride, stride, count}, scan.trafo,
                    states);
+        // Plain loops over words, which become vector code; few blocks hold an unknown surfel.
+        unsigned unknown = 0;
         for (std::size_t index = 0; index < count; ++index)
         {
-            if (states[index] != NeighborCells::c_amongFirst &&
-                states[index] != NeighborCells::c_notAmong && !isExcluded(words[index]))
+            unknown |= isKnown(states[index]) ? 0U : 1U;
+        }
+        for (std::size_t index = 0; unknown != 0 && index < count; ++index)
+        {
+            if (!isKnown(states[index]) && !isExcluded(words[index]))
             {
                 states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
                                     ? NeighborCells::c_amongFirst

@@ -21,19 +21,58 @@ constexpr std::uint32_t c_maximumSize = 1U << 24;
 /// As many as an index of 32 bits tells apart.
 constexpr std::uint64_t c_maximumBytes = std::uint64_t{1} << 32;
 
-constexpr std::uint64_t c_bitsPerWord = 32;
+/// A word of the packed mask has a bit for each of so many pixels.
+constexpr std::uint32_t c_pixelsPerWord = 32;
 /// 2^31 pixels, so that a kernel may count bits in signed integers.
-constexpr std::uint64_t c_maximumWords = (std::uint64_t{1} << 31) / c_bitsPerWord;
+constexpr std::size_t c_maximumWords = (std::size_t{1} << 31) / c_pixelsPerWord;
 
-/// One bit for each of the \p count pixels, the lowest first.
-std::uint32_t packPixels(const std::uint8_t* pixels, std::uint32_t count)
+/// Eight pixels at once, the first in the lowest byte, each a byte of the value.
+constexpr std::uint64_t inEachOfEight(std::uint8_t pixel)
 {
-    std::uint32_t word = 0;
-    for (std::uint32_t bit = 0; bit < count; ++bit)
+    return 0x0101010101010101U * pixel;
+}
+
+/// Bit k says whether pixel k of the eight is painted.
+std::uint32_t packEight(std::uint64_t pixels)
+{
+    // A byte that is 0 is the only one of which neither the sum nor the value has the high bit.
+    const std::uint64_t others = pixels ^ inEachOfEight(c_painted);
+    const std::uint64_t low = inEachOfEight(0x7F);
+    const std::uint64_t painted = ~(((others & low) + low) | others | low);
+    // Moves bit 8 k to bit 56 + k.
+    constexpr std::uint64_t c_gather = 0x0102040810204080U;
+    return static_cast<std::uint32_t>((painted >> 7) * c_gather >> 56);
+}
+
+/// One bit for each pixel of a word, the first in the lowest.
+std::uint32_t packWord(const std::uint8_t* pixels)
+{
+    std::uint64_t eights[c_pixelsPerWord / 8];
+    std::memcpy(eights, pixels, sizeof eights);
+    // Most words of a mask are all the one or all the other.
+    const auto areAll = [&](std::uint8_t pixel) {
+        const std::uint64_t each = inEachOfEight(pixel);
+        return ((eights[0] ^ each) | (eights[1] ^ each) | (eights[2] ^ each) |
+                (eights[3] ^ each)) == 0;
+    };
+    if (areAll(0))
     {
-        word |= static_cast<std::uint32_t>(pixels[bit] == c_painted) << bit;
+        return 0;
     }
-    return word;
+    if (areAll(c_painted))
+    {
+        return ~std::uint32_t{0};
+    }
+    return packEight(eights[0]) | packEight(eights[1]) << 8 | packEight(eights[2]) << 16 |
+           packEight(eights[3]) << 24;
+}
+
+/// The same for the fewer than 32 pixels at the end of a row.
+std::uint32_t packLastWord(const std::uint8_t* pixels, std::uint32_t count)
+{
+    std::uint8_t word[c_pixelsPerWord] = {};
+    std::memcpy(word, pixels, count);
+    return packWord(word);
 }
 
 }  // namespace
@@ -93,7 +132,10 @@ void CCutMask::pack(const Geometry::CBox3D& bounds)
     m_mask.endColumn = static_cast<std::uint32_t>(bounds.max.x) + 1;
     m_mask.firstRow = std::max(static_cast<std::uint32_t>(bounds.min.y), 1U);
     m_mask.endRow = static_cast<std::uint32_t>(bounds.max.y) + 1;
-    m_mask.wordsPerRow = (m_mask.endColumn - m_mask.firstColumn + 31) / 32;
+    const std::uint32_t numColumns = m_mask.endColumn - m_mask.firstColumn;
+    const std::uint32_t numWholeWords = numColumns / c_pixelsPerWord;
+    const std::uint32_t numLeft = numColumns % c_pixelsPerWord;
+    m_mask.wordsPerRow = numWholeWords + (numLeft != 0 ? 1 : 0);
     const std::size_t numWords = std::size_t{m_mask.endRow - m_mask.firstRow} * m_mask.wordsPerRow;
     if (numWords > c_maximumWords)
     {
@@ -102,11 +144,16 @@ void CCutMask::pack(const Geometry::CBox3D& bounds)
     m_words.reserve(numWords);
     for (std::uint32_t row = m_mask.firstRow; row < m_mask.endRow; ++row)
     {
-        const std::uint8_t* const pixels = m_mask.bytes + std::size_t{row} * m_mask.bytesPerRow;
-        for (std::uint32_t column = m_mask.firstColumn; column < m_mask.endColumn; column += 32)
+        const std::uint8_t* pixels =
+            m_mask.bytes + std::size_t{row} * m_mask.bytesPerRow + m_mask.firstColumn;
+        for (std::uint32_t word = 0; word < numWholeWords; ++word)
         {
-            m_words.push_back(
-                packPixels(pixels + column, std::min(m_mask.endColumn - column, 32U)));
+            m_words.push_back(packWord(pixels));
+            pixels += c_pixelsPerWord;
+        }
+        if (numLeft != 0)
+        {
+            m_words.push_back(packLastWord(pixels, numLeft));
         }
     }
     m_mask.words = m_words.data();

@@ -54,23 +54,20 @@ struct SAvx2
         return bits(_mm256_and_ps(_mm256_cmp_ps(value, first, _CMP_GE_OQ),
                                   _mm256_cmp_ps(value, end, _CMP_LT_OQ)));
     }
-    static std::uint32_t Painted(const SCutMask& pixels, Floats column, Floats row,
-                                 std::uint32_t lanes)
+    template <typename Axis>
+    static std::uint32_t Painted(const std::uint32_t* words, std::uint32_t lanes, const Axis& axis0,
+                                 Floats pixel0, const Axis& axis1, Floats pixel1)
     {
-        const __m256i rows = _mm256_sub_epi32(_mm256_cvttps_epi32(row), ints(pixels.firstRow));
-        const __m256i columns =
-            _mm256_sub_epi32(_mm256_cvttps_epi32(column), ints(pixels.firstColumn));
-        const __m256i bit =
-            _mm256_add_epi32(_mm256_mullo_epi32(rows, ints(32 * pixels.wordsPerRow)), columns);
+        const __m256i bit = _mm256_add_epi32(bitOf(axis0, pixel0), bitOf(axis1, pixel1));
         const __m256i bitOfLane = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
         const __m256i isLane =
             _mm256_cmpeq_epi32(_mm256_and_si256(ints(lanes), bitOfLane), bitOfLane);
-        const __m256i words = _mm256_mask_i32gather_epi32(
-            _mm256_setzero_si256(), reinterpret_cast<const int*>(pixels.words),
-            _mm256_srli_epi32(bit, 5), isLane, sizeof(int));
+        const __m256i word = _mm256_i32gather_epi32(
+            reinterpret_cast<const int*>(words),
+            _mm256_and_si256(isLane, _mm256_srli_epi32(bit, 5)), sizeof(int));
         // The pixel's bit becomes the lane's sign.
         return bits(
-            _mm256_castsi256_ps(_mm256_sllv_epi32(words, _mm256_andnot_si256(bit, ints(31)))));
+            _mm256_castsi256_ps(_mm256_sllv_epi32(word, _mm256_andnot_si256(bit, ints(31)))));
     }
 
     static Words NoWords() { return _mm_setzero_si128(); }
@@ -105,6 +102,13 @@ private:
         return _mm256_insertf128_ps(
             _mm256_castps128_ps256(_mm_loadu_ps(reinterpret_cast<const float*>(low))),
             _mm_loadu_ps(reinterpret_cast<const float*>(high)), 1);
+    }
+    template <typename Axis>
+    static __m256i bitOf(const Axis& axis, Floats pixel)
+    {
+        return _mm256_mullo_epi32(
+            _mm256_sub_epi32(_mm256_cvttps_epi32(pixel), ints(axis.firstPixel)),
+            ints(axis.bitsPerPixel));
     }
     static std::uint32_t bits(Floats lanes)
     {

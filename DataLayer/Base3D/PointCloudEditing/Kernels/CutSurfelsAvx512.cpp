@@ -62,21 +62,18 @@ struct SAvx512
         return _mm512_mask_cmp_ps_mask(_mm512_cmp_ps_mask(value, first, _CMP_GE_OQ), value, end,
                                        _CMP_LT_OQ);
     }
-    static std::uint32_t Painted(const SCutMask& pixels, Floats column, Floats row,
-                                 std::uint32_t lanes)
+    template <typename Axis>
+    static std::uint32_t Painted(const std::uint32_t* words, std::uint32_t lanes, const Axis& axis0,
+                                 Floats pixel0, const Axis& axis1, Floats pixel1)
     {
         const __mmask16 isLane = mask(lanes);
-        const __m512i rows =
-            _mm512_sub_epi32(_mm512_maskz_cvttps_epi32(isLane, row), ints(pixels.firstRow));
-        const __m512i columns =
-            _mm512_sub_epi32(_mm512_maskz_cvttps_epi32(isLane, column), ints(pixels.firstColumn));
         const __m512i bit =
-            _mm512_add_epi32(_mm512_mullo_epi32(rows, ints(32 * pixels.wordsPerRow)), columns);
-        const __m512i words = _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), isLane,
-                                                          _mm512_maskz_srli_epi32(isLane, bit, 5),
-                                                          pixels.words, sizeof(int));
+            _mm512_add_epi32(bitOf(isLane, axis0, pixel0), bitOf(isLane, axis1, pixel1));
+        const __m512i word = _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), c_all,
+                                                         _mm512_maskz_srli_epi32(isLane, bit, 5),
+                                                         words, sizeof(int));
         return _mm512_test_epi32_mask(
-            words, _mm512_maskz_sllv_epi32(isLane, ints(1), _mm512_and_si512(bit, ints(31))));
+            word, _mm512_maskz_sllv_epi32(isLane, ints(1), _mm512_and_si512(bit, ints(31))));
     }
 
     static Words NoWords() { return _mm256_setzero_si256(); }
@@ -111,6 +108,13 @@ private:
     static Floats pick(Floats a, Floats b, Floats c, __m512i fromAB, __m512i fromABAndC)
     {
         return _mm512_permutex2var_ps(_mm512_permutex2var_ps(a, fromAB, b), fromABAndC, c);
+    }
+    template <typename Axis>
+    static __m512i bitOf(__mmask16 isLane, const Axis& axis, Floats pixel)
+    {
+        return _mm512_mullo_epi32(
+            _mm512_sub_epi32(_mm512_maskz_cvttps_epi32(isLane, pixel), ints(axis.firstPixel)),
+            ints(axis.bitsPerPixel));
     }
     static __mmask16 mask(std::uint32_t lanes) { return static_cast<__mmask16>(lanes); }
     static __m512i ints(std::uint32_t value) { return _mm512_set1_epi32(static_cast<int>(value)); }

@@ -58,18 +58,16 @@ struct SVector128
         const Ints bits = isWithin & Ints{1, 2, 4, 8};
         return static_cast<std::uint32_t>((bits[0] | bits[1]) | (bits[2] | bits[3]));
     }
-    static std::uint32_t Painted(const SCutMask& pixels, Floats column, Floats row,
-                                 std::uint32_t lanes)
+    template <typename Axis>
+    static std::uint32_t Painted(const std::uint32_t* words, std::uint32_t lanes, const Axis& axis0,
+                                 Floats pixel0, const Axis& axis1, Floats pixel1)
     {
         std::uint32_t painted = 0;
         for (std::uint32_t rest = lanes; rest != 0; rest &= rest - 1U)
         {
             const int lane = __builtin_ctz(rest);
-            const std::uint32_t bit = static_cast<std::uint32_t>(column[lane]) - pixels.firstColumn;
-            const std::uint32_t word =
-                (static_cast<std::uint32_t>(row[lane]) - pixels.firstRow) * pixels.wordsPerRow +
-                bit / 32;
-            painted |= (pixels.words[word] >> bit % 32 & 1U) << lane;
+            const std::uint32_t bit = bitOf(axis0, pixel0[lane]) + bitOf(axis1, pixel1[lane]);
+            painted |= (words[bit / 32] >> bit % 32 & 1U) << lane;
         }
         return painted;
     }
@@ -100,6 +98,12 @@ struct SVector128
     }
 
 private:
+    template <typename Axis>
+    static std::uint32_t bitOf(const Axis& axis, float pixel)
+    {
+        return (static_cast<std::uint32_t>(pixel) - axis.firstPixel) * axis.bitsPerPixel;
+    }
+
     using Ints = std::int32_t __attribute__((vector_size(16)));
 };
 

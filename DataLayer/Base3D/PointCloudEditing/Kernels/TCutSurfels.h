@@ -14,9 +14,9 @@ namespace
 /// Cuts the surfels of a task with the vectors of one instruction set, one surfel to a lane.
 ///
 /// Every surfel goes through the operations of the reference in the same order, each rounded by
-/// itself, so that its pixel is the same to the bit. Three things make it fast: the rectangle of
-/// the painted pixels stands for the view, so that most groups are done after one coordinate; one
-/// bit for each pixel stays in the cache; and the words are copied on the way.
+/// itself, so that its pixel is the same to the bit. Besides, the rectangle of the painted pixels
+/// stands for the view, so that most groups are done after one coordinate; one bit for each pixel
+/// stays in the cache; and the words are copied on the way.
 ///
 /// \tparam Vector a register of `c_width` floats (`Floats`), one of as many flag words (`Words`),
 /// and the operations on them. Sets of lanes are integers, bit k for lane k.
@@ -26,15 +26,9 @@ class TCutSurfels
 public:
     explicit TCutSurfels(const SCutSurfelsTask& task)
         : m_task(task),
-          m_clipX(task.clipX),
-          m_clipY(task.clipY),
-          m_clipW(task.clipW),
-          m_width(Vector::Set(task.mask->width)),
-          m_height(Vector::Set(task.mask->height)),
-          m_firstColumn(Vector::Set(static_cast<float>(task.mask->firstColumn))),
-          m_endColumn(Vector::Set(static_cast<float>(task.mask->endColumn))),
-          m_firstRow(Vector::Set(static_cast<float>(task.mask->firstRow))),
-          m_endRow(Vector::Set(static_cast<float>(task.mask->endRow)))
+          m_clipW(task.clipW, 1.0F),
+          m_first(areColumnsFirst(*task.mask) ? columns(task) : rows(task)),
+          m_second(areColumnsFirst(*task.mask) ? rows(task) : columns(task))
     {}
 
     bool Run(std::uint32_t begin, std::uint32_t end)
@@ -62,6 +56,8 @@ private:
     using Floats = typename Vector::Floats;
     using Words = typename Vector::Words;
     static constexpr std::uint32_t c_width = Vector::c_width;
+    /// See cutGroups().
+    static constexpr std::uint32_t c_groupsPerBatch = 256 / c_width;
 
     struct SPositions
     {
@@ -70,14 +66,14 @@ private:
         Floats z;
     };
 
-    /// The coefficients of one clip coordinate, each in all lanes.
+    /// The coefficients of one clip coordinate times \p sign, each in all lanes.
     struct SClip
     {
-        explicit SClip(const float* coefficients)
-            : x(Vector::Set(coefficients[0])),
-              y(Vector::Set(coefficients[1])),
-              z(Vector::Set(coefficients[2])),
-              one(Vector::Set(coefficients[3]))
+        SClip(const float* coefficients, float sign)
+            : x(Vector::Set(sign * coefficients[0])),
+              y(Vector::Set(sign * coefficients[1])),
+              z(Vector::Set(sign * coefficients[2])),
+              one(Vector::Set(sign * coefficients[3]))
         {}
 
         Floats x;
@@ -85,6 +81,50 @@ private:
         Floats z;
         Floats one;
     };
+
+    /// The columns or the rows of the view.
+    struct SAxis
+    {
+        SClip clip;
+        Floats size;
+        /// The painted pixels' first, and that after the last.
+        Floats first;
+        Floats end;
+        /// Where the packed mask has a pixel: bitsPerPixel x (pixel - firstPixel), for both axes.
+        std::uint32_t firstPixel;
+        std::uint32_t bitsPerPixel;
+    };
+
+    static SAxis columns(const SCutSurfelsTask& task)
+    {
+        const SCutMask& mask = *task.mask;
+        return {SClip(task.clipX, 1.0F),
+                Vector::Set(mask.width),
+                Vector::Set(static_cast<float>(mask.firstColumn)),
+                Vector::Set(static_cast<float>(mask.endColumn)),
+                mask.firstColumn,
+                1};
+    }
+
+    /// Rows run downwards: 1 - y / w is -y / w + 1, also once rounded, since rounding to nearest
+    /// does not depend on the sign.
+    static SAxis rows(const SCutSurfelsTask& task)
+    {
+        const SCutMask& mask = *task.mask;
+        return {SClip(task.clipY, -1.0F),
+                Vector::Set(mask.height),
+                Vector::Set(static_cast<float>(mask.firstRow)),
+                Vector::Set(static_cast<float>(mask.endRow)),
+                mask.firstRow,
+                32 * mask.wordsPerRow};
+    }
+
+    /// Whether fewer surfels pass the columns' test than the rows'.
+    static bool areColumnsFirst(const SCutMask& mask)
+    {
+        return static_cast<float>(mask.endColumn - mask.firstColumn) * mask.height <
+               static_cast<float>(mask.endRow - mask.firstRow) * mask.width;
+    }
 
     // How positions lie in memory. The first two may read up to the next position's end.
 
@@ -134,29 +174,35 @@ private:
     template <typename Layout>
     void run(std::uint32_t begin, std::uint32_t end)
     {
-        std::uint32_t index = begin;
         if (m_task.isStreamed)
         {
             const std::uint32_t numUnaligned = numWordsToAligned(begin);
             if (numUnaligned != 0)
             {
-                cutGroup<SAnyStride, false>(begin);
+                cutGroups<SAnyStride, false>(begin, 1);
             }
-            for (index += numUnaligned; end - index > c_width; index += c_width)
-            {
-                cutGroup<Layout, true>(index);
-            }
+            cutBatches<Layout, true>(begin + numUnaligned, end);
             Vector::FinishStream();
         }
         else
         {
-            for (; end - index > c_width; index += c_width)
-            {
-                cutGroup<Layout, false>(index);
-            }
+            cutBatches<Layout, false>(begin, end);
         }
         // Nothing may be read beyond the last position.
-        cutGroup<SAnyStride, false>(end - c_width);
+        cutGroups<SAnyStride, false>(end - c_width, 1);
+    }
+
+    /// Cuts the groups from \p begin on that have another surfel behind them before \p end.
+    template <typename Layout, bool isStreamed>
+    void cutBatches(std::uint32_t begin, std::uint32_t end)
+    {
+        std::uint32_t numGroups = (end - 1 - begin) / c_width;
+        for (; numGroups > c_groupsPerBatch; numGroups -= c_groupsPerBatch)
+        {
+            cutGroups<Layout, isStreamed>(begin, c_groupsPerBatch);
+            begin += c_groupsPerBatch * c_width;
+        }
+        cutGroups<Layout, isStreamed>(begin, numGroups);
     }
 
     /// How many words lie before the first that begins a whole vector of them.
@@ -168,28 +214,54 @@ private:
                                           sizeof(Base::CSurfelBitMask));
     }
 
+    /// Reads the positions of a batch, then its words: in longer stretches of one kind than a
+    /// group, which memory gives faster.
     template <typename Layout, bool isStreamed>
-    void cutGroup(std::uint32_t index)
+    void cutGroups(std::uint32_t begin, std::uint32_t numGroups)
+    {
+        std::uint32_t lanes[c_groupsPerBatch];
+        for (std::uint32_t group = 0; group < numGroups; ++group)
+        {
+            lanes[group] = findPainted<Layout>(begin + group * c_width);
+        }
+        for (std::uint32_t group = 0; group < numGroups; ++group)
+        {
+            flag<isStreamed>(begin + group * c_width, lanes[group]);
+        }
+    }
+
+    /// The surfels from \p index on that lie on painted pixels.
+    template <typename Layout>
+    [[nodiscard]] std::uint32_t findPainted(std::uint32_t index) const
     {
         const SPositions positions = Layout::Load(
             m_task.firstPosition + index * m_task.positionStride, m_task.positionStride);
-        Words words = m_task.oldWords != nullptr ? Vector::LoadWords(m_task.oldWords + index)
-                                                 : Vector::NoWords();
         const Floats w = transform(positions, m_clipW);
-        const Floats row = rowOf(Vector::Divide(transform(positions, m_clipY), w));
-        std::uint32_t lanes = Vector::Within(row, m_firstRow, m_endRow);
-        if (lanes != 0)
+        const Floats first = pixelOf(positions, w, m_first);
+        std::uint32_t lanes = Vector::Within(first, m_first.first, m_first.end);
+        if (lanes == 0)
         {
-            const Floats column = columnOf(Vector::Divide(transform(positions, m_clipX), w));
-            lanes &= Vector::Within(column, m_firstColumn, m_endColumn);
-            if (lanes != 0)
-            {
-                lanes &= Vector::Painted(*m_task.mask, column, row, lanes);
-                const Words flagged = Vector::Flag(words, Layout::InOrder(lanes));
-                m_newBits = Vector::Or(m_newBits, Vector::Xor(flagged, words));
-                words = flagged;
-            }
+            return 0;
         }
+        const Floats second = pixelOf(positions, w, m_second);
+        lanes &= Vector::Within(second, m_second.first, m_second.end);
+        if (lanes == 0)
+        {
+            return 0;
+        }
+        lanes &= Vector::Painted(m_task.mask->words, lanes, m_first, first, m_second, second);
+        return Layout::InOrder(lanes);
+    }
+
+    /// Writes the words from \p index on.
+    template <bool isStreamed>
+    void flag(std::uint32_t index, std::uint32_t lanes)
+    {
+        const Words oldWords = m_task.oldWords != nullptr
+                                   ? Vector::LoadWords(m_task.oldWords + index)
+                                   : Vector::NoWords();
+        const Words words = Vector::Flag(oldWords, lanes);
+        m_newBits = Vector::Or(m_newBits, Vector::Xor(words, oldWords));
         if constexpr (isStreamed)
         {
             Vector::StreamWords(m_task.words + index, words);
@@ -208,27 +280,16 @@ private:
             clip.one);
     }
 
-    [[nodiscard]] Floats columnOf(Floats deviceX) const
+    [[nodiscard]] Floats pixelOf(const SPositions& positions, Floats w, const SAxis& axis) const
     {
-        return Vector::Multiply(Vector::Multiply(Vector::Add(deviceX, m_one), m_width), m_half);
-    }
-
-    [[nodiscard]] Floats rowOf(Floats deviceY) const
-    {
-        return Vector::Multiply(Vector::Multiply(Vector::Subtract(m_one, deviceY), m_height),
-                                m_half);
+        const Floats device = Vector::Divide(transform(positions, axis.clip), w);
+        return Vector::Multiply(Vector::Multiply(Vector::Add(device, m_one), axis.size), m_half);
     }
 
     const SCutSurfelsTask& m_task;
-    const SClip m_clipX;
-    const SClip m_clipY;
     const SClip m_clipW;
-    const Floats m_width;
-    const Floats m_height;
-    const Floats m_firstColumn;
-    const Floats m_endColumn;
-    const Floats m_firstRow;
-    const Floats m_endRow;
+    const SAxis m_first;
+    const SAxis m_second;
     const Floats m_one = Vector::Set(1.0F);
     const Floats m_half = Vector::Set(0.5F);
     /// The bits that were set where they had not been.

@@ -35,16 +35,48 @@ inline LqVector3f PointOnBall(std::size_t index, std::size_t count)
             static_cast<float>(radius * std::sin(polar) * std::sin(azimuth))};
 }
 
-/// \p count positions, \p stride bytes apart.
-inline std::vector<std::byte> MakePositions(std::size_t count, std::size_t stride)
+/// Of the eye of MakeSelection(): its distance from the middle of the world, and the cotangent of
+/// half its vertical angle of view.
+inline constexpr double c_eyeDistance = 3.0;
+inline constexpr double c_focal = 2.5;
+
+/// Point \p index of \p count on a wavy wall as a scanner at the eye of MakeSelection() sees it:
+/// row by row, evenly over the whole view, so that the part of the view that is painted is the part
+/// of the points that are cut.
+inline LqVector3f PointOfScan(std::size_t index, std::size_t count)
+{
+    constexpr double c_aspect = static_cast<double>(c_viewWidth) / c_viewHeight;
+    const auto numColumns =
+        static_cast<std::size_t>(std::ceil(std::sqrt(static_cast<double>(count) * c_aspect)));
+    const std::size_t numRows = (count + numColumns - 1) / numColumns;
+    const double x =
+        2.0 * (static_cast<double>(index % numColumns) + 0.5) / static_cast<double>(numColumns) -
+        1.0;
+    const double y =
+        1.0 - 2.0 * (static_cast<double>(index / numColumns) + 0.5) / static_cast<double>(numRows);
+    const double depth = c_eyeDistance + 0.3 * std::sin(5.0 * x) * std::cos(4.0 * y);
+    return {static_cast<float>(x * c_aspect * depth / c_focal),
+            static_cast<float>(y * depth / c_focal), static_cast<float>(c_eyeDistance - depth)};
+}
+
+/// \p count positions, \p stride bytes apart, each made by \p makePoint of its index and the
+/// count.
+template <typename MakePoint>
+std::vector<std::byte> MakePositions(std::size_t count, std::size_t stride, MakePoint makePoint)
 {
     std::vector<std::byte> bytes(count * stride);
     for (std::size_t index = 0; index < count; ++index)
     {
-        const LqVector3f position = PointOnBall(index, count);
+        const LqVector3f position = makePoint(index, count);
         std::memcpy(bytes.data() + index * stride, &position, sizeof position);
     }
     return bytes;
+}
+
+/// The points of the ball.
+inline std::vector<std::byte> MakePositions(std::size_t count, std::size_t stride)
+{
+    return MakePositions(count, stride, PointOnBall);
 }
 
 /// Corners in pixels, y down.
@@ -110,8 +142,7 @@ inline std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(
     std::vector<std::uint8_t> mask)
 {
     LqMatrix4Rd world = c_matIdentityD;
-    world(3, 2) = -3.0;
-    constexpr double c_focal = 2.5;
+    world(3, 2) = -c_eyeDistance;
     constexpr double c_near = 1.0;
     constexpr double c_far = 10.0;
     LqMatrix4Rd lens;

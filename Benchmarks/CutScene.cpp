@@ -18,7 +18,7 @@ const std::vector<std::byte>& SCutScene::GetPositions() const
     static SCutScene last{};
     if (last.count != count || last.stride != stride || last.isShuffled != isShuffled)
     {
-        positions = BenchmarkScene::MakePositions(count, stride);
+        positions = BenchmarkScene::MakePositions(count, stride, BenchmarkScene::PointOfScan);
         if (isShuffled)
         {
             std::mt19937_64 random(1);

@@ -8,7 +8,7 @@
 
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 
-/// What the benchmarks of a cut classify: the surfels of a ball under a lasso.
+/// What the benchmarks of a cut classify: the surfels of a scan under a lasso.
 struct SCutScene
 {
     std::uint32_t count;

@@ -9,6 +9,7 @@
 
 #include "Application/Editing/CFrontOfEye.h"
 #include "Base/Interfaces/ISurfelCollection.h"
+#include "Base/Support/LargePages.h"
 #include "Base/Support/ParallelFor.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
 
@@ -43,11 +44,20 @@ std::uint64_t SumOverBlocks(std::size_t count, const Body& body)
 std::uint64_t CountNewlyCut(const Words& before, const Words& after, std::uint32_t begin,
                             std::uint32_t end)
 {
-    std::uint64_t count = 0;
+    const Base::CSurfelBitMask* const words = after.data();
+    std::uint32_t count = 0;
+    if (before.empty())
+    {
+        for (std::uint32_t index = begin; index < end; ++index)
+        {
+            count += (words[index].bits & c_cut) != 0 ? 1 : 0;
+        }
+        return count;
+    }
+    const Base::CSurfelBitMask* const oldWords = before.data();
     for (std::uint32_t index = begin; index < end; ++index)
     {
-        const bool wasCut = !before.empty() && (before[index].bits & c_cut) != 0;
-        count += (after[index].bits & c_cut) != 0 && !wasCut ? 1 : 0;
+        count += (words[index].bits & ~oldWords[index].bits & c_cut) != 0 ? 1 : 0;
     }
     return count;
 }
@@ -93,7 +103,9 @@ std::uint64_t CutRegion(const SCutRegion& region, CSurfelCutter::Reach reach,
     inputs[0].collection = isFrontOnly ? front.MakeAcceptable(cutter) : collection;
     inputs[0].bitMasks = std::move(flags);
     inputs[0].trafo = region.trafo;
-    DataLayer::CCutPointCloudWithPixelMask::Results results;
+    // Words of the right number are only written, not made first.
+    DataLayer::CCutPointCloudWithPixelMask::Results results(1);
+    Base::ResizeInLargePages(results[0].second, collection->GetCount());
     cutter.Compute(inputs, results);
 
     const Words& before = inputs[0].bitMasks;

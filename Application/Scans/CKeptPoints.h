@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <span>
-#include <utility>
 
 #include "Base/Interfaces/CSurfelBitMask.h"
 
@@ -38,10 +37,11 @@ public:
     /// How many of \p pointCount points stay.
     [[nodiscard]] std::uint64_t CountKept(std::uint64_t pointCount) const;
 
-    /// The next longest run [first, second) of kept points at or behind \p begin and before
-    /// \p end; {end, end} when there is none.
-    [[nodiscard]] std::pair<std::uint64_t, std::uint64_t> FindRun(std::uint64_t begin,
-                                                                  std::uint64_t end) const;
+    /// Which of the \p count points from \p begin on stay, the first in the lowest bit. At most
+    /// c_groupSize of them, and if there are words, no more than those.
+    [[nodiscard]] std::uint64_t GatherKept(std::uint64_t begin, std::uint64_t count) const;
+
+    static constexpr std::uint64_t c_groupSize = 64;
 
 private:
     std::span<const Base::CSurfelBitMask> m_flags;

@@ -1,6 +1,8 @@
 #include "Application/Scans/CPlyCutWriter.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <span>
 #include <string>
 
@@ -115,17 +117,26 @@ void CPlyCutWriter::writeVertices(CReplacementFile& file)
 
 void CPlyCutWriter::writeFixedVertices(CReplacementFile& file)
 {
-    const SPlyElement& element = m_document.GetVertices();
+    const std::uint64_t count = m_document.GetVertices().count;
+    const std::size_t size = m_document.GetVertices().GetRecordSize();
     const std::size_t begin = m_document.tables[m_document.vertexElement].begin;
-    const std::size_t size = element.GetRecordSize();
-    std::uint64_t done = 0;
-    while (done < element.count)
+    // What is kept whole is written whole, whatever the number of groups.
+    std::size_t wholeBegin = begin;
+    std::size_t wholeEnd = begin;
+    for (std::uint64_t first = 0; first < count; first += CKeptPoints::c_groupSize)
     {
-        const auto [first, last] = m_kept.FindRun(done, element.count);
-        copy(file, begin + static_cast<std::size_t>(first) * size,
-             begin + static_cast<std::size_t>(last) * size);
-        done = last;
+        const std::uint64_t numRecords = std::min(count - first, CKeptPoints::c_groupSize);
+        const std::uint64_t kept = m_kept.GatherKept(first, numRecords);
+        const std::size_t groupBegin = wholeEnd;
+        wholeEnd += static_cast<std::size_t>(numRecords) * size;
+        if (static_cast<std::uint64_t>(std::popcount(kept)) != numRecords)
+        {
+            copy(file, wholeBegin, groupBegin);
+            copyMarked(file, groupBegin, size, kept);
+            wholeBegin = wholeEnd;
+        }
     }
+    copy(file, wholeBegin, wholeEnd);
 }
 
 void CPlyCutWriter::writeReferences(CReplacementFile& file, std::size_t elementIndex,
@@ -241,6 +252,43 @@ void CPlyCutWriter::appendNumber(EPlyType type, std::int64_t value)
     m_record.resize(m_record.size() + GetPlyTypeSize(type));
     StorePlyInteger(m_record.data() + m_record.size() - GetPlyTypeSize(type), type,
                     m_document.IsSwapped(), value);
+}
+
+/// Writes those of up to 64 records that have a bit in \p marked.
+void CPlyCutWriter::copyMarked(CReplacementFile& file, std::size_t begin, std::size_t recordSize,
+                               std::uint64_t marked)
+{
+    m_progress->Report(begin);
+    if (marked == 0)
+    {
+        return;
+    }
+    // Every record is copied, in steps of a register's size, and the next one takes the place of
+    // one that is not marked: what nothing predicts is then no jump.
+    constexpr std::size_t c_step = 16;
+    const std::span<const std::byte> source = m_document.source.bytes;
+    const std::size_t last = 63 - static_cast<std::size_t>(std::countl_zero(marked));
+    m_record.resize(CKeptPoints::c_groupSize * recordSize + c_step);
+    std::byte* target = m_record.data();
+    const std::byte* record = source.data() + begin;
+    const bool hasRoom = source.size() - begin >= (last + 1) * recordSize + c_step;
+    for (std::size_t index = 0; index <= last; ++index)
+    {
+        if (hasRoom)
+        {
+            for (std::size_t offset = 0; offset < recordSize; offset += c_step)
+            {
+                std::memcpy(target + offset, record + offset, c_step);
+            }
+        }
+        else
+        {
+            std::memcpy(target, record, recordSize);
+        }
+        record += recordSize;
+        target += (marked >> index & 1U) != 0 ? recordSize : 0;
+    }
+    file.Write({m_record.data(), target});
 }
 
 void CPlyCutWriter::copy(CReplacementFile& file, std::size_t begin, std::size_t end)

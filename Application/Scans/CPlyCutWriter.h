@@ -44,6 +44,8 @@ private:
     void appendBytes(std::size_t begin, std::size_t end);
     void appendNumber(EPlyType type, std::int64_t value);
     void copy(CReplacementFile& file, std::size_t begin, std::size_t end);
+    void copyMarked(CReplacementFile& file, std::size_t begin, std::size_t recordSize,
+                    std::uint64_t marked);
 
     const SPlyDocument& m_document;
     const CKeptPoints& m_kept;

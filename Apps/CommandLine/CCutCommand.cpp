@@ -140,9 +140,10 @@ SReport CCutCommand::Run(CConsole& console)
     const CSurfelCutter cutter(MakeRegions(painted, scan.GetTransform()), reach, side);
     SCounts counts;
     counts.points = scan.GetPointCount();
+    const std::uint64_t keptBefore = Application::CKeptPoints(flags).CountKept(counts.points);
     counts.newlyCut = cutter.Apply(surfels, flags);
+    counts.kept = keptBefore - counts.newlyCut;
     const Application::CKeptPoints kept(flags);
-    counts.kept = kept.CountKept(counts.points);
     CInterruption::ThrowIfRequested();
 
     if (!m_picture.empty())

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include "Application/Scans/CKeptRanks.h"
@@ -14,7 +14,6 @@ namespace
 using Application::CKeptPoints;
 using Application::CKeptRanks;
 using Base::CSurfelBitMask;
-using RunPair = std::pair<std::uint64_t, std::uint64_t>;
 
 [[nodiscard]] std::vector<CSurfelBitMask> randomFlags(std::size_t count, unsigned seed)
 {
@@ -27,17 +26,37 @@ using RunPair = std::pair<std::uint64_t, std::uint64_t>;
     return flags;
 }
 
-TEST(CKeptPoints, FindRun_FindsEachRunOnce)
+TEST(CKeptPoints, GatherKept_HasABitForEachKeptPoint)
 {
-    const std::vector<CSurfelBitMask> flags = {{8}, {0}, {0}, {9}, {8}, {1}};
-    const CKeptPoints kept(flags);
+    const std::vector<CSurfelBitMask> flags = randomFlags(200, 3);
+    for (const unsigned dropBits : {8U, 5U, 0xFFFFU, 0U})
+    {
+        const CKeptPoints kept(flags, static_cast<std::uint16_t>(dropBits));
+        for (std::uint64_t begin = 0; begin < flags.size(); ++begin)
+        {
+            for (const std::uint64_t wanted : {0U, 1U, 7U, 8U, 9U, 63U, 64U})
+            {
+                const std::uint64_t count = std::min<std::uint64_t>(wanted, flags.size() - begin);
+                std::uint64_t expected = 0;
+                for (std::uint64_t index = 0; index < count; ++index)
+                {
+                    expected |= std::uint64_t{kept.IsKept(begin + index) ? 1U : 0U} << index;
+                }
+                ASSERT_EQ(kept.GatherKept(begin, count), expected) << begin << ' ' << count;
+            }
+        }
+    }
+}
 
-    EXPECT_EQ(kept.FindRun(0, 6), (RunPair{1, 3}));
-    EXPECT_EQ(kept.FindRun(2, 6), (RunPair{2, 3}));
-    EXPECT_EQ(kept.FindRun(3, 6), (RunPair{5, 6}));
-    EXPECT_EQ(kept.FindRun(3, 5), (RunPair{5, 5}));
-    EXPECT_EQ(kept.FindRun(6, 6), (RunPair{6, 6}));
-    EXPECT_EQ(kept.CountKept(6), 3U);
+TEST(CKeptPoints, CountKept_CountsBeyondSixteenBits)
+{
+    std::vector<CSurfelBitMask> flags(200000);
+    EXPECT_EQ(CKeptPoints(flags).CountKept(flags.size()), 200000U);
+
+    flags.front().bits = 8;
+    flags[32768].bits = 9;
+    flags.back().bits = 8;
+    EXPECT_EQ(CKeptPoints(flags).CountKept(flags.size()), 199997U);
 }
 
 TEST(CKeptPoints, NoWordsKeepEverything)
@@ -47,7 +66,8 @@ TEST(CKeptPoints, NoWordsKeepEverything)
     EXPECT_TRUE(kept.IsKept(1000));
     EXPECT_TRUE(kept.Fits(5));
     EXPECT_EQ(kept.CountKept(5), 5U);
-    EXPECT_EQ(kept.FindRun(2, 5), (RunPair{2, 5}));
+    EXPECT_EQ(kept.GatherKept(2, 3), 7U);
+    EXPECT_EQ(kept.GatherKept(0, 64), ~std::uint64_t{0});
 }
 
 TEST(CKeptPoints, Fits_AsManyWordsAsPoints)

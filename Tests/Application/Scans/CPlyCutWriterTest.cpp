@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "Application/Files/CInputError.h"
 #include "Tests/Application/Scans/ScanTestSupport.h"
@@ -111,6 +113,67 @@ TEST(CPlyCutWriter, Write_CountThatStaysKeepsItsSpelling)
 
     EXPECT_EQ(Cut(head + "element vertex +2" + tail + "1\n1 2 3\n4 5 6\n", {1}),
               head + "element vertex 1" + tail + "1\n1 2 3\n");
+}
+
+/// A file of binary vertices that are \p numFurther bytes longer than their coordinates, all of
+/// them different; only those that have no entry in \p dropped.
+[[nodiscard]] std::string manyVertices(std::size_t count, std::size_t numFurther,
+                                       const std::vector<std::size_t>& dropped,
+                                       const std::string& tail)
+{
+    std::string content = "ply\nformat binary_little_endian 1.0\nelement vertex " +
+                          std::to_string(count - dropped.size()) + "\n" + c_xyz;
+    for (std::size_t property = 0; property < numFurther; ++property)
+    {
+        content += "property uchar p" + std::to_string(property) + "\n";
+    }
+    content += "end_header\n";
+    std::size_t numPassed = 0;
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        if (numPassed < dropped.size() && dropped[numPassed] == index)
+        {
+            ++numPassed;
+            continue;
+        }
+        const auto number = static_cast<float>(index);
+        content += Bytes(number) + Bytes(number + 0.5F) + Bytes(-number);
+        for (std::size_t property = 0; property < numFurther; ++property)
+        {
+            content += Bytes(static_cast<std::uint8_t>(index * 7 + property));
+        }
+    }
+    return content + tail;
+}
+
+TEST(CPlyCutWriter, Write_KeptRecordsOfEverySizeStayWhereverTheyLie)
+{
+    std::mt19937 generator(11);
+    for (const std::size_t numFurther : {0U, 3U, 4U, 5U, 20U, 21U})
+    {
+        for (const std::size_t count : {1U, 63U, 64U, 65U, 200U, 1000U})
+        {
+            for (const unsigned percent : {3U, 50U, 97U})
+            {
+                std::vector<std::size_t> dropped;
+                for (std::size_t index = 0; index < count; ++index)
+                {
+                    // The third group stays whole, the fourth goes.
+                    const std::size_t group = index / 64;
+                    if (group == 3 || (group != 2 && generator() % 100 < percent))
+                    {
+                        dropped.push_back(index);
+                    }
+                }
+                for (const std::string tail : {"", "x", "more than one register behind"})
+                {
+                    ASSERT_EQ(Cut(manyVertices(count, numFurther, {}, tail), dropped),
+                              manyVertices(count, numFurther, dropped, tail))
+                        << numFurther << ' ' << count << ' ' << percent;
+                }
+            }
+        }
+    }
 }
 
 TEST(CPlyCutWriter, Write_VerticesWithListsAreCopiedWhole)

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -80,9 +83,42 @@ public:
     {
         return static_cast<std::uint32_t>(word >> 22U) & (c_numLooks - 1);
     }
-    [[nodiscard]] static SNormal NormalOf(std::uint64_t word);
+    [[nodiscard]] static bool HasNormal(std::uint64_t word)
+    {
+        return (static_cast<std::uint32_t>(word >> c_normalBits) & c_noNormal) != c_noNormal;
+    }
+    [[nodiscard]] static SNormal NormalOf(std::uint64_t word)
+    {
+        if (!HasNormal(word))
+        {
+            return {};
+        }
+        const float x = c_components[static_cast<std::uint32_t>(word >> c_normalBits) & c_noNormal];
+        const float y = c_components[static_cast<std::uint32_t>(word) & c_noNormal];
+        const float squaredZ = 1.0F - x * x - y * y;
+        return {x, y, std::sqrt(std::max(squaredZ, 0.0F)), true};
+    }
 
 private:
+    /// A normal's x and y take so many bits each; the last code stands for no normal.
+    static constexpr std::uint32_t c_normalBits = 11;
+    static constexpr std::uint32_t c_noNormal = (1U << c_normalBits) - 1U;
+    static constexpr float c_normalScale = 1023.0F;
+    /// What the codes stand for.
+    static constexpr auto c_components = [] {
+        std::array<float, c_noNormal + 1> components{};
+        for (std::uint32_t code = 0; code < components.size(); ++code)
+        {
+            components[code] = static_cast<float>(code) / c_normalScale - 1.0F;
+        }
+        return components;
+    }();
+
+    [[nodiscard]] static std::uint32_t encode(float component)
+    {
+        return static_cast<std::uint32_t>((component + 1.0F) * c_normalScale + 0.5F);
+    }
+
     std::uint32_t m_width;
     std::uint32_t m_height;
     std::vector<std::uint64_t> m_words;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Application/Pictures/Lanes.h"
 #include "Application/View/CView.h"
 #include "Base/Math/LqVector3f.h"
 
@@ -39,6 +40,12 @@ public:
     [[nodiscard]] float GetSampleSize(float depth) const
     {
         return m_isPerspective ? m_sampleSize * depth : m_sampleSize;
+    }
+
+    /// GetSampleSize() at several depths.
+    [[nodiscard]] Lanes GetSampleSizes(Lanes depths) const
+    {
+        return m_isPerspective ? FillLanes(m_sampleSize) * depths : FillLanes(m_sampleSize);
     }
 
     /// Where the line of sight through a sample's centre runs, per unit of depth; 0 and 0 is the

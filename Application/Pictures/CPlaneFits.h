@@ -1,60 +1,69 @@
 #pragma once
 
+#include "Application/Pictures/Lanes.h"
+
 namespace Application
 {
 
-/// The gradient of the plane of best fit (least squares) through values over a grid.
-class CPlaneFit
+/// The gradients of four planes of best fit (least squares) through values over a grid, one in each
+/// lane.
+class CPlaneFits
 {
 public:
-    struct SGradient
+    struct SGradients
     {
-        float x = 0.0F;
-        float y = 0.0F;
+        Lanes x;
+        Lanes y;
     };
 
-    void Add(float x, float y, float value)
+    /// Adds a place and its values to those of the planes that \p isTaken has; what the other
+    /// lanes' values are does not matter.
+    void Add(LaneMask isTaken, float x, float y, Lanes values)
     {
-        m_count += 1.0F;
-        m_x += x;
-        m_y += y;
-        m_value += value;
-        m_xx += x * x;
-        m_xy += x * y;
-        m_yy += y * y;
-        m_xValue += x * value;
-        m_yValue += y * value;
+        // An added 0 changes nothing, the sign of a sum that is 0 included.
+        const Lanes zero{};
+        const Lanes ones = isTaken ? FillLanes(1.0F) : zero;
+        const Lanes xs = isTaken ? FillLanes(x) : zero;
+        const Lanes ys = isTaken ? FillLanes(y) : zero;
+        values = isTaken ? values : zero;
+        m_counts += ones;
+        m_x += xs;
+        m_y += ys;
+        m_values += values;
+        m_xx += xs * xs;
+        m_xy += xs * ys;
+        m_yy += ys * ys;
+        m_xValues += xs * values;
+        m_yValues += ys * values;
     }
 
-    /// The gradient; 0 when the places that were added lie on one line.
-    [[nodiscard]] SGradient Solve() const
+    /// The gradients; 0 where the places that were added lie on one line.
+    [[nodiscard]] SGradients Solve() const
     {
-        const float xx = m_xx - m_x * m_x / m_count;
-        const float xy = m_xy - m_x * m_y / m_count;
-        const float yy = m_yy - m_y * m_y / m_count;
-        const float xValue = m_xValue - m_x * m_value / m_count;
-        const float yValue = m_yValue - m_y * m_value / m_count;
-        const float determinant = xx * yy - xy * xy;
-        if (!(determinant > c_minDeterminant * xx * yy))
-        {
-            return {};
-        }
-        return {(xValue * yy - yValue * xy) / determinant,
-                (yValue * xx - xValue * xy) / determinant};
+        const Lanes xx = m_xx - m_x * m_x / m_counts;
+        const Lanes xy = m_xy - m_x * m_y / m_counts;
+        const Lanes yy = m_yy - m_y * m_y / m_counts;
+        const Lanes xValues = m_xValues - m_x * m_values / m_counts;
+        const Lanes yValues = m_yValues - m_y * m_values / m_counts;
+        const Lanes determinants = xx * yy - xy * xy;
+        const LaneMask arePlanes = determinants > FillLanes(c_minDeterminant) * xx * yy;
+        const Lanes zero{};
+        return {arePlanes ? (xValues * yy - yValues * xy) / determinants : zero,
+                arePlanes ? (yValues * xx - xValues * xy) / determinants : zero};
     }
 
 private:
     static constexpr float c_minDeterminant = 1e-3F;
 
-    float m_count = 0.0F;
-    float m_x = 0.0F;
-    float m_y = 0.0F;
-    float m_value = 0.0F;
-    float m_xx = 0.0F;
-    float m_xy = 0.0F;
-    float m_yy = 0.0F;
-    float m_xValue = 0.0F;
-    float m_yValue = 0.0F;
+    Lanes m_counts{};
+    Lanes m_x{};
+    Lanes m_y{};
+    Lanes m_values{};
+    Lanes m_xx{};
+    Lanes m_xy{};
+    Lanes m_yy{};
+    Lanes m_xValues{};
+    Lanes m_yValues{};
 };
 
 }  // namespace Application

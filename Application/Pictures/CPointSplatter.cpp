@@ -1,6 +1,6 @@
 #include "Application/Pictures/CPointSplatter.h"
 
-#include "Application/Pictures/CPlaneFit.h"
+#include "Application/Pictures/CPlaneFits.h"
 #include "Application/Pictures/RowBands.h"
 
 #include <algorithm>
@@ -65,9 +65,11 @@ std::uint8_t findLargestRadius(const std::vector<std::uint8_t>& radii)
 }  // namespace
 
 CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide)
-    : m_projection(projection), m_singleRadius(c_singleRadius * static_cast<float>(samplesPerSide))
+    : m_projection(projection),
+      m_singleRadius(c_singleRadius * static_cast<float>(samplesPerSide)),
+      m_reach(c_maxRadius * samplesPerSide)
 {
-    const auto reach = static_cast<std::int32_t>(c_maxRadius * samplesPerSide);
+    const auto reach = static_cast<std::int32_t>(m_reach);
     for (std::int32_t y = -reach; y <= reach; ++y)
     {
         for (std::int32_t x = -reach; x <= reach; ++x)
@@ -85,120 +87,160 @@ CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32
 
 CDepthBuffer CPointSplatter::Splat(const CDepthBuffer& points, const SRadii& radii) const
 {
+    const CDepthPlane plane(points, m_reach);
     CDepthBuffer target(points.GetWidth(), points.GetHeight());
     ForEachRow(points.GetHeight(), [&](std::uint32_t row) {
-        for (std::uint32_t column = 0; column < points.GetWidth(); ++column)
-        {
-            const std::size_t index = points.IndexOf(column, row);
-            std::uint64_t word = points.Get(index);
-            if (word == CDepthBuffer::c_empty)
+        forEachGroup(points, row, [&](std::uint32_t begin, std::uint32_t end) {
+            std::array<float, c_numLanes> radiusOf{};
+            bool hasNormals = true;
+            for (std::uint32_t column = begin; column < end; ++column)
             {
-                continue;
+                const std::size_t index = points.IndexOf(column, row);
+                const std::uint64_t word = points.Get(index);
+                radiusOf[column - begin] =
+                    static_cast<float>(std::min(radii.radii[index], radii.largest)) / c_radiusUnits;
+                hasNormals =
+                    hasNormals && (word == CDepthBuffer::c_empty || CDepthBuffer::HasNormal(word));
             }
-            const float radius =
-                static_cast<float>(std::min(radii.radii[index], radii.largest)) / c_radiusUnits;
-            if (!CDepthBuffer::NormalOf(word).isPresent)
+            const std::array<SNormal, c_numLanes> normals =
+                hasNormals ? std::array<SNormal, c_numLanes>()
+                           : fitNormals(plane, begin, row, LoadLanes(radiusOf.data()));
+            for (std::uint32_t column = begin; column < end; ++column)
             {
-                word = CDepthBuffer::Pack(CDepthBuffer::DepthOf(word), CDepthBuffer::LookOf(word),
-                                          fitNormal(points, column, row, radius));
+                std::uint64_t word = points.Get(points.IndexOf(column, row));
+                if (word == CDepthBuffer::c_empty)
+                {
+                    continue;
+                }
+                if (!CDepthBuffer::HasNormal(word))
+                {
+                    word = CDepthBuffer::Pack(CDepthBuffer::DepthOf(word),
+                                              CDepthBuffer::LookOf(word), normals[column - begin]);
+                }
+                drawDot(word, radiusOf[column - begin], column, row, target);
             }
-            drawDot(word, radius, column, row, target);
-        }
+        });
     });
     return target;
 }
 
 CPointSplatter::SRadii CPointSplatter::FindRadii(const CDepthBuffer& points) const
 {
+    const CDepthPlane plane(points, m_reach);
     std::vector<std::uint8_t> radii(std::size_t{points.GetWidth()} * points.GetHeight());
     ForEachRow(points.GetHeight(), [&](std::uint32_t row) {
-        for (std::uint32_t column = 0; column < points.GetWidth(); ++column)
-        {
-            const std::size_t index = points.IndexOf(column, row);
-            if (points.Get(index) != CDepthBuffer::c_empty)
+        forEachGroup(points, row, [&](std::uint32_t begin, std::uint32_t end) {
+            const Lanes found = findRadii(plane, begin, row);
+            for (std::uint32_t column = begin; column < end; ++column)
             {
-                radii[index] =
-                    static_cast<std::uint8_t>(findRadius(points, column, row) * c_radiusUnits);
+                const std::size_t index = points.IndexOf(column, row);
+                if (points.Get(index) != CDepthBuffer::c_empty)
+                {
+                    radii[index] = static_cast<std::uint8_t>(found[column - begin] * c_radiusUnits);
+                }
             }
-        }
+        });
     });
     const std::uint8_t largest = findLargestRadius(radii);
     return {std::move(radii), largest};
 }
 
+/// Calls \p visit(begin, end) for the groups of a row's columns, as many as there are lanes or
+/// fewer at its end, that have a sample.
 template <typename Visit>
-void CPointSplatter::visitSurface(const CDepthBuffer& points, std::uint32_t column,
-                                  std::uint32_t row, const Visit& visit) const
+void CPointSplatter::forEachGroup(const CDepthBuffer& points, std::uint32_t row, const Visit& visit)
 {
-    const float depth = CDepthBuffer::DepthOf(points.Get(points.IndexOf(column, row)));
-    const float tolerance = c_maxSlope * m_projection.GetSampleSize(depth);
+    for (std::uint32_t begin = 0; begin < points.GetWidth(); begin += c_numLanes)
+    {
+        const std::uint32_t end = std::min(begin + c_numLanes, points.GetWidth());
+        bool hasSample = false;
+        for (std::uint32_t column = begin; column < end; ++column)
+        {
+            hasSample =
+                hasSample || points.Get(points.IndexOf(column, row)) != CDepthBuffer::c_empty;
+        }
+        if (hasSample)
+        {
+            visit(begin, end);
+        }
+    }
+}
+
+template <typename Visit>
+void CPointSplatter::visitSurfaces(const CDepthPlane& plane, std::uint32_t column,
+                                   std::uint32_t row, const Visit& visit) const
+{
+    const float* const centre = plane.At(column, row);
+    const Lanes depths = LoadLanes(centre);
+    const Lanes tolerances = FillLanes(c_maxSlope) * m_projection.GetSampleSizes(depths);
     for (const SOffset& offset : m_offsets)
     {
-        // Outside the picture the sums wrap around to large numbers.
-        const std::uint32_t x = column + static_cast<std::uint32_t>(offset.x);
-        const std::uint32_t y = row + static_cast<std::uint32_t>(offset.y);
-        if (x >= points.GetWidth() || y >= points.GetHeight())
-        {
-            continue;
-        }
-        const std::uint64_t word = points.Get(points.IndexOf(x, y));
-        const float otherDepth = CDepthBuffer::DepthOf(word);
-        if (word != CDepthBuffer::c_empty &&
-            std::abs(otherDepth - depth) <= tolerance * offset.distance &&
-            !visit(offset, otherDepth))
+        const Lanes others = LoadLanes(centre + plane.OffsetOf(offset.x, offset.y));
+        const Lanes differences = others - depths;
+        const Lanes distances = differences < Lanes() ? -differences : differences;
+        const LaneMask isNear = distances <= tolerances * FillLanes(offset.distance);
+        if (!visit(offset, others, isNear))
         {
             return;
         }
     }
 }
 
-float CPointSplatter::findRadius(const CDepthBuffer& points, std::uint32_t column,
-                                 std::uint32_t row) const
+Lanes CPointSplatter::findRadii(const CDepthPlane& plane, std::uint32_t column,
+                                std::uint32_t row) const
 {
-    int numFound = 0;
-    float radius = m_singleRadius;
-    visitSurface(points, column, row, [&](const SOffset& offset, float) {
-        ++numFound;
-        if (numFound == c_numNeighbors)
-        {
-            radius = offset.distance;
-        }
-        return numFound < c_numNeighbors;
+    const Lanes depths = LoadLanes(plane.At(column, row));
+    LaneMask isSearched = depths == depths;
+    LaneMask numLeft = LaneMask{} + c_numNeighbors;
+    Lanes radii = FillLanes(m_singleRadius);
+    visitSurfaces(plane, column, row, [&](const SOffset& offset, Lanes, LaneMask isNear) {
+        // True is -1.
+        numLeft += isNear & isSearched;
+        const LaneMask isFound = isSearched & (numLeft == 0);
+        radii = isFound ? FillLanes(offset.distance) : radii;
+        isSearched &= ~isFound;
+        return HasAny(isSearched);
     });
-    return radius;
+    return radii;
 }
 
-CDepthBuffer::SNormal CPointSplatter::fitNormal(const CDepthBuffer& points, std::uint32_t column,
-                                                std::uint32_t row, float radius) const
+std::array<CDepthBuffer::SNormal, c_numLanes> CPointSplatter::fitNormals(const CDepthPlane& plane,
+                                                                         std::uint32_t column,
+                                                                         std::uint32_t row,
+                                                                         Lanes radii) const
 {
     // Over the picture, a plane's inverse depth in perspective, its depth otherwise, is linear.
     // Given relative to the sample itself, which keeps the digits of the small differences.
     const bool isPerspective = m_projection.IsPerspective();
-    const float depth = CDepthBuffer::DepthOf(points.Get(points.IndexOf(column, row)));
-    CPlaneFit fit;
-    fit.Add(0.0F, 0.0F, 0.0F);
-    int numFound = 0;
-    visitSurface(points, column, row, [&](const SOffset& offset, float otherDepth) {
-        if (offset.distance > c_planeReach * radius || numFound == c_maxPlaneNeighbors)
-        {
-            return false;
-        }
-        ++numFound;
-        fit.Add(static_cast<float>(offset.x), static_cast<float>(offset.y),
-                isPerspective ? (depth - otherDepth) / otherDepth : otherDepth - depth);
-        return true;
+    const Lanes depths = LoadLanes(plane.At(column, row));
+    const Lanes reaches = FillLanes(c_planeReach) * radii;
+    const LaneMask isThere = depths == depths;
+    LaneMask numLeft = LaneMask{} + c_maxPlaneNeighbors;
+    CPlaneFits fits;
+    fits.Add(isThere, 0.0F, 0.0F, Lanes());
+    visitSurfaces(plane, column, row, [&](const SOffset& offset, Lanes others, LaneMask isNear) {
+        const LaneMask isSearched =
+            isThere & (FillLanes(offset.distance) <= reaches) & (numLeft > 0);
+        const LaneMask isTaken = isNear & isSearched;
+        numLeft += isTaken;
+        fits.Add(isTaken, static_cast<float>(offset.x), static_cast<float>(offset.y),
+                 isPerspective ? (depths - others) / others : others - depths);
+        return HasAny(isSearched);
     });
-    const CPlaneFit::SGradient gradient = fit.Solve();
-    const float size = m_projection.GetSampleSize(isPerspective ? 1.0F : depth);
-    const float perRight = gradient.x / size;
-    const float perUp = -gradient.y / size;
-    if (!isPerspective)
+    const CPlaneFits::SGradients gradients = fits.Solve();
+    std::array<SNormal, c_numLanes> normals;
+    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
     {
-        return normalized(perRight, perUp, 1.0F);
+        const float size = m_projection.GetSampleSize(isPerspective ? 1.0F : depths[lane]);
+        const float perRight = gradients.x[lane] / size;
+        const float perUp = -gradients.y[lane] / size;
+        const float sightX = m_projection.GetSightX(static_cast<float>(column + lane));
+        const float sightY = m_projection.GetSightY(static_cast<float>(row));
+        normals[lane] =
+            isPerspective ? normalized(-perRight, -perUp, 1.0F - sightX * perRight - sightY * perUp)
+                          : normalized(perRight, perUp, 1.0F);
     }
-    const float sightX = m_projection.GetSightX(static_cast<float>(column));
-    const float sightY = m_projection.GetSightY(static_cast<float>(row));
-    return normalized(-perRight, -perUp, 1.0F - sightX * perRight - sightY * perUp);
+    return normals;
 }
 
 void CPointSplatter::drawDot(std::uint64_t word, float radius, std::uint32_t column,

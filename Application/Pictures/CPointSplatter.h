@@ -1,8 +1,11 @@
 #pragma once
 
 #include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CDepthPlane.h"
 #include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/Lanes.h"
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -44,21 +47,29 @@ private:
         float distance;
     };
 
-    [[nodiscard]] float findRadius(const CDepthBuffer& points, std::uint32_t column,
-                                   std::uint32_t row) const;
-    [[nodiscard]] CDepthBuffer::SNormal fitNormal(const CDepthBuffer& points, std::uint32_t column,
-                                                  std::uint32_t row, float radius) const;
+    // As many neighbouring samples of a row at a time as there are lanes.
+    [[nodiscard]] Lanes findRadii(const CDepthPlane& plane, std::uint32_t column,
+                                  std::uint32_t row) const;
+    [[nodiscard]] std::array<CDepthBuffer::SNormal, c_numLanes> fitNormals(const CDepthPlane& plane,
+                                                                           std::uint32_t column,
+                                                                           std::uint32_t row,
+                                                                           Lanes radii) const;
     void drawDot(std::uint64_t word, float radius, std::uint32_t column, std::uint32_t row,
                  CDepthBuffer& target) const;
 
-    /// Calls \p visit(offset, depth) for the samples of the same surface, nearest first, until it
-    /// returns false.
     template <typename Visit>
-    void visitSurface(const CDepthBuffer& points, std::uint32_t column, std::uint32_t row,
-                      const Visit& visit) const;
+    static void forEachGroup(const CDepthBuffer& points, std::uint32_t row, const Visit& visit);
+
+    /// Calls \p visit(offset, depths, isNear) for the offsets from each sample of a group, nearest
+    /// first, until it returns false: with the depths found there, and which of them are of the
+    /// same surface as the sample.
+    template <typename Visit>
+    void visitSurfaces(const CDepthPlane& plane, std::uint32_t column, std::uint32_t row,
+                       const Visit& visit) const;
 
     const CPictureProjection& m_projection;
     float m_singleRadius;
+    std::uint32_t m_reach;
     /// All offsets up to the largest radius, nearest first, without (0, 0).
     std::vector<SOffset> m_offsets;
 };

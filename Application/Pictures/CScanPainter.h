@@ -1,0 +1,70 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CPictureProjection.h"
+#include "Base/Interfaces/CSurfelBitMask.h"
+#include "Base/Interfaces/ISurfelCollection.h"
+
+namespace Application
+{
+
+/// Draws the surfels of one scan into a depth buffer, as single samples.
+///
+/// The collection and the flags must live. Ranges of surfels may be drawn at once, in any order.
+class CScanPainter
+{
+public:
+    /// What a look's two upper bits say.
+    enum class EMark : std::uint32_t
+    {
+        None = 0,
+        SmallComponent = 1,
+        Cut = 2,
+    };
+
+    /// The looks of a mark: one for each of the scans' colours.
+    static constexpr std::uint32_t c_numScanColors = 256;
+
+    /// \param trafo from the collection's coordinates to the world's.
+    /// \param flags none, or one word per surfel.
+    /// \param colorIndex less than c_numScanColors.
+    /// \param hideCut leaves surfels with SurfelFlagCut out.
+    /// @throw VekoException when the collection has no positions.
+    CScanPainter(const CPictureProjection& projection, const Base::ISurfelCollection& collection,
+                 const LqMatrix4Rd& trafo, std::span<const Base::CSurfelBitMask> flags,
+                 std::uint32_t colorIndex, bool hideCut);
+
+    /// Draws the surfels \p begin to \p end - 1 into \p buffer, which has the projection's size.
+    void Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& buffer) const;
+
+private:
+    struct SBatch;
+
+    void load(std::uint64_t first, SBatch& batch) const;
+    void project(SBatch& batch) const;
+    void draw(std::uint64_t first, SBatch& batch, CDepthBuffer& buffer) const;
+    [[nodiscard]] EMark markOf(std::uint64_t index) const;
+    [[nodiscard]] CDepthBuffer::SNormal makeNormal(std::uint64_t index) const;
+
+    using PositionAccess = Base::TElementAccessRead<Base::CSCElementDefinitionPosition>;
+    using NormalAccess = Base::TElementAccessRead<Base::CSCElementDefinitionNormal>;
+
+    PositionAccess m_positions;
+    const NormalAccess* m_normals;
+    std::span<const Base::CSurfelBitMask> m_flags;
+    LqMatrix4Rf m_chain;
+    LqMatrix4Rf m_normalChain;
+    std::uint32_t m_width;
+    std::uint32_t m_height;
+    bool m_isPerspective;
+    bool m_hideCut;
+    std::uint32_t m_colorIndex;
+    /// What each mark draws where there are no normals, but for the depth.
+    std::array<std::uint64_t, 3> m_bareWords;
+};
+
+}  // namespace Application

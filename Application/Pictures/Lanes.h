@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace Application
+{
+
+/// Four floats in a register of any processor. Each is computed with as if it were alone, to the
+/// bit.
+using Lanes = float __attribute__((vector_size(16)));
+/// What a comparison of Lanes answers: all bits of a lane, or none.
+using LaneMask = decltype(Lanes() < Lanes());
+
+inline constexpr std::uint32_t c_numLanes = 4;
+
+[[nodiscard]] inline Lanes FillLanes(float value)
+{
+    return Lanes{value, value, value, value};
+}
+
+[[nodiscard]] inline Lanes LoadLanes(const float* first)
+{
+    Lanes lanes;
+    std::memcpy(&lanes, first, sizeof lanes);
+    return lanes;
+}
+
+[[nodiscard]] inline bool HasAny(LaneMask mask)
+{
+    std::uint64_t halves[2];
+    std::memcpy(halves, &mask, sizeof halves);
+    return (halves[0] | halves[1]) != 0;
+}
+
+}  // namespace Application

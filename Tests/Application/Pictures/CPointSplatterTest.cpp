@@ -1,0 +1,130 @@
+#include "Application/Pictures/CPointSplatter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "Application/View/CCamera.h"
+
+namespace
+{
+
+using Application::CCamera;
+using Application::CDepthBuffer;
+using Application::CPictureProjection;
+using Application::CPointSplatter;
+
+constexpr std::uint32_t c_width = 41;
+constexpr std::uint32_t c_height = 23;
+
+CPictureProjection makeProjection(CCamera::Projection projection)
+{
+    CCamera::SParameters parameters;
+    parameters.projection = projection;
+    parameters.width = c_width;
+    parameters.height = c_height;
+    return CPictureProjection(CCamera(parameters).MakeView(), 1);
+}
+
+/// So many percent of the samples, at depths of two surfaces or in between.
+CDepthBuffer strewSamples(unsigned percent, float thickness)
+{
+    std::mt19937 generator(percent);
+    CDepthBuffer buffer(c_width, c_height);
+    for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
+    {
+        if (generator() % 100 < percent)
+        {
+            const float share = static_cast<float>(generator()) * 0x1p-32F;
+            const float depth = (generator() % 2 == 0 ? 1.0F : 2.0F) + thickness * share;
+            buffer.Draw(index, CDepthBuffer::Pack(depth, 0, {}));
+        }
+    }
+    return buffer;
+}
+
+/// The distance of the sixth nearest sample of the same surface, within 18 samples.
+std::uint8_t findRadiusPlainly(const CPictureProjection& projection, const CDepthBuffer& buffer,
+                               std::uint32_t column, std::uint32_t row)
+{
+    const float depth = CDepthBuffer::DepthOf(buffer.Get(buffer.IndexOf(column, row)));
+    const float tolerance = 4.0F * projection.GetSampleSize(depth);
+    std::vector<float> distances;
+    for (std::uint32_t otherRow = 0; otherRow < c_height; ++otherRow)
+    {
+        for (std::uint32_t other = 0; other < c_width; ++other)
+        {
+            const int x = static_cast<int>(other) - static_cast<int>(column);
+            const int y = static_cast<int>(otherRow) - static_cast<int>(row);
+            const std::uint64_t word = buffer.Get(buffer.IndexOf(other, otherRow));
+            const float distance = std::sqrt(static_cast<float>(x * x + y * y));
+            if (word != CDepthBuffer::c_empty && (x != 0 || y != 0) && distance <= 18.0F &&
+                std::abs(CDepthBuffer::DepthOf(word) - depth) <= tolerance * distance)
+            {
+                distances.push_back(distance);
+            }
+        }
+    }
+    std::sort(distances.begin(), distances.end());
+    return static_cast<std::uint8_t>((distances.size() < 6 ? 0.75F : distances[5]) * 4.0F);
+}
+
+TEST(CPointSplatter, FindRadii_AreThoseOfThePlainSearch)
+{
+    for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
+    {
+        const CPictureProjection projection = makeProjection(kind);
+        const CPointSplatter splatter(projection, 1);
+        for (const unsigned percent : {1U, 10U, 50U, 100U})
+        {
+            for (const float thickness : {0.0F, 0.2F, 3.0F})
+            {
+                const CDepthBuffer buffer = strewSamples(percent, thickness);
+                const CPointSplatter::SRadii radii = splatter.FindRadii(buffer);
+                for (std::uint32_t row = 0; row < c_height; ++row)
+                {
+                    for (std::uint32_t column = 0; column < c_width; ++column)
+                    {
+                        const std::size_t index = buffer.IndexOf(column, row);
+                        const bool isEmpty = buffer.Get(index) == CDepthBuffer::c_empty;
+                        ASSERT_EQ(radii.radii[index],
+                                  isEmpty ? 0 : findRadiusPlainly(projection, buffer, column, row))
+                            << percent << ' ' << thickness << ' ' << column << ' ' << row;
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(CPointSplatter, Splat_SamplesOfOneSurfaceGetItsNormalUpToTheEdge)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Orthographic);
+    const CPointSplatter splatter(projection, 1);
+    CDepthBuffer buffer(c_width, c_height);
+    const float step = projection.GetSampleSize(1.0F);
+    for (std::uint32_t row = 0; row < c_height; ++row)
+    {
+        for (std::uint32_t column = 0; column < c_width; ++column)
+        {
+            const float depth = 1.0F + step * static_cast<float>(column);
+            buffer.Draw(buffer.IndexOf(column, row), CDepthBuffer::Pack(depth, 0, {}));
+        }
+    }
+    const CDepthBuffer surface = splatter.Splat(buffer, splatter.FindRadii(buffer));
+    for (std::uint32_t row = 0; row < c_height; ++row)
+    {
+        for (std::uint32_t column = 0; column < c_width; ++column)
+        {
+            const auto normal = CDepthBuffer::NormalOf(surface.Get(surface.IndexOf(column, row)));
+            ASSERT_TRUE(normal.isPresent);
+            ASSERT_NEAR(normal.x, std::sqrt(0.5F), 0.01F) << column << ' ' << row;
+            ASSERT_NEAR(normal.y, 0.0F, 0.01F) << column << ' ' << row;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,190 @@
+#include "Application/Pictures/CScanPainter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "Application/View/CCamera.h"
+#include "Base/Math/PointTransform.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
+
+namespace
+{
+
+using Application::CCamera;
+using Application::CDepthBuffer;
+using Application::CPictureProjection;
+using Application::CScanPainter;
+using Base::CSurfelBitMask;
+
+/// A picture that is no whole number of registers wide, seen from -y.
+CPictureProjection makeProjection(CCamera::Projection projection)
+{
+    CCamera::SParameters parameters;
+    parameters.eye = {0.1, -3.0, 0.2};
+    parameters.projection = projection;
+    parameters.orthographicHeight = 2.0;
+    parameters.nearDistance = 2.0;
+    parameters.farDistance = 5.0;
+    parameters.width = 45;
+    parameters.height = 31;
+    return CPictureProjection(CCamera(parameters).MakeView(), 1);
+}
+
+/// Surfels in and around what is seen, some of them without a place, some where another one is.
+std::vector<LqVector3f> strewPoints(std::size_t count)
+{
+    std::mt19937 generator(17);
+    const auto next = [&] { return static_cast<float>(generator()) * 0x1p-32F * 8.0F - 4.0F; };
+    constexpr float c_infinity = std::numeric_limits<float>::infinity();
+    constexpr float c_noNumber = std::numeric_limits<float>::quiet_NaN();
+    std::vector<LqVector3f> points;
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        LqVector3f point{next(), next(), next()};
+        switch (index % 16)
+        {
+            case 3:
+                point = points[generator() % index];
+                break;
+            case 5:
+                point.x = c_noNumber;
+                break;
+            case 6:
+                point.z = -c_infinity;
+                break;
+            case 7:
+                point = {0.1F, -3.0F, 0.2F};
+                break;
+            default:
+                break;
+        }
+        points.push_back(point);
+    }
+    return points;
+}
+
+std::shared_ptr<const Base::ISurfelCollection> makeCollection(const std::vector<LqVector3f>& points,
+                                                              std::size_t stride)
+{
+    const auto bytes = std::make_shared<std::vector<std::byte>>(points.size() * stride);
+    for (std::size_t index = 0; index < points.size(); ++index)
+    {
+        std::memcpy(bytes->data() + index * stride, &points[index], sizeof points[index]);
+    }
+    return std::make_shared<DataLayer::CSurfelCollectionView>(bytes, points.size(), bytes->data(),
+                                                              stride);
+}
+
+/// One surfel after the other, straight from what a depth buffer means.
+std::vector<std::uint64_t> paintPlainly(const CPictureProjection& projection,
+                                        const std::vector<LqVector3f>& points,
+                                        const std::vector<CSurfelBitMask>& flags,
+                                        std::uint32_t color, bool hideCut)
+{
+    const LqMatrix4Rf chain = projection.MakeChain(c_matIdentityD);
+    const auto width = static_cast<float>(projection.GetWidth());
+    const auto height = static_cast<float>(projection.GetHeight());
+    std::vector<std::uint64_t> words(std::size_t{projection.GetWidth()} * projection.GetHeight(),
+                                     CDepthBuffer::c_empty);
+    for (std::size_t index = 0; index < points.size(); ++index)
+    {
+        const auto clip =
+            TransformHomogeneous(chain, points[index].x, points[index].y, points[index].z);
+        const float perW = 1.0F / clip.w;
+        const float z = clip.z * perW;
+        const float x = (clip.x * perW + 1.0F) * (0.5F * width);
+        const float y = (1.0F - clip.y * perW) * (0.5F * height);
+        const bool isVisible = clip.w > 0.0F && z >= 0.0F && z <= 1.0F && x >= 0.0F && x < width &&
+                               y >= 0.0F && y < height;
+        const std::uint16_t bits = flags.empty() ? std::uint16_t{0} : flags[index].bits;
+        const bool isCut = (bits & CSurfelBitMask::SurfelFlagCut) != 0;
+        if (!isVisible || (isCut && hideCut))
+        {
+            continue;
+        }
+        const bool isSmall = (bits & CSurfelBitMask::SurfelFlagSmallComponent) != 0;
+        const std::uint32_t mark = isCut ? 2 : (isSmall ? 1 : 0);
+        std::uint64_t& word = words[static_cast<std::size_t>(y) * projection.GetWidth() +
+                                    static_cast<std::size_t>(x)];
+        word = std::min(word, CDepthBuffer::Pack(projection.IsPerspective() ? clip.w : z,
+                                                 mark * 256 + color, {}));
+    }
+    return words;
+}
+
+std::vector<std::uint64_t> readAll(const CDepthBuffer& buffer)
+{
+    std::vector<std::uint64_t> words(std::size_t{buffer.GetWidth()} * buffer.GetHeight());
+    for (std::size_t index = 0; index < words.size(); ++index)
+    {
+        words[index] = buffer.Get(index);
+    }
+    return words;
+}
+
+TEST(CScanPainter, Paint_GivesThePicturesOfThePlainLoopToTheBit)
+{
+    for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
+    {
+        const CPictureProjection projection = makeProjection(kind);
+        for (const std::size_t count : {1U, 3U, 4U, 5U, 255U, 256U, 257U, 20000U})
+        {
+            const std::vector<LqVector3f> points = strewPoints(count);
+            const auto expected = paintPlainly(projection, points, {}, 7, false);
+            for (const std::size_t stride : {12U, 15U, 16U, 27U})
+            {
+                const auto collection = makeCollection(points, stride);
+                const CScanPainter painter(projection, *collection, c_matIdentityD, {}, 7, false);
+                CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
+                painter.Paint(0, count, buffer);
+                ASSERT_EQ(readAll(buffer), expected) << count << ' ' << stride;
+            }
+        }
+        EXPECT_NE(paintPlainly(projection, strewPoints(20000), {}, 7, false),
+                  readAll(CDepthBuffer(projection.GetWidth(), projection.GetHeight())));
+    }
+}
+
+TEST(CScanPainter, Paint_MarksAndHidesByTheFlags)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const std::vector<LqVector3f> points = strewPoints(5000);
+    std::vector<CSurfelBitMask> flags(points.size());
+    std::mt19937 generator(5);
+    for (CSurfelBitMask& word : flags)
+    {
+        word.bits = static_cast<std::uint16_t>(generator() & generator());
+    }
+    const auto collection = makeCollection(points, 12);
+    for (const bool hideCut : {false, true})
+    {
+        CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
+        CScanPainter(projection, *collection, c_matIdentityD, flags, 255, hideCut)
+            .Paint(0, points.size(), buffer);
+        EXPECT_EQ(readAll(buffer), paintPlainly(projection, points, flags, 255, hideCut));
+    }
+}
+
+TEST(CScanPainter, Paint_RangesGiveThePictureOfTheWhole)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const std::vector<LqVector3f> points = strewPoints(3000);
+    const auto collection = makeCollection(points, 12);
+    const CScanPainter painter(projection, *collection, c_matIdentityD, {}, 0, false);
+    CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
+    for (const auto& [begin, end] :
+         std::vector<std::pair<std::uint64_t, std::uint64_t>>{{1001, 3000}, {0, 7}, {7, 1001}})
+    {
+        painter.Paint(begin, end, buffer);
+    }
+    EXPECT_EQ(readAll(buffer), paintPlainly(projection, points, {}, 0, false));
+}
+
+}  // namespace

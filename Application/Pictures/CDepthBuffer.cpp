@@ -1,11 +1,17 @@
 #include "Application/Pictures/CDepthBuffer.h"
 
+#include "Base/Support/LargePages.h"
+
 namespace Application
 {
 
 CDepthBuffer::CDepthBuffer(std::uint32_t width, std::uint32_t height)
-    : m_width(width), m_height(height), m_words(std::size_t{width} * height, c_empty)
-{}
+    : m_width(width), m_height(height)
+{
+    const std::size_t numWords = std::size_t{width} * height;
+    Base::ReserveInLargePages(m_words, numWords);
+    m_words.resize(numWords, c_empty);
+}
 
 std::uint64_t CDepthBuffer::Pack(float depth, std::uint32_t look, const SNormal& normal)
 {

@@ -2,16 +2,18 @@
 
 #include "Application/Pictures/Lanes.h"
 #include "Application/Pictures/RowBands.h"
+#include "Base/Support/LargePages.h"
 
 namespace Application
 {
 
 CDepthPlane::CDepthPlane(const CDepthBuffer& buffer, std::uint32_t border)
     : m_border(border),
-      m_stride(std::size_t{buffer.GetWidth()} + 2 * std::size_t{border} + c_numLanes),
-      m_depths((buffer.GetHeight() + 2 * std::size_t{border}) * m_stride,
-               CDepthBuffer::DepthOf(CDepthBuffer::c_empty))
+      m_stride(std::size_t{buffer.GetWidth()} + 2 * std::size_t{border} + c_numLanes)
 {
+    const std::size_t numDepths = (buffer.GetHeight() + 2 * std::size_t{border}) * m_stride;
+    Base::ReserveInLargePages(m_depths, numDepths);
+    m_depths.resize(numDepths, CDepthBuffer::DepthOf(CDepthBuffer::c_empty));
     ForEachRow(buffer.GetHeight(), [&](std::uint32_t row) {
         float* const target = m_depths.data() + (std::size_t{row} + m_border) * m_stride + m_border;
         const std::size_t first = buffer.IndexOf(0, row);

@@ -30,7 +30,7 @@ using Words = std::vector<Base::CSurfelBitMask>;
 const Logging::CLogger c_logger(L"Veko2.CCutPointCloudWithPixelMask");
 
 /// A collection larger than this is split, so that a single one keeps all workers busy.
-constexpr std::uint32_t c_surfelsPerBlock = 65536;
+constexpr std::uint32_t c_surfelsPerBlock = 16384;
 
 /// The bounds of the painted pixels over the whole depth of the view, also where nothing is
 /// painted.

@@ -5,9 +5,11 @@
 
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfelsKernels.h"
 #include "DataLayer/PointCloud/Kernels/NearestNeighborKernels.h"
+#include "DataLayer/PointCloud/Kernels/NeighborCells.h"
 #include "Tests/Oracle/Kernels.h"
 
-// Takes the place of the two lists of kernels. The real ones are compiled under the names below.
+// Takes the place of the lists of kernels. The real ones are compiled under the names below; the
+// one of the cells has this file's kernel in every place.
 
 namespace DataLayer
 {
@@ -16,6 +18,10 @@ namespace NearestNeighbor
 {
 [[nodiscard]] std::vector<SKernel> GetAllKernels();
 }
+namespace NeighborCells
+{
+void LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+}
 }  // namespace DataLayer
 
 namespace Oracle
@@ -23,13 +29,38 @@ namespace Oracle
 namespace
 {
 
+struct SLookKernel
+{
+    std::string_view name;
+    DataLayer::NeighborCells::LookFunction look;
+};
+
+[[nodiscard]] std::vector<SLookKernel> GetLookKernels()
+{
+    std::vector<SLookKernel> kernels;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f"))
+    {
+        kernels.push_back({"avx512", DataLayer::NeighborCells::LookAvx512});
+    }
+    if (__builtin_cpu_supports("avx2"))
+    {
+        kernels.push_back({"avx2", DataLayer::NeighborCells::LookAvx2});
+    }
+#endif
+    kernels.push_back({"scalar", DataLayer::NeighborCells::LookScalar});
+    return kernels;
+}
+
 struct SChoice
 {
     std::string name;
     DataLayer::SCutSurfelsKernel cut{};
     DataLayer::NearestNeighbor::SKernel find{};
+    SLookKernel look{};
     std::atomic<std::uint64_t> numCuts = 0;
     std::atomic<std::uint64_t> numFinds = 0;
+    std::atomic<std::uint64_t> numLooks = 0;
 };
 
 SChoice s_choice;
@@ -86,16 +117,28 @@ void UseKernel(const std::string& name)
     s_choice.name = name;
     s_choice.cut = Choose(DataLayer::GetAllCutSurfelsKernels(), name);
     s_choice.find = Choose(DataLayer::NearestNeighbor::GetAllKernels(), name);
+    s_choice.look = Choose(GetLookKernels(), name);
 }
 
 void CheckThatKernelRan(const std::string& kind)
 {
-    const bool searches = kind == "nearest" || kind == "small-component-operation";
-    const bool isChosen =
-        searches ? s_choice.find.name == s_choice.name : s_choice.cut.name == s_choice.name;
-    if (isChosen && (searches ? s_choice.numFinds : s_choice.numCuts) == 0)
+    const auto check = [](std::string_view name, std::uint64_t numCalls) {
+        if (name == s_choice.name && numCalls == 0)
+        {
+            throw std::runtime_error("The kernel " + s_choice.name + " did not run.");
+        }
+    };
+    if (kind == "small-component-operation")
     {
-        throw std::runtime_error("The kernel " + s_choice.name + " did not run.");
+        check(s_choice.look.name, s_choice.numLooks);
+    }
+    else if (kind == "nearest")
+    {
+        check(s_choice.find.name, s_choice.numFinds);
+    }
+    else
+    {
+        check(s_choice.cut.name, s_choice.numCuts);
     }
 }
 
@@ -118,4 +161,15 @@ std::vector<SKernel> GetKernels()
 }
 
 }  // namespace NearestNeighbor
+
+namespace NeighborCells
+{
+
+void LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+{
+    Oracle::s_choice.numLooks.fetch_add(1, std::memory_order_relaxed);
+    Oracle::s_choice.look.look(lookup, surfels, states);
+}
+
+}  // namespace NeighborCells
 }  // namespace DataLayer

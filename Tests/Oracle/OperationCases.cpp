@@ -1,3 +1,4 @@
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -19,22 +20,58 @@ using CutOperation = DataLayer::CCutWithPixelMaskSyncableEntityCollectionModifyO
 using SmallComponentOperation = DataLayer::CSmallComponentModifyOperation;
 using SmallComponentPeer = DataLayer::CSmallComponentModifyOperationTestPeer;
 
-/// Small enough for the neighbours to matter, and of few digits, so that distances are equal.
-constexpr float c_sceneExtent = 4.0F;
+/// The distance up to which the operation looks for a fused point.
+constexpr float c_bound = 2.25F;
+
+/// How far the fused points of a case reach: mostly so far that neighbours matter, and of few
+/// digits, so that distances are equal.
+[[nodiscard]] float SceneExtent(CCaseRandom& random)
+{
+    return random.OneIn(3) ? random.OneOf({0.5F, 12.0F, 40.0F, 1000.0F, 1e6F, 1e20F}) : 4.0F;
+}
 
 [[nodiscard]] std::uint32_t FusedPointCount(CCaseRandom& random)
 {
-    return random.Below(random.OneIn(300) ? 2000 : 30);
+    return random.Below(random.OneIn(60) ? 1500 : 30);
+}
+
+/// A surfel somewhere, or beside one of the fused points from \p firstPoint on: at it, or at the
+/// bound's distance, give or take a step.
+[[nodiscard]] LqVector3f SurfelNearPoints(CCaseRandom& random, const CNamedArrays& cases,
+                                          std::size_t firstPoint, float extent)
+{
+    const std::size_t numPoints = cases.GetCount("points") - firstPoint;
+    if (numPoints == 0 || random.OneIn(3))
+    {
+        return random.Point(-extent, extent);
+    }
+    const std::size_t chosen = firstPoint + random.Below(static_cast<std::uint32_t>(numPoints));
+    const auto near = cases.Get<float>("points").subspan(3 * chosen, 3);
+    std::array<float, 3> surfel = {near[0], near[1], near[2]};
+    if (random.OneIn(2))
+    {
+        float& coordinate = surfel[random.Below(3)];
+        const float distance = random.OneIn(2) ? c_bound : -c_bound;
+        coordinate = random.Nudged(coordinate + distance);
+    }
+    else
+    {
+        for (float& coordinate : surfel)
+        {
+            coordinate += random.Between(-1.5F, 1.5F);
+        }
+    }
+    return {surfel[0], surfel[1], surfel[2]};
 }
 
 /// Appends blocks of fused points.
-void AppendBlocks(CCaseRandom& random, CNamedArrays& cases, const std::string& name)
+void AppendBlocks(CCaseRandom& random, CNamedArrays& cases, const std::string& name, float extent)
 {
     for (std::uint32_t blocks = random.Below(4); blocks > 0; --blocks)
     {
         for (std::uint32_t count = FusedPointCount(random); count > 0; --count)
         {
-            AppendPoint(cases, "points", random.Point(-c_sceneExtent, c_sceneExtent));
+            AppendPoint(cases, "points", random.Point(-extent, extent));
         }
         cases.Append<std::uint32_t>(
             name, static_cast<std::uint32_t>(cases.GetCount("point_offsets") - 1));
@@ -151,8 +188,10 @@ void GenerateSmallComponentCase(CCaseRandom& random, CNamedArrays& cases)
     cases.Append<std::uint8_t>("rebuilds", random.OneIn(8)
                                                ? static_cast<std::uint8_t>(1 + random.Below(2))
                                                : std::uint8_t{0});
-    AppendBlocks(random, cases, "main_blocks");
-    AppendBlocks(random, cases, "small_blocks");
+    const std::size_t firstPoint = cases.GetCount("points");
+    const float extent = SceneExtent(random);
+    AppendBlocks(random, cases, "main_blocks", extent);
+    AppendBlocks(random, cases, "small_blocks", extent);
 
     const SBatchFaults faults = SBatchFaults::Choose(random);
     // Most batches are as the content says; one wrong entry empties a batch.
@@ -162,7 +201,7 @@ void GenerateSmallComponentCase(CCaseRandom& random, CNamedArrays& cases)
         std::vector<LqVector3f> points;
         for (std::uint32_t count = SurfelCount(random) / 4; count > 0; --count)
         {
-            points.push_back(random.Point(-c_sceneExtent, c_sceneExtent));
+            points.push_back(SurfelNearPoints(random, cases, firstPoint, extent));
         }
         const auto entity = static_cast<std::int32_t>(AppendEntity(random, cases, points, faults));
         const std::size_t entry = cases.GetCount("entry_key");

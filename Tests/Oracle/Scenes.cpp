@@ -188,6 +188,11 @@ void DeclareCollections(CNamedArrays& cases)
 
 std::uint32_t SurfelCount(CCaseRandom& random)
 {
+    if (random.OneIn(100000))
+    {
+        // More than stay in the caches.
+        return 530000 + random.Below(30000);
+    }
     if (random.OneIn(4000))
     {
         return 20000 + random.Below(60000);

@@ -24,8 +24,9 @@ import cached_models
 import cut_operation
 import cutting
 import normals
+import scans
 import small_components
-from arrays import read_arrays
+from arrays import read_arrays, write_arrays
 
 
 class Kind:
@@ -86,6 +87,11 @@ class Comparison:
             else:
                 expected = KINDS[kind].answer(cases)
         return cases, differences(answers, expected)
+
+    def compare(self, kind, cases):
+        """The arrays that differ in the answers to given cases."""
+        write_arrays(os.path.join(self.folder, "cases0"), cases)
+        return self.finish(self.start(kind, None, 0, 0, 0))[1]
 
     def run(self, kind, seed, first, count):
         return self.finish(self.start(kind, seed, first, count, 0))
@@ -203,6 +209,31 @@ def jobs(options):
     return [job for job in stored + made if not options.kernel or KINDS[job[0]].has_kernels]
 
 
+def check_scans(comparison, folder):
+    """Compares the operations on all scans of a folder; whether there is no difference."""
+    paths = scans.scan_paths(folder)
+    if not paths:
+        raise SystemExit(f"There are no scans in {folder}.")
+    points, calls = 0, 0
+    for path in paths:
+        begin = time.monotonic()
+        positions = scans.read_positions(path)
+        for kind, cases in scans.cases(positions):
+            different = comparison.compare(kind, cases)
+            if different:
+                print(f"{path}: {kind} differs in")
+                for name, (ours, theirs) in different.items():
+                    print(f"  {name}\n    is       {shown(ours)}\n    must be  {shown(theirs)}")
+                return False
+            calls += 1
+        points += len(positions)
+        missing = len(positions) - int(np.isfinite(positions).all(axis=1).sum())
+        print(f"{os.path.relpath(path, folder)}: {len(positions)} points, {missing} not finite, "
+              f"0 differences, {time.monotonic() - begin:.1f} s", flush=True)
+    print(f"{len(paths)} scans, {calls} cases, {points} points, 0 differences")
+    return True
+
+
 def main():
     parser = argparse.ArgumentParser(prog="check-oracle", description=__doc__.splitlines()[0])
     parser.add_argument("--program", required=True, help="the built Veko2_OracleCases")
@@ -214,6 +245,7 @@ def main():
     parser.add_argument("--kernel", help="the instruction set that has to answer, or all")
     parser.add_argument("--long", action="store_true",
                         help="10^6 cases, 10^5 whole batches; more than 10^8 surfels")
+    parser.add_argument("--scans", metavar="FOLDER", help="only the scans of this folder")
     options = parser.parse_args()
     if options.long:
         options.cases = 1000000
@@ -226,6 +258,10 @@ def main():
     with tempfile.TemporaryDirectory(prefix="check-oracle-") as folder:
         for kernel in kernels:
             comparison = Comparison(options.program, kernel, folder)
+            if options.scans:
+                if not check_scans(comparison, options.scans):
+                    return 1
+                continue
             for kind, seed, first, count in jobs(options):
                 begin = time.monotonic()
                 surfels = check(comparison, kind, seed, first, count)
@@ -237,7 +273,8 @@ def main():
                 print(f"{kind}{' by ' + kernel if kernel else ''}: {count} cases, "
                       f"{surfels} points, 0 differences, {time.monotonic() - begin:.1f} s",
                       flush=True)
-    print(f"{total_cases} cases, {total_surfels} points, 0 differences")
+    if not options.scans:
+        print(f"{total_cases} cases, {total_surfels} points, 0 differences")
     return 0
 
 

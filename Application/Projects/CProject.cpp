@@ -49,6 +49,24 @@ std::string DescribeFlagDamage(const SProjectScan& scan, const CInputError& erro
            "file to begin again without them";
 }
 
+std::string DescribeMissingFolder(const CProjectFolder& folder)
+{
+    return "the data folder '" + folder.GetPath().string() +
+           "' is missing; put it back beside the project file";
+}
+
+CProjectFolder OpenFolder(const std::filesystem::path& file, CProject::Access access)
+{
+    std::error_code error;
+    if (access == CProject::Access::Look &&
+        !std::filesystem::exists(CProjectFolder::Find(file), error) && !error)
+    {
+        return CProjectFolder(file);
+    }
+    return {file, access == CProject::Access::Edit ? CFolderLock::Kind::Exclusive
+                                                   : CFolderLock::Kind::Shared};
+}
+
 /// Runs what reads a piece of the history, and says in what it throws which way out there is.
 template <typename Read>
 auto WithHistoryHelp(const std::filesystem::path& project, Read&& read)
@@ -94,9 +112,7 @@ CProject CProject::Open(const std::filesystem::path& file, Access access)
 {
     // A file that is no project is told before a folder is looked for that it cannot have.
     (void)ParseProject(ReadFileBytes(file, c_maxProjectBytes), file);
-    CProject project(file,
-                     CProjectFolder(file, access == Access::Edit ? CFolderLock::Kind::Exclusive
-                                                                 : CFolderLock::Kind::Shared));
+    CProject project(file, OpenFolder(file, access));
     // Again under the lock: another process may have edited it meanwhile.
     project.m_document = ParseProject(ReadFileBytes(file, c_maxProjectBytes), file);
     if (access == Access::Edit)
@@ -182,6 +198,10 @@ CProject::Words CProject::ReadFlags(std::size_t scan) const
     if (entry.flags.empty())
     {
         return {};
+    }
+    if (m_folder.IsMissing())
+    {
+        throw CInputError(m_file, DescribeMissingFolder(m_folder));
     }
     try
     {
@@ -297,6 +317,10 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
 std::vector<std::string> CProject::findDamage() const
 {
     std::vector<std::string> damages;
+    if (m_folder.IsMissing())
+    {
+        damages.push_back(DescribeMissingFolder(m_folder));
+    }
     for (std::size_t scan = 0; scan < m_document.scans.size(); ++scan)
     {
         std::error_code error;
@@ -311,7 +335,7 @@ std::vector<std::string> CProject::findDamage() const
         const SProjectScan& entry = m_document.scans[scan];
         try
         {
-            if (!entry.flags.empty())
+            if (!entry.flags.empty() && !m_folder.IsMissing())
             {
                 CFlagFile::Check(m_folder.GetPath(entry.flags), entry.points);
             }
@@ -320,6 +344,11 @@ std::vector<std::string> CProject::findDamage() const
         {
             damages.push_back(DescribeFlagDamage(entry, failure));
         }
+    }
+    if (m_folder.IsMissing())
+    {
+        // Everything else in it is missing, too.
+        return damages;
     }
     for (const std::string& damage : FindHistoryDamage(m_document, m_folder))
     {

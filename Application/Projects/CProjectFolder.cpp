@@ -4,6 +4,7 @@
 #include <charconv>
 #include <optional>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "Application/Files/COutputError.h"
@@ -69,8 +70,10 @@ std::vector<std::string> ListNames(const std::filesystem::path& folder)
 }  // namespace
 
 CProjectFolder::CProjectFolder(const std::filesystem::path& project, CFolderLock::Kind kind)
-    : m_path(Find(project)), m_lock(m_path, kind, project)
+    : m_path(Find(project)), m_lock(std::in_place, m_path, kind, project)
 {}
+
+CProjectFolder::CProjectFolder(const std::filesystem::path& project) : m_path(Find(project)) {}
 
 std::filesystem::path CProjectFolder::Find(const std::filesystem::path& project)
 {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -21,6 +22,11 @@ class CProjectFolder
 public:
     /// @throw CInputError when the folder is missing, COutputError when another process is in it.
     CProjectFolder(const std::filesystem::path& project, CFolderLock::Kind kind);
+
+    /// Only names the data folder of a project, which is missing.
+    explicit CProjectFolder(const std::filesystem::path& project);
+
+    [[nodiscard]] bool IsMissing() const { return !m_lock.has_value(); }
 
     /// Where the data folder of a project is.
     [[nodiscard]] static std::filesystem::path Find(const std::filesystem::path& project);
@@ -58,7 +64,7 @@ public:
 
 private:
     std::filesystem::path m_path;
-    CFolderLock m_lock;
+    std::optional<CFolderLock> m_lock;
 };
 
 }  // namespace Application

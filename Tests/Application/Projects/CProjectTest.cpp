@@ -483,6 +483,28 @@ TEST_F(CProjectTest, Open_ToLookFindsEveryDamage)
                             HasSubstr("3.edit")));
 }
 
+TEST_F(CProjectTest, Open_ToLookNamesAMissingDataFolderOnce)
+{
+    commit(0, 1);
+    commit(1, 2);
+    std::filesystem::remove(m_folder / "b.ply");
+    std::filesystem::remove_all(data(""));
+    const CProject open = CProject::Open(project(), Access::Look);
+    EXPECT_THAT(open.GetDamages(),
+                ElementsAre(AllOf(HasSubstr("p.veko2.data' is missing"), HasSubstr("put it back")),
+                            HasSubstr("b.ply")));
+    try
+    {
+        (void)open.ReadFlags(0);
+        FAIL();
+    }
+    catch (const CInputError& error)
+    {
+        EXPECT_EQ(error.what(), project().string() + ": " + open.GetDamages().front());
+    }
+    EXPECT_FALSE(std::filesystem::exists(data("")));
+}
+
 TEST_F(CProjectTest, Undo_RefusesFlagsThatTheEditDidNotLeave)
 {
     commit(0, 1);

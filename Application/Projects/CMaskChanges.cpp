@@ -132,6 +132,17 @@ CMaskChanges CMaskChanges::Read(const std::filesystem::path& file)
     return changes;
 }
 
+std::uint32_t CMaskChanges::ComputeChecksum(std::span<const CSurfelBitMask> words,
+                                            std::uint64_t points)
+{
+    if (words.size() == points)
+    {
+        return Checksum(std::as_bytes(words));
+    }
+    const std::vector<CSurfelBitMask> filled = Fill(words, points);
+    return Checksum(std::as_bytes(std::span(filled)));
+}
+
 void CMaskChanges::parse()
 {
     const std::filesystem::path& file = m_file->GetPath();

@@ -60,6 +60,10 @@ public:
     /// @throw CInputError when the file cannot be read or is damaged.
     [[nodiscard]] static CMaskChanges Read(const std::filesystem::path& file);
 
+    /// The checksum of a record for a state of a scan: \p words are one per point, or none.
+    [[nodiscard]] static std::uint32_t ComputeChecksum(std::span<const Base::CSurfelBitMask> words,
+                                                       std::uint64_t points);
+
     [[nodiscard]] const std::vector<SRecord>& GetRecords() const { return m_records; }
 
     /// Leads \p words, which are empty or one per point of \p record, to the other side of the

@@ -9,7 +9,6 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Application/Files/CReplacementFile.h"
-#include "Application/Projects/HistoryDamage.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Scans/CFlagFile.h"
 #include "Application/View/FileBytes.h"
@@ -25,8 +24,7 @@ constexpr std::uint64_t c_maxProjectBytes = std::uint64_t{64} << 20;
 
 constexpr const char* c_historyHelp =
     "; restore it from a copy, or go on without the history by setting \"history\".\"done\" to 0 "
-    "and "
-    "\"edits\" to [] in the project file";
+    "and \"edits\" to [] in the project file";
 
 bool IsAnySet(const CProject::Words& words)
 {
@@ -45,8 +43,15 @@ std::size_t FindScan(const SProjectDocument& document, const CMaskChanges::SReco
 std::string DescribeFlagDamage(const SProjectScan& scan, const CInputError& error)
 {
     return "the flags of '" + scan.file.string() + "' cannot be used: " + error.what() +
-           "; restore that file from a copy, or set the scan's \"flags\" to null in the project "
-           "file to begin again without them";
+           "; restore that file from a copy, or, to begin again without flags and history, set the "
+           "scan's \"flags\" to null, \"history\".\"done\" to 0 and \"edits\" to [] in the project "
+           "file";
+}
+
+std::string DescribeOtherFlags(const SProjectScan& scan)
+{
+    return "the flags of '" + scan.file.string() +
+           "' cannot be used: they are not those that the history leads to" + c_historyHelp;
 }
 
 std::string DescribeMissingFolder(const CProjectFolder& folder)
@@ -119,7 +124,7 @@ CProject CProject::Open(const std::filesystem::path& file, Access access)
     {
         CReplacementFile::RemoveStale(CProjectFolder::Find(file).parent_path());
     }
-    project.m_damages = project.findDamage();
+    project.check();
     if (!project.m_damages.empty() && access != Access::Look)
     {
         throw CInputError(file, project.m_damages.front());
@@ -195,6 +200,18 @@ std::filesystem::path CProject::GetScanPath(std::size_t scan) const
 CProject::Words CProject::ReadFlags(std::size_t scan) const
 {
     const SProjectScan& entry = m_document.scans[scan];
+    Words words = readFlagFile(entry);
+    const auto checksum = m_flagChecksums.find(entry.key);
+    if (checksum != m_flagChecksums.end() &&
+        checksum->second != CMaskChanges::ComputeChecksum(words, entry.points))
+    {
+        throw CInputError(m_file, DescribeOtherFlags(entry));
+    }
+    return words;
+}
+
+CProject::Words CProject::readFlagFile(const SProjectScan& entry) const
+{
     if (entry.flags.empty())
     {
         return {};
@@ -314,12 +331,11 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
     return result;
 }
 
-std::vector<std::string> CProject::findDamage() const
+void CProject::check()
 {
-    std::vector<std::string> damages;
     if (m_folder.IsMissing())
     {
-        damages.push_back(DescribeMissingFolder(m_folder));
+        m_damages.push_back(DescribeMissingFolder(m_folder));
     }
     for (std::size_t scan = 0; scan < m_document.scans.size(); ++scan)
     {
@@ -327,10 +343,10 @@ std::vector<std::string> CProject::findDamage() const
         const std::filesystem::path file = GetScanPath(scan);
         if (!std::filesystem::is_regular_file(file, error))
         {
-            damages.push_back("scans[" + std::to_string(scan) + "].file: the scan '" +
-                              file.string() +
-                              "' is missing; put it back, or correct the file name in the project "
-                              "file");
+            m_damages.push_back(
+                "scans[" + std::to_string(scan) + "].file: the scan '" + file.string() +
+                "' is missing; put it back, or correct the file name in the project "
+                "file");
         }
         const SProjectScan& entry = m_document.scans[scan];
         try
@@ -342,19 +358,18 @@ std::vector<std::string> CProject::findDamage() const
         }
         catch (const CInputError& failure)
         {
-            damages.push_back(DescribeFlagDamage(entry, failure));
+            m_damages.push_back(DescribeFlagDamage(entry, failure));
         }
     }
     if (m_folder.IsMissing())
     {
         // Everything else in it is missing, too.
-        return damages;
+        return;
     }
-    for (const std::string& damage : FindHistoryDamage(m_document, m_folder))
+    for (const std::string& damage : FindHistoryDamage(m_document, m_folder, m_flagChecksums))
     {
-        damages.push_back("the history is damaged: " + damage + c_historyHelp);
+        m_damages.push_back("the history is damaged: " + damage + c_historyHelp);
     }
-    return damages;
 }
 
 /// Returns the names of the files, which are not permanent yet.
@@ -383,6 +398,14 @@ void CProject::write(const SProjectDocument& document, bool force)
     CReplacementFile file(m_file, force);
     file.Write(PrintProject(document, m_file));
     file.Commit();
+    for (std::size_t scan = 0; scan < m_document.scans.size(); ++scan)
+    {
+        if (document.scans[scan].flags != m_document.scans[scan].flags)
+        {
+            // Just written, and not known to the history as it was checked.
+            m_flagChecksums.erase(m_document.scans[scan].key);
+        }
+    }
     m_document = document;
     removeOthers();
 }

@@ -8,6 +8,7 @@
 
 #include "Application/Projects/CMaskChanges.h"
 #include "Application/Projects/CProjectFolder.h"
+#include "Application/Projects/HistoryDamage.h"
 #include "Application/Projects/SProjectDocument.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 
@@ -84,7 +85,8 @@ public:
     [[nodiscard]] std::filesystem::path GetScanPath(std::size_t scan) const;
 
     /// The flags of a scan: one word per point, or none.
-    /// @throw CInputError when its flag file is missing, damaged, or of another number of points.
+    /// @throw CInputError when its flag file is missing, damaged, of another number of points, or
+    /// not the one that the history leads to.
     [[nodiscard]] Words ReadFlags(std::size_t scan) const;
 
     /// Makes \p changed, which must not be empty, the project's flags, as one edit that can be
@@ -105,7 +107,8 @@ public:
 private:
     CProject(std::filesystem::path file, CProjectFolder folder);
 
-    [[nodiscard]] std::vector<std::string> findDamage() const;
+    void check();
+    [[nodiscard]] Words readFlagFile(const SProjectScan& entry) const;
     [[nodiscard]] SStep step(CMaskChanges::Direction direction, std::size_t count);
     [[nodiscard]] std::vector<std::string> writeFlags(SProjectDocument& document,
                                                       std::uint64_t number,
@@ -117,6 +120,7 @@ private:
     CProjectFolder m_folder;
     SProjectDocument m_document;
     std::vector<std::string> m_damages;
+    FlagChecksums m_flagChecksums;
 };
 
 }  // namespace Application

@@ -1,9 +1,7 @@
 #include "Application/Projects/HistoryDamage.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <system_error>
-#include <unordered_map>
 #include <utility>
 
 #include "Application/Files/CInputError.h"
@@ -109,13 +107,34 @@ public:
 
 private:
     std::unordered_map<Base::CUniqueID, std::uint64_t> m_points;
-    std::unordered_map<Base::CUniqueID, std::uint32_t> m_checksums;
+    FlagChecksums m_checksums;
 };
+
+/// The state of each scan between the edits that are done and those that are undone.
+FlagChecksums CollectChecksums(const std::vector<SCheckedEdit>& edits, std::size_t numDone)
+{
+    FlagChecksums checksums;
+    for (std::size_t index = 0; index < edits.size(); ++index)
+    {
+        for (const SLink& link : edits[index].links)
+        {
+            if (index < numDone)
+            {
+                checksums.insert_or_assign(link.key, link.checksumAfter);
+            }
+            else
+            {
+                checksums.try_emplace(link.key, link.checksumBefore);
+            }
+        }
+    }
+    return checksums;
+}
 
 }  // namespace
 
 std::vector<std::string> FindHistoryDamage(const SProjectDocument& document,
-                                           const CProjectFolder& folder)
+                                           const CProjectFolder& folder, FlagChecksums& checksums)
 {
     std::vector<SCheckedEdit> edits(document.edits.size());
     Base::ParallelFor(static_cast<std::uint32_t>(edits.size()), [&](std::uint32_t index) {
@@ -140,6 +159,7 @@ std::vector<std::string> FindHistoryDamage(const SProjectDocument& document,
             damages.push_back(std::move(damage));
         }
     }
+    checksums = damages.empty() ? CollectChecksums(edits, document.numDone) : FlagChecksums();
     return damages;
 }
 

@@ -1,13 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Application/Projects/CProjectFolder.h"
 #include "Application/Projects/SProjectDocument.h"
+#include "Base/Interfaces/CUniqueID.h"
 
 namespace Application
 {
+
+using FlagChecksums = std::unordered_map<Base::CUniqueID, std::uint32_t>;
 
 /// Reads every byte of a project's history and says what is wrong with it, from the oldest edit on;
 /// nothing when it is whole.
@@ -15,7 +20,12 @@ namespace Application
 /// It is when each edit's file has its size and its checksums, changes only scans that the project
 /// has, and begins where the one before it ended. Takes the time to read the files, on all
 /// processors.
+///
+/// \p checksums becomes, by the key of each scan that the history knows, what
+/// CMaskChanges::ComputeChecksum() answers for the flags that the edits that are done lead to;
+/// empty when the history is not whole.
 [[nodiscard]] std::vector<std::string> FindHistoryDamage(const SProjectDocument& document,
-                                                         const CProjectFolder& folder);
+                                                         const CProjectFolder& folder,
+                                                         FlagChecksums& checksums);
 
 }  // namespace Application

@@ -81,6 +81,23 @@ protected:
         return "";
     }
 
+    void expectOtherFlags(std::size_t scan) const
+    {
+        try
+        {
+            (void)read(scan);
+            FAIL();
+        }
+        catch (const CInputError& error)
+        {
+            const std::string name = scan == 0 ? "'a.ply'" : "'b.ply'";
+            EXPECT_THAT(error.what(),
+                        AllOf(HasSubstr("the flags of " + name + " cannot be used"),
+                              HasSubstr("not those that the history leads to"),
+                              HasSubstr("restore"), HasSubstr("without the history")));
+        }
+    }
+
     [[nodiscard]] std::vector<std::string> listData() const
     {
         std::vector<std::string> names;
@@ -503,6 +520,70 @@ TEST_F(CProjectTest, Open_ToLookNamesAMissingDataFolderOnce)
         EXPECT_EQ(error.what(), project().string() + ": " + open.GetDamages().front());
     }
     EXPECT_FALSE(std::filesystem::exists(data("")));
+}
+
+TEST_F(CProjectTest, ReadFlags_RefusesOthersThanTheHistoryLeadsTo)
+{
+    commit(0, 1);
+    commit(1, 2);
+    // The flags of the other scan under the first one's name.
+    std::filesystem::copy_file(data("2-1.flags"), data("1-0.flags"),
+                               std::filesystem::copy_options::overwrite_existing);
+    const auto before = snapshot();
+    expectOtherFlags(0);
+    EXPECT_EQ(read(1), Words(3, {2}));
+    EXPECT_THROW(commit(0, 3), CInputError);
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, ReadFlags_RefusesNoneWhereTheHistoryLeadsToSome)
+{
+    commit(0, 1);
+    std::string content = FileTest::ReadAll(project());
+    content.replace(content.find("\"1-0.flags\""), 11, "null");
+    FileTest::WriteAll(project(), content);
+    expectOtherFlags(0);
+}
+
+TEST_F(CProjectTest, ReadFlags_KnowsTheFlagsFromUndoneEdits)
+{
+    commit(0, 1);
+    commit(0, 2);
+    commit(1, 3);
+    edit().Undo(2);
+    EXPECT_EQ(read(0), Words(3, {1}));
+    EXPECT_EQ(read(1), Words());
+    edit().Undo(1);
+    EXPECT_EQ(read(0), Words());
+    std::string content = FileTest::ReadAll(project());
+    content.replace(content.find("\"done\": 0"), 9, "\"done\": 1");
+    FileTest::WriteAll(project(), content);
+    expectOtherFlags(0);
+}
+
+TEST_F(CProjectTest, ReadFlags_KnowsTheFlagsThatUndoneEditsBeginWith)
+{
+    commit(0, 1);
+    commit(1, 2);
+    edit().Undo(1);
+    EXPECT_EQ(read(1), Words());
+    std::filesystem::copy_file(data("1-0.flags"), data("9-1.flags"));
+    std::string content = FileTest::ReadAll(project());
+    content.replace(content.rfind("\"flags\": null"), 13, "\"flags\": \"9-1.flags\"");
+    FileTest::WriteAll(project(), content);
+    expectOtherFlags(1);
+}
+
+TEST_F(CProjectTest, ReadFlags_AnswersWhatTheSameObjectWrote)
+{
+    commit(0, 1);
+    CProject open = edit();
+    open.Commit("edit", {{0, Words(3, {2})}});
+    EXPECT_EQ(open.ReadFlags(0), Words(3, {2}));
+    open.Undo(2);
+    EXPECT_EQ(open.ReadFlags(0), Words());
+    open.Redo(1);
+    EXPECT_EQ(open.ReadFlags(0), Words(3, {1}));
 }
 
 TEST_F(CProjectTest, Undo_RefusesFlagsThatTheEditDidNotLeave)

@@ -19,6 +19,18 @@ using Direction = CMaskChanges::Direction;
 const Base::CUniqueID c_first(std::array<std::uint8_t, 16>{1});
 const Base::CUniqueID c_second(std::array<std::uint8_t, 16>{2});
 
+constexpr std::size_t c_headerSize = 24;
+
+/// Makes the checksum of an edit's file right again.
+void setChecksum(std::string& content)
+{
+    constexpr std::size_t c_checksumOffset = 16;
+    const auto checksum = static_cast<std::uint32_t>(
+        crc32_z(0, reinterpret_cast<const Bytef*>(content.data() + c_headerSize),
+                content.size() - c_headerSize));
+    std::memcpy(content.data() + c_checksumOffset, &checksum, sizeof checksum);
+}
+
 class CMaskChangesTest : public testing::Test
 {
 protected:
@@ -104,13 +116,9 @@ TEST_F(CMaskChangesTest, Read_RefusesAnyChangedByte)
 TEST_F(CMaskChangesTest, Read_RefusesMorePointsThanItsBytesCanHold)
 {
     std::string content = FileTest::ReadAll(m_folder / "edit");
-    constexpr std::size_t c_checksum = 16;
-    constexpr std::size_t c_header = 24;
-    constexpr std::size_t c_highestByteOfPoints = c_header + 23;
+    constexpr std::size_t c_highestByteOfPoints = c_headerSize + 23;
     content[c_highestByteOfPoints] = 0x40;
-    const auto checksum = static_cast<std::uint32_t>(crc32_z(
-        0, reinterpret_cast<const Bytef*>(content.data() + c_header), content.size() - c_header));
-    std::memcpy(content.data() + c_checksum, &checksum, sizeof checksum);
+    setChecksum(content);
     FileTest::WriteAll(m_folder / "large", content);
     EXPECT_THROW((void)CMaskChanges::Read(m_folder / "large"), CInputError);
 }
@@ -118,6 +126,14 @@ TEST_F(CMaskChangesTest, Read_RefusesMorePointsThanItsBytesCanHold)
 TEST_F(CMaskChangesTest, Read_RefusesALongerFile)
 {
     FileTest::WriteAll(m_folder / "long", FileTest::ReadAll(m_folder / "edit") + "x");
+    EXPECT_THROW((void)CMaskChanges::Read(m_folder / "long"), CInputError);
+}
+
+TEST_F(CMaskChangesTest, Read_RefusesALongerFileWhoseChecksumIsRight)
+{
+    std::string content = FileTest::ReadAll(m_folder / "edit") + "x";
+    setChecksum(content);
+    FileTest::WriteAll(m_folder / "long", content);
     EXPECT_THROW((void)CMaskChanges::Read(m_folder / "long"), CInputError);
 }
 

@@ -1,4 +1,4 @@
-#include "DataLayer/PointCloud/CNearestNeighborSplit.h"
+#include "Tests/DataLayer/PointCloud/CNearestNeighborSplitTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,164 +17,33 @@
 #include "Base/Math/PointTransform.h"
 #include "Tests/Support/Allocations.h"
 
+namespace DataLayerTest
+{
 namespace
 {
 
-using DataLayer::CDeferredNeighborSearch;
-using DataLayer::CNearestNeighborSplit;
-using DataLayer::SPositionArray;
 using TestSupport::GetAllocationCount;
-using Points = std::vector<LqVector3f>;
 
-constexpr float c_bound = 2.25F;
-constexpr float c_infinity = std::numeric_limits<float>::infinity();
-constexpr float c_nan = std::numeric_limits<float>::quiet_NaN();
-
-SPositionArray positionsOf(const Points& points)
-{
-    return {reinterpret_cast<const std::byte*>(points.data()), sizeof(LqVector3f), points.size()};
-}
-
-Points makeRandom(std::size_t count, float size, std::uint32_t seed, LqVector3f center = {})
-{
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> offset(-size, size);
-    Points points(count);
-    for (LqVector3f& point : points)
-    {
-        point = {center.x + offset(random), center.y + offset(random), center.z + offset(random)};
-    }
-    return points;
-}
-
-/// The plainest restatement: whether the first nearest point within the bound is one of the first.
-bool isAmongFirst(const Points& points, std::int64_t last, const LqVector3f& query, float bound)
-{
-    const auto isFinite = [](const LqVector3f& p) {
-        return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
-    };
-    std::int64_t nearest = -1;
-    float nearestDistance = c_infinity;
-    for (std::size_t index = 0; isFinite(query) && index < points.size(); ++index)
-    {
-        const float x = points[index].x - query.x;
-        const float y = points[index].y - query.y;
-        const float z = points[index].z - query.z;
-        const float distance = (x * x + y * y) + z * z;
-        if (isFinite(points[index]) && distance <= bound * bound && distance < nearestDistance)
-        {
-            nearest = static_cast<std::int64_t>(index);
-            nearestDistance = distance;
-        }
-    }
-    return nearest >= 0 && nearest <= last;
-}
-
-/// With each kernel.
-class CNearestNeighborSplitTest : public testing::TestWithParam<std::string>
-{
-protected:
-    /// Asks for all \p queries, twice, since the second time more is known, and compares with the
-    /// restatement. Returns how many were known without being asked for the second time.
-    std::size_t expectRestated(const Points& points, std::int32_t last, const Points& queries,
-                               float bound = c_bound)
-    {
-        const CDeferredNeighborSearch search(positionsOf(points));
-        const auto split = CNearestNeighborSplit::Make(search, last, bound, GetParam());
-        if (split == nullptr)
-        {
-            ADD_FAILURE() << "no cells";
-            return 0;
-        }
-        std::vector<bool> expected;
-        for (const LqVector3f& query : queries)
-        {
-            expected.push_back(isAmongFirst(points, last, query, bound));
-        }
-        std::size_t numKnown = 0;
-        for (int pass = 0; pass < 2; ++pass)
-        {
-            std::vector<std::uint16_t> states(queries.size());
-            split->Look(positionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data());
-            numKnown = 0;
-            for (std::size_t index = 0; index < queries.size(); ++index)
-            {
-                const LqVector3f& query = queries[index];
-                const std::string place = "query " + std::to_string(index) + " at " +
-                                          std::to_string(query.x) + ' ' + std::to_string(query.y) +
-                                          ' ' + std::to_string(query.z);
-                if (states[index] == DataLayer::NeighborCells::c_amongFirst ||
-                    states[index] == DataLayer::NeighborCells::c_notAmong)
-                {
-                    ++numKnown;
-                    EXPECT_EQ(states[index] == DataLayer::NeighborCells::c_amongFirst,
-                              expected[index])
-                        << place;
-                }
-                EXPECT_EQ(split->IsAmongFirst(query), expected[index]) << place;
-            }
-        }
-        return numKnown;
-    }
-
-    /// Of all counts that are special for a cloud.
-    void expectRestatedForAllSplits(const Points& points, const Points& queries,
-                                    float bound = c_bound)
-    {
-        const auto count = static_cast<std::int32_t>(points.size());
-        for (const std::int32_t last :
-             {std::numeric_limits<std::int32_t>::min(), -1, 0, count / 2, count - 2, count - 1,
-              count, std::numeric_limits<std::int32_t>::max()})
-        {
-            SCOPED_TRACE(last);
-            expectRestated(points, last, queries, bound);
-        }
-    }
-
-    [[nodiscard]] static Points around(const Points& points, float distance, std::size_t count,
-                                       std::uint32_t seed)
-    {
-        Points queries = makeRandom(count, distance, seed);
-        for (std::size_t index = 0; index < count; ++index)
-        {
-            const LqVector3f& point = points[index * 7919 % points.size()];
-            queries[index] = {point.x + queries[index].x, point.y + queries[index].y,
-                              point.z + queries[index].z};
-        }
-        return queries;
-    }
-};
-
-std::vector<std::string> kernelNames()
-{
-    std::vector<std::string> names;
-    for (const std::string_view name : CNearestNeighborSplit::GetKernelNames())
-    {
-        names.emplace_back(name);
-    }
-    return names;
-}
-
-INSTANTIATE_TEST_SUITE_P(Kernels, CNearestNeighborSplitTest, testing::ValuesIn(kernelNames()),
+INSTANTIATE_TEST_SUITE_P(Kernels, CNearestNeighborSplitTest, testing::ValuesIn(KernelNames()),
                          [](const auto& kernel) { return kernel.param; });
 
 TEST_P(CNearestNeighborSplitTest, Scattered_AnsweredAsRestated)
 {
-    const Points points = makeRandom(1500, 9, 1);
+    const Points points = MakeRandom(1500, 9, 1);
     expectRestatedForAllSplits(points, around(points, 4, 600, 2));
 }
 
 TEST_P(CNearestNeighborSplitTest, HalvesApart_AnsweredAsRestated)
 {
-    Points points = makeRandom(700, 6, 3);
-    const Points others = makeRandom(700, 6, 4, {13, 1, 0});
+    Points points = MakeRandom(700, 6, 3);
+    const Points others = MakeRandom(700, 6, 4, {13, 1, 0});
     points.insert(points.end(), others.begin(), others.end());
     expectRestatedForAllSplits(points, around(points, 5, 600, 5));
 }
 
 TEST_P(CNearestNeighborSplitTest, Coplanar_AnsweredAsRestated)
 {
-    Points points = makeRandom(900, 14, 6);
+    Points points = MakeRandom(900, 14, 6);
     for (LqVector3f& point : points)
     {
         point.y = 3;
@@ -184,7 +53,7 @@ TEST_P(CNearestNeighborSplitTest, Coplanar_AnsweredAsRestated)
 
 TEST_P(CNearestNeighborSplitTest, FewPositionsInCrowds_AnsweredAsRestated)
 {
-    const Points places = makeRandom(12, 5, 8);
+    const Points places = MakeRandom(12, 5, 8);
     Points points;
     for (std::size_t index = 0; index < 4000; ++index)
     {
@@ -196,9 +65,9 @@ TEST_P(CNearestNeighborSplitTest, FewPositionsInCrowds_AnsweredAsRestated)
 TEST_P(CNearestNeighborSplitTest, Clusters_AnsweredAsRestated)
 {
     Points points;
-    for (const LqVector3f& center : makeRandom(30, 40, 10))
+    for (const LqVector3f& center : MakeRandom(30, 40, 10))
     {
-        const Points cluster = makeRandom(40, 0.8F, 11, center);
+        const Points cluster = MakeRandom(40, 0.8F, 11, center);
         points.insert(points.end(), cluster.begin(), cluster.end());
     }
     expectRestatedForAllSplits(points, around(points, 5, 600, 12));
@@ -249,37 +118,13 @@ TEST_P(CNearestNeighborSplitTest, DistancesAroundTheBound_AnsweredAsRestated)
     }
 }
 
-TEST_P(CNearestNeighborSplitTest, PointsAroundCornersOfCells_AnsweredAsRestated)
-{
-    // A position in a corner of its cell, and queries in the far corners of the cells around, which
-    // is where covering and not reaching are decided.
-    const float edge = c_bound / 3.9375F;
-    std::mt19937 random(13);
-    for (int repetition = 0; repetition < 60; ++repetition)
-    {
-        const auto corner = [&](int reach) {
-            const int cell = static_cast<int>(random() % (2U * static_cast<unsigned>(reach) + 1U));
-            const float place = static_cast<float>(cell - reach) * edge;
-            const int step = static_cast<int>(random() % 9U) - 4;
-            return place + static_cast<float>(step) * 0x1p-20F;
-        };
-        Points points = {{corner(1), corner(1), corner(1)}, {corner(6), corner(6), corner(6)}};
-        Points queries;
-        for (int index = 0; index < 300; ++index)
-        {
-            queries.push_back({corner(6), corner(6), corner(6)});
-        }
-        expectRestated(points, 0, queries);
-    }
-}
-
 TEST_P(CNearestNeighborSplitTest, FarFromTheOrigin_AnsweredAsRestated)
 {
     // Where neighbouring floats are farther apart than cells as well.
     for (const float place : {-3e4F, 1e6F, -3e7F, 1e9F, 3e38F})
     {
         SCOPED_TRACE(place);
-        const Points points = makeRandom(500, 12, 14, {place, 0, -place / 3});
+        const Points points = MakeRandom(500, 12, 14, {place, 0, -place / 3});
         expectRestatedForAllSplits(points, around(points, 6, 200, 15));
     }
 }
@@ -287,8 +132,8 @@ TEST_P(CNearestNeighborSplitTest, FarFromTheOrigin_AnsweredAsRestated)
 TEST_P(CNearestNeighborSplitTest, PositionsBeyondTheCells_AnsweredAsRestated)
 {
     // The cells end some 37000 around the middle.
-    Points points = makeRandom(800, 12, 16);
-    const Points ends = makeRandom(120, 8, 17, {37449, 0, 0});
+    Points points = MakeRandom(800, 12, 16);
+    const Points ends = MakeRandom(120, 8, 17, {37449, 0, 0});
     points.insert(points.begin(), ends.begin(), ends.end());
     points.push_back({1e6F, -1e9F, 3e38F});
     points.push_back({-3e38F, 3e38F, 0});
@@ -301,7 +146,7 @@ TEST_P(CNearestNeighborSplitTest, PositionsBeyondTheCells_AnsweredAsRestated)
 
 TEST_P(CNearestNeighborSplitTest, NotFinite_HaveAndAreNoNeighbors)
 {
-    Points points = makeRandom(400, 5, 19);
+    Points points = MakeRandom(400, 5, 19);
     points[0].x = c_nan;
     points[7].y = c_infinity;
     points[200].z = -c_infinity;
@@ -322,7 +167,7 @@ TEST_P(CNearestNeighborSplitTest, OtherBounds_AnsweredAsRestated)
     for (const float bound : {1e-6F, 0.01F, 1.0F / 3.0F, 1000.0F, 1e6F})
     {
         SCOPED_TRACE(bound);
-        const Points points = makeRandom(900, 4 * bound, 21);
+        const Points points = MakeRandom(900, 4 * bound, 21);
         expectRestatedForAllSplits(points, around(points, 2 * bound, 200, 22), bound);
     }
 }
@@ -343,7 +188,7 @@ TEST_P(CNearestNeighborSplitTest, Surface_IsKnownByItsCells)
         points.push_back({static_cast<float>(index % 100), static_cast<float>(index / 100),
                           static_cast<float>(index % 7) * 0.1F});
     }
-    const Points bit = makeRandom(100, 1, 25, {50, 50, 6});
+    const Points bit = MakeRandom(100, 1, 25, {50, 50, 6});
     points.insert(points.end(), bit.begin(), bit.end());
     Points queries = around(points, 0.4F, 500, 26);
     for (std::size_t index = 0; index < 500; index += 10)
@@ -355,8 +200,8 @@ TEST_P(CNearestNeighborSplitTest, Surface_IsKnownByItsCells)
 
 TEST_P(CNearestNeighborSplitTest, Look_EveryStrideCountAndTrafoAsOneByOne)
 {
-    const Points points = makeRandom(800, 6, 27);
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const Points points = MakeRandom(800, 6, 27);
+    const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 500, c_bound, GetParam());
     const auto reference = CNearestNeighborSplit::Make(search, 500, c_bound, "scalar");
     ASSERT_NE(split, nullptr);
@@ -372,7 +217,7 @@ TEST_P(CNearestNeighborSplitTest, Look_EveryStrideCountAndTrafoAsOneByOne)
         {
             for (std::size_t count = 0; count < 70; ++count)
             {
-                const Points surfels = makeRandom(count + 1, 12, 28);
+                const Points surfels = MakeRandom(count + 1, 12, 28);
                 std::vector<std::byte> bytes(count == 0 ? 0 : stride * (count - 1) + 12);
                 for (std::size_t index = 0; index < count; ++index)
                 {
@@ -390,21 +235,21 @@ TEST_P(CNearestNeighborSplitTest, Look_EveryStrideCountAndTrafoAsOneByOne)
 
 TEST_P(CNearestNeighborSplitTest, Look_KnowsWhatTheTransformedPointIsAnswered)
 {
-    const Points points = makeRandom(3000, 12, 29);
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const Points points = MakeRandom(3000, 12, 29);
+    const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 1500, c_bound, GetParam());
     LqMatrix4Rf trafo(c_matIdentityD);
     trafo(0, 0) = 0.7F;
     trafo(2, 3) = 0.125F;
     trafo(3, 3) = 0.9F;
-    const Points surfels = makeRandom(3000, 12, 30);
+    const Points surfels = MakeRandom(3000, 12, 30);
     std::vector<std::uint16_t> states(surfels.size());
-    split->Look(positionsOf(surfels), trafo, states.data());
+    split->Look(PositionsOf(surfels), trafo, states.data());
     std::size_t numKnown = 0;
     for (std::size_t index = 0; index < surfels.size(); ++index)
     {
         const bool expected =
-            isAmongFirst(points, 1500, TransformPoint(trafo, surfels[index]), c_bound);
+            IsAmongFirst(points, 1500, TransformPoint(trafo, surfels[index]), c_bound);
         const std::uint32_t state = states[index];
         numKnown += state == 1 || state == 2 ? 1 : 0;
         EXPECT_TRUE(state == 0 || state == 3 || (state == 1) == expected) << index;
@@ -414,14 +259,14 @@ TEST_P(CNearestNeighborSplitTest, Look_KnowsWhatTheTransformedPointIsAnswered)
 
 TEST_P(CNearestNeighborSplitTest, ConcurrentQueries_AnsweredAsRestated)
 {
-    Points points = makeRandom(900, 7, 31);
+    Points points = MakeRandom(900, 7, 31);
     const Points queries = around(points, 4, 2000, 32);
     std::vector<std::uint16_t> expected;
     for (const LqVector3f& query : queries)
     {
-        expected.push_back(isAmongFirst(points, 600, query, c_bound) ? 1 : 2);
+        expected.push_back(IsAmongFirst(points, 600, query, c_bound) ? 1 : 2);
     }
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 600, c_bound, GetParam());
     std::vector<std::vector<std::uint16_t>> answers(4, std::vector<std::uint16_t>(queries.size()));
     std::vector<std::thread> threads;
@@ -452,8 +297,8 @@ TEST_P(CNearestNeighborSplitTest, ConcurrentQueries_AnsweredAsRestated)
 
 TEST(CNearestNeighborSplitMake, UselessBounds_GiveNoCells)
 {
-    const Points points = makeRandom(100, 1, 33);
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const Points points = MakeRandom(100, 1, 33);
+    const CDeferredNeighborSearch search(PositionsOf(points));
     for (const float bound : {0.0F, -1.0F, 1e-7F, 1e7F, c_infinity, c_nan})
     {
         EXPECT_EQ(CNearestNeighborSplit::Make(search, 50, bound), nullptr) << bound;
@@ -462,16 +307,16 @@ TEST(CNearestNeighborSplitMake, UselessBounds_GiveNoCells)
 
 TEST(CNearestNeighborSplitMake, PositionsFarApart_GiveNoCells)
 {
-    const Points points = makeRandom(5000, 10000, 34);
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const Points points = MakeRandom(5000, 10000, 34);
+    const CDeferredNeighborSearch search(PositionsOf(points));
     EXPECT_EQ(CNearestNeighborSplit::Make(search, 2500, c_bound), nullptr);
 }
 
 TEST(CNearestNeighborSplitMake, EmptySpaceBetweenClusters_TakesNoMemory)
 {
-    Points points = makeRandom(2000, 10, 35);
+    Points points = MakeRandom(2000, 10, 35);
     const auto memoryOf = [&points] {
-        const CDeferredNeighborSearch search(positionsOf(points));
+        const CDeferredNeighborSearch search(PositionsOf(points));
         return CNearestNeighborSplit::Make(search, 1000, c_bound)->GetMemorySize();
     };
     for (std::size_t index = 0; index < points.size(); index += 2)
@@ -489,8 +334,8 @@ TEST(CNearestNeighborSplitMake, EmptySpaceBetweenClusters_TakesNoMemory)
 
 TEST(CNearestNeighborSplitMake, UnknownKernel_Throws)
 {
-    const Points points = makeRandom(10, 1, 36);
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const Points points = MakeRandom(10, 1, 36);
+    const CDeferredNeighborSearch search(PositionsOf(points));
     EXPECT_THROW(static_cast<void>(CNearestNeighborSplit::Make(search, 5, c_bound, "none")),
                  std::invalid_argument);
 }
@@ -502,15 +347,15 @@ TEST(CNearestNeighborSplitMake, GetKernelNames_EndWithTheReference)
 
 TEST(CNearestNeighborSplitMake, Queries_AllocateNothing)
 {
-    const Points points = makeRandom(1000, 8, 37);
-    const Points queries = makeRandom(1000, 10, 38);
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const Points points = MakeRandom(1000, 8, 37);
+    const Points queries = MakeRandom(1000, 10, 38);
+    const CDeferredNeighborSearch search(PositionsOf(points));
     const std::size_t beforeMaking = GetAllocationCount();
     const auto split = CNearestNeighborSplit::Make(search, 500, c_bound);
     std::vector<std::uint16_t> states(queries.size());
     const std::size_t before = GetAllocationCount();
     ASSERT_GT(before, beforeMaking) << "the library's allocations are not counted";
-    split->Look(positionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data());
+    split->Look(PositionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data());
     for (const LqVector3f& query : queries)
     {
         static_cast<void>(split->IsAmongFirst(query));
@@ -520,9 +365,9 @@ TEST(CNearestNeighborSplitMake, Queries_AllocateNothing)
 
 TEST(CDeferredNeighborSearchTest, BuildsTheIndexOnce)
 {
-    const Points points = makeRandom(5000, 8, 39);
+    const Points points = MakeRandom(5000, 8, 39);
     const std::size_t start = GetAllocationCount();
-    const CDeferredNeighborSearch search(positionsOf(points));
+    const CDeferredNeighborSearch search(PositionsOf(points));
     EXPECT_EQ(GetAllocationCount(), start);
     EXPECT_EQ(search.FindNearestNeighbor(points[42], 0.0F, nullptr), 42);
     const std::size_t built = GetAllocationCount();
@@ -537,3 +382,4 @@ TEST(CDeferredNeighborSearchTest, MorePositionsThanAnIndexNames_Throw)
 }
 
 }  // namespace
+}  // namespace DataLayerTest

@@ -73,7 +73,7 @@ struct SSurfels
 
 /// Writes the EState of each of \p surfels. All kernels give the same answers.
 ///
-/// States may become known at the same time: whole words are read at once, and a state is written
+/// States may become known at the same time: words are read atomically, and a state is written
 /// once.
 using LookFunction = void (*)(const SLookup& lookup, const SSurfels& surfels,
                               std::uint16_t* states);

@@ -48,13 +48,15 @@ struct SAvx2
         return static_cast<std::uint32_t>(
             _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(a, b))));
     }
-    static Numbers Gather(const std::uint32_t* words, Numbers places)
-    {
-        return _mm256_i32gather_epi32(reinterpret_cast<const int*>(words), places, 4);
-    }
     static Numbers Replace(Numbers others, std::uint32_t lanes, std::uint32_t value)
     {
         return _mm256_blendv_epi8(others, SetNumber(value), maskOf(lanes));
+    }
+    static Numbers LoadNumbers(const std::uint32_t* values)
+    {
+        Numbers numbers;
+        std::memcpy(&numbers, values, sizeof numbers);
+        return numbers;
     }
     static void StoreNumbers(Numbers a, std::uint32_t* values)
     {

@@ -49,14 +49,11 @@ struct SAvx512
         return _mm512_maskz_srlv_epi32(c_every, a, bits);
     }
     static std::uint32_t Equal(Numbers a, Numbers b) { return _mm512_cmpeq_epi32_mask(a, b); }
-    static Numbers Gather(const std::uint32_t* words, Numbers places)
-    {
-        return _mm512_mask_i32gather_epi32(SetNumber(0), c_every, places, words, 4);
-    }
     static Numbers Replace(Numbers others, std::uint32_t lanes, std::uint32_t value)
     {
         return _mm512_mask_mov_epi32(others, static_cast<__mmask16>(lanes), SetNumber(value));
     }
+    static Numbers LoadNumbers(const std::uint32_t* values) { return _mm512_load_si512(values); }
     static void StoreNumbers(Numbers a, std::uint32_t* values) { _mm512_store_si512(values, a); }
     static void Store(Numbers a, std::uint16_t* values)
     {

@@ -156,11 +156,25 @@ private:
                 open &= ~lanes;
             }
         }
-        const Numbers rows = Vector::Gather(m_lookup.states, Vector::Add(firsts, words));
-        const Numbers found = Vector::ShiftRightEach(rows, bits);
+        const Numbers found = Vector::ShiftRightEach(read(Vector::Add(firsts, words)), bits);
         return Vector::Or(
             Vector::And(found, Vector::SetNumber(1)),
             Vector::And(Vector::template ShiftRight<15>(found), Vector::SetNumber(2)));
+    }
+
+    /// The words of states at \p places.
+    ///
+    /// Another thread may make a state in them known meanwhile, so each read is atomic. A gathering
+    /// instruction, which the language knows nothing of, promises no such thing, and takes as long.
+    Numbers read(Numbers places) const
+    {
+        alignas(64) std::uint32_t words[c_width];
+        Vector::StoreNumbers(places, words);
+        for (std::uint32_t& word : words)
+        {
+            word = __atomic_load_n(m_lookup.states + word, __ATOMIC_RELAXED);
+        }
+        return Vector::LoadNumbers(words);
     }
 
     /// The surfels in the block that was looked up last, one bit each.

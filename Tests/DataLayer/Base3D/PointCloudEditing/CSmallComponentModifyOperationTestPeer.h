@@ -57,6 +57,17 @@ public:
         operation.m_numMainComponentPoints = numMainComponentPoints;
     }
 
+    /// What the passes ask instead of the search; null where they ask the search.
+    [[nodiscard]] static const CNearestNeighborSplit* GetSplit(const Operation& operation)
+    {
+        return operation.m_split.get();
+    }
+
+    static void SetSplit(Operation& operation, std::unique_ptr<const CNearestNeighborSplit> split)
+    {
+        operation.m_split = std::move(split);
+    }
+
     static void SetContent(Operation& operation, std::shared_ptr<const SFuserContent> content)
     {
         operation.m_fuserContent = std::move(content);

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <stdexcept>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
@@ -51,6 +55,90 @@ TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelNoReset_AppendsAtTheNextIn
     ASSERT_EQ(collection.GetCount(), 2U);
     EXPECT_EQ(collection.GetPositions().At(0), MakePosition(7));
     EXPECT_EQ(collection.GetPositions().At(1), MakePosition(3));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelsNoReset_GivesTheFirstOfThoseBehindItsOwn)
+{
+    const auto collection = this->Make(2);
+    auto* const added = collection->AddSurfelsNoReset(3);
+    ASSERT_EQ(collection->GetCount(), 5U);
+    EXPECT_EQ(added, &collection->GetSurfel(2));
+    for (std::size_t index = 0; index < 3; ++index)
+    {
+        added[index] = MakeSurfel<TypeParam>(7 + index);
+    }
+    EXPECT_EQ(GetBits(*collection), GetBitsAt(*this->Make(10), {0, 1, 7, 8, 9}));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelsNoReset_NoneChangesNothing)
+{
+    const auto collection = this->Make(3);
+    const auto* const first = &collection->GetSurfel(0);
+    EXPECT_EQ(collection->AddSurfelsNoReset(0), first + 3);
+    EXPECT_EQ(GetBits(*collection), GetBits(*this->Make(3)));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelsNoReset_WithinReservedMemoryMovesNothing)
+{
+    const auto collection = this->Make(3);
+    collection->Reserve(100);
+    const auto* const first = &collection->GetSurfel(0);
+    EXPECT_EQ(collection->AddSurfelsNoReset(97), first + 3);
+    EXPECT_EQ(&collection->GetSurfel(0), first);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelsNoReset_BeyondReservedMemoryKeepsItsOwn)
+{
+    const auto collection = this->Make(3);
+    const auto& positions = collection->GetPositions();
+    auto* const added = collection->AddSurfelsNoReset(100000);
+    std::fill_n(added, 100000, MakeSurfel<TypeParam>(5));
+    EXPECT_EQ(positions.GetFirstElement(),
+              reinterpret_cast<const std::byte*>(&collection->GetSurfel(0)));
+    EXPECT_EQ(positions.At(2), MakePosition(2));
+    EXPECT_EQ(positions.At(100002), MakePosition(5));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelsNoReset_ManyTimesGrowsRarely)
+{
+    TypeParam collection;
+    std::size_t numMoves = 0;
+    for (std::size_t repetition = 0; repetition < 1000; ++repetition)
+    {
+        const auto* const before = collection.GetPositions().GetFirstElement();
+        std::fill_n(collection.AddSurfelsNoReset(3), 3, MakeSurfel<TypeParam>(repetition));
+        numMoves += collection.GetPositions().GetFirstElement() != before ? 1 : 0;
+    }
+    EXPECT_EQ(collection.GetPositions().At(2999), MakePosition(999));
+    EXPECT_LT(numMoves, 20U);
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest,
+           AddSurfelsNoReset_MoreThanThereCanBeThrowAndChangeNothing)
+{
+    const auto collection = this->Make(3);
+    constexpr auto c_mostBytes =
+        static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max());
+    for (const std::uint64_t count :
+         {std::numeric_limits<std::uint64_t>::max(), std::numeric_limits<std::uint64_t>::max() - 2,
+          c_mostBytes, c_mostBytes / 12})
+    {
+        EXPECT_THROW(static_cast<void>(collection->AddSurfelsNoReset(count)), std::length_error)
+            << count;
+    }
+    EXPECT_EQ(GetBits(*collection), GetBits(*this->Make(3)));
+}
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelsNoReset_AddedSurfelsHaveASupport)
+{
+    const auto collection = this->Make(2);
+    EXPECT_EQ(collection->GetPointCloudSupport()->GetBoundingBox().box.max.x, 1.0F);
+    std::fill_n(collection->AddSurfelsNoReset(3), 3, MakeSurfel<TypeParam>(9));
+    collection->ForceUpdate();
+    const auto support = collection->GetPointCloudSupport();
+    EXPECT_EQ(support->GetBoundingBox().box.max.x, 9.0F);
+    EXPECT_EQ(support->GetNearestNeighborSearch()->FindNearestNeighbor(MakePosition(9), 0, nullptr),
+              2);
 }
 
 TYPED_TEST(TSurfelCollectionInterleavedTest, Reserve_MoreSurfelsThanReservedStillFit)

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <stdexcept>
 #include <string_view>
 
@@ -62,25 +61,6 @@ TEST(CPicture, ToPng_ReadsBackAsItWas)
     EXPECT_EQ(decoder.GetBytesPerPixel(), 3U);
     EXPECT_FALSE(decoder.HasAlpha());
     EXPECT_EQ(decoder.Decode(), picture.GetSamples());
-}
-
-TEST(PngEncoder, EncodePng_PictureOfSeveralBandsReadsBackAsItWas)
-{
-    std::mt19937 generator(3);
-    // Bands end where 256 KiB do.
-    for (const std::uint32_t height : {1U, 131U, 132U, 262U, 300U})
-    {
-        std::vector<std::uint8_t> samples(std::size_t{667} * height * 3);
-        for (std::size_t index = 0; index < samples.size(); ++index)
-        {
-            const bool isSmooth = index / 2001 % 3 != 0;
-            samples[index] = static_cast<std::uint8_t>(isSmooth ? index / 300 : generator());
-        }
-        const auto png = Application::EncodePng(667, height, Application::PngColor::Rgb, samples);
-        CPngDecoder decoder(std::string_view(reinterpret_cast<const char*>(png.data()), png.size()),
-                            "x");
-        EXPECT_EQ(decoder.Decode(), samples) << height;
-    }
 }
 
 TEST(PngEncoder, EncodePng_GreyOfASinglePixelReadsBack)

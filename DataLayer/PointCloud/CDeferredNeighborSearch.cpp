@@ -19,9 +19,13 @@ CDeferredNeighborSearch::~CDeferredNeighborSearch() = default;
 std::int32_t CDeferredNeighborSearch::FindNearestNeighbor(const LqVector3f& point, float bound,
                                                           const void* reserved) const
 {
-    const auto& index =
-        m_index.Get([this] { return std::make_unique<const CNearestNeighborIndex>(m_positions); });
-    return index->FindNearestNeighbor(point, bound, reserved);
+    return getIndex().FindNearestNeighbor(point, bound, reserved);
+}
+
+const CNearestNeighborIndex& CDeferredNeighborSearch::getIndex() const
+{
+    return *m_index.Get(
+        [this] { return std::make_unique<const CNearestNeighborIndex>(m_positions); });
 }
 
 }  // namespace DataLayer

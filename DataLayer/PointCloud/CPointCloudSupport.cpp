@@ -1,7 +1,6 @@
 #include "DataLayer/PointCloud/CPointCloudSupport.h"
 
 #include "DataLayer/PointCloud/BoundPositions.h"
-#include "DataLayer/PointCloud/CDeferredNeighborSearch.h"
 
 namespace DataLayer
 {
@@ -12,15 +11,25 @@ CPointCloudSupport::~CPointCloudSupport() = default;
 
 void CPointCloudSupport::BuildAll() const
 {
-    static_cast<void>(GetNearestNeighborSearch());
+    BuildAllButIndex();
+    getSearch().BuildIndex();
+}
+
+void CPointCloudSupport::BuildAllButIndex() const
+{
+    static_cast<void>(getSearch());
     static_cast<void>(GetBoundingBox());
 }
 
 const INearestNeighborSearch* CPointCloudSupport::GetNearestNeighborSearch() const
 {
-    return m_search
-        .Get([this] { return std::make_unique<const CDeferredNeighborSearch>(m_positions); })
-        .get();
+    return &getSearch();
+}
+
+const CDeferredNeighborSearch& CPointCloudSupport::getSearch() const
+{
+    return *m_search.Get(
+        [this] { return std::make_unique<const CDeferredNeighborSearch>(m_positions); });
 }
 
 const UxBoundingBox3D& CPointCloudSupport::GetBoundingBox() const

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
+#include "DataLayer/PointCloud/CDeferredNeighborSearch.h"
 #include "DataLayer/PointCloud/ISurfelRuns.h"
 #include "DataLayer/PointCloud/SPositionArray.h"
 #include "DataLayer/PointCloud/TLazyValue.h"
@@ -21,9 +22,13 @@ public:
     explicit CPointCloudSupport(const SPositionArray& positions);
     ~CPointCloudSupport() override;
 
-    /// Builds box and search unless they are there.
+    /// Builds the box, the search and its index unless they are there.
     /// @throw std::length_error when there are more than 2^31 - 1 positions.
     void BuildAll() const;
+
+    /// The same but for the index, which the first query that needs it builds.
+    /// @throw std::length_error when there are more than 2^31 - 1 positions.
+    void BuildAllButIndex() const;
 
     /// @throw std::length_error when there are more than 2^31 - 1 positions.
     [[nodiscard]] const INearestNeighborSearch* GetNearestNeighborSearch() const override;
@@ -31,9 +36,11 @@ public:
     [[nodiscard]] const SSurfelRuns* FindSurfelRuns() const override;
 
 private:
+    [[nodiscard]] const CDeferredNeighborSearch& getSearch() const;
+
     SPositionArray m_positions;
     TLazyValue<UxBoundingBox3D> m_boundingBox;
-    TLazyValue<std::unique_ptr<const INearestNeighborSearch>> m_search;
+    TLazyValue<std::unique_ptr<const CDeferredNeighborSearch>> m_search;
     TSecondUseValue<SSurfelRuns> m_runs;
 };
 

@@ -14,6 +14,8 @@
 namespace DataLayer
 {
 
+class CPointCloudSupport;
+
 /// A surfel collection that owns one array of records of type \p Surfel and implements
 /// \p Interface.
 ///
@@ -58,9 +60,14 @@ public:
     void SetSurfels(Surfels&& surfels);
 
     /// Builds the support over all surfels now: the bounding box and the nearest-neighbour search.
-    /// Without this call each of them is built when it is first asked for.
+    /// Queries allocate nothing then. Without this call each of them is built when it is first
+    /// asked for.
     /// @throw std::length_error when there are more than 2^31 - 1 surfels.
     void ForceUpdate();
+
+    /// The same, but the index behind the search is left to the first query that needs it.
+    /// @throw std::length_error when there are more than 2^31 - 1 surfels.
+    void ForceUpdateButIndex();
 
     /// The surfel at \p index, which must be less than the count.
     [[nodiscard]] const Surfel& GetSurfel(std::uint64_t index) const { return m_surfels[index]; }
@@ -106,6 +113,8 @@ protected:
 private:
     [[nodiscard]] std::unique_ptr<TSurfelCollectionInterleaved> createFrom(Surfels&& surfels) const;
     void updateAccessors();
+    [[nodiscard]] std::shared_ptr<const CPointCloudSupport> makeSupport() const;
+    void setSupport(std::shared_ptr<const Base::IPointCloudSupport> support);
     void resetSupport();
 
     Surfels m_surfels;

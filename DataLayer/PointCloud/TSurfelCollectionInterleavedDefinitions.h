@@ -71,12 +71,17 @@ Surfel* TSurfelCollectionInterleaved<Surfel, Interface>::AddSurfelsNoReset(std::
 template <typename Surfel, typename Interface>
 void TSurfelCollectionInterleaved<Surfel, Interface>::ForceUpdate()
 {
-    auto support = std::make_shared<CPointCloudSupport>(
-        SPositionArray{m_positions.GetFirstElement(), sizeof(Surfel), GetCount()});
+    auto support = makeSupport();
     support->BuildAll();
-    const std::lock_guard lock(m_supportMutex);
-    m_support = std::move(support);
-    m_supportCount = GetCount();
+    setSupport(std::move(support));
+}
+
+template <typename Surfel, typename Interface>
+void TSurfelCollectionInterleaved<Surfel, Interface>::ForceUpdateButIndex()
+{
+    auto support = makeSupport();
+    support->BuildAllButIndex();
+    setSupport(std::move(support));
 }
 
 template <typename Surfel, typename Interface>
@@ -123,8 +128,7 @@ TSurfelCollectionInterleaved<Surfel, Interface>::GetPointCloudSupport() const
     const std::lock_guard lock(m_supportMutex);
     if (m_support == nullptr || m_supportCount != GetCount())
     {
-        m_support = std::make_shared<CPointCloudSupport>(
-            SPositionArray{m_positions.GetFirstElement(), sizeof(Surfel), GetCount()});
+        m_support = makeSupport();
         m_supportCount = GetCount();
     }
     return m_support;
@@ -326,6 +330,23 @@ void TSurfelCollectionInterleaved<Surfel, Interface>::updateAccessors()
         m_normals = CNormalAccess(bytes == nullptr ? nullptr : bytes + Traits::c_normalOffset,
                                   sizeof(Surfel), Traits::c_decoder);
     }
+}
+
+template <typename Surfel, typename Interface>
+std::shared_ptr<const CPointCloudSupport>
+TSurfelCollectionInterleaved<Surfel, Interface>::makeSupport() const
+{
+    return std::make_shared<const CPointCloudSupport>(
+        SPositionArray{m_positions.GetFirstElement(), sizeof(Surfel), GetCount()});
+}
+
+template <typename Surfel, typename Interface>
+void TSurfelCollectionInterleaved<Surfel, Interface>::setSupport(
+    std::shared_ptr<const Base::IPointCloudSupport> support)
+{
+    const std::lock_guard lock(m_supportMutex);
+    m_support = std::move(support);
+    m_supportCount = GetCount();
 }
 
 template <typename Surfel, typename Interface>

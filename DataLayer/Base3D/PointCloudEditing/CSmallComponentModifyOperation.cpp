@@ -278,7 +278,8 @@ void CSmallComponentModifyOperation::computeNNSupportStructures()
     // Room for the main points only, on purpose, although the small components' follow.
     cloud->Reserve(numMainComponentPoints);
     appendPoints(*m_fuserContent, numMainComponentPoints + numSmallComponentPoints, *cloud);
-    cloud->ForceUpdate();
+    // Few surfels, if any, are asked of the index once the space around it is split.
+    cloud->ForceUpdateButIndex();
     // Added on purpose to what a former build left.
     m_split = makeSplit(*cloud, m_numMainComponentPoints + numMainComponentPoints);
     m_nnCloud = std::move(cloud);

@@ -52,11 +52,14 @@ void GenerateCutCase(CCaseRandom& random, CNamedArrays& cases)
     for (std::uint32_t items = random.OneIn(12) ? random.Below(4) : 1; items > 0; --items)
     {
         const LqMatrix4Rd trafo = random.OneIn(2) ? c_matIdentityD : random.Transform();
-        const std::uint32_t count = SurfelCount(random);
-        const std::vector<LqVector3f> points = ScreenPoints(random, cases, selection, trafo, count);
+        const EOrder order = random.OneIn(60) ? EOrder::AsScan : EOrder::Any;
+        const std::uint32_t count =
+            order == EOrder::AsScan ? 3000 + random.Below(14000) : SurfelCount(random);
+        const std::vector<LqVector3f> points =
+            ScreenPoints(random, cases, selection, trafo, count, order);
         const bool mayLackPositions = random.OneIn(20);
-        cases.Append<std::uint32_t>("item_collection",
-                                    AppendCollection(random, cases, points, mayLackPositions));
+        cases.Append<std::uint32_t>(
+            "item_collection", AppendCollection(random, cases, points, mayLackPositions, order));
         cases.Append<std::uint32_t>("item_words", AppendWords(random, cases, count));
         AppendMatrix(cases, "item_trafo", trafo);
     }

@@ -206,7 +206,7 @@ std::uint32_t SurfelCount(CCaseRandom& random)
 
 std::vector<LqVector3f> ScreenPoints(CCaseRandom& random, const CNamedArrays& cases,
                                      std::size_t selection, const LqMatrix4Rd& trafo,
-                                     std::uint32_t count)
+                                     std::uint32_t count, EOrder order)
 {
     LqMatrix4Rd combined = trafo;
     for (std::size_t transform = 0; transform < 3; ++transform)
@@ -221,8 +221,8 @@ std::vector<LqVector3f> ScreenPoints(CCaseRandom& random, const CNamedArrays& ca
     const std::uint32_t width = cases.Get<std::uint32_t>("selection_width")[selection];
     const std::uint32_t height = cases.Get<std::uint32_t>("selection_height")[selection];
 
-    // Points that stand one beside the other on the screen, as in a scan, or anywhere.
-    const bool isOrdered = random.OneIn(3);
+    const bool isOrdered = order == EOrder::AsScan || random.OneIn(3);
+    const std::uint32_t directedInterval = order == EOrder::AsScan ? 2000 : 4;
     std::vector<LqVector3f> points;
     points.reserve(count);
     for (std::uint32_t index = 0; index < count; ++index)
@@ -251,7 +251,7 @@ std::vector<LqVector3f> ScreenPoints(CCaseRandom& random, const CNamedArrays& ca
             return std::isnan(value) ? std::numeric_limits<float>::quiet_NaN() : value;
         };
         LqVector3f point{coordinate(0), coordinate(1), coordinate(2)};
-        if (random.IsDirected() && random.OneIn(4))
+        if (random.IsDirected() && random.OneIn(directedInterval))
         {
             point = random.Point(-2.0F, 2.0F);
         }
@@ -265,12 +265,15 @@ std::vector<LqVector3f> ScreenPoints(CCaseRandom& random, const CNamedArrays& ca
 }
 
 std::uint32_t AppendCollection(CCaseRandom& random, CNamedArrays& cases,
-                               std::vector<LqVector3f> points, bool mayLackPositions)
+                               std::vector<LqVector3f> points, bool mayLackPositions, EOrder order)
 {
-    std::uint8_t layout = random.OneOf<std::uint8_t>({Packed, Padded, Unaligned, Minimal, Mock});
+    // Only the library's own collections know of runs; the mock comes after them.
+    const std::uint32_t numLayouts =
+        static_cast<std::uint32_t>(Mock) + (order == EOrder::Any ? 1 : 0);
+    auto layout = static_cast<std::uint8_t>(random.Below(numLayouts));
     const bool hasPositions = !(mayLackPositions && random.OneIn(8));
     // Mostly a box that any view sees, so that the points themselves are looked at.
-    const bool hasBox = random.OneIn(2);
+    const bool hasBox = random.OneIn(2) && order == EOrder::Any;
     std::array<float, 6> box{};
     if (hasBox)
     {
@@ -285,7 +288,7 @@ std::uint32_t AppendCollection(CCaseRandom& random, CNamedArrays& cases,
     {
         layout = Mock;
     }
-    else if (random.OneIn(50) && !points.empty())
+    else if (random.OneIn(50) && !points.empty() && order == EOrder::Any)
     {
         layout = Shared;
         std::fill(points.begin(), points.end(), points.front());

@@ -31,18 +31,26 @@ void DeclareCollections(CNamedArrays& cases);
 /// How many surfels a collection has: mostly around a hundred, seldom many thousands.
 [[nodiscard]] std::uint32_t SurfelCount(CCaseRandom& random);
 
+/// How the points of a collection follow each other.
+enum class EOrder
+{
+    Any,     ///< one beside the other on the screen, or anywhere
+    AsScan,  ///< one beside the other on the screen, so that long runs share their fate
+};
+
 /// Points around the borders of the pixels and of the 32-bit integers when \p trafo and the view of
 /// selection \p selection carry them to the screen.
 [[nodiscard]] std::vector<LqVector3f> ScreenPoints(CCaseRandom& random, const CNamedArrays& cases,
                                                    std::size_t selection, const LqMatrix4Rd& trafo,
-                                                   std::uint32_t count);
+                                                   std::uint32_t count, EOrder order = EOrder::Any);
 
-/// A collection of \p points in some layout. Now and then its bounding box is another one than that
-/// of its points.
-/// \p mayLackPositions lets it, now and then, have no accessor to them.
+/// A collection of \p points in some layout. Unless they stand as in a scan, its bounding box is
+/// now and then another one than that of its points. \p mayLackPositions lets it, now and then,
+/// have no accessor to them.
 /// @return its index
 std::uint32_t AppendCollection(CCaseRandom& random, CNamedArrays& cases,
-                               std::vector<LqVector3f> points, bool mayLackPositions);
+                               std::vector<LqVector3f> points, bool mayLackPositions,
+                               EOrder order = EOrder::Any);
 
 [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeCollection(
     const CNamedArrays& cases, std::size_t index);

@@ -30,9 +30,9 @@ using Cutter = CCutPointCloudWithPixelMask;
 using Words = std::vector<Base::CSurfelBitMask>;
 using Selection = std::shared_ptr<const Base::SRegionSelectionInfo>;
 
-constexpr std::size_t c_shortRounds = 300;
-constexpr std::size_t c_roundsPerView = 50;
-constexpr std::size_t c_maximumSurfels = 40;
+constexpr std::size_t c_shortRounds = 3000;
+constexpr std::size_t c_roundsPerView = 20;
+constexpr std::size_t c_maximumSurfels = 80;
 
 /// One collection's surfels before a cut.
 struct SSurfels

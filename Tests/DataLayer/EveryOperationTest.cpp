@@ -2,10 +2,14 @@
 #include <tbb/global_control.h>
 #include <tbb/task_arena.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Base/Support/CLogger.h"
@@ -34,9 +38,19 @@ public:
         : m_control(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(count)),
           m_arena(count)
     {
-        // Starting up for the first time, the scheduler waits for ever for memory that it does not
-        // get; that is not ours to test.
-        Run([] { Base::ParallelFor(1000, [](std::uint32_t) {}); });
+        // A thread of the scheduler that starts and does not get its memory waits for ever or ends
+        // the program; that is not ours to test. So all are started before anything fails.
+        std::atomic<int> numArrived = 0;
+        Run([&] {
+            Base::ParallelFor(static_cast<std::uint32_t>(count), [&](std::uint32_t) {
+                ++numArrived;
+                const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+                while (numArrived < count && std::chrono::steady_clock::now() < deadline)
+                {
+                    std::this_thread::yield();
+                }
+            });
+        });
     }
 
     void Run(const std::function<void()>& operate) { m_arena.execute(operate); }
@@ -70,17 +84,24 @@ protected:
     }
 };
 
+/// What happened when an event failed: how many did, and by how many objects more memory is in use.
+struct SSurvival
+{
+    std::size_t numFailed = 0;
+    std::ptrdiff_t numLost = 0;
+};
+
 /// The operation with its \p number-th event failing: either the failure leaves, and then the
 /// inputs are what they were and the operation works when it is called again; or the operation did
-/// without and gives what it always does. Nothing else leaves, and no memory is lost. \return how
-/// many events have failed, 0 when the operation has fewer.
+/// without and gives what it always does. Nothing else leaves. None has failed when the operation
+/// has fewer events.
 template <typename Faults, typename Failure>
-std::size_t ExpectFaultIsSurvived(const SNamedScene& named, CThreads& threads,
-                                  const std::string& expected, std::size_t number, EFailing failing,
-                                  const std::function<void(const Failure&)>& checkFailure)
+SSurvival FailEvent(const SNamedScene& named, CThreads& threads, const std::string& expected,
+                    std::size_t number, EFailing failing,
+                    const std::function<void(const Failure&)>& checkFailure)
 {
     const std::size_t numLive = GetLiveAllocationCount();
-    std::size_t numFailed = 0;
+    SSurvival survival;
     {
         const SScene scene = named.make();
         const std::string inputs = scene.describeInputs();
@@ -96,7 +117,7 @@ std::size_t ExpectFaultIsSurvived(const SNamedScene& named, CThreads& threads,
                 hasFailed = true;
                 checkFailure(failure);
             }
-            numFailed = faults.GetNumFailed();
+            survival.numFailed = faults.GetNumFailed();
         }
         if (hasFailed)
         {
@@ -105,8 +126,28 @@ std::size_t ExpectFaultIsSurvived(const SNamedScene& named, CThreads& threads,
         }
         EXPECT_EQ(scene.describeResult(), expected);
     }
-    EXPECT_EQ(GetLiveAllocationCount(), numLive);
-    return numFailed;
+    survival.numLost = static_cast<std::ptrdiff_t>(GetLiveAllocationCount() - numLive);
+    return survival;
+}
+
+/// The same, and no memory is lost. \return how many events have failed.
+template <typename Faults, typename Failure>
+std::size_t ExpectFaultIsSurvived(const SNamedScene& named, CThreads& threads,
+                                  const std::string& expected, std::size_t number, EFailing failing,
+                                  const std::function<void(const Failure&)>& checkFailure)
+{
+    // The scheduler's threads take and give back memory of their own when they start and stop,
+    // which they do now and then. What the operation loses it loses every time.
+    constexpr int c_maximumTries = 20;
+    SSurvival survival;
+    int numTries = 0;
+    do
+    {
+        survival =
+            FailEvent<Faults, Failure>(named, threads, expected, number, failing, checkFailure);
+    } while (survival.numLost != 0 && ++numTries < c_maximumTries && !testing::Test::HasFailure());
+    EXPECT_EQ(survival.numLost, 0);
+    return survival.numFailed;
 }
 
 /// Fails each event in turn, once and from there on, with one thread and with several, until the

@@ -107,7 +107,7 @@ private:
     /// What the codes stand for.
     static constexpr auto c_components = [] {
         std::array<float, c_noNormal + 1> components{};
-        for (std::uint32_t code = 0; code < components.size(); ++code)
+        for (std::uint32_t code = 0; code != components.size(); ++code)
         {
             components[code] = static_cast<float>(code) / c_normalScale - 1.0F;
         }

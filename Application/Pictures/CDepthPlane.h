@@ -22,7 +22,7 @@ public:
 
     [[nodiscard]] const float* At(std::uint32_t column, std::uint32_t row) const
     {
-        return m_depths.data() + (std::size_t{row} + m_border) * m_stride + m_border + column;
+        return &m_depths[(std::size_t{row} + m_border) * m_stride + m_border + column];
     }
 
     /// From a sample to the one so many columns to the right and rows below.

@@ -409,7 +409,10 @@ std::vector<LqVector3f> GetPoints(const CNamedArrays& cases, const std::string& 
 {
     const auto values = cases.GetList<float>(name, offsets, index);
     std::vector<LqVector3f> points(values.size() / 3);
-    std::memcpy(static_cast<void*>(points.data()), values.data(), values.size_bytes());
+    if (!points.empty())
+    {
+        std::memcpy(static_cast<void*>(points.data()), values.data(), values.size_bytes());
+    }
     return points;
 }
 

@@ -3,6 +3,7 @@
 #include "Application/Files/CInputError.h"
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Base/Math/PointTransform.h"
+#include "Base/Support/ParallelFor.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,6 +21,7 @@ using Vector = CCamera::Vector;
 
 /// Enough points to place quantiles well, few enough to be read in no time.
 constexpr std::uint64_t c_maxSamples = 200000;
+constexpr std::uint64_t c_samplesPerBlock = 8192;
 /// The share of points on either side of an axis that may be strays.
 constexpr double c_strayShare = 0.01;
 /// How far beyond the others, as a share of their range, a point still counts.
@@ -54,6 +56,74 @@ double along(const Vector& axis, const SHomogeneousPoint<double>& point)
     return (axis[0] * point.x + axis[1] * point.y) + axis[2] * point.z;
 }
 
+std::uint32_t CountBlocks(std::uint64_t count)
+{
+    return static_cast<std::uint32_t>((count + c_samplesPerBlock - 1) / c_samplesPerBlock);
+}
+
+/// Calls \p body(block, begin, end) in parallel for the blocks of the indices below \p count.
+template <typename Body>
+void ForEachBlock(std::uint64_t count, const Body& body)
+{
+    Base::ParallelFor(CountBlocks(count), [&](std::uint32_t block) {
+        const std::uint64_t begin = block * c_samplesPerBlock;
+        body(block, begin, std::min(begin + c_samplesPerBlock, count));
+    });
+}
+
+/// The range of \p valueOf(index) for the indices below \p count.
+template <typename Value>
+SRange findRange(std::size_t count, const Value& valueOf)
+{
+    std::vector<SRange> ranges(CountBlocks(count));
+    ForEachBlock(count, [&](std::uint32_t block, std::size_t begin, std::size_t end) {
+        SRange range;
+        for (std::size_t index = begin; index < end; ++index)
+        {
+            range.Extend(valueOf(index));
+        }
+        ranges[block] = range;
+    });
+    SRange whole;
+    for (const SRange& range : ranges)
+    {
+        whole.min = std::min(whole.min, range.min);
+        whole.max = std::max(whole.max, range.max);
+    }
+    return whole;
+}
+
+/// Appends every \p step th point of \p scan, but those that are not finite.
+void takeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
+                 std::uint64_t step, Samples& samples)
+{
+    const auto& positions = scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
+    const std::uint64_t numSamples = (scan.collection->GetCount() - 1) / step + 1;
+    std::vector<Samples> blocks(CountBlocks(numSamples));
+    ForEachBlock(numSamples, [&](std::uint32_t block, std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t sample = begin; sample < end; ++sample)
+        {
+            const LqVector3f position = positions.At(sample * step);
+            const auto point =
+                TransformHomogeneous<double>(scan.trafo, position.x, position.y, position.z);
+            if (std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z))
+            {
+                for (std::size_t axis = 0; axis < 3; ++axis)
+                {
+                    blocks[block][axis].push_back(along(axes[axis], point));
+                }
+            }
+        }
+    });
+    for (const Samples& block : blocks)
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis)
+        {
+            samples[axis].insert(samples[axis].end(), block[axis].begin(), block[axis].end());
+        }
+    }
+}
+
 Samples takeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
 {
     std::uint64_t total = 0;
@@ -65,25 +135,9 @@ Samples takeSamples(const std::vector<CCameraFit::SScan>& scans, const std::arra
     Samples samples;
     for (const CCameraFit::SScan& scan : scans)
     {
-        const std::uint64_t count = scan.collection->GetCount();
-        if (count == 0)
+        if (scan.collection->GetCount() != 0)
         {
-            continue;
-        }
-        const auto& positions =
-            scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-        for (std::uint64_t index = 0; index < count; index += step)
-        {
-            const LqVector3f position = positions.At(index);
-            const auto point =
-                TransformHomogeneous<double>(scan.trafo, position.x, position.y, position.z);
-            if (std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z))
-            {
-                for (std::size_t axis = 0; axis < 3; ++axis)
-                {
-                    samples[axis].push_back(along(axes[axis], point));
-                }
-            }
+            takeSamples(scan, axes, step, samples);
         }
     }
     return samples;
@@ -143,41 +197,46 @@ bool isStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::s
     return false;
 }
 
-/// How far the eye must be from the centre for all samples within the ranges to be in the picture,
-/// none of them nearer to the eye than \p clearance.
-double findDistance(const Samples& samples, const std::array<SRange, 3>& ranges,
-                    const Vector& centre, double slopeX, double slopeY, double clearance)
+Samples withoutStrays(const Samples& samples, const std::array<SRange, 3>& ranges)
 {
-    double distance = 0.0;
+    Samples kept;
     for (std::size_t index = 0; index < samples[0].size(); ++index)
     {
         if (!isStray(samples, ranges, index))
         {
-            const double nearer = samples[2][index] - centre[2];
-            distance = std::max({distance, nearer + clearance,
-                                 nearer + std::abs(samples[0][index] - centre[0]) / slopeX,
-                                 nearer + std::abs(samples[1][index] - centre[1]) / slopeY});
+            for (std::size_t axis = 0; axis < 3; ++axis)
+            {
+                kept[axis].push_back(samples[axis][index]);
+            }
         }
     }
-    return distance;
+    return kept;
+}
+
+/// How far the eye must be from the centre for all samples to be in the picture, none of them
+/// nearer to the eye than \p clearance.
+double findDistance(const Samples& samples, const Vector& centre, double slopeX, double slopeY,
+                    double clearance)
+{
+    const SRange distances = findRange(samples[0].size(), [&](std::size_t index) {
+        const double nearer = samples[2][index] - centre[2];
+        return std::max({nearer + clearance,
+                         nearer + std::abs(samples[0][index] - centre[0]) / slopeX,
+                         nearer + std::abs(samples[1][index] - centre[1]) / slopeY});
+    });
+    return std::max(0.0, distances.max);
 }
 
 /// Moves the centre across the picture until the samples, seen from \p distance, leave equal
 /// margins on opposite sides: what is near is larger and would push the rest aside.
-void balanceMargins(const Samples& samples, const std::array<SRange, 3>& ranges, double distance,
-                    Vector& centre)
+void balanceMargins(const Samples& samples, double distance, Vector& centre)
 {
     for (std::size_t axis = 0; axis < 2; ++axis)
     {
-        SRange slopes;
-        for (std::size_t index = 0; index < samples[0].size(); ++index)
-        {
-            if (!isStray(samples, ranges, index))
-            {
-                const double depth = distance - (samples[2][index] - centre[2]);
-                slopes.Extend((samples[axis][index] - centre[axis]) / depth);
-            }
-        }
+        const SRange slopes = findRange(samples[0].size(), [&](std::size_t index) {
+            const double depth = distance - (samples[2][index] - centre[2]);
+            return (samples[axis][index] - centre[axis]) / depth;
+        });
         centre[axis] += 0.5 * (slopes.min + slopes.max) * distance;
     }
 }
@@ -217,18 +276,20 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     parameters.height = height;
     const std::array<Vector, 3> axes = CCamera(parameters).GetAxes();
 
-    const Samples samples = takeSamples(scans, axes);
+    // The boxes come first: finding them loads the points of a file on all threads.
+    const SRange depth = findDepthRange(scans, axes[2]);
+    Samples samples = takeSamples(scans, axes);
     if (samples[0].empty())
     {
         throw CInputError("camera", "there is no point to look at");
     }
     std::array<SRange, 3> ranges;
     Vector centre{};
-    for (std::size_t axis = 0; axis < 3; ++axis)
-    {
+    Base::ParallelFor(3, [&](std::uint32_t axis) {
         ranges[axis] = findRobustRange(samples[axis]);
         centre[axis] = 0.5 * (ranges[axis].min + ranges[axis].max);
-    }
+    });
+    samples = withoutStrays(samples, ranges);
 
     const double aspect = static_cast<double>(width) / height;
     const double radius =
@@ -242,14 +303,12 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
         const double slope = c_filledPart * std::tan(0.5 * (fieldOfView * c_radiansPerDegree));
         for (int round = 0; round < c_numBalancingRounds && radius > 0.0; ++round)
         {
-            distance =
-                findDistance(samples, ranges, centre, slope * aspect, slope, c_clearance * scale);
-            balanceMargins(samples, ranges, distance, centre);
+            distance = findDistance(samples, centre, slope * aspect, slope, c_clearance * scale);
+            balanceMargins(samples, distance, centre);
         }
         if (radius > 0.0)
         {
-            distance =
-                findDistance(samples, ranges, centre, slope * aspect, slope, c_clearance * scale);
+            distance = findDistance(samples, centre, slope * aspect, slope, c_clearance * scale);
         }
     }
     else
@@ -266,7 +325,6 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
             (centre[0] * axes[0][axis] + centre[1] * axes[1][axis]) + centre[2] * axes[2][axis];
         parameters.eye[axis] = parameters.target[axis] + distance * axes[2][axis];
     }
-    const SRange depth = findDepthRange(scans, axes[2]);
     const double margin = 0.01 * (distance + scale);
     parameters.nearDistance =
         std::max(centre[2] + distance - depth.max - margin, c_minNearShare * distance);

@@ -1,6 +1,7 @@
 #include "DataLayer/PointCloud/BoundPositions.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -67,12 +68,48 @@ public:
         m_isNaN |= position != position;
     }
 
+    /// Adds positions without gaps between them, \p numFours times four: three registers hold four
+    /// positions, the same coordinates in the same lanes each time.
+    void AddPacked(const std::byte* address, std::uint64_t numFours)
+    {
+        std::array<CLaneBounds, 3> parts;
+        for (std::uint64_t four = 0; four < numFours; ++four)
+        {
+            for (CLaneBounds& part : parts)
+            {
+                part.Add(loadLanes(address, sizeof(Lanes)));
+                address += sizeof(Lanes);
+            }
+        }
+        const std::array<Lanes, 3> minima{parts[0].m_min, parts[1].m_min, parts[2].m_min};
+        const std::array<Lanes, 3> maxima{parts[0].m_max, parts[1].m_max, parts[2].m_max};
+        for (const std::array<Lanes, 3>& corners : {minima, maxima})
+        {
+            const auto* const bytes = reinterpret_cast<const std::byte*>(corners.data());
+            for (std::size_t corner = 0; corner < 4; ++corner)
+            {
+                Add(loadLanes(bytes + corner * sizeof(LqVector3f), sizeof(LqVector3f)));
+            }
+        }
+        for (const CLaneBounds& part : parts)
+        {
+            const LaneMask isNaN = part.m_isNaN;
+            m_isNaN |= LaneMask{} + ((isNaN[0] | isNaN[1]) | (isNaN[2] | isNaN[3]));
+        }
+    }
+
     /// Whether all coordinates were finite: infinite ones have become a bound.
     [[nodiscard]] bool IsFinite() const
     {
         const bool isNaN = (m_isNaN[0] | m_isNaN[1] | m_isNaN[2]) != 0;
         return !isNaN && isFinite({m_min[0], m_min[1], m_min[2]}) &&
                isFinite({m_max[0], m_max[1], m_max[2]});
+    }
+
+    [[nodiscard]] bool HasZero() const
+    {
+        const LaneMask isZero = (m_min == Lanes()) | (m_max == Lanes());
+        return (isZero[0] | isZero[1] | isZero[2]) != 0;
     }
 
     [[nodiscard]] Geometry::CBox3D GetBox() const
@@ -140,17 +177,32 @@ SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin, 
     {
         return boundOneByOne(positions, begin, end);
     }
-    CLaneBounds bounds;
     const std::uint64_t endOfWhole = std::min(end, positions.count - 1);
-    const std::byte* address = positions.first + begin * positions.stride;
-    for (std::uint64_t index = begin; index < endOfWhole; ++index)
+    const auto bound = [&](std::uint64_t numPackedFours) {
+        CLaneBounds bounds;
+        std::uint64_t index = begin + 4 * numPackedFours;
+        if (numPackedFours != 0)
+        {
+            bounds.AddPacked(positions.first + begin * positions.stride, numPackedFours);
+        }
+        const std::byte* address = positions.first + index * positions.stride;
+        for (; index < endOfWhole; ++index)
+        {
+            bounds.Add(loadLanes(address, sizeof(Lanes)));
+            address += positions.stride;
+        }
+        if (endOfWhole < end)
+        {
+            bounds.Add(loadLanes(address, sizeof(LqVector3f)));
+        }
+        return bounds;
+    };
+    const bool isPacked = positions.stride == sizeof(LqVector3f);
+    CLaneBounds bounds = bound(isPacked ? (endOfWhole - begin) / 4 : 0);
+    // Of zeros of either sign the first one stays, which only the order of the positions tells.
+    if (isPacked && bounds.HasZero())
     {
-        bounds.Add(loadLanes(address, sizeof(Lanes)));
-        address += positions.stride;
-    }
-    if (endOfWhole < end)
-    {
-        bounds.Add(loadLanes(address, sizeof(LqVector3f)));
+        bounds = bound(0);
     }
     if (!bounds.IsFinite())
     {

@@ -207,6 +207,25 @@ TEST(ISurfelRuns, FindSurfelRuns_PositionThatIsNotFiniteIsLeftOutAndTold)
     }
 }
 
+TEST(ISurfelRuns, FindSurfelRuns_FirstZeroOfTwoSignsIsTheBound)
+{
+    for (const std::size_t stride : {12U, 16U})
+    {
+        for (const float first : {0.0F, -0.0F})
+        {
+            std::vector<LqVector3f> positions(300, LqVector3f{1.0F, 2.0F, -3.0F});
+            positions[5] = {first, first, first};
+            positions[8] = {-first, -first, -first};
+            const CScatteredPositions memory(positions, stride);
+            const auto view = memory.View(300);
+            const Geometry::CBox3D& box = FindRuns(*view).runs[0].box;
+            EXPECT_EQ(std::signbit(box.min.x), std::signbit(first));
+            EXPECT_EQ(std::signbit(box.min.y), std::signbit(first));
+            EXPECT_EQ(std::signbit(box.max.z), std::signbit(first));
+        }
+    }
+}
+
 TEST(ISurfelRuns, FindSurfelRuns_RunWithoutAFinitePositionIsEmpty)
 {
     std::vector<LqVector3f> positions = MakeLine(600);

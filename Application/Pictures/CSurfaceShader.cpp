@@ -12,25 +12,31 @@ namespace Application
 namespace
 {
 
-using SNormal = CDepthBuffer::SNormal;
-
 /// How steep, as the tangent of its angle to the picture, a surface may be to count as one.
 constexpr float c_maxSlope = 5.0F;
+/// In pixels: how far away from a sample what darkens it is looked for, beside the next pixel.
+constexpr std::int32_t c_farDistance = 4;
 
-SNormal normalized(float x, float y, float z)
+CSurfaceBand::SNormals normalized(const CSurfaceBand::SNormals& sums)
 {
-    const float length = std::sqrt((x * x + y * y) + z * z);
-    if (!(length > 0.0F))
+    const Lanes squares = (sums.x * sums.x + sums.y * sums.y) + sums.z * sums.z;
+    const Lanes zero{};
+    Lanes lengths{};
+    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
     {
-        return {0.0F, 0.0F, 1.0F, true};
+        lengths[lane] = std::sqrt(squares[lane]);
     }
-    return {x / length, y / length, z / length, true};
+    const LaneMask isDirection = lengths > zero;
+    return {isDirection ? sums.x / lengths : zero, isDirection ? sums.y / lengths : zero,
+            isDirection ? sums.z / lengths : FillLanes(1.0F)};
 }
 
-float cosine(const SNormal& normal, const std::array<float, 3>& direction)
+Lanes cosine(const CSurfaceBand::SNormals& normals, const std::array<float, 3>& direction)
 {
-    return std::max(0.0F,
-                    (normal.x * direction[0] + normal.y * direction[1]) + normal.z * direction[2]);
+    const Lanes cosines =
+        (normals.x * FillLanes(direction[0]) + normals.y * FillLanes(direction[1])) +
+        normals.z * FillLanes(direction[2]);
+    return cosines > Lanes() ? cosines : Lanes();
 }
 
 /// A fixed pattern of thresholds that hides the steps of soft gradients.
@@ -58,128 +64,148 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
 
 CPicture CSurfaceShader::Shade() const
 {
-    const std::uint32_t width = m_buffer.GetWidth() / m_samplesPerSide;
-    const std::uint32_t height = m_buffer.GetHeight() / m_samplesPerSide;
-    CPicture picture(width, height);
-    const float scale = 1.0F / static_cast<float>(m_samplesPerSide * m_samplesPerSide);
-    ForEachRow(height, [&](std::uint32_t row) {
-        const float share = (static_cast<float>(row) + 0.5F) / static_cast<float>(height);
-        const auto mix = [&](std::uint8_t top, std::uint8_t bottom) {
-            return static_cast<float>(top) * (1.0F - share) + static_cast<float>(bottom) * share;
-        };
-        const Rgb background = {mix(m_colors.top.red, m_colors.bottom.red),
-                                mix(m_colors.top.green, m_colors.bottom.green),
-                                mix(m_colors.top.blue, m_colors.bottom.blue)};
-        for (std::uint32_t column = 0; column < width; ++column)
+    CPicture picture(m_buffer.GetWidth() / m_samplesPerSide,
+                     m_buffer.GetHeight() / m_samplesPerSide);
+    ForEachBand(picture.GetHeight(), [&](std::uint32_t begin, std::uint32_t end) {
+        const CSurfaceBand band(m_buffer, begin * m_samplesPerSide, end * m_samplesPerSide,
+                                static_cast<std::uint32_t>(c_farDistance) * m_samplesPerSide);
+        for (std::uint32_t row = begin; row < end; ++row)
         {
-            Rgb sum{};
-            for (std::uint32_t sample = 0; sample < m_samplesPerSide * m_samplesPerSide; ++sample)
-            {
-                const Rgb color =
-                    shadeSample(column * m_samplesPerSide + sample % m_samplesPerSide,
-                                row * m_samplesPerSide + sample / m_samplesPerSide, background);
-                for (std::size_t channel = 0; channel < 3; ++channel)
-                {
-                    sum[channel] += color[channel];
-                }
-            }
-            const float threshold = findThreshold(column, row);
-            picture.SetPixel(
-                column, row,
-                {toSample(sum[0] * scale, threshold), toSample(sum[1] * scale, threshold),
-                 toSample(sum[2] * scale, threshold)});
+            shadeRow(band, row, picture);
         }
     });
     return picture;
 }
 
-CSurfaceShader::Rgb CSurfaceShader::shadeSample(std::uint32_t column, std::uint32_t row,
-                                                const Rgb& background) const
+void CSurfaceShader::shadeRow(const CSurfaceBand& band, std::uint32_t row, CPicture& picture) const
+{
+    const float share = (static_cast<float>(row) + 0.5F) / static_cast<float>(picture.GetHeight());
+    const auto mix = [&](std::uint8_t top, std::uint8_t bottom) {
+        return static_cast<float>(top) * (1.0F - share) + static_cast<float>(bottom) * share;
+    };
+    const Rgb background = {mix(m_colors.top.red, m_colors.bottom.red),
+                            mix(m_colors.top.green, m_colors.bottom.green),
+                            mix(m_colors.top.blue, m_colors.bottom.blue)};
+    std::vector<Rgb> sums(picture.GetWidth());
+    for (std::uint32_t sampleRow = row * m_samplesPerSide; sampleRow < (row + 1) * m_samplesPerSide;
+         ++sampleRow)
+    {
+        for (std::uint32_t begin = 0; begin < m_buffer.GetWidth(); begin += c_numLanes)
+        {
+            const std::array<Rgb, c_numLanes> colors =
+                shadeSamples(band, begin, sampleRow, background);
+            const std::uint32_t end = std::min(begin + c_numLanes, m_buffer.GetWidth());
+            for (std::uint32_t column = begin; column < end; ++column)
+            {
+                for (std::size_t channel = 0; channel < 3; ++channel)
+                {
+                    sums[column / m_samplesPerSide][channel] += colors[column - begin][channel];
+                }
+            }
+        }
+    }
+    const float scale = 1.0F / static_cast<float>(m_samplesPerSide * m_samplesPerSide);
+    for (std::uint32_t column = 0; column < picture.GetWidth(); ++column)
+    {
+        const float threshold = findThreshold(column, row);
+        const Rgb& sum = sums[column];
+        picture.SetPixel(column, row,
+                         {toSample(sum[0] * scale, threshold), toSample(sum[1] * scale, threshold),
+                          toSample(sum[2] * scale, threshold)});
+    }
+}
+
+std::array<CSurfaceShader::Rgb, c_numLanes> CSurfaceShader::shadeSamples(
+    const CSurfaceBand& band, std::uint32_t column, std::uint32_t row, const Rgb& background) const
 {
     constexpr std::array<float, 3> c_keyLight = {-0.45F, 0.60F, 0.66F};
     constexpr std::array<float, 3> c_fillLight = {0.80F, 0.10F, 0.59F};
     // Half way between the key light and the viewer.
     constexpr std::array<float, 3> c_highlight = {-0.247F, 0.329F, 0.911F};
 
-    const std::uint64_t word = m_buffer.Get(m_buffer.IndexOf(column, row));
-    if (word == CDepthBuffer::c_empty)
+    std::array<Rgb, c_numLanes> colors;
+    colors.fill(background);
+    const Lanes depths = band.GetDepths(column, row);
+    const LaneMask isThere = depths == depths;
+    if (!HasAny(isThere))
     {
-        return background;
+        return colors;
     }
-    const SNormal normal = averageNormals(column, row);
-    const float highlight = cosine(normal, c_highlight);
-    const float highlight4 = (highlight * highlight) * (highlight * highlight);
-    const float highlight16 = (highlight4 * highlight4) * (highlight4 * highlight4);
+    const Lanes one = FillLanes(1.0F);
+    const CSurfaceBand::SNormals normals = averageNormals(band, column, row);
+    const Lanes highlight = cosine(normals, c_highlight);
+    const Lanes highlight4 = (highlight * highlight) * (highlight * highlight);
+    const Lanes highlight16 = (highlight4 * highlight4) * (highlight4 * highlight4);
     const auto step = static_cast<std::int32_t>(m_samplesPerSide);
-    const float occlusion =
-        0.07F * findOcclusion(column, row, step) + 0.05F * findOcclusion(column, row, 4 * step);
-    const float light = (((0.42F + 0.06F * normal.y) + 0.56F * cosine(normal, c_keyLight)) +
-                         0.16F * cosine(normal, c_fillLight)) /
-                        (1.0F + occlusion);
-    const float gloss = 26.0F * highlight16 / (1.0F + 2.0F * occlusion);
-    const SColor& color = m_colors.looks[CDepthBuffer::LookOf(word)];
-    return {static_cast<float>(color.red) * light + gloss,
-            static_cast<float>(color.green) * light + gloss,
-            static_cast<float>(color.blue) * light + gloss};
-}
-
-CDepthBuffer::SNormal CSurfaceShader::averageNormals(std::uint32_t column, std::uint32_t row) const
-{
-    const float depth = CDepthBuffer::DepthOf(m_buffer.Get(m_buffer.IndexOf(column, row)));
-    const float tolerance = c_maxSlope * m_projection.GetSampleSize(depth);
-    float sumX = 0.0F;
-    float sumY = 0.0F;
-    float sumZ = 0.0F;
-    const std::uint32_t endRow = std::min(row + 2, m_buffer.GetHeight());
-    const std::uint32_t endColumn = std::min(column + 2, m_buffer.GetWidth());
-    for (std::uint32_t y = row - std::min(row, 1U); y < endRow; ++y)
+    const Lanes occlusion =
+        FillLanes(0.07F) * findOcclusion(band, column, row, step) +
+        FillLanes(0.05F) * findOcclusion(band, column, row, c_farDistance * step);
+    const Lanes light = (((FillLanes(0.42F) + FillLanes(0.06F) * normals.y) +
+                          FillLanes(0.56F) * cosine(normals, c_keyLight)) +
+                         FillLanes(0.16F) * cosine(normals, c_fillLight)) /
+                        (one + occlusion);
+    const Lanes gloss = FillLanes(26.0F) * highlight16 / (one + FillLanes(2.0F) * occlusion);
+    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
     {
-        for (std::uint32_t x = column - std::min(column, 1U); x < endColumn; ++x)
+        if (isThere[lane] != 0)
         {
-            const std::uint64_t word = m_buffer.Get(m_buffer.IndexOf(x, y));
-            if (word != CDepthBuffer::c_empty &&
-                std::abs(CDepthBuffer::DepthOf(word) - depth) <= tolerance)
-            {
-                const SNormal normal = CDepthBuffer::NormalOf(word);
-                sumX += normal.x;
-                sumY += normal.y;
-                sumZ += normal.z;
-            }
+            const std::uint64_t word = m_buffer.Get(m_buffer.IndexOf(column + lane, row));
+            const SColor& color = m_colors.looks[CDepthBuffer::LookOf(word)];
+            colors[lane] = {static_cast<float>(color.red) * light[lane] + gloss[lane],
+                            static_cast<float>(color.green) * light[lane] + gloss[lane],
+                            static_cast<float>(color.blue) * light[lane] + gloss[lane]};
         }
     }
-    return normalized(sumX, sumY, sumZ);
+    return colors;
 }
 
-float CSurfaceShader::findOcclusion(std::uint32_t column, std::uint32_t row,
-                                    std::int32_t distance) const
+CSurfaceBand::SNormals CSurfaceShader::averageNormals(const CSurfaceBand& band,
+                                                      std::uint32_t column, std::uint32_t row) const
+{
+    const Lanes depths = band.GetDepths(column, row);
+    const Lanes tolerances = FillLanes(c_maxSlope) * m_projection.GetSampleSizes(depths);
+    const Lanes zero{};
+    CSurfaceBand::SNormals sums{};
+    for (std::int64_t y = std::int64_t{row} - 1; y <= std::int64_t{row} + 1; ++y)
+    {
+        for (std::int64_t x = std::int64_t{column} - 1; x <= std::int64_t{column} + 1; ++x)
+        {
+            const Lanes differences = band.GetDepths(x, y) - depths;
+            const LaneMask isNear = (differences < zero ? -differences : differences) <= tolerances;
+            const CSurfaceBand::SNormals normals = band.GetNormals(x, y);
+            sums.x += isNear ? normals.x : zero;
+            sums.y += isNear ? normals.y : zero;
+            sums.z += isNear ? normals.z : zero;
+        }
+    }
+    return normalized(sums);
+}
+
+Lanes CSurfaceShader::findOcclusion(const CSurfaceBand& band, std::uint32_t column,
+                                    std::uint32_t row, std::int32_t distance) const
 {
     constexpr std::array<std::array<std::int32_t, 2>, 8> c_directions = {
         {{4, 0}, {3, 3}, {0, 4}, {-3, 3}, {-4, 0}, {-3, -3}, {0, -4}, {3, -3}}};
-    constexpr float c_minStep = 1.5F;
-    constexpr float c_maxStep = 6.0F;
-    const float depth = CDepthBuffer::DepthOf(m_buffer.Get(m_buffer.IndexOf(column, row)));
-    const float scale = 1.0F / (m_projection.GetSampleSize(depth) * static_cast<float>(distance));
-    float sum = 0.0F;
-    float largest = 0.0F;
+    const Lanes zero{};
+    const Lanes minStep = FillLanes(1.5F);
+    const Lanes maxStep = FillLanes(6.0F);
+    const Lanes depths = band.GetDepths(column, row);
+    const Lanes scales = FillLanes(1.0F) / (m_projection.GetSampleSizes(depths) *
+                                            FillLanes(static_cast<float>(distance)));
+    Lanes sums{};
+    Lanes largest{};
     for (const auto& direction : c_directions)
     {
-        const std::uint32_t x = column + static_cast<std::uint32_t>(direction[0] * distance / 4);
-        const std::uint32_t y = row + static_cast<std::uint32_t>(direction[1] * distance / 4);
-        if (x < m_buffer.GetWidth() && y < m_buffer.GetHeight())
-        {
-            const std::uint64_t word = m_buffer.Get(m_buffer.IndexOf(x, y));
-            if (word != CDepthBuffer::c_empty)
-            {
-                // What a slope makes is no hollow.
-                const float step = (depth - CDepthBuffer::DepthOf(word)) * scale - c_minStep;
-                const float bounded = std::clamp(step, 0.0F, c_maxStep);
-                sum += bounded;
-                largest = std::max(largest, bounded);
-            }
-        }
+        const Lanes others = band.GetDepths(std::int64_t{column} + direction[0] * distance / 4,
+                                            std::int64_t{row} + direction[1] * distance / 4);
+        // What a slope makes is no hollow. No number where there is nothing.
+        const Lanes steps = (depths - others) * scales - minStep;
+        const Lanes bounded = steps > zero ? (steps < maxStep ? steps : maxStep) : zero;
+        sums += bounded;
+        largest = bounded > largest ? bounded : largest;
     }
     // A single speck in front casts no shadow.
-    return sum - largest;
+    return sums - largest;
 }
 
 }  // namespace Application

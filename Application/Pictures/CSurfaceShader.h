@@ -3,6 +3,8 @@
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CPicture.h"
 #include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/CSurfaceBand.h"
+#include "Application/Pictures/Lanes.h"
 #include "Application/Pictures/SColor.h"
 
 #include <array>
@@ -36,14 +38,19 @@ public:
 private:
     using Rgb = std::array<float, 3>;
 
-    [[nodiscard]] Rgb shadeSample(std::uint32_t column, std::uint32_t row,
-                                  const Rgb& background) const;
-    /// The mean normal of the samples around one that belong to the same surface.
-    [[nodiscard]] CDepthBuffer::SNormal averageNormals(std::uint32_t column,
-                                                       std::uint32_t row) const;
+    void shadeRow(const CSurfaceBand& band, std::uint32_t row, CPicture& picture) const;
+
+    // As many neighbouring samples of a row at a time as there are lanes.
+    [[nodiscard]] std::array<Rgb, c_numLanes> shadeSamples(const CSurfaceBand& band,
+                                                           std::uint32_t column, std::uint32_t row,
+                                                           const Rgb& background) const;
+    /// The mean normals of the samples around that belong to the same surface.
+    [[nodiscard]] CSurfaceBand::SNormals averageNormals(const CSurfaceBand& band,
+                                                        std::uint32_t column,
+                                                        std::uint32_t row) const;
     /// How much nearer than a sample its surroundings at a distance are; 0 when they are not.
-    [[nodiscard]] float findOcclusion(std::uint32_t column, std::uint32_t row,
-                                      std::int32_t distance) const;
+    [[nodiscard]] Lanes findOcclusion(const CSurfaceBand& band, std::uint32_t column,
+                                      std::uint32_t row, std::int32_t distance) const;
 
     const CPictureProjection& m_projection;
     const CDepthBuffer& m_buffer;

@@ -16,10 +16,8 @@ enum class PngColor
 };
 
 /// The content of a PNG file with the given pixels, row after row from the top; \p samples holds
-/// exactly width x height pixels. Runs in parallel; the same pixels give the same bytes with the
-/// same zlib.
-/// @throw std::runtime_error when a side is 0 or above what the format allows, or the number of
-/// samples does not fit.
+/// exactly width x height pixels. The same pixels give the same bytes with the same zlib.
+/// @throw std::runtime_error when the encoder fails, for instance for want of memory.
 [[nodiscard]] std::vector<std::byte> EncodePng(std::uint32_t width, std::uint32_t height,
                                                PngColor color,
                                                std::span<const std::uint8_t> samples);

@@ -4,12 +4,9 @@
 #include "Application/Pictures/PngEncoder.h"
 
 #include <gtest/gtest.h>
-#include <tbb/global_control.h>
 
-#include <cstdint>
 #include <stdexcept>
 #include <string_view>
-#include <vector>
 
 namespace
 {
@@ -74,45 +71,6 @@ TEST(PngEncoder, EncodePng_GreyOfASinglePixelReadsBack)
                         "x");
     EXPECT_EQ(decoder.GetBytesPerPixel(), 1U);
     EXPECT_EQ(decoder.Decode(), samples);
-}
-
-/// Enough rows for several strips: soft shades above, noise below.
-std::vector<std::uint8_t> makeSamples(std::uint32_t bytesPerRow, std::uint32_t height)
-{
-    std::uint32_t state = 7;
-    std::vector<std::uint8_t> samples(std::size_t{bytesPerRow} * height);
-    for (std::size_t index = 0; index < samples.size(); ++index)
-    {
-        state = state * 1664525U + 1013904223U;
-        samples[index] = static_cast<std::uint8_t>(
-            index < samples.size() / 2 ? index / bytesPerRow + index % 5 : state >> 24U);
-    }
-    return samples;
-}
-
-TEST(PngEncoder, EncodePng_StripsReadBackAsOnePicture)
-{
-    constexpr std::uint32_t c_width = 700;
-    constexpr std::uint32_t c_height = 401;
-    for (const auto color : {Application::PngColor::Grey, Application::PngColor::Rgb})
-    {
-        const auto samples = makeSamples(c_width * static_cast<std::uint32_t>(color), c_height);
-        const auto png = Application::EncodePng(c_width, c_height, color, samples);
-        CPngDecoder decoder(std::string_view(reinterpret_cast<const char*>(png.data()), png.size()),
-                            "x");
-        EXPECT_EQ(decoder.GetHeight(), c_height);
-        EXPECT_EQ(decoder.Decode(), samples);
-    }
-}
-
-TEST(PngEncoder, EncodePng_DoesNotDependOnTheNumberOfThreads)
-{
-    const auto samples = makeSamples(3 * 700, 401);
-    const auto encode = [&](std::size_t numThreads) {
-        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
-        return Application::EncodePng(700, 401, Application::PngColor::Rgb, samples);
-    };
-    EXPECT_EQ(encode(1), encode(4));
 }
 
 TEST(PngEncoder, EncodePng_NumberOfSamplesThatDoesNotFitThrows)

@@ -103,6 +103,7 @@ TEST(JudgeRun, RunBesideTheBoundsOfThePaintIsUnpainted)
     const CPixelView view = MakeView();
     EXPECT_EQ(view.Judge(0, 0, below(20), 63), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(0, 0, 127, below(10)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(0, 0, 127, 5), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(101, 0, 5000, 63), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(0, 41, 127, 5000), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(-50, -50, -10, -10), ERunPlace::Unpainted);
@@ -116,6 +117,48 @@ TEST(JudgeRun, RunBetweenPaintedPixelsIsUnpainted)
     EXPECT_EQ(view.Judge(91, -50, 5000, below(40)), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(20, 31, 100, 40), ERunPlace::Unknown);
     EXPECT_EQ(view.Judge(91, 10, 100, 40), ERunPlace::Unknown);
+}
+
+TEST(JudgeRun, UnpaintedPixelAtTheBeginOfTheLastWordLeavesARunUnknown)
+{
+    std::vector<TestSupport::SPixel> painted;
+    for (std::uint32_t column = 1; column <= 64; ++column)
+    {
+        painted.push_back({column, 4});
+        if (column != 33)
+        {
+            painted.push_back({column, 5});
+        }
+    }
+    const CPixelView view(128, 8, painted);
+    EXPECT_EQ(view.Judge(1, 4, below(65), below(5)), ERunPlace::Painted);
+    EXPECT_EQ(view.Judge(1, 5, below(65), below(6)), ERunPlace::Unknown);
+}
+
+TEST(JudgeRun, PixelsBesideARunInItsWordsDoNotMatter)
+{
+    std::vector<TestSupport::SPixel> painted{{1, 4}, {96, 4}};
+    for (std::uint32_t column = 4; column <= 90; ++column)
+    {
+        painted.push_back({column, 5});
+    }
+    const CPixelView view(128, 8, painted);
+    EXPECT_EQ(view.Judge(4, 5, below(91), below(6)), ERunPlace::Painted);
+}
+
+TEST(JudgeRun, RunThatEndsBehindThePaintDoesNotSeeTheNextRow)
+{
+    // A row is one whole word.
+    const CPixelView view(64, 4, {{1, 1}, {1, 2}, {32, 2}});
+    EXPECT_EQ(view.Judge(20, 1, 33, below(2)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(20, 1, 40, below(2)), ERunPlace::Unpainted);
+}
+
+TEST(JudgeRun, RunThatBeginsJustBehindThePaintIsUnpainted)
+{
+    const CPixelView view(64, 4, {{1, 1}, {32, 2}});
+    EXPECT_EQ(view.Judge(33, 1, 40, below(3)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(1, 3, 40, 4), ERunPlace::Unpainted);
 }
 
 TEST(JudgeRun, RunAroundThePaintIsUnknown)

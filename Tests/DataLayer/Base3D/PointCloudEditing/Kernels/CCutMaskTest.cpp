@@ -131,6 +131,8 @@ TEST(CCutMask, SizeUpToWhichEveryIntegerIsAFloatIsPacked)
                                           {1, c_size - 3}, {1, c_size - 1}}));
     const auto tooWide = MakeDeviceSelection(c_size + 1, 2, {{c_size - 1, 1}});
     EXPECT_FALSE(CCutMask(*tooWide, BoundPaintedPixels(*tooWide)).Get().isPacked);
+    const auto high = MakeDeviceSelection(2, c_size, {{1, 7}});
+    EXPECT_TRUE(CCutMask(*high, BoundPaintedPixels(*high)).Get().isPacked);
     const auto tooHigh = MakeDeviceSelection(2, c_size + 1, {{1, 7}});
     EXPECT_FALSE(CCutMask(*tooHigh, BoundPaintedPixels(*tooHigh)).Get().isPacked);
 }

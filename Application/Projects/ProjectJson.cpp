@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <initializer_list>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -12,6 +10,7 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Application/Files/JsonErrors.h"
+#include "Application/Projects/CJsonFields.h"
 #include "Application/Projects/CProjectFolder.h"
 #include "Application/Projects/Placement.h"
 #include "Base/Support/WideText.h"
@@ -70,145 +69,12 @@ std::optional<Base::CUniqueID> ParseKey(std::string_view text)
     return Base::CUniqueID(bytes);
 }
 
-/// The value itself, shortened; of containers in containers only the kind, since they may be nested
-/// deeper than printing them could bear.
-std::string Describe(const Json& value)
-{
-    constexpr std::size_t c_maxLength = 60;
-    const auto isContainer = [](const Json& element) { return element.is_structured(); };
-    if (value.is_structured() && std::any_of(value.begin(), value.end(), isContainer))
-    {
-        return value.type_name();
-    }
-    const std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
-    return text.size() > c_maxLength ? text.substr(0, c_maxLength) + "..." : text;
-}
-
-/// Reads the fields of one JSON object, and remembers where it stands for messages.
-class CFields
-{
-public:
-    CFields(const Json& object, const std::filesystem::path& file, std::string place)
-        : m_object(object), m_file(file), m_place(std::move(place))
-    {
-        if (!object.is_object())
-        {
-            Fail("", "an object", object);
-        }
-    }
-
-    /// Refuses every field that is not among \p known.
-    void Allow(std::initializer_list<std::string_view> known) const
-    {
-        for (const auto& [name, value] : m_object.items())
-        {
-            if (std::find(known.begin(), known.end(), name) == known.end())
-            {
-                throw CInputError(m_file, where(name) +
-                                              ": the field is not known; take it out, or use the "
-                                              "version of veko2 that wrote it");
-            }
-        }
-    }
-
-    [[nodiscard]] const Json& Get(const char* name) const
-    {
-        const auto found = m_object.find(name);
-        if (found == m_object.end())
-        {
-            throw CInputError(m_file, where(name) + ": the field is missing");
-        }
-        return *found;
-    }
-
-    [[nodiscard]] const Json& GetArray(const char* name) const
-    {
-        return require(name, Get(name).is_array(), "an array");
-    }
-
-    [[nodiscard]] std::string GetText(const char* name) const
-    {
-        return require(name, Get(name).is_string(), "a text").get<std::string>();
-    }
-
-    [[nodiscard]] bool GetBool(const char* name) const
-    {
-        return require(name, Get(name).is_boolean(), "true or false").get<bool>();
-    }
-
-    [[nodiscard]] std::uint64_t GetCount(const char* name) const
-    {
-        return require(name, Get(name).is_number_unsigned(), "a whole number, not negative")
-            .get<std::uint64_t>();
-    }
-
-    [[nodiscard]] int GetInt(const char* name) const
-    {
-        const Json& value = Get(name);
-        const bool isHeld = value.is_number_unsigned()
-                                ? value.get<std::uint64_t>() <= std::numeric_limits<int>::max()
-                                : value.is_number_integer() &&
-                                      value.get<std::int64_t>() >= std::numeric_limits<int>::min();
-        return require(name, isHeld, "a whole number of 32 bits").get<int>();
-    }
-
-    void GetNumbers(const char* name, std::span<double> numbers) const
-    {
-        const Json& value = Get(name);
-        const std::string expected = "an array of " + std::to_string(numbers.size()) + " numbers";
-        if (!value.is_array() || value.size() != numbers.size())
-        {
-            Fail(name, expected, value);
-        }
-        for (std::size_t index = 0; index < numbers.size(); ++index)
-        {
-            if (!value[index].is_number())
-            {
-                Fail(name, expected, value);
-            }
-            numbers[index] = value[index].get<double>();
-        }
-    }
-
-    /// "expected ..., found ..." at the field \p name, or at the object itself.
-    [[noreturn]] void Fail(const std::string& name, const std::string& expected,
-                           const Json& found) const
-    {
-        throw CInputError(m_file,
-                          where(name) + ": expected " + expected + ", found " + Describe(found));
-    }
-
-private:
-    const Json& require(const char* name, bool isRight, const char* expected) const
-    {
-        const Json& value = Get(name);
-        if (!isRight)
-        {
-            Fail(name, expected, value);
-        }
-        return value;
-    }
-
-    [[nodiscard]] std::string where(const std::string& name) const
-    {
-        if (m_place.empty())
-        {
-            return name.empty() ? "document" : name;
-        }
-        return name.empty() ? m_place : m_place + "." + name;
-    }
-
-    const Json& m_object;
-    const std::filesystem::path& m_file;
-    std::string m_place;
-};
-
 std::string MakePlace(const char* array, std::size_t index)
 {
     return std::string(array) + "[" + std::to_string(index) + "]";
 }
 
-SProjectScan ReadScan(const CFields& fields)
+SProjectScan ReadScan(const CJsonFields& fields)
 {
     fields.Allow({"file", "key", "transform", "points", "flags", "optimizationLevel", "skeleton"});
     SProjectScan scan;
@@ -248,7 +114,7 @@ SProjectScan ReadScan(const CFields& fields)
     return scan;
 }
 
-SWorldBox ReadBox(const CFields& fields)
+SWorldBox ReadBox(const CJsonFields& fields)
 {
     fields.Allow({"min", "max"});
     SWorldBox box;
@@ -264,7 +130,7 @@ SWorldBox ReadBox(const CFields& fields)
     return box;
 }
 
-SProjectEdit ReadEdit(const CFields& fields)
+SProjectEdit ReadEdit(const CJsonFields& fields)
 {
     fields.Allow({"file", "command", "bytes"});
     SProjectEdit edit;
@@ -278,33 +144,16 @@ SProjectEdit ReadEdit(const CFields& fields)
     return edit;
 }
 
-void ReadHistory(const CFields& fields, const std::filesystem::path& name,
-                 SProjectDocument& document)
+void CheckFormat(const CJsonFields& fields, const Json& format)
 {
-    fields.Allow({"budget", "done", "edits"});
-    document.historyBudget = fields.GetCount("budget");
-    const Json& edits = fields.GetArray("edits");
-    for (std::size_t index = 0; index < edits.size(); ++index)
-    {
-        document.edits.push_back(
-            ReadEdit(CFields(edits[index], name, MakePlace("history.edits", index))));
-    }
-    document.numDone = fields.GetCount("done");
-    if (document.numDone > document.edits.size())
-    {
-        fields.Fail("done", "at most the number of edits, " + std::to_string(edits.size()),
-                    fields.Get("done"));
-    }
-}
-
-void CheckHeader(const CFields& fields)
-{
-    const Json& format = fields.Get("format");
     if (format != c_format)
     {
         fields.Fail("format", std::string("\"") + c_format + "\"", format);
     }
-    const Json& version = fields.Get("version");
+}
+
+void CheckVersion(const CJsonFields& fields, const Json& version)
+{
     if (version != c_version)
     {
         fields.Fail("version", std::to_string(c_version) + ", the only one that this veko2 knows",
@@ -312,11 +161,205 @@ void CheckHeader(const CFields& fields)
     }
 }
 
-Json Parse(std::string_view text, const std::filesystem::path& name)
+/// Reads a document while it is parsed: each scan, box and edit as soon as it is whole, so that no
+/// more than one of them is in memory as JSON. Of what else there is, however much, only as much is
+/// kept as is needed to say what is wrong with it.
+class CDocumentReader
+{
+public:
+    CDocumentReader(const std::filesystem::path& name, SProjectDocument& document)
+        : m_name(name), m_document(document)
+    {}
+
+    /// What the parser asks for each part: whether it is to be kept.
+    bool Take(int depth, Json::parse_event_t event, const Json& part)
+    {
+        switch (event)
+        {
+            case Json::parse_event_t::key:
+                return takeName(depth, part.get_ref<const std::string&>());
+            case Json::parse_event_t::object_start:
+            case Json::parse_event_t::array_start:
+                return beginContainer(depth, event == Json::parse_event_t::array_start);
+            case Json::parse_event_t::value:
+                return takeValue(depth, part);
+            case Json::parse_event_t::object_end:
+                if (isListed(depth))
+                {
+                    readListed(part);
+                    return false;
+                }
+                return true;
+            default:
+                return true;
+        }
+    }
+
+    /// The first field of the document itself that is not known.
+    [[nodiscard]] const std::optional<std::string>& GetUnknownName() const { return m_unknownName; }
+
+private:
+    /// As deep as a number in an edit or in the transform of a scan, and one more to see a surplus.
+    static constexpr int c_depths = 6;
+    /// More than any object has fields, and any array but the lists has elements.
+    static constexpr std::size_t c_mostParts = 64;
+    /// Bounds what the parser itself needs for each level.
+    static constexpr int c_deepest = 1 << 19;
+
+    bool takeName(int depth, const std::string& name)
+    {
+        if (depth == 1)
+        {
+            constexpr std::string_view c_known[] = {"format", "version", "scans", "excluded",
+                                                    "history"};
+            m_field = name;
+            const bool isKnown =
+                std::find(std::begin(c_known), std::end(c_known), name) != std::end(c_known);
+            if (!isKnown && !m_unknownName)
+            {
+                m_unknownName = name;
+            }
+            return isKnown;
+        }
+        if (depth == 2)
+        {
+            m_historyField = name;
+        }
+        return depth < c_depths && ++m_numParts[depth] <= c_mostParts;
+    }
+
+    bool beginContainer(int depth, bool isArray)
+    {
+        if (depth > c_deepest)
+        {
+            throw CInputError(m_name, "expected at most " + std::to_string(c_deepest) +
+                                          " levels of nesting, found more");
+        }
+        if (isListed(depth) && isArray)
+        {
+            readListed(Json::array({Json::array()}));
+        }
+        const bool isKept = isNeeded(depth);
+        if (depth + 1 < c_depths)
+        {
+            m_numParts[depth + 1] = 0;
+            m_areElements[depth + 1] = isArray;
+            if (isArray && isListed(depth + 1))
+            {
+                clearList();
+            }
+        }
+        return isKept;
+    }
+
+    bool takeValue(int depth, const Json& value)
+    {
+        if (isListed(depth))
+        {
+            readListed(value);
+        }
+        if (depth == 1 && !m_areElements[1] && (m_field == "format" || m_field == "version"))
+        {
+            // At once, since a file of another kind has other fields.
+            const Json none = Json::object();
+            const CJsonFields fields(none, m_name, "");
+            m_field == "format" ? CheckFormat(fields, value) : CheckVersion(fields, value);
+        }
+        return isNeeded(depth);
+    }
+
+    /// Whether to keep one more part of the container it is in. What belongs to a name was decided
+    /// with the name.
+    bool isNeeded(int depth)
+    {
+        return depth < c_depths &&
+               (!m_areElements[depth] || isListed(depth) || ++m_numParts[depth] <= c_mostParts);
+    }
+
+    /// Whether what begins there is an element of a list of the document's.
+    [[nodiscard]] bool isListed(int depth) const
+    {
+        if (depth == 2)
+        {
+            return m_areElements[2] && (m_field == "scans" || m_field == "excluded");
+        }
+        return depth == 3 && m_areElements[3] && !m_areElements[2] && !m_areElements[1] &&
+               m_field == "history" && m_historyField == "edits";
+    }
+
+    /// A list that comes twice counts as it comes last.
+    void clearList()
+    {
+        if (m_field == "scans")
+        {
+            m_document.scans.clear();
+            m_keys.clear();
+        }
+        else if (m_field == "excluded")
+        {
+            m_document.excluded.clear();
+        }
+        else
+        {
+            m_document.edits.clear();
+        }
+    }
+
+    void readListed(const Json& part)
+    {
+        if (m_field == "scans")
+        {
+            const CJsonFields fields(part, m_name, MakePlace("scans", m_document.scans.size()));
+            m_document.scans.push_back(ReadScan(fields));
+            if (!m_keys.insert(m_document.scans.back().key).second)
+            {
+                fields.Fail("key", "a key of its own for each scan", fields.Get("key"));
+            }
+        }
+        else if (m_field == "excluded")
+        {
+            m_document.excluded.push_back(ReadBox(
+                CJsonFields(part, m_name, MakePlace("excluded", m_document.excluded.size()))));
+        }
+        else
+        {
+            m_document.edits.push_back(ReadEdit(
+                CJsonFields(part, m_name, MakePlace("history.edits", m_document.edits.size()))));
+        }
+    }
+
+    const std::filesystem::path& m_name;
+    SProjectDocument& m_document;
+    std::unordered_set<Base::CUniqueID> m_keys;
+    /// The name that is read last, of the document's and of the history's fields.
+    std::string m_field;
+    std::string m_historyField;
+    std::optional<std::string> m_unknownName;
+    /// Of the container around each depth: whether it is an array, and how much of it was kept.
+    bool m_areElements[c_depths] = {};
+    std::size_t m_numParts[c_depths] = {};
+};
+
+void ReadHistory(const CJsonFields& fields, SProjectDocument& document)
+{
+    fields.Allow({"budget", "done", "edits"});
+    document.historyBudget = fields.GetCount("budget");
+    static_cast<void>(fields.GetArray("edits"));
+    document.numDone = fields.GetCount("done");
+    if (document.numDone > document.edits.size())
+    {
+        fields.Fail("done", "at most the number of edits, " + std::to_string(document.edits.size()),
+                    fields.Get("done"));
+    }
+}
+
+Json Parse(std::string_view text, const std::filesystem::path& name, CDocumentReader& reader)
 {
     try
     {
-        return Json::parse(text);
+        return Json::parse(text, [&](int depth, Json::parse_event_t event, const Json& part) {
+            return reader.Take(depth, event, part);
+        });
     }
     catch (const Json::parse_error& error)
     {
@@ -345,33 +388,23 @@ Json ToJson(const SProjectScan& scan)
 
 SProjectDocument ParseProject(std::string_view json, const std::filesystem::path& name)
 {
-    const Json root = Parse(json, name);
-    const CFields fields(root, name, "");
-    CheckHeader(fields);
-    fields.Allow({"format", "version", "scans", "excluded", "history"});
     SProjectDocument document;
-    std::unordered_set<Base::CUniqueID> keys;
-    const Json& scans = fields.GetArray("scans");
-    for (std::size_t index = 0; index < scans.size(); ++index)
+    CDocumentReader reader(name, document);
+    const Json root = Parse(json, name, reader);
+    const CJsonFields fields(root, name, "");
+    CheckFormat(fields, fields.Get("format"));
+    CheckVersion(fields, fields.Get("version"));
+    if (reader.GetUnknownName())
     {
-        const CFields scan(scans[index], name, MakePlace("scans", index));
-        document.scans.push_back(ReadScan(scan));
-        if (!keys.insert(document.scans.back().key).second)
-        {
-            scan.Fail("key", "a key of its own for each scan", scan.Get("key"));
-        }
+        fields.FailUnknown(*reader.GetUnknownName());
     }
-    if (scans.empty())
+    const Json& scans = fields.GetArray("scans");
+    if (document.scans.empty())
     {
         fields.Fail("scans", "at least one scan", scans);
     }
-    const Json& boxes = fields.GetArray("excluded");
-    for (std::size_t index = 0; index < boxes.size(); ++index)
-    {
-        document.excluded.push_back(
-            ReadBox(CFields(boxes[index], name, MakePlace("excluded", index))));
-    }
-    ReadHistory(CFields(fields.Get("history"), name, "history"), name, document);
+    static_cast<void>(fields.GetArray("excluded"));
+    ReadHistory(CJsonFields(fields.Get("history"), name, "history"), document);
     return document;
 }
 

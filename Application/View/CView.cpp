@@ -25,6 +25,8 @@ constexpr const char* c_format = "veko2-view";
 constexpr std::uint64_t c_version = 1;
 constexpr std::uint64_t c_maxFileBytes = 1U << 20U;
 constexpr std::array<const char*, 3> c_transformNames = {"transform1", "transform2", "transform3"};
+constexpr std::array<std::string_view, 8> c_fieldNames = {
+    "format", "version", "width", "height", "origin", "transform1", "transform2", "transform3"};
 
 /// Below this, a pivot of a matrix whose rows and columns were scaled to 1 is rounding noise.
 constexpr double c_minPivot = 1e-14;
@@ -109,6 +111,60 @@ std::string describe(const Json& value)
         .dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
+/// More than any field has, so that a surplus shows.
+constexpr std::size_t c_mostElements = 64;
+
+/// Tells the parser which parts of a document to keep: of its known fields, as much as is needed to
+/// read them or to say what they are. What a file has besides takes no memory, and no time to be
+/// looked for among others.
+class CUsedParts
+{
+public:
+    bool operator()(int depth, Json::parse_event_t event, const Json& part)
+    {
+        switch (event)
+        {
+            case Json::parse_event_t::key:
+                return depth == 1 &&
+                       std::find(c_fieldNames.begin(), c_fieldNames.end(),
+                                 part.get_ref<const std::string&>()) != c_fieldNames.end();
+            case Json::parse_event_t::object_start:
+            case Json::parse_event_t::array_start:
+                return beginContainer(depth, event == Json::parse_event_t::array_start);
+            case Json::parse_event_t::value:
+                return isAmongFirst(depth);
+            default:
+                return true;
+        }
+    }
+
+private:
+    /// As deep as a number in a field.
+    static constexpr int c_depths = 3;
+
+    bool beginContainer(int depth, bool isArray)
+    {
+        const bool isKept = isAmongFirst(depth);
+        if (depth + 1 < c_depths)
+        {
+            m_numElements[depth + 1] = 0;
+            m_areElements[depth + 1] = isArray;
+        }
+        return isKept;
+    }
+
+    /// Of an array, only more elements than any field has, so that a surplus shows. What belongs to
+    /// a name was decided with the name.
+    bool isAmongFirst(int depth)
+    {
+        return depth < c_depths &&
+               (!m_areElements[depth] || ++m_numElements[depth] <= c_mostElements);
+    }
+
+    bool m_areElements[c_depths] = {};
+    std::size_t m_numElements[c_depths] = {};
+};
+
 const Json& findField(const Json& document, const std::filesystem::path& name, const char* field)
 {
     const auto found = document.find(field);
@@ -132,6 +188,12 @@ std::uint32_t readSize(const Json& document, const std::filesystem::path& name, 
     return static_cast<std::uint32_t>(size);
 }
 
+std::string countElements(const Json& array)
+{
+    return std::to_string(array.size()) +
+           (array.size() < c_mostElements ? " elements" : " elements or more");
+}
+
 void readNumbers(const Json& document, const std::filesystem::path& name, const char* field,
                  std::span<double> numbers)
 {
@@ -140,8 +202,7 @@ void readNumbers(const Json& document, const std::filesystem::path& name, const 
     {
         throw CInputError(name, std::string(field) + ": expected an array of " +
                                     std::to_string(numbers.size()) + " numbers, found " +
-                                    (value.is_array() ? std::to_string(value.size()) + " elements"
-                                                      : describe(value)));
+                                    (value.is_array() ? countElements(value) : describe(value)));
     }
     for (std::size_t index = 0; index < numbers.size(); ++index)
     {
@@ -217,7 +278,7 @@ CView CView::FromJson(std::string_view json, const std::filesystem::path& name)
     Json document;
     try
     {
-        document = Json::parse(json);
+        document = Json::parse(json, CUsedParts());
     }
     catch (const Json::parse_error& error)
     {

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
+
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Tests/Application/Files/FileTestSupport.h"
@@ -78,6 +80,19 @@ TEST(ProjectJsonTest, Print_RefusesANameThatIsNotUtf8)
     EXPECT_THROW((void)PrintProject(document, "p.json"), Application::COutputError);
 }
 
+void expectFailure(const std::string& text, const std::string& message)
+{
+    try
+    {
+        (void)ParseProject(text, "p.json");
+        FAIL() << "read without complaint: " << message;
+    }
+    catch (const Application::CInputError& error)
+    {
+        EXPECT_THAT(error.what(), AllOf(StartsWith("p.json: "), HasSubstr(message)));
+    }
+}
+
 /// A piece of the text, what stands there instead, and what the message says.
 struct SDamage
 {
@@ -96,15 +111,7 @@ TEST_P(ProjectJsonDamageTest, Parse_NamesFileAndField)
     const std::size_t place = text.find(GetParam().piece);
     ASSERT_NE(place, std::string::npos) << text;
     text.replace(place, std::string(GetParam().piece).size(), GetParam().replacement);
-    try
-    {
-        (void)ParseProject(text, "p.json");
-        FAIL() << "read without complaint: " << text;
-    }
-    catch (const Application::CInputError& error)
-    {
-        EXPECT_THAT(error.what(), AllOf(StartsWith("p.json: "), HasSubstr(GetParam().message)));
-    }
+    expectFailure(text, GetParam().message);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -120,6 +127,17 @@ INSTANTIATE_TEST_SUITE_P(
                 "old: the field is not known"},
         SDamage{"UnknownScanField", "\"skeleton\": false", "\"skeleton\": false, \"x\": 0",
                 "scans[0].x: the field is not known"},
+        SDamage{"UnknownFieldWithoutName", "\"version\": 1,", "\"version\": 1, \"\": 1,",
+                "the field is not known"},
+        SDamage{"ScanNumber", "\"scans\": [", "\"scans\": [ 7,",
+                "scans[0]: expected an object, found 7"},
+        SDamage{"BoxText", "\"excluded\": [", "\"excluded\": [ \"a\",",
+                "excluded[0]: expected an object, found \"a\""},
+        SDamage{"EditArray", "\"edits\": [", "\"edits\": [ [1],",
+                "history.edits[0]: expected an object, found array"},
+        SDamage{"UnknownEditField", "\"command\": \"clean\"",
+                "\"command\": \"clean\", \"x\": {\"y\": [[]]}",
+                "history.edits[1].x: the field is not known"},
         SDamage{"FileNoText", "\"file\": \"scans/a b.ply\"", "\"file\": 1",
                 "scans[0].file: expected a text, found 1"},
         SDamage{"FileEmpty", "scans/a b.ply", "", "scans[0].file: expected the name"},
@@ -165,31 +183,76 @@ TEST(ProjectJsonTest, Parse_DeepNestingInsideAFieldIsAnErrorAndNoCrash)
           std::pair(header + "1, \"scans\": {\"a\": " + deep + "}}",
                     "scans: expected an array, found object")})
     {
-        try
-        {
-            (void)ParseProject(text, "p.json");
-            FAIL() << message;
-        }
-        catch (const Application::CInputError& error)
-        {
-            EXPECT_THAT(error.what(), HasSubstr(message));
-        }
+        expectFailure(text, message);
     }
+}
+
+TEST(ProjectJsonTest, Parse_NestingWithoutEndIsRefused)
+{
+    expectFailure("{\"format\": " + std::string(600000, '['), "levels of nesting");
+}
+
+TEST(ProjectJsonTest, Parse_NamesAnUnknownFieldAmongMany)
+{
+    std::string more;
+    for (int index = 0; index < 1000; ++index)
+    {
+        more += "\"more" + std::to_string(index) + "\": [[[[[[[0]]]]]], {\"a\": {}}], ";
+    }
+    const std::string text = Print();
+    const auto insertBefore = [&](const std::string& piece) {
+        const std::size_t place = text.find(piece);
+        return text.substr(0, place) + more + text.substr(place);
+    };
+    expectFailure(insertBefore("\"scans\""), "p.json: more0: the field is not known");
+    expectFailure(insertBefore("\"key\""), "scans[0].more0: the field is not known");
+    expectFailure(insertBefore("\"min\""), "excluded[0].more0: the field is not known");
+    expectFailure(insertBefore("\"budget\""), "history.more0: the field is not known");
+    expectFailure(insertBefore("\"command\""), "history.edits[0].more0: the field is not known");
+}
+
+TEST(ProjectJsonTest, Parse_RefusesATransformOfManyNumbers)
+{
+    std::string text = Print();
+    const std::string piece = "\"transform\": [";
+    std::string numbers;
+    for (int index = 0; index < 1000; ++index)
+    {
+        numbers += "1, ";
+    }
+    text.insert(text.find(piece) + piece.size(), numbers);
+    expectFailure(text, "scans[0].transform: expected an array of 16 numbers, found [1,1,");
+}
+
+TEST(ProjectJsonTest, Parse_TheOrderOfFieldsIsFree)
+{
+    const std::string text = Print();
+    const auto ordered = nlohmann::ordered_json::parse(text);
+    nlohmann::ordered_json reversed;
+    for (const char* const name : {"history", "excluded", "scans", "version", "format"})
+    {
+        reversed[name] = ordered[name];
+    }
+    EXPECT_EQ(PrintProject(ParseProject(reversed.dump(), "p.json"), "p.json"), text);
+}
+
+TEST(ProjectJsonTest, Parse_AListThatComesTwiceCountsAsItComesLast)
+{
+    const std::string text = Print();
+    const auto lists = nlohmann::ordered_json::parse(text);
+    std::string history = lists["history"].dump();
+    history.insert(1, "\"edits\": " + lists["history"]["edits"].dump() + ", ");
+    const std::string twice = "{\"scans\": " + lists["scans"].dump() +
+                              ", \"excluded\": " + lists["excluded"].dump() +
+                              ", \"history\": " + history + ", " + text.substr(1);
+    EXPECT_EQ(PrintProject(ParseProject(twice, "p.json"), "p.json"), text);
 }
 
 TEST(ProjectJsonTest, Parse_RefusesAKeyTwice)
 {
     SProjectDocument document = MakeDocument();
     document.scans[1].key = document.scans[0].key;
-    try
-    {
-        (void)ParseProject(PrintProject(document, "p.json"), "p.json");
-        FAIL();
-    }
-    catch (const Application::CInputError& error)
-    {
-        EXPECT_THAT(error.what(), HasSubstr("scans[1].key"));
-    }
+    expectFailure(PrintProject(document, "p.json"), "scans[1].key");
 }
 
 TEST(ProjectJsonTest, Parse_RefusesAProjectWithoutScans)

@@ -83,6 +83,37 @@ TEST(CView, FromJson_UnknownFieldIsIgnored)
     EXPECT_EQ(CView::FromJson(document.dump(), "x"), makeView());
 }
 
+TEST(CView, FromJson_KnownFieldsAreFoundBehindManyOthers)
+{
+    std::string json = "{";
+    for (int index = 0; index < 1000; ++index)
+    {
+        json += "\"field" + std::to_string(index) + "\": [{\"width\": [[1], {}]}, 2, {}],";
+    }
+    json += makeView().ToJson().substr(1);
+    EXPECT_EQ(CView::FromJson(json, "x"), makeView());
+}
+
+TEST(CView, FromJson_FieldThatComesTwiceCountsAsItComesLast)
+{
+    const std::string json =
+        "{\"width\": [1, 2], \"origin\": {\"a\": 1}," + makeView().ToJson().substr(1);
+    EXPECT_EQ(CView::FromJson(json, "x"), makeView());
+}
+
+TEST(CView, FromJson_SurplusElementsAreCountedAsFarAsTheyAreKept)
+{
+    const auto expectCount = [](std::size_t count, const std::string& message) {
+        Json document = Json::parse(makeView().ToJson());
+        document["origin"] = std::vector<int>(count);
+        expectFailure(document.dump(), "origin: expected an array of 3 numbers, found " + message);
+    };
+    expectCount(4, "4 elements");
+    expectCount(63, "63 elements");
+    expectCount(64, "64 elements or more");
+    expectCount(100000, "64 elements or more");
+}
+
 TEST(CView, FromJson_WholeNumbersServeAsNumbers)
 {
     Json document = Json::parse(makeView().ToJson());

@@ -18,9 +18,6 @@ namespace Application
 namespace
 {
 
-/// The most that one text or colour profile chunk may need.
-constexpr std::size_t c_maxChunkBytes = std::size_t{8} << 20U;
-
 constexpr std::size_t c_signatureBytes = 8;
 
 }  // namespace
@@ -68,7 +65,9 @@ struct CPngDecoder::SState
             return false;
         }
         png_set_user_limits(png, c_maxViewSide, c_maxViewSide);
-        png_set_chunk_malloc_max(png, c_maxChunkBytes);
+        // Texts, profiles and the like are not needed, and few bytes of them can unpack to many: of
+        // what is not the picture itself only transparency is read.
+        png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
         png_set_read_fn(png, this, CopyInput);
         png_read_info(png, info);
         png_set_expand(png);

@@ -98,7 +98,7 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
     : m_target(target),
       m_resolved(target),
       m_force(force),
-      m_buffer(std::make_unique<std::byte[]>(c_bufferSize))
+      m_buffer(std::make_unique_for_overwrite<std::byte[]>(c_bufferSize))
 {
     struct stat status = {};
     const bool exists = ::stat(target.c_str(), &status) == 0;

@@ -1,13 +1,15 @@
+#include <sstream>
+#include <string>
+
 #include "Base/Interfaces/CStdStreamRead.h"
 #include "Base/Interfaces/CSurfelCollectionMask.h"
 #include "Base/Support/VekoException.h"
 #include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
+#include "Fuzz/Support/FuzzTarget.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <sstream>
-#include <string>
+namespace Fuzzing
+{
 
 namespace
 {
@@ -27,14 +29,19 @@ void Read(Base::IVekoSerializable& object, const std::string& bytes)
 }  // namespace
 
 /// The bytes of a serialised object, read as each of those that can be.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void TestInput(std::span<const std::uint8_t> input)
 {
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
-    Base::CSurfelCollectionMask mask;
-    Read(mask, bytes);
-    DataLayer::CSurfelCollectionMinimal minimal;
-    Read(minimal, bytes);
+    const std::string bytes(input.begin(), input.end());
+    {
+        Base::CSurfelCollectionMask mask;
+        Read(mask, bytes);
+    }
+    {
+        DataLayer::CSurfelCollectionMinimal minimal;
+        Read(minimal, bytes);
+    }
     DataLayer::CSurfelCollectionView view(nullptr, 0, nullptr, 0);
     Read(view, bytes);
-    return 0;
 }
+
+}  // namespace Fuzzing

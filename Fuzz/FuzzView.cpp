@@ -1,25 +1,25 @@
+#include <string>
+
 #include "Application/Files/CInputError.h"
 #include "Application/View/CView.h"
+#include "Fuzz/Support/FuzzTarget.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
+namespace Fuzzing
+{
 
 /// The text of a view file. One that is accepted must survive being written and read again.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void TestInput(std::span<const std::uint8_t> input)
 {
-    const std::string_view json(reinterpret_cast<const char*>(data), size);
+    const std::string_view json(reinterpret_cast<const char*>(input.data()), input.size());
     try
     {
         const auto view = Application::CView::FromJson(json, "view.json");
         const std::string written = view.ToJson();
-        if (Application::CView::FromJson(written, "view.json").ToJson() != written)
-        {
-            std::abort();
-        }
+        Require(Application::CView::FromJson(written, "view.json") == view,
+                "a view that is written reads as the same view");
     }
     catch (const Application::CInputError&)
     {}
-    return 0;
 }
+
+}  // namespace Fuzzing

@@ -6,6 +6,7 @@
 
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/Kernels/ProjectSurfels.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Interfaces/ISurfelCollection.h"
 
@@ -42,11 +43,9 @@ public:
     void Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& buffer) const;
 
 private:
-    struct SBatch;
-
-    void load(std::uint64_t first, SBatch& batch) const;
-    void project(SBatch& batch) const;
-    void draw(std::uint64_t first, SBatch& batch, CDepthBuffer& buffer) const;
+    void load(std::uint64_t first, SSurfelBatch& batch) const;
+    static void dropHidden(CDepthBuffer& buffer, SSurfelBatch& batch);
+    void draw(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
     [[nodiscard]] EMark markOf(std::uint64_t index) const;
     [[nodiscard]] CDepthBuffer::SNormal makeNormal(std::uint64_t index) const;
 
@@ -56,11 +55,9 @@ private:
     PositionAccess m_positions;
     const NormalAccess* m_normals;
     std::span<const Base::CSurfelBitMask> m_flags;
-    LqMatrix4Rf m_chain;
+    ProjectSurfelsKernel m_project;
+    SSurfelProjection m_projection;
     LqMatrix4Rf m_normalChain;
-    std::uint32_t m_width;
-    std::uint32_t m_height;
-    bool m_isPerspective;
     bool m_hideCut;
     std::uint32_t m_colorIndex;
     /// What each mark draws where there are no normals, but for the depth.

@@ -1,0 +1,97 @@
+#include "Application/Pictures/Kernels/ProjectSurfels.h"
+
+#include <algorithm>
+
+#include "Application/Pictures/Lanes.h"
+
+namespace Application
+{
+
+namespace
+{
+
+static_assert(SSurfelBatch::c_size % c_numLanes == 0);
+
+/// One coordinate of several positions times a column of a matrix; each lane as in
+/// TransformHomogeneous().
+class CColumn
+{
+public:
+    explicit CColumn(const float (&column)[4])
+        : m_x(FillLanes(column[0])),
+          m_y(FillLanes(column[1])),
+          m_z(FillLanes(column[2])),
+          m_one(FillLanes(column[3]))
+    {}
+
+    [[nodiscard]] Lanes Transform(Lanes x, Lanes y, Lanes z) const
+    {
+        return ((x * m_x + y * m_y) + z * m_z) + m_one;
+    }
+
+private:
+    Lanes m_x;
+    Lanes m_y;
+    Lanes m_z;
+    Lanes m_one;
+};
+
+}  // namespace
+
+void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& batch)
+{
+    using Integers = std::int32_t __attribute__((vector_size(sizeof(Lanes))));
+    const CColumn clipX(projection.clip[0]);
+    const CColumn clipY(projection.clip[1]);
+    const CColumn clipZ(projection.clip[2]);
+    const CColumn clipW(projection.clip[3]);
+    const Lanes zero{};
+    const Lanes one = FillLanes(1.0F);
+    const Lanes width = FillLanes(static_cast<float>(projection.width));
+    const Lanes height = FillLanes(static_cast<float>(projection.height));
+    const Lanes halfWidth = FillLanes(0.5F) * width;
+    const Lanes halfHeight = FillLanes(0.5F) * height;
+    batch.numSeen = 0;
+    for (std::uint32_t first = 0; first < batch.count; first += c_numLanes)
+    {
+        const Lanes positionX = LoadLanes(&batch.x[first]);
+        const Lanes positionY = LoadLanes(&batch.y[first]);
+        const Lanes positionZ = LoadLanes(&batch.z[first]);
+        const Lanes w = clipW.Transform(positionX, positionY, positionZ);
+        const Lanes perW = one / w;
+        const Lanes z = clipZ.Transform(positionX, positionY, positionZ) * perW;
+        const Lanes x = (clipX.Transform(positionX, positionY, positionZ) * perW + one) * halfWidth;
+        const Lanes y =
+            (one - clipY.Transform(positionX, positionY, positionZ) * perW) * halfHeight;
+        // Also false for what is not a number.
+        const LaneMask isVisible = (w > zero) & (z >= zero) & (z <= one) & (x >= zero) &
+                                   (x < width) & (y >= zero) & (y < height);
+        const Integers columns = __builtin_convertvector(isVisible ? x : zero, Integers);
+        const Integers rows = __builtin_convertvector(isVisible ? y : zero, Integers);
+        // Adding 0 turns the negative zero, whose bits would sort last, into the positive one.
+        const Lanes depths = (projection.isPerspective ? w : z) + zero;
+        const std::uint32_t numLanes = std::min(c_numLanes, batch.count - first);
+        for (std::uint32_t lane = 0; lane < numLanes; ++lane)
+        {
+            batch.indices[batch.numSeen] = first + lane;
+            batch.samples[batch.numSeen] =
+                static_cast<std::uint32_t>(rows[lane]) * projection.width +
+                static_cast<std::uint32_t>(columns[lane]);
+            batch.depths[batch.numSeen] = depths[lane];
+            batch.numSeen += isVisible[lane] != 0 ? 1 : 0;
+        }
+    }
+}
+
+ProjectSurfelsKernel GetProjectSurfelsKernel()
+{
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f"))
+    {
+        return ProjectSurfelsAvx512;
+    }
+#endif
+    return ProjectSurfelsVector128;
+}
+
+}  // namespace Application

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Application
+{
+
+// Plain data without member functions: the kernels are compiled for several instruction sets, and a
+// linker could take an inline function from one of them for all the others.
+
+/// From positions to the samples of a picture.
+struct SSurfelProjection
+{
+    /// The columns of the matrix from positions to clip coordinates x, y, z and w, each used as
+    /// ((x c[0] + y c[1]) + z c[2]) + c[3].
+    float clip[4][4] = {};
+    /// In samples.
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    /// Whether w is the depth, else z / w.
+    bool isPerspective = false;
+};
+
+/// Surfels on their way into the picture.
+struct SSurfelBatch
+{
+    static constexpr std::uint32_t c_size = 256;
+    /// As many as a kernel may write behind the last surfel that is seen.
+    static constexpr std::uint32_t c_margin = 16;
+
+    std::uint32_t count = 0;
+    float x[c_size];
+    float y[c_size];
+    float z[c_size];
+    /// Those that are seen: which of the batch they are, in their order, where, and how far.
+    std::uint32_t numSeen = 0;
+    std::uint32_t indices[c_size + c_margin];
+    std::uint32_t samples[c_size + c_margin];
+    float depths[c_size + c_margin];
+};
+
+/// Finds those surfels of \p batch that are seen. The positions behind its last must be numbers of
+/// some kind, and are not looked at.
+using ProjectSurfelsKernel = void (*)(const SSurfelProjection& projection, SSurfelBatch& batch);
+
+/// The reference, for every processor.
+void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& batch);
+#if defined(__x86_64__)
+void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& batch);
+#endif
+
+/// The fastest for this processor.
+[[nodiscard]] ProjectSurfelsKernel GetProjectSurfelsKernel();
+
+}  // namespace Application

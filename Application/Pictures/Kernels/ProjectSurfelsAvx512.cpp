@@ -1,0 +1,112 @@
+#include <immintrin.h>
+
+#include "Application/Pictures/Kernels/ProjectSurfels.h"
+
+namespace Application
+{
+
+namespace
+{
+
+constexpr std::uint32_t c_width = 16;
+static_assert(SSurfelBatch::c_size % c_width == 0 && SSurfelBatch::c_margin >= c_width);
+
+__m512 set(float value)
+{
+    return _mm512_set1_ps(value);
+}
+
+struct SColumn
+{
+    explicit SColumn(const float (&column)[4])
+        : x(set(column[0])), y(set(column[1])), z(set(column[2])), one(set(column[3]))
+    {}
+
+    __m512 x;
+    __m512 y;
+    __m512 z;
+    __m512 one;
+};
+
+__m512 transform(const SColumn& column, __m512 x, __m512 y, __m512 z)
+{
+    return _mm512_add_ps(
+        _mm512_add_ps(_mm512_add_ps(_mm512_mul_ps(x, column.x), _mm512_mul_ps(y, column.y)),
+                      _mm512_mul_ps(z, column.z)),
+        column.one);
+}
+
+__mmask16 isWithin(__mmask16 lanes, __m512 value, __m512 end)
+{
+    return _mm512_mask_cmp_ps_mask(
+        _mm512_mask_cmp_ps_mask(lanes, value, _mm512_setzero_ps(), _CMP_GE_OQ), value, end,
+        _CMP_LT_OQ);
+}
+
+/// Truncated toward zero.
+__m512i toIntegers(__mmask16 lanes, __m512 value)
+{
+    return _mm512_maskz_cvttps_epi32(lanes, value);
+}
+
+/// Within the register: straight into memory it takes several times as long.
+void append(__mmask16 lanes, __m512i values, void* target)
+{
+    _mm512_storeu_si512(target, _mm512_maskz_compress_epi32(lanes, values));
+}
+
+}  // namespace
+
+/// The operations of the reference in their order, each rounded by itself, so that the answers are
+/// the same to the bit.
+void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& batch)
+{
+    const SColumn clipX(projection.clip[0]);
+    const SColumn clipY(projection.clip[1]);
+    const SColumn clipZ(projection.clip[2]);
+    const SColumn clipW(projection.clip[3]);
+    const __m512 zero = _mm512_setzero_ps();
+    const __m512 one = set(1.0F);
+    const __m512 width = set(static_cast<float>(projection.width));
+    const __m512 height = set(static_cast<float>(projection.height));
+    const __m512 halfWidth = _mm512_mul_ps(set(0.5F), width);
+    const __m512 halfHeight = _mm512_mul_ps(set(0.5F), height);
+    const __m512i samplesPerRow = _mm512_set1_epi32(static_cast<int>(projection.width));
+    const __m512i lanes = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    std::uint32_t numSeen = 0;
+    for (std::uint32_t first = 0; first < batch.count; first += c_width)
+    {
+        const std::uint32_t numLeft = batch.count - first;
+        const auto isThere =
+            static_cast<__mmask16>(numLeft < c_width ? (1U << numLeft) - 1U : 0xFFFFU);
+        const __m512 positionX = _mm512_loadu_ps(&batch.x[first]);
+        const __m512 positionY = _mm512_loadu_ps(&batch.y[first]);
+        const __m512 positionZ = _mm512_loadu_ps(&batch.z[first]);
+        const __m512 w = transform(clipW, positionX, positionY, positionZ);
+        const __m512 perW = _mm512_div_ps(one, w);
+        const __m512 z = _mm512_mul_ps(transform(clipZ, positionX, positionY, positionZ), perW);
+        const __m512 x = _mm512_mul_ps(
+            _mm512_add_ps(_mm512_mul_ps(transform(clipX, positionX, positionY, positionZ), perW),
+                          one),
+            halfWidth);
+        const __m512 y = _mm512_mul_ps(
+            _mm512_sub_ps(one,
+                          _mm512_mul_ps(transform(clipY, positionX, positionY, positionZ), perW)),
+            halfHeight);
+        __mmask16 isVisible = _mm512_mask_cmp_ps_mask(isThere, w, zero, _CMP_GT_OQ);
+        isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, zero, _CMP_GE_OQ);
+        isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, one, _CMP_LE_OQ);
+        isVisible = isWithin(isWithin(isVisible, x, width), y, height);
+        const __m512i samples = _mm512_add_epi32(
+            _mm512_mullo_epi32(toIntegers(isVisible, y), samplesPerRow), toIntegers(isVisible, x));
+        const __m512 depths = _mm512_add_ps(projection.isPerspective ? w : z, zero);
+        append(isVisible, _mm512_add_epi32(lanes, _mm512_set1_epi32(static_cast<int>(first))),
+               batch.indices + numSeen);
+        append(isVisible, samples, batch.samples + numSeen);
+        append(isVisible, _mm512_castps_si512(depths), batch.depths + numSeen);
+        numSeen += static_cast<std::uint32_t>(__builtin_popcount(isVisible));
+    }
+    batch.numSeen = numSeen;
+}
+
+}  // namespace Application

@@ -1,0 +1,145 @@
+#include "Application/Pictures/Kernels/ProjectSurfels.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace
+{
+
+using Application::ProjectSurfelsKernel;
+using Application::SSurfelBatch;
+using Application::SSurfelProjection;
+
+std::vector<ProjectSurfelsKernel> getKernels()
+{
+    // The fastest may be the reference, which is then tested twice.
+    return {Application::ProjectSurfelsVector128, Application::GetProjectSurfelsKernel()};
+}
+
+/// Positions are clip coordinates but for w, which is z + 2; z / w is then within 0 and 1 for z
+/// from 0 on.
+SSurfelProjection makeProjection(bool isPerspective)
+{
+    SSurfelProjection projection;
+    projection.clip[0][0] = 1.0F;
+    projection.clip[1][1] = 1.0F;
+    projection.clip[2][2] = 1.0F;
+    projection.clip[3][2] = 1.0F;
+    projection.clip[3][3] = 2.0F;
+    projection.width = 37;
+    projection.height = 23;
+    projection.isPerspective = isPerspective;
+    return projection;
+}
+
+struct SSeen
+{
+    std::uint32_t index;
+    std::uint32_t sample;
+    float depth;
+
+    bool operator==(const SSeen&) const = default;
+};
+
+/// One position after the other, as the interface says it.
+std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SSurfelBatch& batch)
+{
+    std::vector<SSeen> seen;
+    const auto width = static_cast<float>(projection.width);
+    const auto height = static_cast<float>(projection.height);
+    for (std::uint32_t index = 0; index < batch.count; ++index)
+    {
+        const auto clip = [&](const float(&c)[4]) {
+            return ((batch.x[index] * c[0] + batch.y[index] * c[1]) + batch.z[index] * c[2]) + c[3];
+        };
+        const float w = clip(projection.clip[3]);
+        const float perW = 1.0F / w;
+        const float z = clip(projection.clip[2]) * perW;
+        const float x = (clip(projection.clip[0]) * perW + 1.0F) * (0.5F * width);
+        const float y = (1.0F - clip(projection.clip[1]) * perW) * (0.5F * height);
+        if (w > 0.0F && z >= 0.0F && z <= 1.0F && x >= 0.0F && x < width && y >= 0.0F && y < height)
+        {
+            seen.push_back(
+                {index,
+                 static_cast<std::uint32_t>(y) * projection.width + static_cast<std::uint32_t>(x),
+                 (projection.isPerspective ? w : z) + 0.0F});
+        }
+    }
+    return seen;
+}
+
+std::vector<SSeen> getSeen(const SSurfelBatch& batch)
+{
+    std::vector<SSeen> seen;
+    for (std::uint32_t index = 0; index < batch.numSeen; ++index)
+    {
+        seen.push_back({batch.indices[index], batch.samples[index], batch.depths[index]});
+    }
+    return seen;
+}
+
+/// Coordinates on, just inside and just outside every border, and such that are no numbers.
+std::unique_ptr<SSurfelBatch> makeBatch(std::uint32_t count, std::uint32_t seed)
+{
+    constexpr float c_infinity = std::numeric_limits<float>::infinity();
+    const std::array<float, 12> special = {
+        0.0F,        -0.0F,      2.0F,       -2.0F,
+        -2.0000002F, 1.9999999F, c_infinity, -c_infinity,
+        1e38F,       1e-40F,     -1e-40F,    std::numeric_limits<float>::quiet_NaN()};
+    std::mt19937 random(seed);
+    const auto coordinate = [&] {
+        return random() % 4 == 0 ? special[random() % special.size()]
+                                 : static_cast<float>(random() % 5001) / 1000.0F - 2.5F;
+    };
+    auto batch = std::make_unique<SSurfelBatch>();
+    batch->count = count;
+    for (std::uint32_t index = 0; index < SSurfelBatch::c_size; ++index)
+    {
+        batch->x[index] = coordinate();
+        batch->y[index] = coordinate();
+        batch->z[index] = coordinate();
+    }
+    return batch;
+}
+
+TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
+{
+    for (const ProjectSurfelsKernel kernel : getKernels())
+    {
+        for (const bool isPerspective : {false, true})
+        {
+            const SSurfelProjection projection = makeProjection(isPerspective);
+            for (std::uint32_t count = 0; count <= SSurfelBatch::c_size; ++count)
+            {
+                const auto batch = makeBatch(count, count);
+                const std::vector<SSeen> expected = projectPlainly(projection, *batch);
+                kernel(projection, *batch);
+                ASSERT_EQ(getSeen(*batch), expected) << count;
+            }
+        }
+    }
+}
+
+TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
+{
+    for (const ProjectSurfelsKernel kernel : getKernels())
+    {
+        auto batch = makeBatch(SSurfelBatch::c_size, 1);
+        std::fill(std::begin(batch->x), std::end(batch->x), 0.0F);
+        std::fill(std::begin(batch->y), std::end(batch->y), 0.0F);
+        std::fill(std::begin(batch->z), std::end(batch->z), 0.5F);
+        kernel(makeProjection(true), *batch);
+        EXPECT_EQ(batch->numSeen, SSurfelBatch::c_size);
+        EXPECT_EQ(batch->indices[SSurfelBatch::c_size - 1], SSurfelBatch::c_size - 1);
+    }
+}
+
+}  // namespace

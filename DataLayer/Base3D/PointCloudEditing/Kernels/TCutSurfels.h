@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfels.h"
@@ -39,10 +41,10 @@ public:
         }
         switch (m_task.positionStride)
         {
-            case 12:
+            case SPacked::c_stride:
                 run<SPacked>(begin, end);
                 break;
-            case 16:
+            case SPadded::c_stride:
                 run<SPadded>(begin, end);
                 break;
             default:
@@ -56,6 +58,7 @@ private:
     using Floats = typename Vector::Floats;
     using Words = typename Vector::Words;
     static constexpr std::uint32_t c_width = Vector::c_width;
+    static constexpr std::uint32_t c_allLanes = (1U << c_width) - 1U;
     /// See cutGroups().
     static constexpr std::uint32_t c_groupsPerBatch = 256 / c_width;
 
@@ -126,10 +129,12 @@ private:
                static_cast<float>(mask.endRow - mask.firstRow) * mask.width;
     }
 
-    // How positions lie in memory. The first two may read up to the next position's end.
+    // How positions lie in memory. The first two may read up to the next position's end; only their
+    // stride is known beforehand.
 
     struct SPacked
     {
+        static constexpr std::size_t c_stride = 12;
         static SPositions Load(const std::byte* first, std::size_t /*stride*/)
         {
             SPositions positions;
@@ -141,6 +146,7 @@ private:
 
     struct SPadded
     {
+        static constexpr std::size_t c_stride = 16;
         static SPositions Load(const std::byte* first, std::size_t /*stride*/)
         {
             SPositions positions;
@@ -152,6 +158,7 @@ private:
 
     struct SAnyStride
     {
+        static constexpr std::size_t c_stride = 0;
         static SPositions Load(const std::byte* first, std::size_t stride)
         {
             float coordinates[3][c_width];
@@ -249,8 +256,26 @@ private:
         {
             return 0;
         }
+        // Between the groups that are wholly inside or outside, those of an order in space, the
+        // processor runs ahead by itself; the others' look-ups of pixels hold it up.
+        if (lanes != c_allLanes)
+        {
+            prefetchPositions<Layout::c_stride>(index + c_groupsPerBatch * c_width);
+        }
         lanes &= Vector::Painted(m_task.mask->words, lanes, m_first, first, m_second, second);
         return Layout::InOrder(lanes);
+    }
+
+    /// Asks for a group's positions, which may lie behind the last.
+    template <std::size_t stride>
+    void prefetchPositions(std::uint32_t index) const
+    {
+        constexpr std::size_t c_lineSize = 64;
+        const auto first = reinterpret_cast<std::uintptr_t>(m_task.firstPosition) + index * stride;
+        for (std::size_t offset = 0; offset < c_width * stride; offset += c_lineSize)
+        {
+            __builtin_prefetch(reinterpret_cast<const void*>(first + offset), 0, 2);
+        }
     }
 
     /// Writes the words from \p index on.

@@ -28,6 +28,8 @@ function(veko2_add_library name kind)
     add_library(${target} ${kind} ${arg_SOURCES} ${arg_PUBLIC_HEADERS} ${arg_PRIVATE_HEADERS})
     add_library(Veko2::${name} ALIAS ${target})
     veko2_compile_options(${target})
+    # What the fuzzer watches, to find inputs that lead somewhere new.
+    target_compile_options(${target} PRIVATE $<$<BOOL:${VEKO2_BUILD_FUZZ}>:-fsanitize=fuzzer-no-link>)
     if(kind STREQUAL "SHARED")
         # A symbol that g++ makes unique in the process would keep the library loaded for ever.
         target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)

@@ -5,9 +5,7 @@
 #include <map>
 #include <memory>
 #include <set>
-#include <system_error>
 
-#include "Application/Files/COutputError.h"
 #include "Application/Projects/CProject.h"
 #include "Application/Projects/Stations.h"
 #include "Application/Projects/TransformList.h"
@@ -50,16 +48,6 @@ std::vector<std::string> MakeTargets(const std::vector<SStation>& stations,
         targets.push_back((fs::path(folder) / name).string());
     }
     return targets;
-}
-
-void MakeFolder(const std::string& folder)
-{
-    std::error_code error;
-    fs::create_directories(folder, error);
-    if (error)
-    {
-        throw Application::COutputError(folder, "cannot be made: " + error.message());
-    }
 }
 
 /// The transforms of the scans under their new names, as 'veko2 project create' reads them.

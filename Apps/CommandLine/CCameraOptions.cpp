@@ -20,7 +20,7 @@ namespace
 using Application::CCamera;
 using Application::CCameraFit;
 
-constexpr const char* c_group = "Camera";
+constexpr const char* c_cameraGroup = "Camera";
 
 /// The near plane of a placed camera is never closer than this share of the far plane's distance,
 /// for the depth's precision.
@@ -78,7 +78,7 @@ void CCameraOptions::AddTo(CLI::App& command)
 {
     const auto add = [&](const char* name, std::string& value, const char* type,
                          const char* description) {
-        return command.add_option(name, value, description)->type_name(type)->group(c_group);
+        return command.add_option(name, value, description)->type_name(type)->group(c_cameraGroup);
     };
     add("--size", m_size, "WxH", "Size of the picture in pixels (1280x720).");
     add("--from", m_from, "SIDE",

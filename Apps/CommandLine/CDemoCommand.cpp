@@ -4,12 +4,10 @@
 #include <charconv>
 #include <filesystem>
 #include <memory>
-#include <system_error>
 #include <vector>
 
 #include "Application/Demo/CDemoScene.h"
 #include "Application/Files/CInputError.h"
-#include "Application/Files/COutputError.h"
 #include "Application/Scans/PlyWriter.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
@@ -94,16 +92,6 @@ CDemoScene MakeScene(const CDemoScene::SSettings& settings)
     catch (const Application::CInputError& error)
     {
         throw CUsageError(error.what());
-    }
-}
-
-void MakeFolder(const std::string& folder)
-{
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error)
-    {
-        throw Application::COutputError(folder, "cannot be made: " + error.message());
     }
 }
 

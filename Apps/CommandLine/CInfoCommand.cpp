@@ -90,7 +90,7 @@ ordered_json Describe(const CScanFile& scan)
             {"trailingBytes", description.trailingBytes}};
 }
 
-std::string ToText(const ordered_json& vector)
+std::string PrintVector(const ordered_json& vector)
 {
     std::string text;
     for (const ordered_json& value : vector)
@@ -136,8 +136,8 @@ std::string ToPlainText(const ordered_json& scan)
     text += ToLine("triangles", scan["hasTriangles"] ? "yes" : "no");
     if (!scan["bounds"].is_null())
     {
-        text += ToLine("from", ToText(scan["bounds"]["min"]));
-        text += ToLine("to", ToText(scan["bounds"]["max"]));
+        text += ToLine("from", PrintVector(scan["bounds"]["min"]));
+        text += ToLine("to", PrintVector(scan["bounds"]["max"]));
     }
     for (const ordered_json& element : scan["elements"])
     {

@@ -19,7 +19,7 @@ using Application::CMask;
 using Application::CMaskShapes;
 using Application::CView;
 
-constexpr const char* c_group = "Paint";
+constexpr const char* c_paintGroup = "Paint";
 
 std::string Count(std::size_t number, const std::string& what)
 {
@@ -60,7 +60,7 @@ std::vector<CMaskShapes::SPoint> ParsePoints(const std::string& option,
 void CPaintOptions::AddTo(CLI::App& command)
 {
     const auto setUp = [](CLI::Option* option, const char* type) {
-        return option->type_name(type)->group(c_group);
+        return option->type_name(type)->group(c_paintGroup);
     };
     setUp(command.add_option("--view", m_views,
                              "A view as 'veko2 view --view' writes it; may be given several times, "

@@ -62,7 +62,7 @@ bool IsJsonWanted(const std::vector<std::string>& arguments)
     return std::find(arguments.begin(), end, "--json") != end;
 }
 
-std::string ToText(const nlohmann::ordered_json& document)
+std::string PrintDocument(const nlohmann::ordered_json& document)
 {
     // File names may hold any byte; those that are not UTF-8 must not cost the whole document.
     return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
@@ -137,7 +137,7 @@ ExitCode CRun::Execute(const std::vector<std::string>& arguments)
     }
     const SReport report = getChosen().Run(m_console);
     // File names and texts in files may hold any byte.
-    m_console.PrintResult(m_isJson ? ToText(report.document)
+    m_console.PrintResult(m_isJson ? PrintDocument(report.document)
                                    : EscapeControlCharacters(report.text));
     for (const std::string& damage : report.damages)
     {
@@ -216,7 +216,7 @@ std::optional<SFailure> Guard(const Run& run)
 
 std::string ToText(const SFailure& failure)
 {
-    return ToText(nlohmann::ordered_json{
+    return PrintDocument(nlohmann::ordered_json{
         {"error", {{"code", static_cast<int>(failure.code)}, {"message", failure.message}}}});
 }
 

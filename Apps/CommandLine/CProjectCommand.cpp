@@ -113,7 +113,7 @@ ordered_json DescribeScan(const CProject& project, std::size_t index,
             {"skeleton", scan.isSkeleton}};
 }
 
-std::string ToText(const ordered_json& scan)
+std::string DescribeStation(const ordered_json& scan)
 {
     const ordered_json& flags = scan["flags"];
     const bool isReadable = !flags.is_null();
@@ -363,7 +363,7 @@ SReport CProjectCommand::create(CConsole& console) const
     for (std::size_t index = 0; index < project.GetDocument().scans.size(); ++index)
     {
         report.document["scans"].push_back(DescribeScan(project, index, report.damages));
-        report.text += ToText(report.document["scans"].back());
+        report.text += DescribeStation(report.document["scans"].back());
     }
     return report;
 }
@@ -386,7 +386,7 @@ SReport CProjectCommand::list() const
     for (std::size_t index = 0; index < content.scans.size(); ++index)
     {
         report.document["scans"].push_back(DescribeScan(project, index, report.damages));
-        report.text += ToText(report.document["scans"].back());
+        report.text += DescribeStation(report.document["scans"].back());
     }
     for (const Application::SWorldBox& box : content.excluded)
     {

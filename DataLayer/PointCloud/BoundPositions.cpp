@@ -173,7 +173,7 @@ SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin, 
 {
     // Four floats are read where three are meant, which all positions but the last have room for.
     const bool hasRoom = positions.stride >= sizeof(float);
-    if (!hasRoom || begin >= end)
+    if (!hasRoom)
     {
         return boundOneByOne(positions, begin, end);
     }

@@ -8,8 +8,8 @@
 namespace DataLayer
 {
 
-/// Bounds the positions \p begin to \p end - 1. One that is not finite is left out with all of its
-/// coordinates.
+/// Bounds the positions \p begin to \p end - 1, of which there is at least one. One that is not
+/// finite is left out with all of its coordinates.
 [[nodiscard]] SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin,
                                         std::uint64_t end);
 

@@ -77,7 +77,7 @@ void CheckSources(const char* function,
 std::uint64_t AddSurfelCounts(std::uint64_t first, std::uint64_t second)
 {
     constexpr std::uint64_t c_maxCount = std::numeric_limits<std::ptrdiff_t>::max();
-    if (first > c_maxCount || second > c_maxCount - first)
+    if (second > c_maxCount - first)
     {
         throw std::length_error("There cannot be so many surfels in one collection.");
     }

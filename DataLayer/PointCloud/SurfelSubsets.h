@@ -33,6 +33,7 @@ void CheckSources(const char* function,
                   const std::vector<const Base::ISurfelCollection*>& collections,
                   const std::vector<LqMatrix4Rd>& trafos);
 
+/// The sum of surfels that are in memory, or already summed up, and further ones.
 /// @throw std::length_error when the sum does not fit into memory by far.
 [[nodiscard]] std::uint64_t AddSurfelCounts(std::uint64_t first, std::uint64_t second);
 

@@ -23,10 +23,10 @@ public:
         {
             return value;
         }
-        EState state = EState::Unused;
-        if (m_state.compare_exchange_strong(state, EState::Wanted, std::memory_order_acq_rel) ||
-            state == EState::BeingMade ||
-            !m_state.compare_exchange_strong(state, EState::BeingMade, std::memory_order_acq_rel))
+        EState unused = EState::Unused;
+        EState wanted = EState::Wanted;
+        if (m_state.compare_exchange_strong(unused, EState::Wanted, std::memory_order_acq_rel) ||
+            !m_state.compare_exchange_strong(wanted, EState::BeingMade, std::memory_order_acq_rel))
         {
             return nullptr;
         }

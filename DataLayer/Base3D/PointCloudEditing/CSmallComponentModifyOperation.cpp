@@ -117,11 +117,9 @@ const INearestNeighborSearch& searchOf(const CSurfelCollectionMinimal& cloud)
 std::unique_ptr<const CNearestNeighborSplit> makeSplit(const CSurfelCollectionMinimal& cloud,
                                                        std::uint64_t numMainComponentPoints)
 {
-    const auto* const search = dynamic_cast<const CDeferredNeighborSearch*>(&searchOf(cloud));
-    return search == nullptr
-               ? nullptr
-               : CNearestNeighborSplit::Make(
-                     *search, lastMainComponentPoint(numMainComponentPoints), c_searchBound);
+    return CNearestNeighborSplit::Make(
+        dynamic_cast<const CDeferredNeighborSearch&>(searchOf(cloud)),
+        lastMainComponentPoint(numMainComponentPoints), c_searchBound);
 }
 
 /// The surfels of an entity in the fuser's frame, and their words.

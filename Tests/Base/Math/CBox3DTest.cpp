@@ -49,6 +49,13 @@ TEST(CBox3D, Invalidate_GivesTheStateOfADefaultConstructedBox)
     EXPECT_EQ(box, CBox3D());
 }
 
+TEST(CBox3D, Equal_OnlyWhenBothCornersAre)
+{
+    EXPECT_TRUE(c_unitBox == MakeBox({0, 0, 0}, {1, 1, 1}));
+    EXPECT_FALSE(c_unitBox == MakeBox({0, 0, 9}, {1, 1, 1}));
+    EXPECT_FALSE(c_unitBox == MakeBox({0, 0, 0}, {1, 1, 9}));
+}
+
 TEST(CBox3D, IsEmpty_FalseForASinglePoint)
 {
     EXPECT_FALSE(MakeBox({1, 2, 3}, {1, 2, 3}).IsEmpty());

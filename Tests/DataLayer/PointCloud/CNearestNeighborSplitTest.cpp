@@ -178,6 +178,9 @@ TEST_P(CNearestNeighborSplitTest, FewPoints_AnsweredAsRestated)
     expectRestatedForAllSplits({{1, 2, 3}}, around({{1, 2, 3}}, 3, 200, 23));
     expectRestatedForAllSplits({{1, 2, 3}, {1, 2, 4}}, around({{1, 2, 3}}, 3, 200, 24));
     expectRestatedForAllSplits({{c_nan, 2, 3}}, {{0, 0, 0}, {c_nan, 2, 3}});
+    // One that is not finite between two of the same place.
+    expectRestatedForAllSplits({{1, 2, 3}, {c_nan, 2, 3}, {1, 2, 3}},
+                               around({{1, 2, 3}}, 3, 200, 25));
 }
 
 TEST_P(CNearestNeighborSplitTest, Surface_IsKnownByItsCells)
@@ -238,23 +241,28 @@ TEST_P(CNearestNeighborSplitTest, Look_KnowsWhatTheTransformedPointIsAnswered)
     const Points points = MakeRandom(3000, 12, 29);
     const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 1500, c_bound, GetParam());
-    LqMatrix4Rf trafo(c_matIdentityD);
-    trafo(0, 0) = 0.7F;
-    trafo(2, 3) = 0.125F;
-    trafo(3, 3) = 0.9F;
     const Points surfels = MakeRandom(3000, 12, 30);
-    std::vector<std::uint16_t> states(surfels.size());
-    split->Look(PositionsOf(surfels), trafo, states.data());
-    std::size_t numKnown = 0;
-    for (std::size_t index = 0; index < surfels.size(); ++index)
+    // A perspective along each axis.
+    for (std::size_t row = 0; row < 3; ++row)
     {
-        const bool expected =
-            IsAmongFirst(points, 1500, TransformPoint(trafo, surfels[index]), c_bound);
-        const std::uint32_t state = states[index];
-        numKnown += state == 1 || state == 2 ? 1 : 0;
-        EXPECT_TRUE(state == 0 || state == 3 || (state == 1) == expected) << index;
+        SCOPED_TRACE(row);
+        LqMatrix4Rf trafo(c_matIdentityD);
+        trafo(0, 0) = 0.7F;
+        trafo(row, 3) = 0.125F;
+        trafo(3, 3) = 0.9F;
+        std::vector<std::uint16_t> states(surfels.size());
+        split->Look(PositionsOf(surfels), trafo, states.data());
+        std::size_t numKnown = 0;
+        for (std::size_t index = 0; index < surfels.size(); ++index)
+        {
+            const bool expected =
+                IsAmongFirst(points, 1500, TransformPoint(trafo, surfels[index]), c_bound);
+            const std::uint32_t state = states[index];
+            numKnown += state == 1 || state == 2 ? 1 : 0;
+            EXPECT_TRUE(state == 0 || state == 3 || (state == 1) == expected) << index;
+        }
+        EXPECT_GT(numKnown, 0U);
     }
-    EXPECT_GT(numKnown, 0U);
 }
 
 TEST_P(CNearestNeighborSplitTest, ConcurrentQueries_AnsweredAsRestated)
@@ -310,6 +318,20 @@ TEST(CNearestNeighborSplitMake, PositionsFarApart_GiveNoCells)
     const Points points = MakeRandom(5000, 10000, 34);
     const CDeferredNeighborSearch search(PositionsOf(points));
     EXPECT_EQ(CNearestNeighborSplit::Make(search, 2500, c_bound), nullptr);
+}
+
+TEST(CNearestNeighborSplitMake, TooMuchSpaceBesidePositionsFarApart_GivesNoCells)
+{
+    // The places themselves are few enough, but not with those beside them, which count only where
+    // one of the first positions may reach.
+    Points points = MakeRandom(64, 4, 37);
+    for (std::size_t index = 0; index < points.size(); ++index)
+    {
+        points[index].x += static_cast<float>(index) * 100.0F;
+    }
+    const CDeferredNeighborSearch search(PositionsOf(points));
+    EXPECT_EQ(CNearestNeighborSplit::Make(search, 63, c_bound), nullptr);
+    EXPECT_NE(CNearestNeighborSplit::Make(search, -1, c_bound), nullptr);
 }
 
 TEST(CNearestNeighborSplitMake, EmptySpaceBetweenClusters_TakesNoMemory)

@@ -124,6 +124,20 @@ TEST(CSurfelCollectionPositionNormal, Identity_KeepsNormalsThatHaveNoUnitLength)
     EXPECT_EQ(GetBits(*collection.Clone(c_matIdentityD)), GetBits(collection));
 }
 
+TEST(CSurfelCollectionPositionNormal, NamesItsClass)
+{
+    const CSurfelCollectionPositionNormal collection;
+    EXPECT_EQ(std::wstring(collection.GetClassNameW()), L"CSurfelCollectionPositionNormal");
+    EXPECT_EQ(collection.GetRTTI().className, collection.GetClassNameW());
+}
+
+TEST(CSurfelCollectionPosition, NamesItsClass)
+{
+    const CSurfelCollectionPosition collection;
+    EXPECT_EQ(std::wstring(collection.GetClassNameW()), L"CSurfelCollectionPosition");
+    EXPECT_EQ(collection.GetRTTI().className, collection.GetClassNameW());
+}
+
 TEST(CSurfelCollectionPosition, HasNoNormals)
 {
     const auto collection = MakeCollection<CSurfelCollectionPosition>(3);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <typeindex>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Tests/DataLayer/PointCloud/CForeignCollection.h"
@@ -124,6 +125,7 @@ TEST(CSurfelCollectionView, WithoutNormals_HasNone)
 {
     const auto points = MakePoints(3);
     const CSurfelCollectionView view(nullptr, 3, &points.front().position, sizeof(SScannerPoint));
+    EXPECT_TRUE(view.HasPositions());
     EXPECT_FALSE(view.HasNormals());
     EXPECT_TRUE(view.GetAllNormals().empty());
     EXPECT_THROW(static_cast<void>(view.GetNormals()), VekoException);
@@ -203,9 +205,13 @@ TEST(CSurfelCollectionView, Copies_OfAViewWithoutNormalsHaveNone)
 {
     const auto points = MakePoints(4);
     const CSurfelCollectionView view(nullptr, 4, &points.front().position, sizeof(SScannerPoint));
-    const auto copy = view.GetSubsetCopyByIndex({1, 3}, c_keep);
-    EXPECT_NE(dynamic_cast<const CSurfelCollectionPosition*>(copy.get()), nullptr);
-    EXPECT_EQ(GetBits(*copy), GetBitsAt(view, {1, 3}));
+    for (const auto& copy : {view.GetSubsetCopyByIndex({1, 3}, c_keep),
+                             view.GetSubsetCopyByMask({false, true, false, true}, c_keepMarked),
+                             view.GetSubsetCopyByMask({{1}, {2}, {4}, {3}}, {2}, c_keepMarked)})
+    {
+        EXPECT_NE(dynamic_cast<const CSurfelCollectionPosition*>(copy.get()), nullptr);
+        EXPECT_EQ(GetBits(*copy), GetBitsAt(view, {1, 3}));
+    }
 }
 
 TEST(CSurfelCollectionView, Copies_OfManySurfels)
@@ -255,10 +261,38 @@ TEST(CSurfelCollectionView, CloneFromCollection_KeepsNormalsOfAnySource)
     EXPECT_FALSE(bare.CloneFromCollection({&bare}, {c_matIdentityD})->HasNormals());
 }
 
+/// A view whose accessors anybody may ask for.
+class COpenView : public CSurfelCollectionView
+{
+public:
+    using CSurfelCollectionView::CSurfelCollectionView;
+    using CSurfelCollectionView::getElementAccess;
+};
+
+TEST(CSurfelCollectionView, Accessors_AreThoseOfTheElementsThatItHas)
+{
+    const auto points = MakePoints(3);
+    for (const bool hasNormals : {true, false})
+    {
+        COpenView view(nullptr, 3, &points.front().position, sizeof(SScannerPoint),
+                       hasNormals ? &points.front().normal : nullptr, sizeof(SScannerPoint));
+        const COpenView& constView = view;
+        const std::type_index positions = typeid(Base::CSCElementDefinitionPosition);
+        EXPECT_EQ(constView.getElementAccess(positions), &view.GetPositions());
+        EXPECT_EQ(view.getElementAccess(positions), &view.GetPositions());
+        const std::type_index normals = typeid(Base::CSCElementDefinitionNormal);
+        EXPECT_EQ(constView.getElementAccess(normals), hasNormals ? &view.GetNormals() : nullptr);
+        EXPECT_EQ(view.getElementAccess(normals), hasNormals ? &view.GetNormals() : nullptr);
+        EXPECT_EQ(constView.getElementAccess(typeid(SScannerPoint)), nullptr);
+        EXPECT_EQ(view.getElementAccess(typeid(SScannerPoint)), nullptr);
+    }
+}
+
 TEST(CSurfelCollectionView, NamesItsClass)
 {
-    EXPECT_EQ(std::wstring(CSurfelCollectionView(nullptr, 0, nullptr, 0).GetClassNameW()),
-              L"CSurfelCollectionView");
+    const CSurfelCollectionView view(nullptr, 0, nullptr, 0);
+    EXPECT_EQ(std::wstring(view.GetClassNameW()), L"CSurfelCollectionView");
+    EXPECT_EQ(view.GetRTTI().className, view.GetClassNameW());
 }
 
 }  // namespace

@@ -172,6 +172,27 @@ TEST(CSurfelTransform, Normal_SingularTransformLeavesNone)
     EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, trafo).normal, LqVector3f());
 }
 
+TEST(CSurfelTransform, Normal_WhereWIsZeroOrNotFiniteThereIsNone)
+{
+    for (const double w : {0.0, -0.0, HUGE_VAL, -HUGE_VAL, std::nan("")})
+    {
+        LqMatrix4Rd trafo = c_matIdentityD;
+        trafo(3, 3) = w;
+        EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, trafo).normal, LqVector3f()) << w;
+    }
+}
+
+TEST(CSurfelTransform, Normal_ThatIsInfiniteIsLost)
+{
+    // No coefficient is 0, so that no product is anything but infinite.
+    LqMatrix4Rd trafo = c_matIdentityD;
+    for (std::size_t index = 0; index < 9; ++index)
+    {
+        trafo(index / 3, index % 3) = index % 4 == 0 ? 2.0 : 1.0;
+    }
+    EXPECT_EQ(Move({{}, {c_infinity, 0.0F, 0.0F}}, trafo).normal, LqVector3f());
+}
+
 TEST(CSurfelTransform, Normal_OfTinyAndHugeScalesIsKept)
 {
     for (const double scale : {1e-150, 1e-30, 1e30, 1e150})

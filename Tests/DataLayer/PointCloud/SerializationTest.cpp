@@ -7,6 +7,7 @@
 #include "Base/Interfaces/CStdStreamRead.h"
 #include "Base/Interfaces/CStdStreamWrite.h"
 #include "Base/Interfaces/IPointCloudSupport.h"
+#include "Base/Interfaces/SerializedElements.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "Tests/DataLayer/PointCloud/SurfelCollections.h"
 
@@ -191,6 +192,23 @@ TEST(Serialization, View_WithoutNormalsComesBackWithoutNormals)
     Read(read, Write(written));
     EXPECT_FALSE(read.HasNormals());
     EXPECT_EQ(GetBits(read), GetBits(written));
+}
+
+TEST(Serialization, View_HeadThatDoesNotSayWhetherThereAreNormalsIsRejected)
+{
+    for (const std::vector<std::uint32_t>& head :
+         {std::vector<std::uint32_t>{2}, std::vector<std::uint32_t>{},
+          std::vector<std::uint32_t>{1, 1}})
+    {
+        std::ostringstream stream;
+        Base::CStdStreamWrite writer(stream);
+        Base::WriteElements(writer, Base::MakeSerializedTag("VIEW"), head.data(), head.size(),
+                            sizeof(std::uint32_t));
+        COwningView read(3);
+        EXPECT_EQ(GetMessageOf([&] { Read(read, stream.str()); }),
+                  "Damaged stream: it does not say whether surfels have normals.");
+        EXPECT_EQ(GetBits(read), GetBits(COwningView(3)));
+    }
 }
 
 TEST(Serialization, View_ThatWasReadOwnsItsMemory)

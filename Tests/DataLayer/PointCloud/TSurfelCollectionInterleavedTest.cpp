@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
+#include <typeindex>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
@@ -45,6 +46,29 @@ TYPED_TEST(TSurfelCollectionInterleavedTest, Default_IsEmpty)
     EXPECT_TRUE(collection.GetAllPositions().empty());
     EXPECT_TRUE(collection.GetAllNormals().empty());
     EXPECT_TRUE(collection.GetPointCloudSupport()->GetBoundingBox().box.IsEmpty());
+}
+
+/// A collection whose accessors anybody may ask for.
+template <typename Collection>
+class TOpenCollection : public Collection
+{
+public:
+    using Collection::getElementAccess;
+};
+
+TYPED_TEST(TSurfelCollectionInterleavedTest, Accessors_AreThoseOfTheElementsThatItHas)
+{
+    TOpenCollection<TypeParam> collection;
+    const auto& constCollection = collection;
+    const std::type_index positions = typeid(Base::CSCElementDefinitionPosition);
+    EXPECT_EQ(constCollection.getElementAccess(positions), &collection.GetPositions());
+    EXPECT_EQ(collection.getElementAccess(positions), &collection.GetPositions());
+    const std::type_index normals = typeid(Base::CSCElementDefinitionNormal);
+    const auto* const expected = collection.HasNormals() ? &collection.GetNormals() : nullptr;
+    EXPECT_EQ(constCollection.getElementAccess(normals), expected);
+    EXPECT_EQ(collection.getElementAccess(normals), expected);
+    EXPECT_EQ(constCollection.getElementAccess(typeid(TypeParam)), nullptr);
+    EXPECT_EQ(collection.getElementAccess(typeid(TypeParam)), nullptr);
 }
 
 TYPED_TEST(TSurfelCollectionInterleavedTest, AddSurfelNoReset_AppendsAtTheNextIndex)

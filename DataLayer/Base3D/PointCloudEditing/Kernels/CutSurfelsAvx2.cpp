@@ -18,7 +18,6 @@ struct SAvx2
     static Floats Set(float value) { return _mm256_set1_ps(value); }
     static Floats Load(const float* values) { return _mm256_loadu_ps(values); }
     static Floats Add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
-    static Floats Subtract(Floats a, Floats b) { return _mm256_sub_ps(a, b); }
     static Floats Multiply(Floats a, Floats b) { return _mm256_mul_ps(a, b); }
     static Floats Divide(Floats a, Floats b) { return _mm256_div_ps(a, b); }
 

@@ -18,7 +18,6 @@ struct SAvx512
     static Floats Set(float value) { return _mm512_set1_ps(value); }
     static Floats Load(const float* values) { return _mm512_loadu_ps(values); }
     static Floats Add(Floats a, Floats b) { return _mm512_add_ps(a, b); }
-    static Floats Subtract(Floats a, Floats b) { return _mm512_sub_ps(a, b); }
     static Floats Multiply(Floats a, Floats b) { return _mm512_mul_ps(a, b); }
     static Floats Divide(Floats a, Floats b) { return _mm512_div_ps(a, b); }
 

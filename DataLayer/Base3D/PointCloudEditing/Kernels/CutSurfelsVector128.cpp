@@ -21,7 +21,6 @@ struct SVector128
         return result;
     }
     static Floats Add(Floats a, Floats b) { return a + b; }
-    static Floats Subtract(Floats a, Floats b) { return a - b; }
     static Floats Multiply(Floats a, Floats b) { return a * b; }
     static Floats Divide(Floats a, Floats b) { return a / b; }
 

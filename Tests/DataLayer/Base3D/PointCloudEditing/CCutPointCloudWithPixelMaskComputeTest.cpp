@@ -10,7 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "Base/Support/CLogger.h"
 #include "Base/Support/ParallelFor.h"
+#include "Tests/Support/CLogCapture.h"
 
 namespace DataLayer
 {
@@ -99,6 +101,15 @@ TEST(CCutPointCloudWithPixelMaskCompute, InputsAreNotChanged)
     EXPECT_TRUE(Compute(cutter, inputs).at(1).first);
     EXPECT_TRUE(inputs[0].bitMasks.empty());
     EXPECT_EQ(inputs[1].bitMasks, (Words{{0x10}}));
+}
+
+TEST(CCutPointCloudWithPixelMaskCompute, NothingIsLogged)
+{
+    const TestSupport::CLogCapture capture(Logging::c_levelDebug);
+    const Cutter cutter(MakeFullyPaintedDeviceSelection(4, 4));
+    EXPECT_TRUE(ComputeOne(cutter, MakeCollection({{0, 0, 0.5F}})).first);
+    EXPECT_TRUE(cutter.IntersectsRegion(c_matIdentityD, *MakeCollection({{0, 0, 0.5F}})));
+    EXPECT_TRUE(capture.GetRecords().empty());
 }
 
 // Flags

@@ -293,6 +293,49 @@ TEST(CCutPointCloudWithPixelMaskRepeated, ShorterFlagsLeaveTheOtherSurfelsOut)
     }
 }
 
+TEST(CCutPointCloudWithPixelMaskRepeated, FewSurfelsWithManyWordsAreCutWithoutAskingForRuns)
+{
+    const std::vector<LqVector3f> positions(100, c_painted);
+    const auto support = MakeSupportWithRunsAt(c_unpainted, 4096);
+    const auto collection = std::make_shared<CViewWithSupport>(positions, support);
+    Words expected(4100, Base::CSurfelBitMask{1});
+    std::fill_n(expected.begin(), positions.size(), Base::CSurfelBitMask{9});
+    const Cutter cutter(MakeHalfPainted());
+    // The words of the first cut are there for the second.
+    Cutter::Results results;
+    for (unsigned stroke = 0; stroke < 2; ++stroke)
+    {
+        cutter.Compute({{collection, Words(4100, Base::CSurfelBitMask{1}), c_matIdentityD}},
+                       results);
+        EXPECT_TRUE(results[0].first);
+        EXPECT_TRUE(results[0].second == expected);
+    }
+    EXPECT_EQ(support->numCalls, 0);
+}
+
+TEST(CCutPointCloudWithPixelMaskRepeated, ViewOfMoreColumnsThanFloatsTellApartIsCutEveryTime)
+{
+    // Painted is the middle third of row 1, where the surfels lie.
+    constexpr std::uint32_t c_width = (1U << 24) + 1;
+    std::vector<std::uint8_t> mask(std::size_t{c_width} * 2);
+    std::fill_n(mask.begin() + c_width + c_width / 3, c_width / 3, std::uint8_t{1});
+    const Cutter cutter(TestSupport::MakeDeviceSelection(std::move(mask), c_width, 2));
+    std::vector<LqVector3f> positions(5000, {0.0F, 0.0F, 0.5F});
+    positions.front().x = -0.5F;
+    positions.back().x = 0.5F;
+    Words expected(positions.size(), Base::CSurfelBitMask{8});
+    expected.front().bits = expected.back().bits = 0;
+    const auto collection = std::make_shared<CSurfelCollectionView>(
+        nullptr, positions.size(), positions.data(), sizeof(LqVector3f));
+    for (unsigned stroke = 0; stroke < 3; ++stroke)
+    {
+        Cutter::Results results;
+        cutter.Compute({{collection, {}, c_matIdentityD}}, results);
+        EXPECT_TRUE(results[0].first);
+        EXPECT_TRUE(results[0].second == expected);
+    }
+}
+
 TEST(CCutPointCloudWithPixelMaskRepeated, SurfelsThatHaveTheFlagAlreadyAreNoChange)
 {
     const std::vector<LqVector3f> positions(c_count, c_painted);

@@ -140,13 +140,16 @@ TEST(CCutMask, SizeUpToWhichEveryIntegerIsAFloatIsPacked)
 TEST(CCutMask, MaskOfTooManyBitsIsNotPackedAndTakesNoMemory)
 {
     // Never read: the bounds are given, and the bytes are not there.
-    Base::SRegionSelectionInfo selection;
-    selection.maskWidth = 1U << 24;
-    selection.maskHeight = 1U << 24;
-    Geometry::CBox3D bounds;
-    bounds.Extend(0.0F, 0.0F, 1.0F);
-    bounds.Extend(16777215.0F, 16777215.0F, 1.0F);
-    EXPECT_FALSE(CCutMask(selection, bounds).Get().isPacked);
+    for (const std::uint32_t height : {1U << 8, 1U << 24})
+    {
+        Base::SRegionSelectionInfo selection;
+        selection.maskWidth = 1U << 24;
+        selection.maskHeight = height;
+        Geometry::CBox3D bounds;
+        bounds.Extend(0.0F, 0.0F, 1.0F);
+        bounds.Extend(16777215.0F, static_cast<float>(height - 1), 1.0F);
+        EXPECT_FALSE(CCutMask(selection, bounds).Get().isPacked) << height;
+    }
 }
 
 }  // namespace

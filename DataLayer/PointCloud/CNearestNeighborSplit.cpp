@@ -87,9 +87,9 @@ bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
     const std::uint32_t cell[3] = {NeighborCells::cellOf(lookup, point.x, 0),
                                    NeighborCells::cellOf(lookup, point.y, 1),
                                    NeighborCells::cellOf(lookup, point.z, 2)};
-    const NeighborCells::SSlot& block =
-        NeighborCells::findSlot(lookup, NeighborCells::keyOfCell(cell));
-    std::uint32_t state = NeighborCells::stateOf(lookup, block.firstState, cell);
+    const std::uint32_t firstState =
+        NeighborCells::firstStateOf(lookup, NeighborCells::keyOfCell(cell));
+    std::uint32_t state = NeighborCells::stateOf(lookup, firstState, cell);
     if (state == c_unjudged)
     {
         state = judge(cell);
@@ -98,13 +98,13 @@ bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
     return state == c_undecidable ? findExactly(point, cell) : state == c_amongFirst;
 }
 
-void CNearestNeighborSplit::Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo,
+bool CNearestNeighborSplit::Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo,
                                  std::uint16_t* states) const
 {
     const bool isAffine =
         trafo(0, 3) == 0.0F && trafo(1, 3) == 0.0F && trafo(2, 3) == 0.0F && trafo(3, 3) == 1.0F;
-    m_look(m_cells.GetLookup(),
-           {surfels.first, surfels.stride, surfels.count, trafo.data(), isAffine}, states);
+    return m_look(m_cells.GetLookup(),
+                  {surfels.first, surfels.stride, surfels.count, trafo.data(), isAffine}, states);
 }
 
 std::size_t CNearestNeighborSplit::GetMemorySize() const

@@ -54,8 +54,8 @@ public:
 
     /// Writes for each of \p surfels, placed by \p trafo with perspective division, what is known
     /// of its cell into \p states. Those that are neither c_amongFirst nor c_notAmong must be asked
-    /// for by IsAmongFirst().
-    void Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo, std::uint16_t* states) const;
+    /// for by IsAmongFirst(). Returns whether there are none of those.
+    bool Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo, std::uint16_t* states) const;
 
     /// The bytes it takes.
     [[nodiscard]] std::size_t GetMemorySize() const;

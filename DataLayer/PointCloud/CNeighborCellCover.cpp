@@ -1,53 +1,102 @@
 #include "DataLayer/PointCloud/CNeighborCellCover.h"
 
-#include <algorithm>
-#include <iterator>
+#include <cstring>
 
 namespace DataLayer
 {
 
 using NeighborCells::c_blockEdge;
 
-void CNeighborCellCover::Cover()
+namespace
 {
-    std::fill(std::begin(m_covered), std::end(m_covered), 0U);
+
+/// Eight rows in a register of any processor.
+using Lanes = std::uint16_t __attribute__((vector_size(16)));
+constexpr std::uint32_t c_lanes = 8;
+
+Lanes load(const std::uint16_t* rows)
+{
+    Lanes lanes;
+    std::memcpy(&lanes, rows, sizeof lanes);
+    return lanes;
+}
+
+}  // namespace
+
+void CNeighborCellCover::SetPlane(std::uint32_t z, const SPlane& plane)
+{
+    static constexpr std::uint16_t c_nothing[c_blockEdge]{};
+    m_isSet |= 1U << z;
+    for (std::uint32_t side = 0; side < 3; ++side)
+    {
+        // The last rows of what lies before on y, all rows there and the first ones behind.
+        std::uint16_t* const rows = m_cells[z][side].rows;
+        const auto copy = [&](std::size_t place, std::size_t first, std::size_t count,
+                              std::size_t target) {
+            const std::uint16_t* const source = plane.rows[place][side];
+            std::memcpy(rows + target, (source == nullptr ? c_nothing : source) + first,
+                        count * sizeof *rows);
+        };
+        copy(0, c_blockEdge - c_margin, c_margin, 0);
+        copy(1, 0, c_blockEdge, c_margin);
+        copy(2, 0, c_margin, c_margin + c_blockEdge);
+        std::memset(rows + c_edge, 0, sizeof(SRows) - c_edge * sizeof *rows);
+    }
+}
+
+void CNeighborCellCover::Spread()
+{
     for (std::uint32_t z = 0; z < c_edge; ++z)
     {
-        const std::uint32_t* const cells = m_cells + z * c_edge;
-        if (std::all_of(cells, cells + c_edge, [](std::uint32_t row) { return row == 0; }))
+        if ((m_isSet >> z & 1U) == 0)
         {
             continue;
         }
-        // The cells of each row, and what is up to one and up to two before or behind them.
-        std::uint32_t one[c_edge];
-        std::uint32_t two[c_edge];
-        for (std::uint32_t y = 0; y < c_edge; ++y)
+        for (std::uint32_t y = 0; y < c_edge; y += c_lanes)
         {
-            one[y] = cells[y] | cells[y] << 1U | cells[y] >> 1U;
-            two[y] = one[y] | cells[y] << 2U | cells[y] >> 2U;
+            const Lanes before = load(m_cells[z][0].rows + y);
+            const Lanes cells = load(m_cells[z][1].rows + y);
+            const Lanes behind = load(m_cells[z][2].rows + y);
+            const Lanes one = cells | cells << 1 | before >> 15 | cells >> 1 | behind << 15;
+            const Lanes two = one | cells << 2 | before >> 14 | cells >> 2 | behind << 14;
+            std::memcpy(m_one[z].rows + y, &one, sizeof one);
+            std::memcpy(m_two[z].rows + y, &two, sizeof two);
         }
-        // What this plane covers in itself, in the next one and in the one behind that.
-        std::uint32_t covered[3][c_blockEdge];
-        for (std::uint32_t y = 0; y < c_blockEdge; ++y)
+    }
+}
+
+void CNeighborCellCover::Cover(std::uint32_t z, Rows& covered) const
+{
+    Lanes sums[c_blockEdge / c_lanes]{};
+    for (std::uint32_t plane = z; plane <= z + 2 * c_margin; ++plane)
+    {
+        if ((m_isSet >> plane & 1U) == 0)
         {
-            const std::uint32_t beside = cells[y] | cells[y + 4];
-            const std::uint32_t besideOne = one[y] | one[y + 4];
-            covered[0][y] = two[y + 1] | two[y + 2] | two[y + 3] | besideOne;
-            covered[1][y] = two[y + 2] | one[y + 1] | one[y + 3] | beside;
-            covered[2][y] = one[y + 2] | cells[y + 1] | cells[y + 3];
+            continue;
         }
-        const std::uint32_t from = z < 2 * c_margin ? 0 : z - 2 * c_margin;
-        const std::uint32_t to = std::min(z, c_blockEdge - 1);
-        for (std::uint32_t target = from; target <= to; ++target)
+        for (std::uint32_t part = 0; part < c_blockEdge / c_lanes; ++part)
         {
-            const std::uint32_t place = target + c_margin;
-            const std::uint32_t* const source = covered[place < z ? z - place : place - z];
-            for (std::uint32_t y = 0; y < c_blockEdge; ++y)
+            const std::uint16_t* const cells = m_cells[plane][1].rows + c_lanes * part;
+            const std::uint16_t* const one = m_one[plane].rows + c_lanes * part;
+            const std::uint16_t* const two = m_two[plane].rows + c_lanes * part;
+            switch (plane - z)
             {
-                m_covered[target * c_blockEdge + y] |= source[y];
+                case c_margin:
+                    sums[part] |=
+                        load(two + 1) | load(two + 2) | load(two + 3) | load(one) | load(one + 4);
+                    break;
+                case c_margin - 1:
+                case c_margin + 1:
+                    sums[part] |= load(two + 2) | load(one + 1) | load(one + 3) | load(cells) |
+                                  load(cells + 4);
+                    break;
+                default:
+                    sums[part] |= load(one + 2) | load(cells + 1) | load(cells + 3);
+                    break;
             }
         }
     }
+    std::memcpy(covered, sums, sizeof sums);
 }
 
 }  // namespace DataLayer

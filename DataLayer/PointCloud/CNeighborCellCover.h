@@ -21,25 +21,39 @@ public:
     static constexpr std::uint32_t c_margin = 2;
     static constexpr std::uint32_t c_edge = NeighborCells::c_blockEdge + 2 * c_margin;
 
-    /// The row of cells with positions `y` and `z` from the first of the margin on, of which the
-    /// first is bit 0. All must be set.
-    [[nodiscard]] std::uint32_t& Row(std::uint32_t y, std::uint32_t z)
-    {
-        return m_cells[z * c_edge + y];
-    }
+    /// Rows of cells on x, a bit each, the first of the lowest \p y.
+    using Rows = std::uint16_t[NeighborCells::c_blockEdge];
 
-    /// Finds what the rows cover.
-    void Cover();
-
-    /// The covered cells of the block's rows at \p z of the block, of which the first is bit 2.
-    [[nodiscard]] const std::uint32_t* GetCovered(std::uint32_t z) const
+    /// The cells with positions in a plane of blocks: of a row of blocks on y each, before, at and
+    /// behind the block on x. A null stands for rows without any.
+    struct SPlane
     {
-        return m_covered + z * NeighborCells::c_blockEdge;
-    }
+        const std::uint16_t* rows[3][3];
+    };
+
+    /// Sets the plane number \p z, counted from the first of the margin on. Those that are not set
+    /// hold no cells.
+    void SetPlane(std::uint32_t z, const SPlane& plane);
+
+    /// Must be called once all planes are set.
+    void Spread();
+
+    /// Finds the covered cells of the block's plane \p z.
+    void Cover(std::uint32_t z, Rows& covered) const;
 
 private:
-    std::uint32_t m_cells[c_edge * c_edge];
-    std::uint32_t m_covered[NeighborCells::c_blockEdge * NeighborCells::c_blockEdge];
+    /// Rows of a plane with the margins on y, and room for whole registers.
+    struct alignas(16) SRows
+    {
+        std::uint16_t rows[24];
+    };
+
+    std::uint32_t m_isSet = 0;  ///< A bit for each plane.
+    /// Of each plane, the cells before, at and behind the block on x.
+    SRows m_cells[c_edge][3];
+    /// What is up to one and up to two before or behind those on x.
+    SRows m_one[c_edge];
+    SRows m_two[c_edge];
 };
 
 }  // namespace DataLayer

@@ -20,17 +20,17 @@ std::optional<CNeighborCells> CNeighborCells::Make(const SPositionArray& positio
 
 void CNeighborCells::SetState(const std::uint32_t (&cell)[3], std::uint32_t state) const
 {
-    const NeighborCells::SSlot& block =
-        NeighborCells::findSlot(m_lookup, NeighborCells::keyOfCell(cell));
-    auto* const word = const_cast<std::uint32_t*>(m_lookup.states + block.firstState +
-                                                  NeighborCells::stateWord(cell));
+    const std::uint32_t firstState =
+        NeighborCells::firstStateOf(m_lookup, NeighborCells::keyOfCell(cell));
+    auto* const word =
+        const_cast<std::uint32_t*>(m_lookup.states + firstState + NeighborCells::stateWord(cell));
     const std::uint32_t bits = (state & 1U) | (state & 2U) << 15U;
     __atomic_fetch_or(word, bits << NeighborCells::stateBit(cell), __ATOMIC_RELAXED);
 }
 
 std::size_t CNeighborCells::GetMemorySize() const
 {
-    return m_slots.size() * sizeof(NeighborCells::SSlot) + m_states.size() * sizeof(std::uint32_t) +
+    return m_blocks.GetMemorySize() + m_states.size() * sizeof(std::uint32_t) +
            m_blockPoints.size() * sizeof(SBlockPoints) + m_nextPoint.size() * sizeof(std::uint32_t);
 }
 
@@ -86,9 +86,9 @@ CNeighborCells::SBricks CNeighborCells::GetBricksAround(const std::uint32_t (&ce
 /// The positions of a block, or null where there are none.
 const CNeighborCells::SBlockPoints* CNeighborCells::findPoints(std::uint64_t key) const
 {
-    const NeighborCells::SSlot& slot = NeighborCells::findSlot(m_lookup, key);
-    const std::size_t block = slot.firstState / NeighborCells::c_stateWords;
-    return slot.key == key && block < m_blockPoints.size() ? &m_blockPoints[block] : nullptr;
+    const std::size_t block =
+        NeighborCells::firstStateOf(m_lookup, key) / NeighborCells::c_stateWords;
+    return block != 0 && block <= m_blockPoints.size() ? &m_blockPoints[block - 1] : nullptr;
 }
 
 }  // namespace DataLayer

@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "DataLayer/PointCloud/CNeighborBlocks.h"
 #include "DataLayer/PointCloud/Kernels/NeighborCells.h"
 #include "DataLayer/PointCloud/SPositionArray.h"
 #include "DataLayer/PointCloud/TUninitializedAllocator.h"
@@ -67,9 +68,9 @@ private:
     [[nodiscard]] const SBlockPoints* findPoints(std::uint64_t key) const;
 
     NeighborCells::SLookup m_lookup{};
-    std::vector<NeighborCells::SSlot> m_slots;
+    CNeighborBlocks m_blocks;
     std::vector<std::uint32_t, TUninitializedAllocator<std::uint32_t>> m_states;
-    /// Of the blocks that have positions; the states of those come first.
+    /// Of the blocks that have positions, which have the lowest numbers, from 1 on.
     std::vector<SBlockPoints, TUninitializedAllocator<SBlockPoints>> m_blockPoints;
     std::vector<std::uint32_t, TUninitializedAllocator<std::uint32_t>> m_nextPoint;
 };

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "DataLayer/PointCloud/CNeighborCells.h"
+#include "DataLayer/PointCloud/NeighborBlockJudge.h"
 
 namespace DataLayer
 {
@@ -21,7 +22,8 @@ public:
     [[nodiscard]] bool Build();
 
 private:
-    /// Consecutive positions in the same block. First it is known by its key, then by its number.
+    /// Consecutive positions in the same block. First it is known by its key, then by its place in
+    /// `m_keys`, which is its number less 1.
     struct SRun
     {
         std::uint64_t block;
@@ -30,20 +32,9 @@ private:
     };
     using Runs = std::vector<SRun>;
 
-    /// Where a block has positions.
-    struct SOccupancy
+    struct SRows
     {
-        /// The cells with one of the first positions: a bit for each x in row `edge * z + y`.
-        std::uint16_t first[NeighborCells::c_stateWords];
-        /// The bricks with one of the first positions and with one of the others, one bit each.
-        std::uint64_t firstBricks;
-        std::uint64_t otherBricks;
-    };
-
-    /// The blocks around a block and itself, in the order of their keys.
-    struct SNeighborhood
-    {
-        const SOccupancy* blocks[27];
+        BlockRows rows;
     };
 
     void chooseFrame();
@@ -53,14 +44,9 @@ private:
     void addPositions();
     void addPositionsOf(std::size_t block);
     [[nodiscard]] bool addNeighbors();
-    [[nodiscard]] std::size_t placeOf(std::uint64_t key) const;
     [[nodiscard]] std::uint32_t blockAt(std::uint64_t key);
-    void growTable();
-    [[nodiscard]] SNeighborhood neighborhoodOf(std::size_t block) const;
-    static void copyRows(const SOccupancy* const* blocks, std::uint32_t row, std::uint32_t count,
-                         std::uint32_t* joined);
+    [[nodiscard]] bool isTooLarge() const;
     void judgeBlock(std::size_t block);
-    void makeSlots();
 
     const SPositionArray& m_positions;
     std::uint32_t m_firstCount;  ///< Positions of a lower index are the first.
@@ -70,9 +56,10 @@ private:
 
     /// Of each finite position: its cell's numbers in its block.
     std::vector<std::uint16_t, TUninitializedAllocator<std::uint16_t>> m_places;
-    std::vector<std::uint64_t> m_keys;   ///< Of each block; those with positions come first.
-    std::vector<std::uint32_t> m_table;  ///< Places of the table: a block's number + 1, or 0.
-    std::vector<SOccupancy, TUninitializedAllocator<SOccupancy>> m_occupancy;
+    std::vector<std::uint64_t> m_keys;  ///< Of each block; those with positions come first.
+    /// Of each block with positions.
+    std::vector<SBlockBricks> m_bricks;
+    std::vector<SRows, TUninitializedAllocator<SRows>> m_rows;
     Runs m_runs;  ///< Sorted by block, those of one block in the order of their positions.
     std::vector<std::size_t> m_firstRun;  ///< Of each block with positions, and behind the last.
 };

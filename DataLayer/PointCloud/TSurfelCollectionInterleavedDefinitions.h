@@ -4,6 +4,7 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "Base/Support/LargePages.h"
 #include "DataLayer/PointCloud/CPointCloudSupport.h"
 #include "DataLayer/PointCloud/SurfelSubsets.h"
 #include "DataLayer/PointCloud/TSurfelCollectionInterleaved.h"
@@ -61,7 +62,8 @@ Surfel* TSurfelCollectionInterleaved<Surfel, Interface>::AddSurfelsNoReset(std::
     const std::uint64_t newCount = AddSurfelCounts(oldCount, count);
     if (newCount > m_surfels.capacity())
     {
-        m_surfels.reserve(std::max<std::uint64_t>(newCount, 2 * m_surfels.capacity()));
+        Base::ReserveInLargePages(m_surfels,
+                                  std::max<std::uint64_t>(newCount, 2 * m_surfels.capacity()));
     }
     m_surfels.resize(newCount);
     updateAccessors();

@@ -20,7 +20,7 @@ namespace NearestNeighbor
 }
 namespace NeighborCells
 {
-void LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+bool LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
 }
 }  // namespace DataLayer
 
@@ -165,10 +165,10 @@ std::vector<SKernel> GetKernels()
 namespace NeighborCells
 {
 
-void LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+bool LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
 {
     Oracle::s_choice.numLooks.fetch_add(1, std::memory_order_relaxed);
-    Oracle::s_choice.look.look(lookup, surfels, states);
+    return Oracle::s_choice.look.look(lookup, surfels, states);
 }
 
 }  // namespace NeighborCells

@@ -9,11 +9,11 @@ namespace DataLayer::NeighborCells
 namespace
 {
 
-/// The place of a block, or a free one.
-inline const SSlot& findSlot(const SLookup& lookup, std::uint64_t key)
+/// The place of a region, or a free one.
+inline const SSlot& findSlot(const SLookup& lookup, std::uint32_t region)
 {
-    std::uint64_t place = (key * c_hashFactor) >> lookup.hashShift;
-    while (lookup.slots[place].key != key && lookup.slots[place].key != c_noKey)
+    std::uint32_t place = (region * c_hashFactor) >> lookup.hashShift;
+    while (lookup.slots[place].region != region && lookup.slots[place].region != c_noRegion)
     {
         place = (place + 1) & lookup.slotMask;
     }
@@ -29,11 +29,21 @@ inline std::uint32_t cellOf(const SLookup& lookup, float coordinate, std::uint32
     return static_cast<std::uint32_t>(static_cast<std::int32_t>(atMost > 0.0F ? atMost : 0.0F));
 }
 
-/// The key of the block with the given numbers. A number beyond the ends of an axis gives that of
-/// some other block or of none.
+/// What a block's number on an axis adds to its key.
+inline std::uint64_t keyOnAxis(std::uint32_t number, std::uint32_t axis)
+{
+    constexpr std::uint32_t c_lastRegion = (1U << c_regionBits) - 1U;
+    const std::uint32_t region = number >> c_regionEdgeBits & c_lastRegion;
+    const std::uint32_t place = number & ((1U << c_regionEdgeBits) - 1U);
+    return std::uint64_t{region} << (3 * c_regionEdgeBits + axis * c_regionBits) |
+           std::uint64_t{place} << (axis * c_regionEdgeBits);
+}
+
+/// The key of the block with the given numbers: its region, and its place there in the lowest bits.
+/// A number beyond the ends of an axis gives that of some other block or of none.
 inline std::uint64_t keyOfBlock(std::uint32_t x, std::uint32_t y, std::uint32_t z)
 {
-    return x | std::uint64_t{y} << c_blockBits | std::uint64_t{z} << (2 * c_blockBits);
+    return keyOnAxis(x, 0) | keyOnAxis(y, 1) | keyOnAxis(z, 2);
 }
 
 inline std::uint64_t keyOfCell(const std::uint32_t (&cell)[3])
@@ -42,19 +52,35 @@ inline std::uint64_t keyOfCell(const std::uint32_t (&cell)[3])
                       cell[2] >> c_blockEdgeBits);
 }
 
+/// The place of a region's key in that of its blocks.
+inline std::uint32_t regionOf(std::uint64_t key)
+{
+    return static_cast<std::uint32_t>(key >> (3 * c_regionEdgeBits));
+}
+
+inline std::uint32_t placeInRegion(std::uint64_t key)
+{
+    return static_cast<std::uint32_t>(key) & (c_regionBlocks - 1U);
+}
+
+/// Where the states of a block are.
+inline std::uint32_t firstStateOf(const SLookup& lookup, std::uint64_t key)
+{
+    return lookup.blocks[findSlot(lookup, regionOf(key)).firstBlock + placeInRegion(key)];
+}
+
 /// The word of a cell's state in its block, and the place of the state's low bit in it.
 inline std::uint32_t stateWord(const std::uint32_t (&cell)[3])
 {
-    return (cell[2] & 3U) | (cell[0] & 4U) | (cell[1] & 4U) << 1U | (cell[0] & 8U) << 1U |
-           (cell[1] & 8U) << 2U | (cell[2] & 12U) << 4U;
+    return (cell[2] & (c_blockEdge - 1U)) << c_blockEdgeBits | (cell[1] & (c_blockEdge - 1U));
 }
 
 inline std::uint32_t stateBit(const std::uint32_t (&cell)[3])
 {
-    return (cell[0] & 3U) | (cell[1] & 3U) << 2U;
+    return cell[0] & (c_blockEdge - 1U);
 }
 
-/// The state of a cell of the block with the given first state.
+/// The state of a cell of the block with the given first word.
 inline std::uint32_t stateOf(const SLookup& lookup, std::uint32_t firstState,
                              const std::uint32_t (&cell)[3])
 {
@@ -62,6 +88,11 @@ inline std::uint32_t stateOf(const SLookup& lookup, std::uint32_t firstState,
         __atomic_load_n(lookup.states + firstState + stateWord(cell), __ATOMIC_RELAXED);
     const std::uint32_t bits = word >> stateBit(cell);
     return (bits & 1U) | (bits >> 15U & 2U);
+}
+
+inline bool isKnown(std::uint32_t state)
+{
+    return state == c_amongFirst || state == c_notAmong;
 }
 
 }  // namespace

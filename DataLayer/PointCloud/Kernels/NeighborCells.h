@@ -7,9 +7,9 @@
 ///
 /// A coordinate's cell number is `trunc(clamp((coordinate - low) * scale))`, clamped to 0 and
 /// c_maximumCell; what is no number is clamped to the latter. Sixteen cells per axis make a block,
-/// and only blocks that are in the table of an SLookup exist. The files of this folder are compiled
-/// for several instruction sets, so nothing here may be a function that a linker could take from
-/// one of them for all the others.
+/// eight blocks per axis a region. Only blocks that an SLookup tells of exist. The files of this
+/// folder are compiled for several instruction sets, so nothing here may be a function that a
+/// linker could take from one of them for all the others.
 namespace DataLayer::NeighborCells
 {
 
@@ -28,36 +28,40 @@ inline constexpr std::uint32_t c_maximumCell = (1U << c_cellBits) - 1U;
 inline constexpr std::uint32_t c_blockEdgeBits = 4;
 inline constexpr std::uint32_t c_blockEdge = 1U << c_blockEdgeBits;
 inline constexpr std::uint32_t c_blockBits = c_cellBits - c_blockEdgeBits;
-/// A block's states: a word for sixteen cells, 4 x 4 on x and y, of which cell (x, y) has the low
-/// bit of its state at 4 y + x and the high one 16 above. Four words, one for each z, make a brick;
-/// four bricks, 2 x 2 on x and y, a cache line, and four of those a layer, again 2 x 2: a scan of a
-/// surface in any direction meets few lines.
+/// Blocks per region and axis.
+inline constexpr std::uint32_t c_regionEdgeBits = 3;
+inline constexpr std::uint32_t c_regionBits = c_blockBits - c_regionEdgeBits;
+inline constexpr std::uint32_t c_regionBlocks = 1U << (3U * c_regionEdgeBits);
+/// A block's states: a word for the sixteen cells of a row on x, at 16 z + y, of which cell x has
+/// the low bit of its state at x and the high one 16 above. A plane is a cache line.
 inline constexpr std::uint32_t c_stateWords = c_blockEdge * c_blockEdge;
 
-/// A place of the table: a block's key, its numbers on x, y and z from the lowest bit on, and the
-/// first of its states. A free place has c_noKey, and the first state of the block without any of
-/// the first.
+/// A place of the table: a region's key, its numbers on x, y and z from the lowest bit on, and the
+/// first of its blocks. A free place has c_noRegion and a region without blocks.
 struct SSlot
 {
-    std::uint64_t key;
-    std::uint32_t firstState;
+    std::uint32_t region;
+    std::uint32_t firstBlock;
 };
 
-inline constexpr std::uint64_t c_noKey = ~std::uint64_t{0};
+inline constexpr std::uint32_t c_noRegion = ~0U;
 
-/// Where the cells are and what is known of them. A block stands at the first place of its key or
-/// none from `(key * c_hashFactor) >> hashShift` on, round and round.
+/// Where the cells are and what is known of them. A region stands at the first place of its key or
+/// none from `region * c_hashFactor >> hashShift` on, round and round. Its blocks follow each other
+/// by their places, the numbers in the region on x, y and z from the lowest bit on; of each, where
+/// its c_stateWords words of states begin. All blocks that do not exist have the words at 0.
 struct SLookup
 {
     const SSlot* slots;
+    const std::uint32_t* blocks;
     const std::uint32_t* states;
-    std::uint64_t slotMask;
+    std::uint32_t slotMask;
     std::uint32_t hashShift;
     float low[3];
     float scale;
 };
 
-inline constexpr std::uint64_t c_hashFactor = 0x9E3779B97F4A7C15U;
+inline constexpr std::uint32_t c_hashFactor = 0x9E3779B9U;
 
 /// Surfels and how to place them: position j, three floats of any alignment, lies at first +
 /// j x stride; it is multiplied from the left with the 4 x 4 matrix, and divided by w unless the
@@ -71,18 +75,19 @@ struct SSurfels
     bool isAffine;
 };
 
-/// Writes the EState of each of \p surfels. All kernels give the same answers.
+/// Writes the EState of each of \p surfels, and returns whether all are known, c_amongFirst or
+/// c_notAmong. All kernels give the same answers.
 ///
 /// States may become known at the same time: words are read atomically, and a state is written
 /// once.
-using LookFunction = void (*)(const SLookup& lookup, const SSurfels& surfels,
+using LookFunction = bool (*)(const SLookup& lookup, const SSurfels& surfels,
                               std::uint16_t* states);
 
 /// One per source file, each compiled for its own instruction set.
-void LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+bool LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
 #if defined(__x86_64__)
-void LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
-void LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+bool LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+bool LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
 #endif
 
 }  // namespace DataLayer::NeighborCells

@@ -98,9 +98,9 @@ private:
 
 }  // namespace
 
-void LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+bool LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
 {
-    TLook<SAvx2>(lookup, surfels).Run(states);
+    return TLook<SAvx2>(lookup, surfels).Run(states);
 }
 
 }  // namespace DataLayer::NeighborCells

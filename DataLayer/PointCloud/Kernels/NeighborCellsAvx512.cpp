@@ -82,9 +82,9 @@ struct SAvx512
 
 }  // namespace
 
-void LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+bool LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
 {
-    TLook<SAvx512>(lookup, surfels).Run(states);
+    return TLook<SAvx512>(lookup, surfels).Run(states);
 }
 
 }  // namespace DataLayer::NeighborCells

@@ -10,8 +10,9 @@ namespace DataLayer::NeighborCells
 namespace
 {
 
-/// Looks up as many surfels at a time as one register of \p Vector holds. `Min(a, b)` is b where a
-/// is NaN.
+/// Looks up surfels in batches: places as many at a time as one register of \p Vector holds, then
+/// reads their states one by one, many of which so are on their way from memory at once.
+/// `Min(a, b)` is b where a is NaN.
 template <typename Vector>
 class TLook
 {
@@ -29,36 +30,28 @@ public:
         m_scale = Vector::Set(lookup.scale);
     }
 
-    void Run(std::uint16_t* states)
+    bool Run(std::uint16_t* states)
     {
-        std::size_t index = 0;
-        // A record of four words is read whole, so the last one may end beyond the caller's memory.
-        if (m_surfels.stride == 4 * sizeof(float))
+        std::uint32_t unknown = 0;
+        SBatch batches[2];
+        locate(batches[0], 0);
+        for (std::size_t first = 0; first < m_surfels.count; first += c_batch)
         {
-            for (; index + c_width < m_surfels.count; index += c_width)
+            SBatch& batch = batches[first / c_batch % 2];
+            if (first + c_batch < m_surfels.count)
             {
-                SPoints points;
-                Vector::LoadRecords(m_surfels.first + index * m_surfels.stride, points.x, points.y,
-                                    points.z);
-                Vector::Store(statesOf(points), states + index);
+                locate(batches[1 - first / c_batch % 2], first + c_batch);
             }
+            unknown |= readStates(batch, states + first);
         }
-        for (; index + c_width <= m_surfels.count; index += c_width)
-        {
-            Vector::Store(statesOf(collect(index, c_width)), states + index);
-        }
-        if (index < m_surfels.count)
-        {
-            std::uint16_t rest[c_width];
-            Vector::Store(statesOf(collect(index, m_surfels.count - index)), rest);
-            std::memcpy(states + index, rest, (m_surfels.count - index) * sizeof *states);
-        }
+        return unknown == 0;
     }
 
 private:
     using Floats = typename Vector::Floats;
     using Numbers = typename Vector::Numbers;
     static constexpr std::size_t c_width = Vector::c_width;
+    static constexpr std::size_t c_batch = 256;
     static constexpr std::uint32_t c_all = (1U << c_width) - 1U;
 
     struct SPoints
@@ -66,6 +59,17 @@ private:
         Floats x;
         Floats y;
         Floats z;
+    };
+
+    /// Some surfels in a row.
+    struct SBatch
+    {
+        std::size_t count;
+        /// Of each: where its block is named; where the word of its state is, in the block at
+        /// first, then that word itself; the state's place in the word.
+        alignas(64) std::uint32_t blocks[c_batch];
+        alignas(64) std::uint32_t words[c_batch];
+        alignas(64) std::uint32_t bits[c_batch];
     };
 
     /// The positions of \p count surfels, one by one, and of none beyond those.
@@ -101,7 +105,49 @@ private:
             Vector::Max(Vector::Min(scaled, Vector::Set(c_highest)), Vector::Set(0.0F)));
     }
 
-    Numbers statesOf(const SPoints& points)
+    /// The positions from \p index on; beyond the last surfel, any.
+    SPoints load(std::size_t index) const
+    {
+        const std::size_t left = m_surfels.count - index;
+        // A record of four words is read whole, so the last one may end beyond the caller's memory.
+        if (m_surfels.stride == 4 * sizeof(float) && left > c_width)
+        {
+            constexpr std::size_t c_lineSize = 64;
+            constexpr std::size_t c_ahead = 4096;
+            const std::byte* const records = m_surfels.first + index * m_surfels.stride;
+            for (std::size_t line = 0; line < c_width * 4 * sizeof(float); line += c_lineSize)
+            {
+                __builtin_prefetch(records + c_ahead + line);
+            }
+            SPoints points;
+            Vector::LoadRecords(records, points.x, points.y, points.z);
+            return points;
+        }
+        return collect(index, left < c_width ? left : c_width);
+    }
+
+    /// Finds out where the states of a batch are, the first of which is surfel number \p first, and
+    /// sends for them.
+    void locate(SBatch& batch, std::size_t first)
+    {
+        const std::size_t left = m_surfels.count - first;
+        batch.count = left < c_batch ? left : c_batch;
+        for (std::size_t index = 0; index < batch.count; index += c_width)
+        {
+            place(load(first + index), batch, index);
+        }
+        const std::uint32_t* const blocks = m_lookup.blocks;
+        const std::uint32_t* const states = m_lookup.states;
+        for (std::size_t index = 0; index < batch.count; ++index)
+        {
+            batch.words[index] += blocks[batch.blocks[index]];
+            __builtin_prefetch(states + batch.words[index]);
+        }
+    }
+
+    /// Finds out in which cells some surfels are, which are number \p index and the following of
+    /// the batch.
+    void place(const SPoints& points, SBatch& batch, std::size_t index)
     {
         Floats places[3] = {transformed(points, 0), transformed(points, 1), transformed(points, 2)};
         if (!m_surfels.isAffine)
@@ -112,76 +158,92 @@ private:
                 place = Vector::Divide(place, w);
             }
         }
-        return statesOf(cellsOf(places[0], 0), cellsOf(places[1], 1), cellsOf(places[2], 2));
+        const Numbers x = cellsOf(places[0], 0);
+        const Numbers y = cellsOf(places[1], 1);
+        const Numbers z = cellsOf(places[2], 2);
+
+        constexpr std::uint32_t c_edge = c_blockEdgeBits;
+        constexpr std::uint32_t c_region = c_edge + c_regionEdgeBits;
+        const Numbers regions = Vector::Or(
+            Vector::template ShiftRight<c_region>(x),
+            Vector::Or(
+                Vector::template ShiftLeft<c_regionBits>(Vector::template ShiftRight<c_region>(y)),
+                Vector::template ShiftLeft<2 * c_regionBits>(
+                    Vector::template ShiftRight<c_region>(z))));
+        const Numbers inRegion = Vector::SetNumber((1U << c_region) - c_blockEdge);
+        const Numbers blocks = Vector::Or(
+            Vector::template ShiftRight<c_edge>(Vector::And(x, inRegion)),
+            Vector::Or(
+                Vector::template ShiftRight<c_edge - c_regionEdgeBits>(Vector::And(y, inRegion)),
+                Vector::template ShiftLeft<2 * c_regionEdgeBits - c_edge>(
+                    Vector::And(z, inRegion))));
+        Vector::StoreNumbers(Vector::Add(firstBlocksOf(regions), blocks), batch.blocks + index);
+        // What stateWord() and stateBit() give.
+        const Numbers inBlock = Vector::SetNumber(c_blockEdge - 1U);
+        Vector::StoreNumbers(Vector::Or(Vector::template ShiftLeft<c_edge>(Vector::And(z, inBlock)),
+                                        Vector::And(y, inBlock)),
+                             batch.words + index);
+        Vector::StoreNumbers(Vector::And(x, inBlock), batch.bits + index);
     }
 
-    Numbers statesOf(Numbers x, Numbers y, Numbers z)
+    /// Writes the states of a batch. Returns whether any is unknown.
+    ///
+    /// Another thread may make a state known meanwhile, so each read is atomic. A gathering
+    /// instruction, which the language knows nothing of, promises no such thing, and takes longer.
+    std::uint32_t readStates(SBatch& batch, std::uint16_t* states) const
     {
-        // A block's key in two parts: x and y in the lower one.
-        const Numbers blockX = Vector::template ShiftRight<c_blockEdgeBits>(x);
-        const Numbers blockY = Vector::template ShiftRight<c_blockEdgeBits>(y);
-        const Numbers lower = Vector::Or(blockX, Vector::template ShiftLeft<c_blockBits>(blockY));
-        const Numbers upper = Vector::template ShiftRight<c_blockEdgeBits>(z);
-        // What stateWord() and stateBit() give.
-        const Numbers lowest = Vector::SetNumber(3);
-        const Numbers brick = Vector::SetNumber(12);
-        const Numbers highest = Vector::SetNumber(8);
-        const Numbers xBricks = Vector::Add(Vector::And(x, brick), Vector::And(x, highest));
-        const Numbers yBricks = Vector::Add(Vector::And(y, brick), Vector::And(y, highest));
-        const Numbers words =
-            Vector::Or(Vector::Or(Vector::And(z, lowest),
-                                  Vector::template ShiftLeft<4>(Vector::And(z, brick))),
-                       Vector::Or(xBricks, Vector::template ShiftLeft<1>(yBricks)));
-        const Numbers bits = Vector::Or(Vector::And(x, lowest),
-                                        Vector::template ShiftLeft<2>(Vector::And(y, lowest)));
-
-        Numbers firsts = Vector::SetNumber(m_firstState);
-        const std::uint32_t known = lanesOf(lower, upper);
-        if (known != c_all)
+        const std::uint32_t* const words = m_lookup.states;
+        for (std::size_t index = 0; index < batch.count; ++index)
         {
-            alignas(64) std::uint32_t lowers[c_width];
-            alignas(64) std::uint32_t uppers[c_width];
-            Vector::StoreNumbers(lower, lowers);
-            Vector::StoreNumbers(upper, uppers);
-            for (std::uint32_t open = c_all & ~known; open != 0;)
+            batch.words[index] = __atomic_load_n(words + batch.words[index], __ATOMIC_RELAXED);
+        }
+        const Numbers zero = Vector::SetNumber(0);
+        const Numbers one = Vector::SetNumber(1);
+        const Numbers two = Vector::SetNumber(2);
+        std::uint32_t unknown = 0;
+        for (std::size_t index = 0; index < batch.count; index += c_width)
+        {
+            const Numbers found = Vector::ShiftRightEach(Vector::LoadNumbers(batch.words + index),
+                                                         Vector::LoadNumbers(batch.bits + index));
+            const Numbers those = Vector::Or(
+                Vector::And(found, one), Vector::And(Vector::template ShiftRight<15>(found), two));
+            const std::uint32_t unknownOfThose =
+                Vector::Equal(Vector::And(Vector::Add(those, one), two), zero);
+            const std::size_t left = batch.count - index;
+            if (left >= c_width)
             {
-                const auto lane = static_cast<std::uint32_t>(__builtin_ctz(open));
-                m_lower = lowers[lane];
-                m_upper = uppers[lane];
-                m_firstState =
-                    findSlot(m_lookup, m_lower | std::uint64_t{m_upper} << (2 * c_blockBits))
-                        .firstState;
-                const std::uint32_t lanes = lanesOf(lower, upper);
-                firsts = Vector::Replace(firsts, lanes, m_firstState);
+                Vector::Store(those, states + index);
+                unknown |= unknownOfThose;
+                continue;
+            }
+            std::uint16_t rest[c_width];
+            Vector::Store(those, rest);
+            std::memcpy(states + index, rest, left * sizeof *states);
+            unknown |= unknownOfThose & ((1U << left) - 1U);
+        }
+        return unknown;
+    }
+
+    /// Where the blocks of each of \p regions begin. Most surfels lie in the region of those before
+    /// them.
+    Numbers firstBlocksOf(Numbers regions)
+    {
+        Numbers firsts = Vector::SetNumber(m_slot.firstBlock);
+        std::uint32_t open = c_all & ~Vector::Equal(regions, Vector::SetNumber(m_slot.region));
+        if (open != 0)
+        {
+            alignas(64) std::uint32_t numbers[c_width];
+            Vector::StoreNumbers(regions, numbers);
+            while (open != 0)
+            {
+                const std::uint32_t region = numbers[__builtin_ctz(open)];
+                m_slot = {region, findSlot(m_lookup, region).firstBlock};
+                const std::uint32_t lanes = Vector::Equal(regions, Vector::SetNumber(region));
+                firsts = Vector::Replace(firsts, lanes, m_slot.firstBlock);
                 open &= ~lanes;
             }
         }
-        const Numbers found = Vector::ShiftRightEach(read(Vector::Add(firsts, words)), bits);
-        return Vector::Or(
-            Vector::And(found, Vector::SetNumber(1)),
-            Vector::And(Vector::template ShiftRight<15>(found), Vector::SetNumber(2)));
-    }
-
-    /// The words of states at \p places.
-    ///
-    /// Another thread may make a state in them known meanwhile, so each read is atomic. A gathering
-    /// instruction, which the language knows nothing of, promises no such thing, and takes as long.
-    Numbers read(Numbers places) const
-    {
-        alignas(64) std::uint32_t words[c_width];
-        Vector::StoreNumbers(places, words);
-        for (std::uint32_t& word : words)
-        {
-            word = __atomic_load_n(m_lookup.states + word, __ATOMIC_RELAXED);
-        }
-        return Vector::LoadNumbers(words);
-    }
-
-    /// The surfels in the block that was looked up last, one bit each.
-    std::uint32_t lanesOf(Numbers lower, Numbers upper) const
-    {
-        return Vector::Equal(lower, Vector::SetNumber(m_lower)) &
-               Vector::Equal(upper, Vector::SetNumber(m_upper));
+        return firsts;
     }
 
     const SLookup& m_lookup;
@@ -189,10 +251,8 @@ private:
     Floats m_matrix[16];
     Floats m_low[3];
     Floats m_scale;
-    /// The block that was looked up last; the first one is none that exists.
-    std::uint32_t m_lower = ~0U;
-    std::uint32_t m_upper = ~0U;
-    std::uint32_t m_firstState = 0;
+    /// The region that was looked up last; the first one is none that exists.
+    SSlot m_slot{c_noRegion, 0};
 };
 
 }  // namespace

@@ -26,10 +26,11 @@ void placeSurfel(const SLookup& lookup, const SSurfels& surfels, std::size_t ind
 
 }  // namespace
 
-void LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+bool LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
 {
-    const SSlot* block = nullptr;
-    std::uint64_t lastKey = c_noKey;
+    bool areKnown = true;
+    std::uint32_t firstState = 0;
+    std::uint64_t lastKey = ~std::uint64_t{0};
     for (std::size_t index = 0; index < surfels.count; ++index)
     {
         std::uint32_t cell[3];
@@ -38,10 +39,13 @@ void LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* s
         if (key != lastKey)
         {
             lastKey = key;
-            block = &findSlot(lookup, key);
+            firstState = firstStateOf(lookup, key);
         }
-        states[index] = static_cast<std::uint16_t>(stateOf(lookup, block->firstState, cell));
+        const std::uint32_t state = stateOf(lookup, firstState, cell);
+        states[index] = static_cast<std::uint16_t>(state);
+        areKnown = areKnown && isKnown(state);
     }
+    return areKnown;
 }
 
 }  // namespace DataLayer::NeighborCells

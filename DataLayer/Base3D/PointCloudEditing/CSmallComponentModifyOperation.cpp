@@ -11,6 +11,7 @@
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Math/PointTransform.h"
 #include "Base/Support/CLogger.h"
+#include "Base/Support/LargePages.h"
 #include "Base/Support/ParallelFor.h"
 #include "DataLayer/Base3D/PointCloudEditing/LogMessage.h"
 #include "DataLayer/Base3D/PointCloudEditing/SFuserContent.h"
@@ -122,12 +123,11 @@ std::unique_ptr<const CNearestNeighborSplit> makeSplit(const CSurfelCollectionMi
         lastMainComponentPoint(numMainComponentPoints), c_searchBound);
 }
 
-/// The surfels of an entity in the fuser's frame, and their words.
+/// The surfels of an entity in the fuser's frame.
 struct SScanData
 {
     const Base::TElementAccessRead<Base::CSCElementDefinitionPosition>& positions;
     LqMatrix4Rf trafo;
-    std::span<CSurfelBitMask> words;
 
     [[nodiscard]] LqVector3f PlaceOf(std::size_t index) const
     {
@@ -135,85 +135,129 @@ struct SScanData
     }
 };
 
+/// The words of an entity, which are copied only when one of them changes.
+class CScanWords
+{
+public:
+    /// The words of \p mask, or \p count empty ones where it has none.
+    CScanWords(std::shared_ptr<const Base::CSurfelCollectionMask> mask, std::uint64_t count)
+        : m_mask(std::move(mask))
+    {
+        if (m_mask == nullptr || m_mask->GetBitMasks().empty())
+        {
+            m_mask = nullptr;
+            Base::ResizeInLargePages(m_changed, count);
+        }
+        m_words = m_mask == nullptr ? m_changed : m_mask->GetBitMasks();
+    }
+
+    [[nodiscard]] std::span<const CSurfelBitMask> Get() const { return m_words; }
+
+    /// The words to change, all as they are so far.
+    [[nodiscard]] std::span<CSurfelBitMask> Change()
+    {
+        if (!m_haveChanged)
+        {
+            m_haveChanged = true;
+            if (m_mask != nullptr)
+            {
+                Base::ReserveInLargePages(m_changed, m_words.size());
+                m_changed.assign(m_words.begin(), m_words.end());
+                m_words = m_changed;
+            }
+        }
+        return m_changed;
+    }
+
+    [[nodiscard]] bool HaveChanged() const { return m_haveChanged; }
+
+    [[nodiscard]] std::vector<CSurfelBitMask> TakeChanged() { return std::move(m_changed); }
+
+private:
+    std::shared_ptr<const Base::CSurfelCollectionMask> m_mask;
+    std::vector<CSurfelBitMask> m_changed;
+    std::span<const CSurfelBitMask> m_words;
+    bool m_haveChanged = false;
+};
+
 bool isExcluded(CSurfelBitMask word)
 {
     return (word.bits & CSurfelBitMask::SurfelFlagExcluded) != 0;
 }
 
-/// Asks the search for the neighbour of each surfel in turn. Returns whether a word has changed.
-bool flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search, std::int32_t last)
+/// Asks the search for the neighbour of each of the first \p count surfels in turn.
+void flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search, std::int32_t last,
+                     std::size_t count, CScanWords& words)
 {
-    bool hasChanged = false;
-    for (std::size_t index = 0; index < scan.words.size(); ++index)
+    for (std::size_t index = 0; index < count; ++index)
     {
-        std::uint16_t& bits = scan.words[index].bits;
-        if (isExcluded(scan.words[index]))
+        const CSurfelBitMask word = words.Get()[index];
+        if (isExcluded(word))
         {
             continue;
         }
         const std::int32_t neighbor =
             search.FindNearestNeighbor(scan.PlaceOf(index), c_searchBound, nullptr);
         const bool isSmallComponent = neighbor < 0 || neighbor > last;
-        const bool wasSmallComponent = (bits & CSurfelBitMask::SurfelFlagSmallComponent) != 0;
+        const bool wasSmallComponent = (word.bits & CSurfelBitMask::SurfelFlagSmallComponent) != 0;
         if (isSmallComponent != wasSmallComponent)
         {
-            bits ^= CSurfelBitMask::SurfelFlagSmallComponent;
-            hasChanged = true;
+            words.Change()[index].bits ^= CSurfelBitMask::SurfelFlagSmallComponent;
         }
     }
-    return hasChanged;
 }
 
-bool isKnown(std::uint16_t state)
+/// The bit of a word that changes when the neighbour is as a known state tells, or 0.
+std::uint16_t changeOf(CSurfelBitMask word, std::uint16_t state)
 {
-    return state == NeighborCells::c_amongFirst || state == NeighborCells::c_notAmong;
+    const int flag =
+        state == NeighborCells::c_notAmong ? CSurfelBitMask::SurfelFlagSmallComponent : 0;
+    return static_cast<std::uint16_t>(
+        isExcluded(word) ? 0 : (word.bits ^ flag) & CSurfelBitMask::SurfelFlagSmallComponent);
 }
 
-/// Looks up what is known around the surfels, and asks for those of whom nothing is. Returns
-/// whether a word has changed.
-bool flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split)
+/// Looks up what is known around the first \p count surfels, and asks for those of whom nothing is.
+void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std::size_t count,
+                 CScanWords& words)
 {
     constexpr std::size_t c_blockSize = 1024;
     std::uint16_t states[c_blockSize];
-    std::uint16_t changes = 0;
-    for (std::size_t first = 0; first < scan.words.size(); first += c_blockSize)
+    const std::size_t stride = scan.positions.GetStrideInBytes();
+    for (std::size_t first = 0; first < count; first += c_blockSize)
     {
-        const std::size_t count = std::min(c_blockSize, scan.words.size() - first);
-        CSurfelBitMask* const words = scan.words.data() + first;
-        const std::size_t stride = scan.positions.GetStrideInBytes();
-        split.Look({scan.positions.GetFirstElement() + first * stride, stride, count}, scan.trafo,
-                   states);
-        // Plain loops over words, which become vector code; few blocks hold an unknown surfel.
-        unsigned unknown = 0;
-        for (std::size_t index = 0; index < count; ++index)
+        const std::size_t size = std::min(c_blockSize, count - first);
+        const auto old = words.Get().subspan(first, size);
+        const bool areKnown = split.Look(
+            {scan.positions.GetFirstElement() + first * stride, stride, size}, scan.trafo, states);
+        for (std::size_t index = 0; !areKnown && index < size; ++index)
         {
-            unknown |= isKnown(states[index]) ? 0U : 1U;
-        }
-        for (std::size_t index = 0; unknown != 0 && index < count; ++index)
-        {
-            if (!isKnown(states[index]) && !isExcluded(words[index]))
+            if (states[index] != NeighborCells::c_amongFirst &&
+                states[index] != NeighborCells::c_notAmong && !isExcluded(old[index]))
             {
                 states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
                                     ? NeighborCells::c_amongFirst
                                     : NeighborCells::c_notAmong;
             }
         }
-        for (std::size_t index = 0; index < count; ++index)
+        // Plain loops over words, which become vector code; after most updates no word changes.
+        if (!words.HaveChanged())
         {
-            const std::uint16_t bits = words[index].bits;
-            const auto flag =
-                static_cast<std::uint16_t>(states[index] == NeighborCells::c_notAmong
-                                               ? CSurfelBitMask::SurfelFlagSmallComponent
-                                               : 0);
-            const auto change = static_cast<std::uint16_t>(
-                isExcluded(words[index])
-                    ? 0
-                    : (bits ^ flag) & CSurfelBitMask::SurfelFlagSmallComponent);
-            words[index].bits = bits ^ change;
-            changes |= change;
+            std::uint16_t changes = 0;
+            for (std::size_t index = 0; index < size; ++index)
+            {
+                changes |= changeOf(old[index], states[index]);
+            }
+            if (changes == 0)
+            {
+                continue;
+            }
+        }
+        const auto changed = words.Change().subspan(first, size);
+        for (std::size_t index = 0; index < size; ++index)
+        {
+            changed[index].bits ^= changeOf(changed[index], states[index]);
         }
     }
-    return changes != 0;
 }
 
 }  // namespace
@@ -296,28 +340,23 @@ CSmallComponentModifyOperation::removeSmallComponentsInScanData(
     const Base::CEntityTrafoMaskPacket& packet) const
 {
     const INearestNeighborSearch& search = searchOf(*m_nnCloud);
-    std::vector<CSurfelBitMask> words;
-    if (const auto mask = packet.GetSurfelCollectionMask())
-    {
-        words = mask->GetBitMasks();
-    }
     const LqMatrix4Rf trafo(packet.GetTrafo());
     const auto collection = packet.GetEntity()->GetSurfelCollection(true);
-    if (words.empty())
-    {
-        words.resize(collection->GetCount());
-    }
+    CScanWords words(packet.GetSurfelCollectionMask(), collection->GetCount());
     // Surfels are counted modulo 2^32.
     const auto count = static_cast<std::uint32_t>(collection->GetCount());
-    const auto& positions = collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-
-    const std::size_t end = std::min<std::size_t>(count, words.size());
-    const SScanData scan{positions, trafo, std::span(words).first(end)};
-    const bool hasChanged =
-        m_split != nullptr
-            ? flagBySplit(scan, *m_split)
-            : flagByNeighbors(scan, search, lastMainComponentPoint(m_numMainComponentPoints));
-    return hasChanged ? std::make_shared<Base::CSurfelCollectionMask>(std::move(words)) : nullptr;
+    const SScanData scan{collection->GetReadAccessor<Base::CSCElementDefinitionPosition>(), trafo};
+    const std::size_t end = std::min<std::size_t>(count, words.Get().size());
+    if (m_split != nullptr)
+    {
+        flagBySplit(scan, *m_split, end, words);
+    }
+    else
+    {
+        flagByNeighbors(scan, search, lastMainComponentPoint(m_numMainComponentPoints), end, words);
+    }
+    return words.HaveChanged() ? std::make_shared<Base::CSurfelCollectionMask>(words.TakeChanged())
+                               : nullptr;
 }
 
 void CSmallComponentModifyOperation::computeMaskModification(

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "Base/Support/LargePages.h"
 #include "Base/Support/ParallelFor.h"
 #include "DataLayer/PointCloud/CNearestNeighborTreeBuilder.h"
 #include "DataLayer/PointCloud/Kernels/NearestNeighborKernels.h"
@@ -110,7 +111,7 @@ CNearestNeighborIndex::CNearestNeighborIndex(const SPositionArray& positions,
     {
         return;
     }
-    m_leaves.resize((finite.GetCount() + c_fanOut - 1) / c_fanOut);
+    Base::ResizeInLargePages(m_leaves, (finite.GetCount() + c_fanOut - 1) / c_fanOut);
     finite.CopyTo(m_leaves.data()->records);
     m_tree = CNearestNeighborTreeBuilder(m_leaves, finite.GetCount(), m_nodes).Build();
 }

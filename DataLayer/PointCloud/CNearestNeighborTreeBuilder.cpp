@@ -39,17 +39,18 @@ SNode emptyNode()
     return node;
 }
 
-/// The axis along which the records spread farthest, or c_byIndex when all positions are equal.
-std::uint32_t longestSide(const SRecord* first, const SRecord* last)
+/// The axis along which every record number \p step spreads farthest, or c_byIndex when all of them
+/// are in one place.
+std::uint32_t longestSide(const SRecord* first, std::size_t count, std::size_t step)
 {
     // A record at a time; what the index is as a float does not matter.
     using SFloats = float __attribute__((vector_size(sizeof(SRecord))));
     SFloats low = {c_infinity, c_infinity, c_infinity, 0.0F};
     SFloats high = -low;
-    for (const SRecord* record = first; record != last; ++record)
+    for (std::size_t index = 0; index < count; index += step)
     {
         SFloats values;
-        std::memcpy(&values, record, sizeof values);
+        std::memcpy(&values, first + index, sizeof values);
         low = values < low ? values : low;
         high = values > high ? values : high;
     }
@@ -65,6 +66,16 @@ std::uint32_t longestSide(const SRecord* first, const SRecord* last)
         }
     }
     return longest;
+}
+
+/// The axis along which the records spread farthest, as a sample of them tells, or c_byIndex when
+/// all positions are equal.
+std::uint32_t longestSide(const SRecord* first, const SRecord* last)
+{
+    constexpr std::size_t c_sampleSize = 512;
+    const auto count = static_cast<std::size_t>(last - first);
+    const std::uint32_t longest = longestSide(first, count, count / c_sampleSize + 1);
+    return longest == c_byIndex ? longestSide(first, count, 1) : longest;
 }
 
 }  // namespace

@@ -12,7 +12,8 @@ namespace DataLayer::NearestNeighbor
 namespace
 {
 
-constexpr std::size_t c_largestSample = 1024;
+constexpr std::size_t c_smallestSample = 5;
+constexpr std::size_t c_largestSample = 256;
 
 /// A record as one register.
 using SWhole = std::uint32_t __attribute__((vector_size(sizeof(SRecord))));
@@ -37,13 +38,29 @@ SRecord* partition(SRecord* first, SRecord* last, std::uint32_t axis, const Acce
     return end;
 }
 
+/// Sorts five values without a branch, since most ranges are small and nothing predicts their
+/// order.
+void sortSmallestSample(float* values)
+{
+    constexpr std::uint8_t c_pairs[][2] = {{0, 1}, {3, 4}, {2, 4}, {2, 3}, {0, 3},
+                                           {0, 2}, {1, 4}, {1, 3}, {1, 2}};
+    for (const auto& pair : c_pairs)
+    {
+        const float a = values[pair[0]];
+        const float b = values[pair[1]];
+        values[pair[0]] = std::min(a, b);
+        values[pair[1]] = std::max(a, b);
+    }
+}
+
 /// A value of the range, likely just beyond record \p rank in the order of coordinates, seen from
 /// the nearer end; so that cutting there leaves little more than that end.
 float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std::uint32_t axis,
                   std::uint32_t& random)
 {
     std::array<float, c_largestSample> sample;
-    const std::size_t sampleCount = std::clamp<std::size_t>(count / 32, 5, c_largestSample);
+    const std::size_t sampleCount =
+        std::clamp<std::size_t>(count / 128, c_smallestSample, c_largestSample);
     for (std::size_t i = 0; i < sampleCount; ++i)
     {
         random = random * 1664525U + 1013904223U;
@@ -55,7 +72,14 @@ float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std
     const double margin = 0.7 * std::sqrt(size * fraction * (1.0 - fraction));
     const double target = fraction * size + (fraction > 0.5 ? -margin : margin);
     const auto chosen = static_cast<std::ptrdiff_t>(std::clamp(target, 0.0, size - 1.0));
-    std::nth_element(sample.begin(), sample.begin() + chosen, sample.begin() + sampleCount);
+    if (sampleCount == c_smallestSample)
+    {
+        sortSmallestSample(sample.data());
+    }
+    else
+    {
+        std::nth_element(sample.begin(), sample.begin() + chosen, sample.begin() + sampleCount);
+    }
     return sample[static_cast<std::size_t>(chosen)];
 }
 
@@ -63,7 +87,7 @@ float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std
 
 void SelectByCoordinate(SRecord* first, SRecord* middle, SRecord* last, std::uint32_t axis)
 {
-    constexpr std::ptrdiff_t c_smallRange = 16;
+    constexpr std::ptrdiff_t c_smallRange = 6;
     constexpr int c_mostRounds = 64;
     std::uint32_t random = 1;
     for (int round = 0; last - first > c_smallRange && round < c_mostRounds; ++round)

@@ -228,8 +228,10 @@ TEST_P(CNearestNeighborSplitTest, Look_EveryStrideCountAndTrafoAsOneByOne)
                 }
                 std::vector<std::uint16_t> states(count + 1, 7);
                 std::vector<std::uint16_t> expected(count + 1, 7);
-                split->Look({bytes.data(), stride, count}, trafo, states.data());
-                reference->Look({bytes.data(), stride, count}, trafo, expected.data());
+                const bool areKnown =
+                    split->Look({bytes.data(), stride, count}, trafo, states.data());
+                EXPECT_EQ(areKnown,
+                          reference->Look({bytes.data(), stride, count}, trafo, expected.data()));
                 ASSERT_EQ(states, expected) << "stride " << stride << ", count " << count;
             }
         }
@@ -301,6 +303,38 @@ TEST_P(CNearestNeighborSplitTest, ConcurrentQueries_AnsweredAsRestated)
         thread.join();
     }
     EXPECT_THAT(answers, testing::Each(expected));
+}
+
+TEST_P(CNearestNeighborSplitTest, Look_AcrossRegionsAndBatchesAsOneByOne)
+{
+    // Regions are some 73 apart; a strip through many of them, there and back.
+    Points points;
+    for (int index = 0; index < 8000; ++index)
+    {
+        const auto place = static_cast<float>(index / 8) * 0.5F;
+        points.push_back({place, static_cast<float>(index % 8) - place, 0.4F * place});
+    }
+    Points surfels = around(points, 1, 1900, 40);
+    for (std::size_t index = 0; index < surfels.size(); index += 7)
+    {
+        surfels[index].z += 80;
+    }
+    const CDeferredNeighborSearch search(PositionsOf(points));
+    const auto split = CNearestNeighborSplit::Make(search, 4000, c_bound, GetParam());
+    ASSERT_NE(split, nullptr);
+    for (const std::size_t count : {255U, 256U, 257U, 511U, 513U, 1900U})
+    {
+        std::vector<std::uint16_t> states(count);
+        split->Look({PositionsOf(surfels).first, sizeof(LqVector3f), count},
+                    LqMatrix4Rf(c_matIdentityD), states.data());
+        std::vector<std::uint16_t> expected(count);
+        for (std::size_t index = 0; index < count; ++index)
+        {
+            split->Look({PositionsOf(surfels).first + index * sizeof(LqVector3f), 0, 1},
+                        LqMatrix4Rf(c_matIdentityD), &expected[index]);
+        }
+        EXPECT_EQ(states, expected) << count;
+    }
 }
 
 TEST(CNearestNeighborSplitMake, UselessBounds_GiveNoCells)

@@ -90,7 +90,8 @@ protected:
         for (int pass = 0; pass < 2; ++pass)
         {
             std::vector<std::uint16_t> states(queries.size());
-            split->Look(PositionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data());
+            const bool areKnown =
+                split->Look(PositionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data());
             numKnown = 0;
             for (std::size_t index = 0; index < queries.size(); ++index)
             {
@@ -106,6 +107,7 @@ protected:
                 EXPECT_EQ(split->IsAmongFirst(query), expected[index])
                     << "query " << index << " at " << testing::PrintToString(query);
             }
+            EXPECT_EQ(areKnown, numKnown == queries.size());
         }
         return numKnown;
     }

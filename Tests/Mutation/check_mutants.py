@@ -17,6 +17,7 @@ import resource
 import shlex
 import subprocess
 import sys
+import threading
 import time
 
 from mutants import mutants_of
@@ -92,6 +93,7 @@ class Build:
                 self.needed[output].add(os.path.relpath(os.path.join(BUILD, line.strip()), ROOT))
             elif line:
                 output = line.split(":")[0]
+        self.headers, self.lock = {}, threading.Lock()
         self.slow = {name: self.slow_tests(name) for name in targets if name.endswith("Tests")}
 
     def slow_tests(self, program):
@@ -121,9 +123,28 @@ class Build:
                 if path.endswith(".cpp") or not source.startswith("Tests/") or stem in source:
                     yield output
 
+    def standard_headers(self, flags):
+        """What the sources include of the standard library, precompiled: half of the time. The
+        objects stay the same to the byte."""
+        with self.lock:
+            if flags not in self.headers:
+                header = os.path.join(BUILD, "headers", str(len(self.headers)), "standard.h")
+                os.makedirs(os.path.dirname(header), exist_ok=True)
+                found = subprocess.run(["git", "grep", "-h", "^#include <[a-z_]*>$", "--", "Base",
+                                        *FOLDERS], cwd=ROOT, capture_output=True, check=True)
+                with open(header, "wb") as file:
+                    file.write(b"\n".join(sorted(set(found.stdout.splitlines()))) + b"\n")
+                run([*flags, "-x", "c++-header", header, "-o", f"{header}.gch"], PROCESSOR_LIMIT)
+                self.headers[flags] = header
+            return self.headers[flags]
+
     def compile(self, output, place, source, suffix="", flags=()):
         """Compiles an object at place, its source too if that is the changed one."""
         words, path = self.objects[output]
+        flags = [*flags, "-w"]
+        if "-include" not in words:
+            known = tuple([*words[:words.index("-MD")], *flags])
+            flags += ["-include", self.standard_headers(known)]
         words = [words[0], f"-I{place}", *words[1:]]
         for option in ("-MT", "-MF"):
             words[words.index(option):words.index(option) + 2] = []
@@ -133,7 +154,7 @@ class Build:
         words[words.index("-o") + 1] = made
         if path == source:
             words[words.index("-c") + 1] = os.path.join(place, path)
-        status, _ = run([*words, "-w", *flags], PROCESSOR_LIMIT)
+        status, _ = run([*words, *flags], PROCESSOR_LIMIT)
         return made if status == 0 else None
 
 

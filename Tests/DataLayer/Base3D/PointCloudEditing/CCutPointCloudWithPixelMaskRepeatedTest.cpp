@@ -336,6 +336,20 @@ TEST(CCutPointCloudWithPixelMaskRepeated, ViewOfMoreColumnsThanFloatsTellApartIs
     }
 }
 
+TEST(CCutPointCloudWithPixelMaskRepeated, LongerFlagsAreTakenOverIntoUsedResults)
+{
+    const std::vector<LqVector3f> positions(100, c_painted);
+    const auto collection = std::make_shared<CSurfelCollectionView>(
+        nullptr, positions.size(), positions.data(), sizeof(LqVector3f));
+    Cutter::Results results{{true, Words(103, Base::CSurfelBitMask{0xFF})}};
+    Cutter(MakeHalfPainted())
+        .Compute({{collection, Words(103, Base::CSurfelBitMask{1}), c_matIdentityD}}, results);
+    Words expected(103, Base::CSurfelBitMask{9});
+    std::fill(expected.end() - 3, expected.end(), Base::CSurfelBitMask{1});
+    EXPECT_TRUE(results[0].first);
+    EXPECT_TRUE(results[0].second == expected);
+}
+
 TEST(CCutPointCloudWithPixelMaskRepeated, SurfelsThatHaveTheFlagAlreadyAreNoChange)
 {
     const std::vector<LqVector3f> positions(c_count, c_painted);

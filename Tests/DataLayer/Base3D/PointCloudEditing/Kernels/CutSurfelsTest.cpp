@@ -325,6 +325,41 @@ TEST_P(CutSurfels, EveryKindOfWGivesTheBitsOfTheReference)
     }
 }
 
+TEST_P(CutSurfels, ProductsAreSummedInTheGivenOrder)
+{
+    constexpr float c_large = 0x1p24F;
+    struct SCase
+    {
+        LqVector3f position;
+        float one;
+    };
+    const CScene scene(TestSupport::MakeDeviceSelection(64, 64, {{32, 32}}));
+    // From left to right the 1 is lost and the sum is 0, the middle of the view; in another order
+    // it is 1, the border.
+    for (const SCase& sum :
+         {SCase{{1.0F, c_large, -c_large}, 0.0F}, SCase{{1.0F, 0.0F, c_large}, -c_large},
+          SCase{{0.0F, 1.0F, c_large}, -c_large}})
+    {
+        const std::vector<LqVector3f> positions(40, sum.position);
+        for (const bool isColumn : {true, false})
+        {
+            SCutSurfelsTask task = scene.GetTask();
+            float(&clip)[4] = isColumn ? task.clipX : task.clipY;
+            float(&otherClip)[4] = isColumn ? task.clipY : task.clipX;
+            for (std::size_t row = 0; row < 4; ++row)
+            {
+                clip[row] = row < 3 ? 1.0F : sum.one;
+                otherClip[row] = 0.0F;
+                task.clipW[row] = row < 3 ? 0.0F : 1.0F;
+            }
+            task.firstPosition = reinterpret_cast<const std::byte*>(positions.data());
+            task.positionStride = sizeof(LqVector3f);
+            EXPECT_EQ(Cut(kernel(), task, OldWords::None, Words(40), 0, 40),
+                      (SCut{true, Words(40, {CSurfelBitMask::SurfelFlagCut})}));
+        }
+    }
+}
+
 TEST_P(CutSurfels, WideMasksGiveTheBitsOfTheReference)
 {
     constexpr std::uint32_t c_width = 1000;

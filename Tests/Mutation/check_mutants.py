@@ -142,7 +142,10 @@ class Build:
         """Compiles an object at place, its source too if that is the changed one."""
         words, path = self.objects[output]
         flags = [*flags, "-w"]
-        if "-include" not in words:
+        if "-include" in words and suffix:  # precompiled with other flags
+            words = [*words]
+            words[words.index("-include"):words.index("-include") + 2] = []
+        elif "-include" not in words:
             known = tuple([*words[:words.index("-MD")], *flags])
             flags += ["-include", self.standard_headers(known)]
         words = [words[0], f"-I{place}", *words[1:]]

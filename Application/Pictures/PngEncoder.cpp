@@ -13,7 +13,7 @@ namespace
 {
 
 /// Favours speed: pictures are looked at once and rendered often.
-constexpr int c_compressionLevel = 3;
+constexpr int c_compressionLevel = 1;
 
 /// What the encoder's callbacks share. An exception must not pass through the C library, so that a
 /// failed append is kept here until the encoder has returned.
@@ -68,7 +68,7 @@ bool encode(SEncoding& encoding, std::uint32_t width, std::uint32_t height, PngC
     png_set_IHDR(encoding.png, encoding.info, width, height, 8,
                  color == PngColor::Grey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_set_filter(encoding.png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB | PNG_FILTER_UP);
+    png_set_filter(encoding.png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
     png_write_info(encoding.png, encoding.info);
     const std::size_t rowBytes = std::size_t{width} * static_cast<std::size_t>(color);
     for (std::uint32_t row = 0; row < height; ++row)

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
 #include "Base/Math/PointTransform.h"
 
 namespace Application
@@ -20,6 +21,12 @@ void setColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column
     }
 }
 
+ProjectSurfelsKernel fastestKernel()
+{
+    static const ProjectSurfelsKernel fastest = GetProjectSurfelsKernels().front().project;
+    return fastest;
+}
+
 }  // namespace
 
 CScanPainter::CScanPainter(const CPictureProjection& projection,
@@ -31,7 +38,7 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
                     ? &collection.GetReadAccessor<Base::CSCElementDefinitionNormal>()
                     : nullptr),
       m_flags(flags),
-      m_project(GetProjectSurfelsKernel()),
+      m_project(fastestKernel()),
       m_normalChain(projection.MakeNormalChain(trafo)),
       m_hideCut(hideCut),
       m_colorIndex(colorIndex)

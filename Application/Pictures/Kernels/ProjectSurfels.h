@@ -49,7 +49,4 @@ void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& 
 void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& batch);
 #endif
 
-/// The fastest for this processor.
-[[nodiscard]] ProjectSurfelsKernel GetProjectSurfelsKernel();
-
 }  // namespace Application

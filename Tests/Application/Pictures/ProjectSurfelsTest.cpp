@@ -1,4 +1,4 @@
-#include "Application/Pictures/Kernels/ProjectSurfels.h"
+#include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
 
 #include <gtest/gtest.h>
 
@@ -9,20 +9,16 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <string_view>
 #include <vector>
 
 namespace
 {
 
-using Application::ProjectSurfelsKernel;
+using Application::GetProjectSurfelsKernels;
+using Application::SProjectSurfelsKernel;
 using Application::SSurfelBatch;
 using Application::SSurfelProjection;
-
-std::vector<ProjectSurfelsKernel> getKernels()
-{
-    // The fastest may be the reference, which is then tested twice.
-    return {Application::ProjectSurfelsVector128, Application::GetProjectSurfelsKernel()};
-}
 
 /// Positions are clip coordinates but for w, which is z + 2; z / w is then within 0 and 1 for z
 /// from 0 on.
@@ -112,7 +108,7 @@ std::unique_ptr<SSurfelBatch> makeBatch(std::uint32_t count, std::uint32_t seed)
 
 TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
 {
-    for (const ProjectSurfelsKernel kernel : getKernels())
+    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
     {
         for (const bool isPerspective : {false, true})
         {
@@ -121,8 +117,8 @@ TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
             {
                 const auto batch = makeBatch(count, count);
                 const std::vector<SSeen> expected = projectPlainly(projection, *batch);
-                kernel(projection, *batch);
-                ASSERT_EQ(getSeen(*batch), expected) << count;
+                kernel.project(projection, *batch);
+                ASSERT_EQ(getSeen(*batch), expected) << kernel.name << " " << count;
             }
         }
     }
@@ -130,16 +126,34 @@ TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
 
 TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
 {
-    for (const ProjectSurfelsKernel kernel : getKernels())
+    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
     {
         auto batch = makeBatch(SSurfelBatch::c_size, 1);
         std::fill(std::begin(batch->x), std::end(batch->x), 0.0F);
         std::fill(std::begin(batch->y), std::end(batch->y), 0.0F);
         std::fill(std::begin(batch->z), std::end(batch->z), 0.5F);
-        kernel(makeProjection(true), *batch);
-        EXPECT_EQ(batch->numSeen, SSurfelBatch::c_size);
+        kernel.project(makeProjection(true), *batch);
+        EXPECT_EQ(batch->numSeen, SSurfelBatch::c_size) << kernel.name;
         EXPECT_EQ(batch->indices[SSurfelBatch::c_size - 1], SSurfelBatch::c_size - 1);
     }
+}
+
+TEST(ProjectSurfels, GetKernels_AreThoseThatTheProcessorRunsTheReferenceLast)
+{
+    std::vector<std::string_view> names;
+    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
+    {
+        names.push_back(kernel.name);
+    }
+    std::vector<std::string_view> expected;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f") != 0)
+    {
+        expected.emplace_back("avx512");
+    }
+#endif
+    expected.emplace_back("vector128");
+    EXPECT_EQ(names, expected);
 }
 
 }  // namespace

@@ -83,15 +83,4 @@ void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& 
     }
 }
 
-ProjectSurfelsKernel GetProjectSurfelsKernel()
-{
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx512f"))
-    {
-        return ProjectSurfelsAvx512;
-    }
-#endif
-    return ProjectSurfelsVector128;
-}
-
 }  // namespace Application

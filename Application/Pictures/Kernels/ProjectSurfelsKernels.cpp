@@ -1,0 +1,19 @@
+#include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
+
+namespace Application
+{
+
+std::vector<SProjectSurfelsKernel> GetProjectSurfelsKernels()
+{
+    std::vector<SProjectSurfelsKernel> kernels;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f"))
+    {
+        kernels.push_back({"avx512", ProjectSurfelsAvx512});
+    }
+#endif
+    kernels.push_back({"vector128", ProjectSurfelsVector128});
+    return kernels;
+}
+
+}  // namespace Application

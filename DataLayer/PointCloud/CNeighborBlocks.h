@@ -27,6 +27,7 @@ public:
     };
     [[nodiscard]] SNeighbors FindAround(std::uint64_t key) const;
 
+    [[nodiscard]] std::uint32_t GetRegionCount() const { return m_numRegions; }
     [[nodiscard]] std::size_t GetMemorySize() const;
 
     /// Tells \p lookup where the blocks are, until another one is added.

@@ -20,6 +20,8 @@ namespace
 
 /// States are numbered by signed 32-bit numbers.
 constexpr std::uint64_t c_maximumBlocks = 0x7FFFFFFFU / c_stateWords;
+/// And so are the blocks of regions.
+constexpr std::uint64_t c_maximumRegions = 0x7FFFFFFFU / NeighborCells::c_regionBlocks;
 
 bool isFinite(const LqVector3f& point)
 {
@@ -131,7 +133,8 @@ CNeighborCellsBuilder::CNeighborCellsBuilder(const SPositionArray& positions, st
       m_firstCount(last < 0 ? 0U : static_cast<std::uint32_t>(last) + 1U),
       m_bound(bound),
       m_cells(cells),
-      m_maximumBlocks(std::min(positions.count / 6 + 64, c_maximumBlocks))
+      m_maximumBlocks(std::min(positions.count / 6 + 64, c_maximumBlocks)),
+      m_maximumRegions(std::min(positions.count / 24 + 64, c_maximumRegions))
 {}
 
 bool CNeighborCellsBuilder::Build()
@@ -336,11 +339,10 @@ std::uint32_t CNeighborCellsBuilder::blockAt(std::uint64_t key)
     return block;
 }
 
-/// Whether what exists takes more memory than it may; the regions' share counts as blocks.
+/// Whether what exists takes more memory than it may.
 bool CNeighborCellsBuilder::isTooLarge() const
 {
-    constexpr std::size_t c_blockSize = c_stateWords * sizeof(std::uint32_t);
-    return m_keys.size() + m_cells.m_blocks.GetMemorySize() / c_blockSize > m_maximumBlocks;
+    return m_keys.size() > m_maximumBlocks || m_cells.m_blocks.GetRegionCount() > m_maximumRegions;
 }
 
 void CNeighborCellsBuilder::judgeBlock(std::size_t block)

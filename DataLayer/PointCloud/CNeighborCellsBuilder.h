@@ -53,6 +53,7 @@ private:
     float m_bound;
     CNeighborCells& m_cells;
     std::uint64_t m_maximumBlocks;
+    std::uint64_t m_maximumRegions;
 
     /// Of each finite position: its cell's numbers in its block.
     std::vector<std::uint16_t, TUninitializedAllocator<std::uint16_t>> m_places;

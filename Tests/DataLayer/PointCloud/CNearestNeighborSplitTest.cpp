@@ -368,6 +368,22 @@ TEST(CNearestNeighborSplitMake, TooMuchSpaceBesidePositionsFarApart_GivesNoCells
     EXPECT_NE(CNearestNeighborSplit::Make(search, -1, c_bound), nullptr);
 }
 
+TEST(CNearestNeighborSplitMake, ManyPositionsInPlacesFarApart_GiveNoCells)
+{
+    // As many places either way, but those far apart need the table of a region each.
+    const auto isSplit = [](float distance) {
+        Points points;
+        for (std::size_t index = 0; index < 480; ++index)
+        {
+            points.push_back({static_cast<float>(index % 100) * distance, 0, 0});
+        }
+        const CDeferredNeighborSearch search(PositionsOf(points));
+        return CNearestNeighborSplit::Make(search, -1, c_bound) != nullptr;
+    };
+    EXPECT_TRUE(isSplit(10));
+    EXPECT_FALSE(isSplit(100));
+}
+
 TEST(CNearestNeighborSplitMake, EmptySpaceBetweenClusters_TakesNoMemory)
 {
     Points points = MakeRandom(2000, 10, 35);

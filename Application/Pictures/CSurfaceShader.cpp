@@ -159,16 +159,16 @@ std::array<CSurfaceShader::Rgb, c_numLanes> CSurfaceShader::shadeSamples(
     return colors;
 }
 
-CSurfaceBand::SNormals CSurfaceShader::averageNormals(const CSurfaceBand& band,
-                                                      std::uint32_t column, std::uint32_t row) const
+CSurfaceBand::SNormals CSurfaceShader::averageNormals(const CSurfaceBand& band, std::int64_t column,
+                                                      std::int64_t row) const
 {
     const Lanes depths = band.GetDepths(column, row);
     const Lanes tolerances = FillLanes(c_maxSlope) * m_projection.GetSampleSizes(depths);
     const Lanes zero{};
     CSurfaceBand::SNormals sums{};
-    for (std::int64_t y = std::int64_t{row} - 1; y <= std::int64_t{row} + 1; ++y)
+    for (std::int64_t y = row - 1; y <= row + 1; ++y)
     {
-        for (std::int64_t x = std::int64_t{column} - 1; x <= std::int64_t{column} + 1; ++x)
+        for (std::int64_t x = column - 1; x <= column + 1; ++x)
         {
             const Lanes differences = band.GetDepths(x, y) - depths;
             const LaneMask isNear = (differences < zero ? -differences : differences) <= tolerances;
@@ -181,8 +181,8 @@ CSurfaceBand::SNormals CSurfaceShader::averageNormals(const CSurfaceBand& band,
     return normalized(sums);
 }
 
-Lanes CSurfaceShader::findOcclusion(const CSurfaceBand& band, std::uint32_t column,
-                                    std::uint32_t row, std::int32_t distance) const
+Lanes CSurfaceShader::findOcclusion(const CSurfaceBand& band, std::int64_t column, std::int64_t row,
+                                    std::int32_t distance) const
 {
     constexpr std::array<std::array<std::int32_t, 2>, 8> c_directions = {
         {{4, 0}, {3, 3}, {0, 4}, {-3, 3}, {-4, 0}, {-3, -3}, {0, -4}, {3, -3}}};
@@ -196,8 +196,8 @@ Lanes CSurfaceShader::findOcclusion(const CSurfaceBand& band, std::uint32_t colu
     Lanes largest{};
     for (const auto& direction : c_directions)
     {
-        const Lanes others = band.GetDepths(std::int64_t{column} + direction[0] * distance / 4,
-                                            std::int64_t{row} + direction[1] * distance / 4);
+        const Lanes others =
+            band.GetDepths(column + direction[0] * distance / 4, row + direction[1] * distance / 4);
         // What a slope makes is no hollow. No number where there is nothing.
         const Lanes steps = (depths - others) * scales - minStep;
         const Lanes bounded = steps > zero ? (steps < maxStep ? steps : maxStep) : zero;

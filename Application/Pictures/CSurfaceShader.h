@@ -46,11 +46,11 @@ private:
                                                            const Rgb& background) const;
     /// The mean normals of the samples around that belong to the same surface.
     [[nodiscard]] CSurfaceBand::SNormals averageNormals(const CSurfaceBand& band,
-                                                        std::uint32_t column,
-                                                        std::uint32_t row) const;
+                                                        std::int64_t column,
+                                                        std::int64_t row) const;
     /// How much nearer than a sample its surroundings at a distance are; 0 when they are not.
-    [[nodiscard]] Lanes findOcclusion(const CSurfaceBand& band, std::uint32_t column,
-                                      std::uint32_t row, std::int32_t distance) const;
+    [[nodiscard]] Lanes findOcclusion(const CSurfaceBand& band, std::int64_t column,
+                                      std::int64_t row, std::int32_t distance) const;
 
     const CPictureProjection& m_projection;
     const CDepthBuffer& m_buffer;

@@ -201,8 +201,9 @@ public:
 private:
     /// As deep as a number in an edit or in the transform of a scan, and one more to see a surplus.
     static constexpr int c_depths = 6;
-    /// More than any object has fields, and any array but the lists has elements.
-    static constexpr std::size_t c_mostParts = 64;
+    /// One more than any object has fields, and any array but the lists has elements. No more,
+    /// since the parser looks at all of them for each object that is not kept.
+    static constexpr std::size_t c_mostParts = 17;
     /// Bounds what the parser itself needs for each level.
     static constexpr int c_deepest = 1 << 19;
 

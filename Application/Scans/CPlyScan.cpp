@@ -128,7 +128,7 @@ CPlyScan::CPlyScan(SPlyDocument document, const ProgressCallback& progress)
     m_isInPlace = vertices.IsInPlace();
 }
 
-SPlyTable CPlyScan::checkTable(std::size_t elementIndex, CProgress& progress) const
+SPlyTable CPlyScan::checkTable(std::size_t elementIndex, CProgress& progress)
 {
     const SPlyElement& element = m_document.header.GetElements()[elementIndex];
     const std::optional<SPlyReferences> references = FindVertexReferences(element);
@@ -146,12 +146,18 @@ SPlyTable CPlyScan::checkTable(std::size_t elementIndex, CProgress& progress) co
         expectIntegerTypes(m_document, element, *references);
     }
     const auto vertexCount = static_cast<std::int64_t>(m_document.GetVertices().count);
+    const bool hasCorners = isSurface(element);
     while (reader.Next())
     {
         progress.Report(reader.GetEnd());
         if (!references.has_value())
         {
             continue;
+        }
+        if (hasCorners)
+        {
+            const std::uint64_t numCorners = reader.GetLength(references->properties.front());
+            m_mostTriangles += numCorners > 2 ? numCorners - 2 : 0;
         }
         for (const std::size_t property : references->properties)
         {
@@ -195,6 +201,8 @@ std::shared_ptr<const Geometry::CTriangulation> CPlyScan::GetTriangulation() con
     {
         triangulation->vertices.push_back(positions.At(index));
     }
+    // At once: a corner may be a single byte, so that growing would take far more than the file.
+    triangulation->triangles.reserve(m_mostTriangles);
     CTriangleCollector collector(triangulation->triangles);
     const std::vector<SPlyElement>& elements = m_document.header.GetElements();
     for (std::size_t index = 0; index < elements.size(); ++index)

@@ -39,9 +39,11 @@ public:
 private:
     CPlyScan(SPlyDocument document, const ProgressCallback& progress);
 
-    [[nodiscard]] SPlyTable checkTable(std::size_t elementIndex, CProgress& progress) const;
+    [[nodiscard]] SPlyTable checkTable(std::size_t elementIndex, CProgress& progress);
 
     SPlyDocument m_document;
+    /// As many as the lengths of the lists allow.
+    std::uint64_t m_mostTriangles = 0;
     std::shared_ptr<const Base::ISurfelCollection> m_collection;
     LqMatrix4Rd m_transform;
     bool m_isInPlace = false;

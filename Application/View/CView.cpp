@@ -111,8 +111,9 @@ std::string describe(const Json& value)
         .dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
-/// More than any field has, so that a surplus shows.
-constexpr std::size_t c_mostElements = 64;
+/// One more than any field has, so that a surplus shows. No more, since the parser looks at all of
+/// them for each object that is not kept.
+constexpr std::size_t c_mostElements = 17;
 
 /// Tells the parser which parts of a document to keep: of its known fields, as much as is needed to
 /// read them or to say what they are. What a file has besides takes no memory, and no time to be

@@ -290,6 +290,18 @@ TEST(CPlyScan, GetTriangulation_SplitsPolygonsIntoFans)
     EXPECT_EQ(triangulation->triangles, (Triangles{{0, 1, 2}, {0, 2, 3}, {3, 2, 1}}));
 }
 
+TEST(CPlyScan, GetTriangulation_TakesRoomForItsTrianglesOnly)
+{
+    const auto scan = ParseScan(header("ascii", "element vertex 5\n" + c_xyz +
+                                                    "element face 4\nproperty list uchar int "
+                                                    "vertex_indices\n") +
+                                "0 0 0\n1 0 0\n1 1 0\n0 1 0\n0 0 1\n"
+                                "5 0 1 2 3 4\n2 0 1\n0\n4 0 1 2 3\n");
+
+    EXPECT_EQ(scan.GetTriangulation()->triangles.size(), 5U);
+    EXPECT_EQ(scan.GetTriangulation()->triangles.capacity(), 5U);
+}
+
 TEST(CPlyScan, GetTriangulation_TurnsStripsIntoTriangles)
 {
     const auto scan = ParseScan(

@@ -109,9 +109,9 @@ TEST(CView, FromJson_SurplusElementsAreCountedAsFarAsTheyAreKept)
         expectFailure(document.dump(), "origin: expected an array of 3 numbers, found " + message);
     };
     expectCount(4, "4 elements");
-    expectCount(63, "63 elements");
-    expectCount(64, "64 elements or more");
-    expectCount(100000, "64 elements or more");
+    expectCount(16, "16 elements");
+    expectCount(17, "17 elements or more");
+    expectCount(100000, "17 elements or more");
 }
 
 TEST(CView, FromJson_WholeNumbersServeAsNumbers)

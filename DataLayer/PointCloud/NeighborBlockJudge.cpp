@@ -111,8 +111,9 @@ void JudgeNeighborBlock(const SBlocksAround& around, std::uint32_t* states)
             std::uint32_t* const words = states + c_blockEdge * z;
             for (std::uint32_t y = 0; y < c_blockEdge; ++y)
             {
-                words[y] =
-                    std::uint32_t{farRows[y]} << 16U | (std::uint32_t{covered[y]} & openRows[y]);
+                const std::uint32_t farCells = farRows[y];
+                const std::uint32_t coveredCells = covered[y];
+                words[y] = farCells << 16U | (coveredCells & openRows[y]);
             }
         }
     }

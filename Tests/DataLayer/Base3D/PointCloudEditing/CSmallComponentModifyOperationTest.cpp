@@ -292,6 +292,27 @@ TEST_F(SmallComponentOperationTest, MaskOfTheEntry_IsContinued)
     EXPECT_EQ(WordsOf(messages[0].GetNewState().mask.GetValue()), MakeWords({0x08, 0x0A}));
 }
 
+TEST_F(SmallComponentOperationTest, FewChangesAmongManySurfels_KeepAllOtherWords)
+{
+    // Words are looked at in blocks, and copied only behind one without a change.
+    std::vector<LqVector3f> positions(5000, c_main);
+    std::vector<Base::CSurfelBitMask> words(positions.size() + 10);
+    for (std::size_t index = 0; index < words.size(); ++index)
+    {
+        words[index].bits = static_cast<std::uint16_t>(index << 5U);
+    }
+    std::vector<Base::CSurfelBitMask> expected = words;
+    for (const std::size_t index : {2100U, 2101U, 4999U})
+    {
+        positions[index] = c_small;
+        expected[index].bits |= Base::CSurfelBitMask::SurfelFlagSmallComponent;
+    }
+    const std::vector<Message> messages =
+        messagesOf(makeKnownEntry(SMockEntity(positions), MakeSurfelMask(words)));
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(WordsOf(messages[0].GetNewState().mask.GetValue()), expected);
+}
+
 TEST_F(SmallComponentOperationTest, CollectionWithoutPositions_Throws)
 {
     m_changed.collection->SetPositionAccess(nullptr);

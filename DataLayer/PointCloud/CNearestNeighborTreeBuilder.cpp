@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "Base/Support/LargePages.h"
 #include "Base/Support/ParallelFor.h"
 #include "DataLayer/PointCloud/RecordSelection.h"
 
@@ -106,6 +107,7 @@ void CNearestNeighborTreeBuilder::makeLevels()
         nodeCount += m_sizes[m_topLevel];
     } while (m_sizes[m_topLevel] > 1);
 
+    Base::ReserveInLargePages(m_nodes, nodeCount);
     m_nodes.assign(nodeCount, emptyNode());
     SNode* next = m_nodes.data();
     for (std::uint32_t level = 1; level <= m_topLevel; ++level)

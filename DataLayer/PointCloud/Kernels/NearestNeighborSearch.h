@@ -125,7 +125,11 @@ private:
         std::uint32_t nearest = pending.slots;
         if ((nearest & (nearest - 1U)) != 0)
         {
-            nearest &= slotsEqual(pending.distances, leastDistance(pending.distances, nearest));
+            // Mostly the query lies in one of the boxes, which is quicker to tell than the least.
+            const std::uint32_t around = nearest & slotsEqual(pending.distances, Vector::Set(0.0F));
+            nearest = around != 0 ? around
+                                  : nearest & slotsEqual(pending.distances,
+                                                         leastDistance(pending.distances, nearest));
         }
         const std::uint32_t slot = firstSlot(nearest);
         pending.slots &= ~(1U << slot);

@@ -26,7 +26,7 @@ namespace DataLayer
 /// points of cells whose points differ are answered one by one. What is judged, and why that is
 /// exact, is told in Docs/NeighborCells.md.
 ///
-/// Takes 36 to 40 bytes for each position of a smooth surface, half a bound apart.
+/// Takes 35 to 43 bytes for each position of a smooth surface, half a bound apart or a little less.
 /// Const operations are safe from any number of threads; they take no lock and allocate nothing,
 /// but for the index of the search the first time that many positions lie close together.
 ///

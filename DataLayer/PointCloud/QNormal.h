@@ -19,7 +19,9 @@ inline constexpr std::uint16_t c_invalidQNormal = 0x1FC0;
 /// strictly negative components only.
 [[nodiscard]] VEKO2_DATALAYER_EXPORT std::uint16_t EncodeQNormal(float x, float y, float z);
 
-/// The unit vector that \p code stands for; (0, 0, 0) for the invalid code.
+/// The unit vector that \p code stands for; (0, 0, 0) for the invalid code and the others between
+/// the two halves of the grid, whose two fields (bits 7 to 12 and 0 to 6) add up to 127: no
+/// direction has one of them.
 ///
 /// For every code that EncodeQNormal() makes, encoding the result gives that code again.
 [[nodiscard]] VEKO2_DATALAYER_EXPORT LqVector3f DecodeQNormal(std::uint16_t code);

@@ -1,0 +1,173 @@
+#include <gmock/gmock.h>
+
+#include <array>
+
+#include "Application/Files/COutputError.h"
+#include "Application/Projects/CProject.h"
+#include "Tests/Application/Projects/CProjectTestFixture.h"
+
+// The edits of a project: making, undoing and redoing them.
+
+namespace
+{
+
+using Application::COutputError;
+using Application::CProject;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::array<std::uint16_t, 4> c_values{1, 2, 3, 4};
+
+using CProjectHistoryTest = ProjectTest::CProjectTest;
+
+TEST_F(CProjectHistoryTest, Commit_ChangesOnlyTheScansGiven)
+{
+    commit(1, 8);
+    EXPECT_TRUE(read(0).empty());
+    EXPECT_EQ(read(1), Words(3, {8}));
+}
+
+TEST_F(CProjectHistoryTest, UndoAndRedo_GoThroughEveryEdit)
+{
+    for (const std::uint16_t value : c_values)
+    {
+        commit(0, value);
+    }
+    for (const std::uint16_t value : {c_values[2], c_values[1], c_values[0]})
+    {
+        EXPECT_EQ(edit().Undo(1).commands.size(), 1U);
+        EXPECT_EQ(read(0), Words(3, {value}));
+    }
+    edit().Undo(1);
+    EXPECT_TRUE(read(0).empty());
+    for (const std::uint16_t value : c_values)
+    {
+        EXPECT_EQ(edit().Redo(1).commands.size(), 1U);
+        EXPECT_EQ(read(0), Words(3, {value}));
+    }
+}
+
+TEST_F(CProjectHistoryTest, Undo_SeveralAtOnceNameTheEditsFromTheLast)
+{
+    commit(0, 1);
+    commit(1, 2);
+    commit(0, 3);
+    const CProject::SStep step = edit().Undo(2);
+    EXPECT_THAT(step.commands, ElementsAre("edit 3", "edit 2"));
+    EXPECT_THAT(step.scans, ElementsAre(0, 1));
+    EXPECT_EQ(read(0), Words(3, {1}));
+    EXPECT_TRUE(read(1).empty());
+}
+
+TEST_F(CProjectHistoryTest, Undo_MoreThanThereIsTakesAllBack)
+{
+    commit(0, 1);
+    commit(0, 2);
+    EXPECT_EQ(edit().Undo(100).commands.size(), 2U);
+    EXPECT_TRUE(read(0).empty());
+}
+
+TEST_F(CProjectHistoryTest, UndoAndRedo_WithNothingToDoChangeNothing)
+{
+    const auto before = snapshot();
+    EXPECT_THAT(edit().Undo(1).commands, IsEmpty());
+    EXPECT_THAT(edit().Redo(1).commands, IsEmpty());
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectHistoryTest, Commit_EndsWhatCouldBeRedone)
+{
+    commit(0, 1);
+    commit(0, 2);
+    edit().Undo(1);
+    commit(0, 3);
+    EXPECT_THAT(edit().Redo(1).commands, IsEmpty());
+    EXPECT_THAT(edit().Undo(2).commands, ElementsAre("edit 3", "edit 1"));
+}
+
+TEST_F(CProjectHistoryTest, Commit_LeavesOnlyTheFilesThatCount)
+{
+    commit(0, 1);
+    commit(0, 2);
+    EXPECT_THAT(listData(), ElementsAre("1.edit", "2-0.flags", "2.edit"));
+}
+
+TEST_F(CProjectHistoryTest, Commit_RemovesWhatAKilledProcessLeft)
+{
+    FileTest::WriteAll(data("9-0.flags"), "x");
+    FileTest::WriteAll(data("9.edit"), "x");
+    FileTest::WriteAll(data(".veko2-0123456789abcdef.part"), "x");
+    commit(0, 1);
+    EXPECT_THAT(listData(), ElementsAre("10-0.flags", "10.edit"));
+}
+
+TEST_F(CProjectHistoryTest, Commit_NumbersNeverBeginAgain)
+{
+    // The largest number that 64 bits hold is not one of ours.
+    FileTest::WriteAll(data("18446744073709551615.edit"), "x");
+    commit(0, 1);
+    EXPECT_THAT(listData(), ElementsAre("1-0.flags", "1.edit", "18446744073709551615.edit"));
+    FileTest::WriteAll(data("999999999999999999.edit"), "x");
+    const auto before = snapshot();
+    EXPECT_THROW(commit(0, 2), COutputError);
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectHistoryTest, Commit_LeavesFilesOfOtherNamesAlone)
+{
+    for (const char* const name :
+         {"notes.txt", "1.edit.bak", "x-1.flags", "01.edit", "1-2-3.flags"})
+    {
+        FileTest::WriteAll(data(name), "x");
+    }
+    commit(0, 1);
+    EXPECT_THAT(listData(), testing::IsSupersetOf({"notes.txt", "1.edit.bak", "x-1.flags",
+                                                   "01.edit", "1-2-3.flags"}));
+}
+
+TEST_F(CProjectHistoryTest, Commit_DropsTheOldestEditsBeyondTheBudget)
+{
+    commit(0, 1);
+    const std::uint64_t bytes = edit().GetDocument().edits[0].bytes;
+    create(2 * bytes);
+    EXPECT_EQ(commit(0, 1), 0U);
+    EXPECT_EQ(commit(0, 2), 0U);
+    EXPECT_EQ(commit(0, 3), 1U);
+    EXPECT_THAT(edit().Undo(9).commands, ElementsAre("edit 3", "edit 2"));
+    EXPECT_EQ(read(0), Words(3, {1}));
+}
+
+TEST_F(CProjectHistoryTest, Commit_KeepsTheNewestEditWhateverTheBudget)
+{
+    create(0);
+    EXPECT_EQ(commit(0, 1), 0U);
+    EXPECT_EQ(commit(0, 2), 1U);
+    EXPECT_THAT(edit().Undo(9).commands, ElementsAre("edit 2"));
+}
+
+TEST_F(CProjectHistoryTest, Commit_AFailureLeavesTheProjectAsItWas)
+{
+    commit(0, 1);
+    const auto before = snapshot();
+    CProject open = edit();
+    // A folder in the place of the project file cannot be replaced by a file.
+    std::filesystem::rename(project(), m_folder / "aside");
+    std::filesystem::create_directory(project());
+    EXPECT_THROW(open.Commit("edit", {{0, Words(3, {2})}}), COutputError);
+    EXPECT_THROW(open.Undo(1), COutputError);
+    std::filesystem::remove(project());
+    std::filesystem::rename(m_folder / "aside", project());
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectHistoryTest, Commit_ThroughASymbolicLinkChangesTheProjectBehindIt)
+{
+    std::filesystem::create_directory(m_folder / "links");
+    std::filesystem::create_symlink(project(), m_folder / "links" / "link.json");
+    CProject::Open(m_folder / "links" / "link.json", Access::Edit)
+        .Commit("edit", {{0, Words(3, {5})}});
+    EXPECT_EQ(read(0), Words(3, {5}));
+    EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "links" / "link.json"));
+}
+
+}  // namespace

@@ -53,6 +53,22 @@ TEST_F(ParallelForTest, NoItems_CallsNothing)
     run([] { ParallelFor(0, [](std::uint32_t) { FAIL(); }); });
 }
 
+std::atomic<std::uint32_t> g_sum = 0;
+
+void AddToSum(std::uint32_t index)
+{
+    g_sum += index + 1;
+}
+
+TEST_F(ParallelForTest, AFunction_IsCalledByItsName)
+{
+    g_sum = 0;
+    run([] { ParallelFor(4, AddToSum); });
+    EXPECT_EQ(g_sum, 10U);
+    run([] { ParallelFor(4, &AddToSum); });
+    EXPECT_EQ(g_sum, 20U);
+}
+
 TEST_F(ParallelForTest, OneItem_RunsOnTheCallingThread)
 {
     run([] {

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "Tests/Support/CFaultCounter.h"
+
 // In a file of their own: inlined beside a `new` they look like a mismatch to the compiler.
 namespace
 {
@@ -12,29 +14,12 @@ namespace
 std::atomic<std::size_t> g_numAllocations = 0;
 std::atomic<std::size_t> g_numReleases = 0;
 
-// Numbers of allocations, counted from the moment at which faults are asked for; the first one that
-// fails, 0 for none, and the first behind it that does not.
-std::atomic<std::size_t> g_firstFailing = 0;
-std::atomic<std::size_t> g_endFailing = 0;
-std::atomic<std::size_t> g_numCounted = 0;
-std::atomic<std::size_t> g_numFailed = 0;
-
-bool isToFail()
-{
-    const std::size_t first = g_firstFailing;
-    if (first == 0)
-    {
-        return false;
-    }
-    const std::size_t number = ++g_numCounted;
-    return number >= first && number < g_endFailing;
-}
+constinit TestSupport::CFaultCounter g_faults;
 
 void* allocate(std::size_t size, std::size_t alignment)
 {
-    if (isToFail())
+    if (g_faults.Count() != 0)
     {
-        ++g_numFailed;
         throw std::bad_alloc();
     }
     const std::size_t wholeBlocks = (std::max<std::size_t>(size, 1) + alignment - 1) / alignment;
@@ -98,20 +83,17 @@ std::size_t GetLiveAllocationCount()
 
 CAllocationFaults::CAllocationFaults(std::size_t number, EFailing failing)
 {
-    g_numCounted = 0;
-    g_numFailed = 0;
-    g_endFailing = failing == EFailing::Once ? number + 1 : static_cast<std::size_t>(-1);
-    g_firstFailing = number;
+    g_faults.Start(number, failing);
 }
 
 CAllocationFaults::~CAllocationFaults()
 {
-    g_firstFailing = 0;
+    g_faults.Stop();
 }
 
 std::size_t CAllocationFaults::GetNumFailed() const
 {
-    return g_numFailed;
+    return g_faults.GetNumFailed();
 }
 
 }  // namespace TestSupport

@@ -5,18 +5,15 @@
 #include <string>
 #include <thread>
 
+#include "Tests/Support/CFaultCounter.h"
+
 namespace TestSupport
 {
 
 namespace
 {
 
-// Numbers of calls, counted from the moment at which faults are asked for; the first one that
-// fails, 0 for none, and the first behind it that does not.
-std::atomic<std::size_t> g_firstFailing = 0;
-std::atomic<std::size_t> g_endFailing = 0;
-std::atomic<std::size_t> g_numCounted = 0;
-std::atomic<std::size_t> g_numFailed = 0;
+CFaultCounter g_faults;
 
 /// The state of the delays' random numbers; 0 when there are no delays.
 std::atomic<std::uint64_t> g_random = 0;
@@ -45,14 +42,9 @@ CCallFault::CCallFault(std::size_t number)
 
 void OnMockCall()
 {
-    if (const std::size_t first = g_firstFailing; first != 0)
+    if (const std::size_t number = g_faults.Count(); number != 0)
     {
-        const std::size_t number = ++g_numCounted;
-        if (number >= first && number < g_endFailing)
-        {
-            ++g_numFailed;
-            throw CCallFault(number);
-        }
+        throw CCallFault(number);
     }
     if (g_random != 0)
     {
@@ -62,20 +54,17 @@ void OnMockCall()
 
 CCallFaults::CCallFaults(std::size_t number, EFailing failing)
 {
-    g_numCounted = 0;
-    g_numFailed = 0;
-    g_endFailing = failing == EFailing::Once ? number + 1 : static_cast<std::size_t>(-1);
-    g_firstFailing = number;
+    g_faults.Start(number, failing);
 }
 
 CCallFaults::~CCallFaults()
 {
-    g_firstFailing = 0;
+    g_faults.Stop();
 }
 
 std::size_t CCallFaults::GetNumFailed() const
 {
-    return g_numFailed;
+    return g_faults.GetNumFailed();
 }
 
 CCallDelays::CCallDelays(std::uint64_t seed)

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <string_view>
 
 namespace Application
 {
@@ -11,9 +14,10 @@ namespace Application
 /// A file's bytes in memory without reading them: mapped read-only, paged in as they are used and
 /// dropped by the system when memory is short.
 ///
-/// Immutable and safe for concurrent readers. The bytes stay readable when the file is replaced or
-/// deleted meanwhile; a process that shortens the file in place while it is mapped makes reading
-/// fail with SIGBUS, as with every mapping.
+/// Immutable and safe for concurrent readers. The bytes stay the same and readable when the file is
+/// replaced or deleted meanwhile. A process that writes into the file in place changes them, which
+/// CheckUnchanged() finds out; one that shortens it makes reading fail with SIGBUS, as with every
+/// mapping, for which a host that wants to go on or to say why has a handler that asks FindName().
 class CMappedFile
 {
 public:
@@ -27,11 +31,38 @@ public:
     [[nodiscard]] const std::filesystem::path& GetPath() const { return m_path; }
     [[nodiscard]] std::span<const std::byte> GetBytes() const { return m_bytes; }
 
+    /// Asked before anything that was made from the bytes is kept.
+    /// @throw CInputError when the file was written to or shortened since it was opened. What the
+    /// system's clock for files cannot tell apart, a few milliseconds, is not noticed.
+    void CheckUnchanged() const;
+
+    /// Called when the system could not read from \p address.
+    /// @throw CInputError when that is in a mapped file, which was shortened then.
+    static void CheckReadable(const void* address);
+
+    /// The name of the file that the process has mapped at \p address, as much of it as \p room
+    /// holds; empty when there is none. Async-signal-safe.
+    [[nodiscard]] static std::string_view FindName(const void* address,
+                                                   std::span<char> room) noexcept;
+
 private:
-    CMappedFile(std::filesystem::path path, std::span<const std::byte> bytes);
+    /// What tells that a file was written to.
+    struct SVersion
+    {
+        dev_t device = 0;
+        ino_t number = 0;
+        off_t size = 0;
+        timespec changed{};
+    };
+
+    CMappedFile(std::filesystem::path path, std::span<const std::byte> bytes,
+                const SVersion& version);
+
+    [[nodiscard]] static SVersion makeVersion(const struct stat& status);
 
     std::filesystem::path m_path;
     std::span<const std::byte> m_bytes;
+    SVersion m_version;
 };
 
 }  // namespace Application

@@ -13,6 +13,7 @@
 #include <string>
 #include <system_error>
 
+#include "Application/Files/CMappedFile.h"
 #include "Application/Files/COutputError.h"
 
 namespace Application
@@ -231,7 +232,12 @@ void CReplacementFile::writeThrough(std::span<const std::byte> bytes)
             {
                 continue;
             }
-            throw failure(m_target, errno);
+            const int reason = errno;
+            if (reason == EFAULT)
+            {
+                CMappedFile::CheckReadable(bytes.data());
+            }
+            throw failure(m_target, reason);
         }
         bytes = bytes.subspan(static_cast<std::size_t>(count));
         m_written += static_cast<std::uint64_t>(count);

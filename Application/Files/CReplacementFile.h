@@ -56,7 +56,8 @@ public:
     CReplacementFile& operator=(const CReplacementFile&) = delete;
 
     /// Appends. Small pieces are gathered, large ones written as they lie.
-    /// @throw COutputError when the system cannot store them, such as on a full disk.
+    /// @throw COutputError when the system cannot store them, such as on a full disk; CInputError
+    /// when a large piece lies in a mapped file that was shortened.
     void Write(std::span<const std::byte> bytes);
 
     /// Appends text as it is.

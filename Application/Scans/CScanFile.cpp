@@ -67,7 +67,9 @@ namespace
 CScanFile CScanFile::Open(const std::filesystem::path& file, const ProgressCallback& progress)
 {
     const std::shared_ptr<const CMappedFile> mapped = CMappedFile::Open(file);
-    return Parse({file, mapped->GetBytes(), mapped}, progress);
+    CScanFile scan = Parse({file, mapped->GetBytes(), mapped}, progress);
+    scan.m_file = mapped;
+    return scan;
 }
 
 bool CScanFile::HasScanName(const std::filesystem::path& file)
@@ -96,6 +98,14 @@ std::uint64_t CScanFile::GetPointCount() const
     return GetSurfelCollection()->GetCount();
 }
 
+void CScanFile::CheckUnchanged() const
+{
+    if (m_file)
+    {
+        m_file->CheckUnchanged();
+    }
+}
+
 void CScanFile::WriteKept(const std::filesystem::path& target, const CKeptPoints& kept, bool force,
                           const ProgressCallback& progress) const
 {
@@ -107,6 +117,7 @@ void CScanFile::WriteKept(const std::filesystem::path& target, const CKeptPoints
     }
     CReplacementFile file(target, force);
     m_content->WriteKept(file, kept, progress);
+    CheckUnchanged();
     file.Commit();
     if (progress)
     {
@@ -131,6 +142,7 @@ void CScanFile::WriteFlagged(const std::filesystem::path& target,
                           "expected a PLY file, the only format whose points can get a property "
                           "with their flags");
     }
+    CheckUnchanged();
     file.Commit();
     if (progress)
     {

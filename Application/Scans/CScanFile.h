@@ -16,6 +16,8 @@
 namespace Application
 {
 
+class CMappedFile;
+
 /// A scan read from a file, whatever its format, and the way back into a file of that format.
 ///
 ///     const CScanFile scan = CScanFile::Open("scan.ply");
@@ -79,13 +81,19 @@ public:
     /// What the file says about itself.
     [[nodiscard]] SScanDescription Describe() const { return m_content->Describe(); }
 
+    /// Asked before anything that was made from the scan is kept; WriteKept() and WriteFlagged()
+    /// ask by themselves.
+    /// @throw CInputError when the file was written to in place since it was opened: then it is
+    /// unknown what was read. One that was replaced or deleted is still what it was.
+    void CheckUnchanged() const;
+
     /// Writes the file again, in its own format, without the points that are not kept. Everything
     /// else stays byte for byte what it was; faces stay when all their vertices do, and refer to
     /// them by their new numbers. With all points kept the files are equal. The target may be the
     /// scan file itself.
     /// @throw COutputError when the target exists and not \p force, or cannot be written; it is
     /// then what it was.
-    /// @throw CInputError when the file has something that cannot be cut.
+    /// @throw CInputError when the file has something that cannot be cut, or CheckUnchanged() does.
     /// @throw std::invalid_argument when \p kept has neither one word per point nor none.
     void WriteKept(const std::filesystem::path& target, const CKeptPoints& kept, bool force,
                    const ProgressCallback& progress = {}) const;
@@ -94,7 +102,8 @@ public:
     /// each, its flag word. Everything else stays byte for byte what it was. \p flags has one word
     /// per point, or none, which stands for words of 0. The target may be the scan file itself.
     /// @throw COutputError as WriteKept().
-    /// @throw CInputError when the file is no PLY file, or has that property already.
+    /// @throw CInputError when the file is no PLY file, or has that property already, or
+    /// CheckUnchanged() does.
     /// @throw std::invalid_argument when \p flags has neither one word per point nor none.
     void WriteFlagged(const std::filesystem::path& target,
                       std::span<const Base::CSurfelBitMask> flags, bool force,
@@ -105,6 +114,7 @@ private:
 
     std::filesystem::path m_path;
     std::shared_ptr<const IScanContent> m_content;
+    std::shared_ptr<const CMappedFile> m_file;  ///< null for bytes in memory
 };
 
 }  // namespace Application

@@ -304,7 +304,7 @@ SReport CCleanCommand::cleanProject(CConsole& console) const
     report.document["project"] = m_scans[0];
     if (!m_dryRun)
     {
-        AddEdit(project, "clean", changed, console, report);
+        AddEdit(project, "clean", stations, changed, console, report);
     }
     return report;
 }
@@ -323,6 +323,8 @@ void CCleanCommand::checkScans() const
     }
     if (m_outputs.empty() && m_flags.empty() && !m_dryRun)
     {
+        // A project needs none of them: where the file is missing, that is what is wrong.
+        std::for_each(m_scans.begin(), m_scans.end(), CheckReadable);
         throw CUsageError("where to? give --output, --flags or --dry-run");
     }
     for (const auto& [option, files] :
@@ -377,6 +379,7 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
     for (std::size_t index = 0; index < stations.size() && !m_dryRun; ++index)
     {
         const SStation& station = stations[index];
+        station.scan.CheckUnchanged();
         Words words = changed[index] ? changed[index]->GetBitMasks() : station.GetFlags();
         words.resize(station.scan.GetPointCount());
         if (!m_flags.empty())

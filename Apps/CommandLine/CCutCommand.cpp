@@ -145,6 +145,7 @@ SReport CCutCommand::Run(CConsole& console)
     counts.kept = keptBefore - counts.newlyCut;
     const Application::CKeptPoints kept(flags);
     CInterruption::ThrowIfRequested();
+    scan.CheckUnchanged();
 
     if (!m_picture.empty())
     {
@@ -169,6 +170,8 @@ void CCutCommand::check() const
 {
     if (m_output.empty() && m_flags.empty() && !m_dryRun)
     {
+        // A project needs none of them: where the file is missing, that is what is wrong.
+        CheckReadable(m_scan);
         throw CUsageError("where to? give --output, --flags or --dry-run");
     }
 }

@@ -4,9 +4,12 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <climits>
 #include <string_view>
 
+#include "Application/Files/CMappedFile.h"
 #include "Application/Files/CUnfinishedFile.h"
 #include "Apps/CommandLine/ExitCode.h"
 
@@ -23,21 +26,39 @@ constexpr suseconds_t c_patienceInMicroseconds = 700'000;
 std::atomic<bool> g_isRequested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "written by a signal handler");
 
+void Print(std::string_view text)
+{
+    (void)!write(STDERR_FILENO, text.data(), text.size());
+}
+
 void EndAtOnce(int /*signal*/)
 {
     Application::CUnfinishedFile::RemoveAll();
-    constexpr std::string_view c_message = "veko2: interrupted\n";
-    (void)!write(STDERR_FILENO, c_message.data(), c_message.size());
+    Print("veko2: interrupted\n");
     _exit(static_cast<int>(ExitCode::Interrupted));
 }
 
 /// A page of a mapped input is gone, because the file was shortened or its disk failed.
-void EndWithoutInput(int /*signal*/)
+void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
 {
+    char room[PATH_MAX];
+    const std::string_view name =
+        information->si_code > 0 ? Application::CMappedFile::FindName(information->si_addr, room)
+                                 : std::string_view();
+    if (name.empty())
+    {
+        // Not about an input: it means what it always does.
+        ::signal(signal, SIG_DFL);
+        raise(signal);
+        return;
+    }
     Application::CUnfinishedFile::RemoveAll();
-    constexpr std::string_view c_message =
-        "veko2: an input was shortened, or its disk failed, while it was being read\n";
-    (void)!write(STDERR_FILENO, c_message.data(), c_message.size());
+    std::replace_if(
+        room, room + name.size(),
+        [](char character) { return static_cast<unsigned char>(character) < 0x20; }, '?');
+    Print("veko2: ");
+    Print(name);
+    Print(": was shortened, or its disk failed, while it was being read\n");
     _exit(static_cast<int>(ExitCode::InputUnreadable));
 }
 
@@ -75,7 +96,11 @@ void CInterruption::Install()
         Handle(signal, Remember);
     }
     Handle(SIGALRM, EndAtOnce);
-    Handle(SIGBUS, EndWithoutInput);
+    struct sigaction action = {};
+    action.sa_sigaction = EndWithoutInput;
+    action.sa_flags = SA_SIGINFO;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGBUS, &action, nullptr);
     // A reader that goes away and a file that may not grow are failed writes with a message, not a
     // sudden end that would leave unfinished files behind.
     ::signal(SIGPIPE, SIG_IGN);

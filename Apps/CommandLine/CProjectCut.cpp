@@ -75,7 +75,7 @@ SReport CProjectCut::Run(CConsole& console) const
         {
             masks.push_back(entry.mask);
         }
-        AddEdit(project, "cut", masks, console, result);
+        AddEdit(project, "cut", stations, masks, console, result);
     }
     return result;
 }

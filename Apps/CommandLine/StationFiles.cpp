@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "Application/Files/CMappedFile.h"
 #include "Application/Projects/Stations.h"
 #include "Application/Scans/CFlagFile.h"
 #include "Apps/CommandLine/CConsole.h"
@@ -24,6 +25,11 @@ SStation OpenStation(const std::string& scan, const std::string& flags, CConsole
         words = Application::CFlagFile::Read(flags, file.GetPointCount());
     }
     return Application::MakeStation(std::move(file), std::move(words));
+}
+
+void CheckReadable(const std::string& file)
+{
+    (void)Application::CMappedFile::Open(file);
 }
 
 std::vector<Application::CCameraFit::SScan> ToFit(const std::vector<SStation>& stations)

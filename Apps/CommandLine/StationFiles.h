@@ -20,6 +20,9 @@ class CConsole;
 [[nodiscard]] Application::SStation OpenStation(const std::string& scan, const std::string& flags,
                                                 CConsole& console);
 
+/// @throw Application::CInputError when \p file is missing, empty or no file.
+void CheckReadable(const std::string& file);
+
 /// What a camera is fitted to, and what is drawn; the latter keeps views of the stations' flags.
 [[nodiscard]] std::vector<Application::CCameraFit::SScan> ToFit(
     const std::vector<Application::SStation>& stations);

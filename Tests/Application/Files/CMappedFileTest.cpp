@@ -4,6 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <chrono>
+#include <memory>
+#include <span>
 #include <string>
 
 #include "Application/Files/CInputError.h"
@@ -97,6 +101,103 @@ TEST(CMappedFile, Open_FileThatMayNotBeRead)
 
     EXPECT_EQ(messageOf(folder / "a"),
               (folder / "a").string() + ": cannot be read: Permission denied");
+}
+
+/// What CheckUnchanged() says; empty when it is content.
+[[nodiscard]] std::string changeOf(const CMappedFile& file)
+{
+    try
+    {
+        file.CheckUnchanged();
+    }
+    catch (const Application::CInputError& error)
+    {
+        return error.what();
+    }
+    return {};
+}
+
+/// A file that was written long ago, as far as the system's clock for files can tell.
+void writeLongAgo(const std::filesystem::path& file, std::string_view content)
+{
+    FileTest::WriteAll(file, content);
+    std::filesystem::last_write_time(
+        file, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+}
+
+TEST(CMappedFile, CheckUnchanged_AFileThatIsLeftAlone)
+{
+    const CTemporaryFolder folder;
+    writeLongAgo(folder / "a", "content");
+    const auto file = CMappedFile::Open(folder / "a");
+    (void)FileTest::ReadAll(folder / "a");
+    std::filesystem::permissions(folder / "a", std::filesystem::perms::owner_read);
+
+    EXPECT_EQ(changeOf(*file), "");
+}
+
+TEST(CMappedFile, CheckUnchanged_AFileThatIsOverwritten)
+{
+    const CTemporaryFolder folder;
+    writeLongAgo(folder / "a", "content");
+    const auto file = CMappedFile::Open(folder / "a");
+    FileTest::WriteAll(folder / "a", "another");
+
+    EXPECT_EQ(changeOf(*file), (folder / "a").string() +
+                                   ": was written to by another program while it was being read; "
+                                   "try again when that has ended");
+}
+
+// Behind the new end there are zeros up to the end of its page, without any signal.
+TEST(CMappedFile, CheckUnchanged_AFileThatLosesItsLastByte)
+{
+    const CTemporaryFolder folder;
+    writeLongAgo(folder / "a", "content");
+    const auto changed = std::filesystem::last_write_time(folder / "a");
+    const auto file = CMappedFile::Open(folder / "a");
+    std::filesystem::resize_file(folder / "a", 6);
+    std::filesystem::last_write_time(folder / "a", changed);
+
+    EXPECT_EQ(Application::AsText(file->GetBytes()), std::string("conten\0", 7));
+    EXPECT_NE(changeOf(*file), "");
+}
+
+TEST(CMappedFile, CheckUnchanged_AFileThatIsReplacedOrRemovedIsStillWhatItWas)
+{
+    const CTemporaryFolder folder;
+    writeLongAgo(folder / "a", "content");
+    FileTest::WriteAll(folder / "b", "another");
+    const auto file = CMappedFile::Open(folder / "a");
+
+    std::filesystem::rename(folder / "b", folder / "a");
+    EXPECT_EQ(changeOf(*file), "");
+    std::filesystem::remove(folder / "a");
+    EXPECT_EQ(changeOf(*file), "");
+    EXPECT_EQ(Application::AsText(file->GetBytes()), "content");
+}
+
+TEST(CMappedFile, FindName_TellsWhichFileIsThere)
+{
+    const CTemporaryFolder folder;
+    const auto name = std::filesystem::canonical(folder.GetPath()) / "a file with blanks";
+    FileTest::WriteAll(name, std::string(10000, 'x'));
+    const auto file = CMappedFile::Open(name);
+    const std::span<const std::byte> bytes = file->GetBytes();
+
+    std::array<char, 4096> room{};
+    EXPECT_EQ(CMappedFile::FindName(bytes.data(), room), name.string());
+    EXPECT_EQ(CMappedFile::FindName(bytes.data() + bytes.size() - 1, room), name.string());
+    EXPECT_EQ(CMappedFile::FindName(bytes.data(), std::span(room).first(5)),
+              name.string().substr(0, 5));
+}
+
+TEST(CMappedFile, FindName_MemoryOfNoFileHasNone)
+{
+    std::array<char, 4096> room{};
+    const auto onHeap = std::make_unique<int>();
+    EXPECT_EQ(CMappedFile::FindName(nullptr, room), "");
+    EXPECT_EQ(CMappedFile::FindName(room.data(), room), "");
+    EXPECT_EQ(CMappedFile::FindName(onHeap.get(), room), "");
 }
 
 }  // namespace

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "Application/Files/CInputError.h"
+#include "Application/Files/CMappedFile.h"
 #include "Application/Files/COutputError.h"
 #include "Tests/Application/Files/FileTestSupport.h"
 
@@ -252,6 +254,26 @@ TEST(CReplacementFile, Write_FileSizeLimitLeavesTheOldFile)
     EXPECT_EQ(message, (folder / "a").string() + ": cannot be written: File too large");
     EXPECT_EQ(ReadAll(folder / "a"), "old");
     EXPECT_EQ(folder.List(), (Names{"a"}));
+}
+
+TEST(CReplacementFile, Write_MappedFileThatIsShortenedIsAnErrorOfTheInput)
+{
+    const CTemporaryFolder folder;
+    WriteAll(folder / "scan", std::string(1 << 20, 'x'));
+    const auto mapped = Application::CMappedFile::Open(folder / "scan");
+    std::filesystem::resize_file(folder / "scan", 10);
+    CReplacementFile file(folder / "a", false);
+    try
+    {
+        file.Write(mapped->GetBytes());
+        FAIL();
+    }
+    catch (const Application::CInputError& error)
+    {
+        EXPECT_EQ(error.what(), std::filesystem::canonical(folder / "scan").string() +
+                                    ": was shortened, or its disk failed, while it was being read");
+    }
+    EXPECT_EQ(folder.List(), (Names{"scan"}));
 }
 
 TEST(CReplacementFile, Write_KilledProcessLeavesTheOldFile)

@@ -172,6 +172,25 @@ TEST_P(EveryKind, ProgressThatThrowsLeavesNoFile)
     EXPECT_TRUE(folder.List().empty());
 }
 
+TEST_P(EveryKind, WriteKept_AScanThatWasWrittenToMeanwhileIsRefused)
+{
+    const CTemporaryFolder folder;
+    const std::string content = makeContent(GetParam());
+    ScanTest::WriteAll(folder / GetParam(), content);
+    std::filesystem::last_write_time(folder / GetParam(), {});
+    const CScanFile scan = CScanFile::Open(folder / GetParam());
+    scan.CheckUnchanged();
+    ScanTest::WriteAll(folder / GetParam(), content);
+
+    EXPECT_THROW(scan.CheckUnchanged(), Application::CInputError);
+    EXPECT_THROW(scan.WriteKept(folder / "cut", CKeptPoints({}), false), Application::CInputError);
+    if (std::string(GetParam()) == "scan.ply")
+    {
+        EXPECT_THROW(scan.WriteFlagged(folder / "cut", {}, false), Application::CInputError);
+    }
+    EXPECT_EQ(folder.List(), (std::vector<std::string>{GetParam()}));
+}
+
 INSTANTIATE_TEST_SUITE_P(CScanFile, EveryKind,
                          testing::Values("scan.ply", "scan.obj", "scan.stl", "scan.xyz"));
 

@@ -127,8 +127,18 @@ TEST_F(CInterruptionDeathTest, MappedInputThatIsShortened_IsAnInputErrorAndLeave
             std::vector<std::byte> copy(mapped->GetBytes().begin(), mapped->GetBytes().end());
             file.Write(copy);
         },
-        testing::ExitedWithCode(3), "veko2: an input was shortened");
+        testing::ExitedWithCode(3), "veko2: .*/scan\\.ply: was shortened, or its disk failed");
     EXPECT_THAT(list(), testing::ElementsAre("scan.ply"));
+}
+
+TEST_F(CInterruptionDeathTest, BusErrorThatIsAboutNoInput_EndsTheProcessAsEver)
+{
+    EXPECT_EXIT(
+        {
+            CInterruption::Install();
+            raise(SIGBUS);
+        },
+        testing::KilledBySignal(SIGBUS), "");
 }
 
 TEST_F(CInterruptionDeathTest, SignalThatIsIgnoredAtStart_StaysIgnored)

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "Application/Projects/CProject.h"
@@ -12,6 +13,7 @@
 #include "Application/Scans/CKeptPoints.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CNewFolder.h"
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
@@ -107,9 +109,10 @@ SReport CApplyCommand::Run(CConsole& console)
         Application::LoadStations(project, MakeStepProgress(console, "Reading"));
     const std::vector<std::string> targets = MakeTargets(stations, m_folder);
     const std::string transforms = (fs::path(m_folder) / "transforms.txt").string();
+    std::optional<CNewFolder> folder;
     if (!m_dryRun)
     {
-        MakeFolder(m_folder);
+        folder.emplace(m_folder);
         // The project's flags belong to its scans as they are.
         std::vector<std::string> inputs{m_project};
         for (const SStation& station : stations)

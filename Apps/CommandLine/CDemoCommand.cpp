@@ -12,6 +12,7 @@
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
+#include "Apps/CommandLine/CNewFolder.h"
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/OutputFiles.h"
 #include "Apps/CommandLine/ValueParsing.h"
@@ -126,7 +127,7 @@ SReport CDemoCommand::Run(CConsole& console)
         settings.seed = ParseCount("--seed", m_seed);
     }
     const CDemoScene scene = MakeScene(settings);
-    MakeFolder(m_folder);
+    const CNewFolder folder(m_folder);
     const auto in = [&](const std::string& name) {
         return (std::filesystem::path(m_folder) / name).string();
     };

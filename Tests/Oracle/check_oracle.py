@@ -8,6 +8,7 @@ count as equal whatever their bits, since no contract tells which they are.
 
 import argparse
 import os
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -58,7 +59,7 @@ SHOWN_VALUES = 48
 
 class Comparison:
     def __init__(self, program, kernel, folder):
-        self.program = program
+        self.program = program  # with the emulator in front, if any
         self.kernel = kernel
         self.folder = folder
 
@@ -66,7 +67,7 @@ class Comparison:
         """Starts to make and answer cases; the result is for finish()."""
         cases = os.path.join(self.folder, f"cases{slot}")
         answers = os.path.join(self.folder, f"answers{slot}")
-        command = [self.program, "--kind", kind, "--cases", cases, "--answers", answers]
+        command = [*self.program, "--kind", kind, "--cases", cases, "--answers", answers]
         if seed is not None:
             command += ["--seed", str(seed), "--first", str(first), "--count", str(count)]
         if self.kernel:
@@ -77,7 +78,7 @@ class Comparison:
         """The cases, and the names of the arrays that differ."""
         process, cases_path, answers_path, kind = started
         if process.wait() != 0:
-            raise SystemExit(f"{self.program} failed.")
+            raise SystemExit(f"{self.program[-1]} failed.")
         cases, answers = read_arrays(cases_path), read_arrays(answers_path)
         os.remove(cases_path)
         os.remove(answers_path)
@@ -237,6 +238,8 @@ def check_scans(comparison, folder):
 def main():
     parser = argparse.ArgumentParser(prog="check-oracle", description=__doc__.splitlines()[0])
     parser.add_argument("--program", required=True, help="the built Veko2_OracleCases")
+    parser.add_argument("--emulator", default="", metavar="COMMAND",
+                        help="runs the program, which is made for another processor")
     parser.add_argument("--cases", type=int, default=2000,
                         help="of each kind; of whole batches a tenth (default: 2000)")
     parser.add_argument("--seed", type=int, default=1)
@@ -250,14 +253,15 @@ def main():
     if options.long:
         options.cases = 1000000
 
+    program = [*shlex.split(options.emulator), options.program]
     kernels = [options.kernel]
     if options.kernel == "all":
-        kernels = subprocess.run([options.program, "--kernels", "all"], check=True,
+        kernels = subprocess.run([*program, "--kernels", "all"], check=True,
                                  stdout=subprocess.PIPE, text=True).stdout.split()
     total_cases, total_surfels = 0, 0
     with tempfile.TemporaryDirectory(prefix="check-oracle-") as folder:
         for kernel in kernels:
-            comparison = Comparison(options.program, kernel, folder)
+            comparison = Comparison(program, kernel, folder)
             if options.scans:
                 if not check_scans(comparison, options.scans):
                     return 1

@@ -7,28 +7,27 @@
 namespace CommandLine
 {
 
-namespace fs = std::filesystem;
-
 // What delegates is destroyed as a whole when its body throws.
 CNewFolder::CNewFolder(const std::string& folder) : CNewFolder()
 {
-    fs::path path;
-    for (const fs::path& name : fs::path(folder))
+    std::filesystem::path path;
+    for (const std::filesystem::path& name : std::filesystem::path(folder))
     {
         path /= name;
         std::error_code error;
-        if (!path.has_filename() || fs::is_directory(path, error))
+        if (!path.has_filename() || std::filesystem::is_directory(path, error))
         {
             continue;
         }
         // Room for it first: nothing may fail between making a folder and remembering it.
         m_made.push_back(path);
-        if (!fs::create_directory(path, error))
+        if (!std::filesystem::create_directory(path, error))
         {
             m_made.pop_back();
         }
         // One that another process has made meanwhile is as good.
-        if (error && !fs::is_directory(path))
+        std::error_code ignored;
+        if (error && !std::filesystem::is_directory(path, ignored))
         {
             throw Application::COutputError(folder, "cannot be made: " + error.message());
         }
@@ -41,7 +40,7 @@ CNewFolder::~CNewFolder()
     while (!m_made.empty())
     {
         // Leaves a folder that is not empty.
-        fs::remove(m_made.back(), ignored);
+        std::filesystem::remove(m_made.back(), ignored);
         m_made.pop_back();
     }
 }

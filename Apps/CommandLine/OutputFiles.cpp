@@ -5,7 +5,6 @@
 #include <set>
 #include <system_error>
 
-#include "Application/Files/COutputError.h"
 #include "Application/Files/CReplacementFile.h"
 #include "Application/Pictures/CPicture.h"
 #include "Application/Projects/CProjectFolder.h"
@@ -72,16 +71,6 @@ void CheckOutsideData(const std::string& option, const std::string& file,
     {
         throw CUsageError(option + ": '" + file + "' is in the project's own data folder '" +
                           data.string() + "', which only its edits may change");
-    }
-}
-
-void MakeFolder(const std::string& folder)
-{
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error)
-    {
-        throw Application::COutputError(folder, "cannot be made: " + error.message());
     }
 }
 

@@ -38,10 +38,6 @@ void CheckOutsideData(const std::string& option, const std::string& file,
 /// The file's one true name, whatever way it is written, whether it exists or not.
 [[nodiscard]] std::filesystem::path ToTrueName(const std::filesystem::path& file);
 
-/// Makes \p folder, and those above it, where it does not exist.
-/// @throw Application::COutputError when it cannot be made.
-void MakeFolder(const std::string& folder);
-
 /// Writes a whole file, complete or not at all.
 /// @throw Application::COutputError when it exists and not \p force, or cannot be written.
 void WriteText(const std::string& file, std::string_view text, bool force);

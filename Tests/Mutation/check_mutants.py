@@ -348,10 +348,11 @@ def main():
     untried = [(mutant, text) for mutant, text in mutants if mutant.name not in tried]
     if untried and not arguments.report:
         try_all(untried, results, arguments.jobs)
-    return report(mutants, results)
+    is_all = not (arguments.file or arguments.without or arguments.only or arguments.sample)
+    return report(mutants, results, is_all)
 
 
-def report(mutants, results):
+def report(mutants, results, is_all):
     outcomes = {}
     for mutant, _ in mutants:
         outcomes.setdefault(results.known.get(mutant.name, ("untried",))[0], []).append(mutant)
@@ -360,6 +361,9 @@ def report(mutants, results):
     unexplained = [mutant for mutant in survived if mutant.name not in reasons]
     for mutant in unexplained:
         print(f"survived without a reason: {mutant.place}\n    {mutant.name}")
+    stale = reasons - {mutant.name for mutant, _ in mutants} if is_all else set()
+    for name in sorted(stale):
+        print(f"Tests/Mutation/Survivors.txt: there is no such mistake:\n    {name}")
     noticed = count.get("noticed", 0)
     judged = noticed + len(survived)
     print(f"{len(mutants)} mistakes, {count.get('untried', 0)} of them not made yet; "
@@ -367,7 +371,7 @@ def report(mutants, results):
           f"of the other {judged} {noticed} are noticed "
           f"({100 * noticed / max(judged, 1):.1f} %), {len(survived)} survive, "
           f"{len(unexplained)} of these without a reason")
-    return 1 if unexplained else 0
+    return 1 if unexplained or stale else 0
 
 
 if __name__ == "__main__":

@@ -67,6 +67,23 @@ TEST(CMeshToSurfels, CreateMinimal_NormalsPointWhereTheTrianglesAreCounterClockw
               DataLayer::EncodeQNormal(0.0F, 0.0F, -1.0F));
 }
 
+TEST(CMeshToSurfels, CreateMinimal_NormalsPointAlongEveryAxis)
+{
+    Geometry::CTriangulation mesh;
+    mesh.vertices = {
+        {0.0F, 0.0F, 0.0F}, {1.0F, 0.0F, 0.0F}, {0.0F, 1.0F, 0.0F}, {0.0F, 0.0F, 1.0F}};
+    const auto codeOf = [&mesh](std::uint32_t second, std::uint32_t third) {
+        mesh.triangles = {{0, second, third}};
+        return GetCode(*CMeshToSurfels(c_usualDistance, false).CreateMinimal(mesh), 0);
+    };
+    EXPECT_EQ(codeOf(2, 3), DataLayer::EncodeQNormal(1.0F, 0.0F, 0.0F));
+    EXPECT_EQ(codeOf(3, 1), DataLayer::EncodeQNormal(0.0F, 1.0F, 0.0F));
+    EXPECT_EQ(codeOf(1, 2), DataLayer::EncodeQNormal(0.0F, 0.0F, 1.0F));
+    EXPECT_EQ(codeOf(3, 2), DataLayer::EncodeQNormal(-1.0F, 0.0F, 0.0F));
+    EXPECT_EQ(codeOf(1, 3), DataLayer::EncodeQNormal(0.0F, -1.0F, 0.0F));
+    EXPECT_EQ(codeOf(2, 1), DataLayer::EncodeQNormal(0.0F, 0.0F, -1.0F));
+}
+
 TEST(CMeshToSurfels, CreateMinimal_NormalsAreWeightedByArea)
 {
     // Along +z an area of 6, along +x one of 1.5: the sum is (1, 0, 4), not (1, 0, 1).

@@ -20,6 +20,8 @@ namespace
 constexpr std::size_t c_mostCharacters = 8191;
 constexpr int c_largestField = 1 << 20;
 constexpr std::size_t c_mostArguments = 3;
+/// A message is copied several times here, in characters of four bytes each.
+constexpr std::size_t c_longestFormat = 1 << 16;
 
 enum class EKind
 {
@@ -331,7 +333,7 @@ private:
 SCall TakeCall(CInputBytes& bytes)
 {
     SCall call;
-    while (!bytes.IsAtEnd())
+    while (!bytes.IsAtEnd() && call.format.size() < c_longestFormat)
     {
         const std::uint32_t kind = bytes.TakeBelow(4);
         if (kind == 0)

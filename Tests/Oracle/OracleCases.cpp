@@ -2,6 +2,7 @@
 #include <exception>
 #include <iostream>
 #include <map>
+#include <stdexcept>
 #include <string>
 
 #include "Tests/Oracle/CaseKinds.h"
@@ -57,6 +58,10 @@ void Run(std::map<std::string, std::string>& options)
     if (options.contains("--kernel"))
     {
         UseKernel(options["--kernel"]);
+    }
+    else if (!GetKernelNames().empty())
+    {
+        throw std::runtime_error("This program needs --kernel, a name that --kernels all lists.");
     }
     const auto kinds = GetCaseKinds();
     std::size_t kind = 0;

@@ -205,10 +205,10 @@ bool CNeighborCellsBuilder::addOccupiedBlocks()
         for (SRun& run : some)
         {
             run.block = blockAt(run.block) - 1;
-        }
-        if (isTooLarge())
-        {
-            return false;
+            if (isTooLarge())
+            {
+                return false;
+            }
         }
     }
     sortRuns(runs);

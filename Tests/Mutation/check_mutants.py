@@ -197,7 +197,9 @@ class Trial:
             words = [different.get(word, word) for word in self.build.links[target]]
             soname = [word.split(",")[-1] for word in words if "-soname," in word]
             words[words.index("-o") + 1] = os.path.join(self.place, "lib", (soname or [target])[0])
-            run(words, PROCESSOR_LIMIT)
+            if run(words, PROCESSOR_LIMIT)[0] != 0:
+                self.is_compiled = False
+                return
             self.linked.add(target)
 
     def is_same_optimised(self, text):
@@ -371,7 +373,8 @@ def report(mutants, results, is_all):
           f"of the other {judged} {noticed} are noticed "
           f"({100 * noticed / max(judged, 1):.1f} %), {len(survived)} survive, "
           f"{len(unexplained)} of these without a reason")
-    return 1 if unexplained or stale else 0
+    # When none could be judged, something else is wrong.
+    return 1 if unexplained or stale or judged == 0 else 0
 
 
 if __name__ == "__main__":

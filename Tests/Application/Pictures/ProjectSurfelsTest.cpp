@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <iterator>
 #include <limits>
@@ -40,7 +41,7 @@ struct SSeen
 {
     std::uint32_t index;
     std::uint32_t sample;
-    float depth;
+    std::uint32_t depthBits;
 
     bool operator==(const SSeen&) const = default;
 };
@@ -66,7 +67,7 @@ std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SSu
             seen.push_back(
                 {index,
                  static_cast<std::uint32_t>(y) * projection.width + static_cast<std::uint32_t>(x),
-                 (projection.isPerspective ? w : z) + 0.0F});
+                 std::bit_cast<std::uint32_t>((projection.isPerspective ? w : z) + 0.0F)});
         }
     }
     return seen;
@@ -77,7 +78,8 @@ std::vector<SSeen> getSeen(const SSurfelBatch& batch)
     std::vector<SSeen> seen;
     for (std::uint32_t index = 0; index < batch.numSeen; ++index)
     {
-        seen.push_back({batch.indices[index], batch.samples[index], batch.depths[index]});
+        seen.push_back({batch.indices[index], batch.samples[index],
+                        std::bit_cast<std::uint32_t>(batch.depths[index])});
     }
     return seen;
 }
@@ -135,6 +137,23 @@ TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
         kernel.project(makeProjection(true), *batch);
         EXPECT_EQ(batch->numSeen, SSurfelBatch::c_size) << kernel.name;
         EXPECT_EQ(batch->indices[SSurfelBatch::c_size - 1], SSurfelBatch::c_size - 1);
+    }
+}
+
+TEST(ProjectSurfels, Project_DepthIsNeverTheNegativeZero)
+{
+    SSurfelProjection projection = makeProjection(false);
+    projection.clip[2][3] = -0.0F;
+    projection.clip[3][2] = 0.0F;
+    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
+    {
+        auto batch = makeBatch(1, 1);
+        batch->x[0] = -0.5F;
+        batch->y[0] = -0.5F;
+        batch->z[0] = -0.0F;
+        kernel.project(projection, *batch);
+        ASSERT_EQ(batch->numSeen, 1U) << kernel.name;
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(batch->depths[0]), 0U) << kernel.name;
     }
 }
 

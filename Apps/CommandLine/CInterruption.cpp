@@ -45,6 +45,7 @@ void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
     const std::string_view name =
         information->si_code > 0 ? Application::CMappedFile::FindName(information->si_addr, room)
                                  : std::string_view();
+    Application::CUnfinishedFile::RemoveAll();
     if (name.empty())
     {
         // Not about an input: it means what it always does.
@@ -52,7 +53,6 @@ void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
         raise(signal);
         return;
     }
-    Application::CUnfinishedFile::RemoveAll();
     std::replace_if(
         room, room + name.size(),
         [](char character) { return static_cast<unsigned char>(character) < 0x20; }, '?');

@@ -136,9 +136,12 @@ TEST_F(CInterruptionDeathTest, BusErrorThatIsAboutNoInput_EndsTheProcessAsEver)
     EXPECT_EXIT(
         {
             CInterruption::Install();
+            Application::CReplacementFile file(in("rest.ply"), false, c_named);
+            file.Write("partial");
             raise(SIGBUS);
         },
         testing::KilledBySignal(SIGBUS), "");
+    EXPECT_TRUE(list().empty());
 }
 
 TEST_F(CInterruptionDeathTest, SignalThatIsIgnoredAtStart_StaysIgnored)

@@ -3,6 +3,7 @@
 #include <system_error>
 
 #include "Application/Files/COutputError.h"
+#include "Apps/CommandLine/CUsageError.h"
 
 namespace CommandLine
 {
@@ -10,6 +11,10 @@ namespace CommandLine
 // What delegates is destroyed as a whole when its body throws.
 CNewFolder::CNewFolder(const std::string& folder) : CNewFolder()
 {
+    if (folder.empty())
+    {
+        throw CUsageError("where to? an empty name is no folder's; '.' is the current one");
+    }
     std::filesystem::path path;
     for (const std::filesystem::path& name : std::filesystem::path(folder))
     {

@@ -13,7 +13,8 @@ class CNewFolder
 {
 public:
     /// Makes \p folder and those above it, where they are missing.
-    /// @throw Application::COutputError when one cannot be made.
+    /// @throw CUsageError when the name is empty, Application::COutputError when one cannot be
+    /// made.
     explicit CNewFolder(const std::string& folder);
 
     ~CNewFolder();

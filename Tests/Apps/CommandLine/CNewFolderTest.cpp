@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Application/Files/COutputError.h"
+#include "Apps/CommandLine/CUsageError.h"
 #include "Tests/Apps/CommandLine/CCommandTest.h"
 
 namespace
@@ -54,6 +55,14 @@ TEST_F(CNewFolderTest, Constructor_AFileInItsPlaceIsAnError)
     EXPECT_THROW(CNewFolder{in("a").string()}, Application::COutputError);
     EXPECT_THROW(CNewFolder{in("a/b").string()}, Application::COutputError);
     EXPECT_EQ(read("a"), "x");
+}
+
+// It would be taken for the current folder.
+TEST_F(CNewFolderTest, Constructor_AnEmptyNameIsRefused)
+{
+    EXPECT_THROW(CNewFolder{""}, CommandLine::CUsageError);
+    EXPECT_EQ(run({"demo", "--output", "", "--points", "2000"}).exitCode, 2);
+    EXPECT_TRUE(list().empty());
 }
 
 }  // namespace

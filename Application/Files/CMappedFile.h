@@ -33,7 +33,10 @@ public:
 
     /// Asked before anything that was made from the bytes is kept.
     /// @throw CInputError when the file was written to or shortened since it was opened. What the
-    /// system's clock for files cannot tell apart, a few milliseconds, is not noticed.
+    /// system's clock for files cannot tell apart, a few milliseconds, is not noticed, nor is the
+    /// rest of one long write that began before. The file is looked up by its name, as thousands of
+    /// open files would be more than a process may have: one that was written to and then renamed,
+    /// deleted or replaced counts as unchanged.
     void CheckUnchanged() const;
 
     /// Called when the system could not read from \p address.

@@ -144,6 +144,10 @@ SReport CApplyCommand::Run(CConsole& console)
             write(stations[index], targets[index], dropBits, console);
             WarnOfEmptyOutput(targets[index], points, kept, console);
         }
+        else
+        {
+            stations[index].scan.CheckUnchanged();
+        }
         report.document["scans"].push_back(
             {{"scan", scan}, {"points", points}, {"dropped", points - kept}, {"kept", kept}});
         if (!m_dryRun)

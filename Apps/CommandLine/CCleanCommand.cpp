@@ -304,7 +304,7 @@ SReport CCleanCommand::cleanProject(CConsole& console) const
     report.document["project"] = m_scans[0];
     if (!m_dryRun)
     {
-        AddEdit(project, "clean", stations, changed, console, report);
+        AddEdit(project, "clean", changed, console, report);
     }
     return report;
 }
@@ -379,14 +379,9 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
     for (std::size_t index = 0; index < stations.size() && !m_dryRun; ++index)
     {
         const SStation& station = stations[index];
-        station.scan.CheckUnchanged();
         Words words = changed[index] ? changed[index]->GetBitMasks() : station.GetFlags();
         words.resize(station.scan.GetPointCount());
-        if (!m_flags.empty())
-        {
-            Application::CFlagFile::Write(m_flags[index], words, m_force || continuesFlags(index));
-            report.text += "flags: " + m_flags[index] + '\n';
-        }
+        // This looks once more whether the scan is what it was, so it comes first.
         if (!m_outputs.empty())
         {
             constexpr std::uint16_t c_dropped =
@@ -397,6 +392,11 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
             WarnOfEmptyOutput(m_outputs[index], words.size(), kept.CountKept(words.size()),
                               console);
             report.text += "output: " + m_outputs[index] + '\n';
+        }
+        if (!m_flags.empty())
+        {
+            Application::CFlagFile::Write(m_flags[index], words, m_force || continuesFlags(index));
+            report.text += "flags: " + m_flags[index] + '\n';
         }
     }
     return report;
@@ -428,6 +428,8 @@ SReport CCleanCommand::clean(std::vector<SStation>& stations, std::vector<Mask>&
         report.document["scans"].push_back(Compare(stations[index], changed[index]));
         report.text += ToText(report.document["scans"].back(), m_dryRun);
     }
+    // What becomes of one scan depends on all of them.
+    CheckUnchanged(stations);
     return report;
 }
 

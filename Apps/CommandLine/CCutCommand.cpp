@@ -8,6 +8,7 @@
 
 #include "Application/Editing/CSurfelCutter.h"
 #include "Application/Files/CFileLock.h"
+#include "Application/Pictures/CPicture.h"
 #include "Application/Pictures/CPointRenderer.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Scans/CFlagFile.h"
@@ -144,24 +145,28 @@ SReport CCutCommand::Run(CConsole& console)
     counts.newlyCut = cutter.Apply(surfels, flags);
     counts.kept = keptBefore - counts.newlyCut;
     const Application::CKeptPoints kept(flags);
-    CInterruption::ThrowIfRequested();
-    scan.CheckUnchanged();
-
+    std::optional<Application::CPicture> picture;
     if (!m_picture.empty())
     {
         console.ShowProgress("Drawing", 0.0);
-        const auto picture = DrawBeforeAndAfter(scan, flags, painted.front());
-        CInterruption::ThrowIfRequested();
-        WritePicture(m_picture, picture, m_force);
+        picture = DrawBeforeAndAfter(scan, flags, painted.front());
+    }
+    CInterruption::ThrowIfRequested();
+    scan.CheckUnchanged();
+
+    // This looks once more whether the scan is what it was, so it comes first.
+    if (!m_dryRun && !m_output.empty())
+    {
+        scan.WriteKept(m_output, kept, m_force, MakeStepProgress(console, "Writing"));
+        WarnOfEmptyOutput(m_output, counts.points, counts.kept, console);
     }
     if (!m_dryRun && !m_flags.empty())
     {
         Application::CFlagFile::Write(m_flags, flags, m_force || isContinued);
     }
-    if (!m_dryRun && !m_output.empty())
+    if (picture)
     {
-        scan.WriteKept(m_output, kept, m_force, MakeStepProgress(console, "Writing"));
-        WarnOfEmptyOutput(m_output, counts.points, counts.kept, console);
+        WritePicture(m_picture, *picture, m_force);
     }
     return report(counts);
 }

@@ -167,7 +167,9 @@ SReport CInfoCommand::Run(CConsole& console)
     ordered_json scans = ordered_json::array();
     for (const std::string& file : m_scans)
     {
-        scans.push_back(Describe(CScanFile::Open(file, MakeStepProgress(console, "Reading"))));
+        const CScanFile scan = CScanFile::Open(file, MakeStepProgress(console, "Reading"));
+        scans.push_back(Describe(scan));
+        scan.CheckUnchanged();
         report.text += ToPlainText(scans.back());
     }
     report.document = {{"command", "info"}, {"scans", std::move(scans)}};

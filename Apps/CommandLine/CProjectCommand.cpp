@@ -351,6 +351,7 @@ SReport CProjectCommand::create(CConsole& console) const
         (void)Application::ExcludeSurfels(*scan.GetSurfelCollection(),
                                           scan.GetTransform() * entry.transform, document.excluded,
                                           flags.back().words);
+        scan.CheckUnchanged();
         entry.file = RelateTo(m_project, entry.file);
         CInterruption::ThrowIfRequested();
     }

@@ -1,5 +1,6 @@
 #include "Apps/CommandLine/CProjectCut.h"
 
+#include <optional>
 #include <utility>
 
 #include "Application/Pictures/CPointRenderer.h"
@@ -61,10 +62,16 @@ SReport CProjectCut::Run(CConsole& console) const
         CProjectCutter(MakeRegions(painted), m_request.reach, m_request.side).Apply(stations);
     CInterruption::ThrowIfRequested();
     SReport result = report(stations, results);
+    std::optional<Application::CPicture> picture;
     if (!m_request.picture.empty())
     {
         console.ShowProgress("Drawing", 0.0);
-        draw(stations, results, painted.front());
+        picture = draw(stations, results, painted.front());
+    }
+    CheckUnchanged(stations);
+    if (picture)
+    {
+        WritePicture(m_request.picture, *picture, m_request.isForced);
         result.document["picture"] = m_request.picture;
         result.text += "picture: " + m_request.picture + '\n';
     }
@@ -75,14 +82,14 @@ SReport CProjectCut::Run(CConsole& console) const
         {
             masks.push_back(entry.mask);
         }
-        AddEdit(project, "cut", stations, masks, console, result);
+        AddEdit(project, "cut", masks, console, result);
     }
     return result;
 }
 
 /// On the left the scans with the paint and with what is cut marked, on the right what is left.
-void CProjectCut::draw(std::vector<SStation> stations, const Results& results,
-                       const SPaintedView& painted) const
+Application::CPicture CProjectCut::draw(std::vector<SStation> stations, const Results& results,
+                                        const SPaintedView& painted)
 {
     using Application::CPointRenderer;
     for (std::size_t index = 0; index < stations.size(); ++index)
@@ -99,8 +106,7 @@ void CProjectCut::draw(std::vector<SStation> stations, const Results& results,
     settings.hideCut = true;
     const auto after = CPointRenderer(painted.view, settings).Render(drawn);
     CInterruption::ThrowIfRequested();
-    WritePicture(m_request.picture, Application::CPicture::SideBySide(before, after),
-                 m_request.isForced);
+    return Application::CPicture::SideBySide(before, after);
 }
 
 SReport CProjectCut::report(const std::vector<SStation>& stations, const Results& results) const

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Application/Editing/CSurfelCutter.h"
+#include "Application/Pictures/CPicture.h"
 #include "Application/Projects/CProject.h"
 #include "Application/Projects/CProjectCutter.h"
 #include "Apps/CommandLine/CPaintOptions.h"
@@ -38,8 +39,9 @@ public:
 private:
     using Results = std::vector<Application::CProjectCutter::SResult>;
 
-    void draw(std::vector<Application::SStation> stations, const Results& results,
-              const SPaintedView& painted) const;
+    [[nodiscard]] static Application::CPicture draw(std::vector<Application::SStation> stations,
+                                                    const Results& results,
+                                                    const SPaintedView& painted);
     [[nodiscard]] SReport report(const std::vector<Application::SStation>& stations,
                                  const Results& results) const;
 

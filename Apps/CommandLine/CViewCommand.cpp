@@ -2,8 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <optional>
 #include <utility>
 
+#include "Application/Pictures/CPicture.h"
 #include "Application/Pictures/CPointRenderer.h"
 #include "Application/Projects/CProject.h"
 #include "Application/Projects/ProjectJson.h"
@@ -107,14 +109,19 @@ SReport CViewCommand::Run(CConsole& console)
                        {"scans", m_scans},
                        {"width", view.GetWidth()},
                        {"height", view.GetHeight()}};
+    std::optional<Application::CPicture> picture;
     if (!m_output.empty())
     {
         console.ShowProgress("Drawing", 0.0);
         CPointRenderer::SSettings settings;
         settings.hideCut = m_hideCut;
-        const auto picture = CPointRenderer(view, settings).Render(ToDraw(stations));
+        picture = CPointRenderer(view, settings).Render(ToDraw(stations));
         CInterruption::ThrowIfRequested();
-        WritePicture(m_output, picture, m_force);
+    }
+    CheckUnchanged(stations);
+    if (picture)
+    {
+        WritePicture(m_output, *picture, m_force);
         report.document["picture"] = m_output;
         report.text += "picture: " + m_output + '\n';
     }

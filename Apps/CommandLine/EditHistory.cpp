@@ -7,7 +7,6 @@ namespace CommandLine
 {
 
 void AddEdit(Application::CProject& project, const std::string& command,
-             const std::vector<Application::SStation>& stations,
              const std::vector<std::shared_ptr<const Base::CSurfelCollectionMask>>& masks,
              CConsole& console, SReport& report)
 {
@@ -24,10 +23,6 @@ void AddEdit(Application::CProject& project, const std::string& command,
     if (changed.empty())
     {
         return;
-    }
-    for (const Application::SStation& station : stations)
-    {
-        station.scan.CheckUnchanged();
     }
     console.ShowProgress("Writing", 0.0);
     const std::size_t numDropped = project.Commit(command, changed);

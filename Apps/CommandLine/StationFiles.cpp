@@ -32,6 +32,14 @@ void CheckReadable(const std::string& file)
     (void)Application::CMappedFile::Open(file);
 }
 
+void CheckUnchanged(const std::vector<SStation>& stations)
+{
+    for (const SStation& station : stations)
+    {
+        station.scan.CheckUnchanged();
+    }
+}
+
 std::vector<Application::CCameraFit::SScan> ToFit(const std::vector<SStation>& stations)
 {
     std::vector<Application::CCameraFit::SScan> placed;

@@ -23,6 +23,10 @@ class CConsole;
 /// @throw Application::CInputError when \p file is missing, empty or no file.
 void CheckReadable(const std::string& file);
 
+/// Asked when everything is made of \p stations, and before any of it is kept.
+/// @throw Application::CInputError as CScanFile::CheckUnchanged() of any of them.
+void CheckUnchanged(const std::vector<Application::SStation>& stations);
+
 /// What a camera is fitted to, and what is drawn; the latter keeps views of the stations' flags.
 [[nodiscard]] std::vector<Application::CCameraFit::SScan> ToFit(
     const std::vector<Application::SStation>& stations);

@@ -16,20 +16,39 @@
 namespace TestSupport
 {
 
+namespace
+{
+
+/// Names the folder of the test that runs.
+constexpr const char* c_folderVariable = "VEKO2_COMMAND_TEST_FOLDER";
+
+}  // namespace
+
 CCommandTest::CCommandTest()
 {
+    if (const char* const folder = std::getenv(c_folderVariable))
+    {
+        m_folder = folder;
+        return;
+    }
     std::string name = testing::TempDir() + "veko2-command-XXXXXX";
     if (mkdtemp(name.data()) == nullptr)
     {
         throw std::runtime_error("no folder for the test: " + name);
     }
     m_folder = name;
+    m_isOwner = true;
+    setenv(c_folderVariable, name.c_str(), 1);
 }
 
 CCommandTest::~CCommandTest()
 {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
+    if (m_isOwner)
+    {
+        unsetenv(c_folderVariable);
+        std::error_code ignored;
+        std::filesystem::remove_all(m_folder, ignored);
+    }
 }
 
 SProgramResult CCommandTest::run(const std::vector<std::string>& arguments) const

@@ -16,7 +16,8 @@
 namespace TestSupport
 {
 
-/// A test that runs the program in a folder of its own, which is removed with its content.
+/// A test that runs the program in a folder of its own, which is removed with its content. The
+/// process of a death test, which starts the test again, works in the same folder.
 ///
 /// Views made here show 8 x 8 pixels, and device coordinates are the scan's coordinates, unless the
 /// name says otherwise.
@@ -57,6 +58,7 @@ protected:
 
 private:
     std::filesystem::path m_folder;
+    bool m_isOwner = false;  ///< not in the process of a death test
 };
 
 }  // namespace TestSupport

@@ -100,6 +100,13 @@ void Measure(benchmark::State& state, const SArguments& arguments, const Prepare
 {
     const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
                                       arguments.numThreads);
+    // The first use of memory that the system has to provide takes several times as long as the
+    // rest.
+    prepare();
+    {
+        auto unmeasured = body();
+        benchmark::DoNotOptimize(unmeasured);
+    }
     for ([[maybe_unused]] auto iteration : state)
     {
         state.PauseTiming();

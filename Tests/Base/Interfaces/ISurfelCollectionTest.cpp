@@ -14,6 +14,7 @@
 #include "Tests/Base/Interfaces/Plugin/AccessorPlugin.h"
 #include "Tests/Base/Support/VirtualSlot.h"
 #include "Tests/Support/CMockSurfelCollection.h"
+#include "Tests/Support/ExpectMissingAccessor.h"
 
 namespace
 {
@@ -30,21 +31,10 @@ using TestSupport::VirtualSlot;
 struct CTemperatureDefinition
 {};
 
-void ExpectMissingAccessor(const ISurfelCollection& collection)
+void ExpectNoPositions(const ISurfelCollection& collection)
 {
-    try
-    {
-        static_cast<void>(collection.GetReadAccessor<CSCElementDefinitionPosition>());
-        FAIL() << "nothing was thrown";
-    }
-    catch (const VekoException& exception)
-    {
-        EXPECT_STREQ(exception.GetFilename(), "Base/Interfaces/ISurfelCollection");
-        EXPECT_EQ(exception.GetCodeLine(), 96U);
-        EXPECT_STREQ(exception.GetFunctionName(), "Base::ISurfelCollection::GetReadAccessor");
-        EXPECT_EQ(exception.GetMessageText(),
-                  L"Nicht verfuegbare ElementAccessor-Definition angefordert.");
-    }
+    TestSupport::ExpectMissingAccessor(
+        [&] { static_cast<void>(collection.GetReadAccessor<CSCElementDefinitionPosition>()); });
 }
 
 TEST(ISurfelCollection, GetReadAccessor_ReadsThePositions)
@@ -59,7 +49,7 @@ TEST(ISurfelCollection, GetReadAccessor_MissingOneIsAnError)
 {
     CMockSurfelCollection collection({{1, 2, 3}});
     collection.SetPositionAccess(nullptr);
-    ExpectMissingAccessor(collection);
+    ExpectNoPositions(collection);
 }
 
 TEST(ISurfelCollection, GetReadAccessor_OneOfAnotherKindIsAnError)
@@ -67,7 +57,7 @@ TEST(ISurfelCollection, GetReadAccessor_OneOfAnotherKindIsAnError)
     CMockSurfelCollection collection({{1, 2, 3}});
     collection.SetPositionAccess(
         std::make_unique<TElementAccessRead<CSCElementDefinitionNormal>>());
-    ExpectMissingAccessor(collection);
+    ExpectNoPositions(collection);
 }
 
 TEST(ISurfelCollection, GetReadAccessor_UnknownDefinitionIsAnError)
@@ -284,7 +274,7 @@ TEST_F(PluginTest, GetReadAccessor_RefusesAForeignAccessorOfThePlugin)
     CMockSurfelCollection collection({{1, 2, 3}});
     collection.SetPositionAccess(
         std::unique_ptr<AElementAccessBase>(find<MakeForeignAccess>("PluginMakeForeignAccess")()));
-    ExpectMissingAccessor(collection);
+    ExpectNoPositions(collection);
     collection.SetPositionAccess(nullptr);
 }
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "Base/Interfaces/ISurfelCollection.h"
-#include "Base/Support/VekoException.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMaskComputeTest.h"
+#include "Tests/Support/ExpectMissingAccessor.h"
 
 namespace DataLayer
 {
@@ -19,24 +19,7 @@ namespace DataLayer
 namespace
 {
 
-/// Expects the exception about a missing accessor from \p body, word for word.
-template <typename Body>
-void ExpectNoAccessor(const Body& body)
-{
-    try
-    {
-        body();
-        FAIL() << "nothing was thrown";
-    }
-    catch (const VekoException& exception)
-    {
-        EXPECT_STREQ(exception.GetFilename(), "Base/Interfaces/ISurfelCollection");
-        EXPECT_EQ(exception.GetCodeLine(), 96U);
-        EXPECT_STREQ(exception.GetFunctionName(), "Base::ISurfelCollection::GetReadAccessor");
-        EXPECT_EQ(exception.GetMessageText(),
-                  L"Nicht verfuegbare ElementAccessor-Definition angefordert.");
-    }
-}
+using TestSupport::ExpectMissingAccessor;
 
 TEST(CCutPointCloudWithPixelMaskFailure, MissingPositionsThrowAndChangeNoFlag)
 {
@@ -44,7 +27,9 @@ TEST(CCutPointCloudWithPixelMaskFailure, MissingPositionsThrowAndChangeNoFlag)
     const auto collection = MakeCollection({{0, 0, 0.5F}, {0, 0, 0.5F}});
     collection->SetPositionAccess(nullptr);
     Cutter::Results results(3, {true, {}});
-    ExpectNoAccessor([&] { cutter.Compute({{collection, {{1}, {2}}, c_matIdentityD}}, results); });
+    ExpectMissingAccessor([&] {
+        cutter.Compute({{collection, {{1}, {2}}, c_matIdentityD}}, results);
+    });
     EXPECT_EQ(results, (Cutter::Results{{false, {{1}, {2}}}}));
 }
 
@@ -54,7 +39,7 @@ TEST(CCutPointCloudWithPixelMaskFailure, MissingPositionsWithoutFlagsLeaveWordsO
     const auto collection = MakeCollection({{0, 0, 0.5F}, {0, 0, 0.5F}});
     collection->SetPositionAccess(nullptr);
     Cutter::Results results;
-    ExpectNoAccessor([&] { cutter.Compute({{collection, {}, c_matIdentityD}}, results); });
+    ExpectMissingAccessor([&] { cutter.Compute({{collection, {}, c_matIdentityD}}, results); });
     EXPECT_EQ(results, (Cutter::Results{{false, Words(2)}}));
 }
 
@@ -64,7 +49,9 @@ TEST(CCutPointCloudWithPixelMaskFailure, MissingPositionsOverwriteOldResultsOfTh
     const auto collection = MakeCollection({{0, 0, 0.5F}, {0, 0, 0.5F}});
     collection->SetPositionAccess(nullptr);
     Cutter::Results results{{true, Words(2, {0xFFFF})}};
-    ExpectNoAccessor([&] { cutter.Compute({{collection, {{1}, {2}}, c_matIdentityD}}, results); });
+    ExpectMissingAccessor([&] {
+        cutter.Compute({{collection, {{1}, {2}}, c_matIdentityD}}, results);
+    });
     EXPECT_EQ(results, (Cutter::Results{{false, {{1}, {2}}}}));
 }
 
@@ -74,7 +61,7 @@ TEST(CCutPointCloudWithPixelMaskFailure, AccessorOfAnotherKindIsNoAccessor)
     const auto collection = MakeCollection({{0, 0, 0.5F}});
     collection->SetPositionAccess(
         std::make_unique<Base::TElementAccessRead<Base::CSCElementDefinitionNormal>>());
-    ExpectNoAccessor([&] { ComputeOne(cutter, collection); });
+    ExpectMissingAccessor([&] { ComputeOne(cutter, collection); });
 }
 
 TEST(CCutPointCloudWithPixelMaskFailure, MissingPositionsOutsideTheRegionAreNotNoticed)

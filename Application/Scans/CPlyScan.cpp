@@ -94,6 +94,31 @@ private:
            FindVertexReferences(element).has_value();
 }
 
+/// Checks that the triangles take at most ten times the room of their faces in the file, beyond a
+/// size that matters nowhere. Only corners of one byte can take more, in faces of many corners,
+/// where each corner makes a triangle of 12 bytes; and then the triangles are far more than such a
+/// mesh's 256 vertices can make use of.
+void expectModestTriangles(const SPlyDocument& document, std::uint64_t numTriangles)
+{
+    constexpr std::uint64_t c_always = std::uint64_t{8} << 20;
+    std::uint64_t numBytes = 0;
+    const std::vector<SPlyElement>& elements = document.header.GetElements();
+    for (std::size_t index = 0; index < elements.size(); ++index)
+    {
+        numBytes += isSurface(elements[index])
+                        ? document.tables[index + 1].begin - document.tables[index].begin
+                        : 0;
+    }
+    const std::uint64_t most = (c_always + 10 * numBytes) / sizeof(std::array<std::uint32_t, 3>);
+    if (numTriangles > most)
+    {
+        throw CInputError(document.source.path, "expected at most " + std::to_string(most) +
+                                                    " triangles in faces of " +
+                                                    std::to_string(numBytes) + " bytes, found " +
+                                                    std::to_string(numTriangles));
+    }
+}
+
 }  // namespace
 
 std::shared_ptr<const IScanContent> CPlyScan::Parse(const SScanBytes& bytes,
@@ -194,6 +219,7 @@ std::shared_ptr<const Geometry::CTriangulation> CPlyScan::GetTriangulation() con
             m_document.source.path,
             "expected at most 4294967295 vertices of a mesh, found " + std::to_string(count));
     }
+    expectModestTriangles(m_document, m_mostTriangles);
     auto triangulation = std::make_shared<Geometry::CTriangulation>();
     const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
     triangulation->vertices.reserve(count);

@@ -73,6 +73,9 @@ public:
 
     /// The faces, polygons split into fans, over vertices that are the surfels; null without faces.
     /// Of a PLY file it is made anew by each call.
+    /// @throw CInputError when a PLY file has more than 4294967295 vertices, or so many corners of
+    /// one byte that the triangles would take more than ten times the room of their faces and 8
+    /// MiB. Its points can be read and cut all the same.
     [[nodiscard]] std::shared_ptr<const Geometry::CTriangulation> GetTriangulation() const
     {
         return m_content->GetTriangulation();

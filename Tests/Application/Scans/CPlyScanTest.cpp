@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Application/Files/CInputError.h"
 #include "Application/Files/CMappedFile.h"
 #include "DataLayer/Base3D/CTriangulation.h"
 #include "Tests/Application/Scans/ScanTestSupport.h"
@@ -300,6 +301,44 @@ TEST(CPlyScan, GetTriangulation_TakesRoomForItsTrianglesOnly)
 
     EXPECT_EQ(scan.GetTriangulation()->triangles.size(), 5U);
     EXPECT_EQ(scan.GetTriangulation()->triangles.capacity(), 5U);
+}
+
+/// A mesh of one face with so many corners of one byte.
+[[nodiscard]] Application::CScanFile parseFace(std::int32_t numCorners)
+{
+    return ParseScan(header("binary_little_endian",
+                            "element vertex 1\n" + c_xyz +
+                                "element face 1\nproperty list int uchar vertex_indices\n") +
+                     Bytes(1.0F) + Bytes(2.0F) + Bytes(3.0F) + Bytes(numCorners) +
+                     std::string(static_cast<std::size_t>(numCorners), '\0'));
+}
+
+// The face has 4 bytes more than corners, and two triangles fewer.
+constexpr std::int32_t c_mostCorners = ((8 << 20) + 10 * 4 + 2 * 12) / (12 - 10);
+
+TEST(CPlyScan, GetTriangulation_MayTakeTenTimesTheFacesAndEightMebibytes)
+{
+    EXPECT_EQ(parseFace(c_mostCorners).GetTriangulation()->triangles.size(),
+              std::size_t{c_mostCorners} - 2);
+}
+
+TEST(CPlyScan, GetTriangulation_RefusesToTakeMore)
+{
+    const Application::CScanFile scan = parseFace(c_mostCorners + 1);
+
+    EXPECT_EQ(scan.GetPointCount(), 1U);
+    EXPECT_TRUE(scan.HasTriangles());
+    try
+    {
+        static_cast<void>(scan.GetTriangulation());
+        ADD_FAILURE() << "it takes more than it may";
+    }
+    catch (const Application::CInputError& error)
+    {
+        EXPECT_STREQ(error.what(),
+                     "scan.ply: expected at most 4194334 triangles in faces of 4194341 bytes, "
+                     "found 4194335");
+    }
 }
 
 TEST(CPlyScan, GetTriangulation_TurnsStripsIntoTriangles)

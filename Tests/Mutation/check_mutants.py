@@ -1,7 +1,9 @@
 """Makes small mistakes in the libraries' own sources, one at a time, and sees whether a test notices.
 
-Each mistake is compiled into copies of the objects, libraries and test programs that it reaches, in
-a folder beside the build, so that neither sources nor build are touched. The results are appended to
+All mistakes in a source are compiled at once where that can be, with a switch for each (switched.py),
+into copies of the objects, libraries and test programs that they reach, in a folder beside the build,
+so that neither sources nor build are touched. The few that this cannot say anything about, and those
+that nothing noticed, are compiled again, each by itself. The results are appended to
 a file there: a run that was stopped goes on where it was, and a change that left a test unnoticed is
 tried again with --again once there is a test for it.
 """
@@ -21,9 +23,11 @@ import threading
 import time
 
 from mutants import mutants_of
+from switched import switched
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.join(ROOT, "build", "mutants")
+MISTAKES = os.path.join(ROOT, "Tests", "Mutation", "Mistakes.h")
 SURVIVORS = os.path.join(ROOT, "Tests", "Mutation", "Survivors.txt")
 
 FOLDERS = ("DataLayer", "Base/Math")
@@ -31,8 +35,10 @@ LIBRARIES = ("Veko2_Base", "Veko2_DataLayer", "Veko2_PointCloudEditing")
 # Which programs are asked, the nearest first, by the longest beginning of the source's path.
 PROGRAMS = {
     "Base/Math": "Base DataLayer PointCloudEditing ModifyOperation",
-    "DataLayer": "DataLayer NearestNeighbor PointCloudEditing ModifyOperation",
+    "DataLayer": "DataLayer PointCloudEditing ModifyOperation",
     "DataLayer/PointCloud/CN": "NearestNeighbor DataLayer ModifyOperation PointCloudEditing",
+    "DataLayer/PointCloud/Neighbor": "NearestNeighbor DataLayer ModifyOperation",
+    "DataLayer/PointCloud/SPosition": "NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/PointCloud/Kernels": "NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/PointCloud/RecordSelection": "Unexported NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/Base3D/CheckTriangles": "Unexported DataLayer PointCloudEditing ModifyOperation",
@@ -42,6 +48,8 @@ PROGRAMS = {
     "DataLayer/Base3D/PointCloudEditing/Kernels": "PointCloudEditingKernel PointCloudEditing "
                                                   "ModifyOperation"}
 QUICK = 0.1  # seconds; slower tests are asked after all the quick ones
+MOST_LATELY = 12  # tests that noticed the last mistakes of a source and are asked first
+FEWEST_AT_ONCE = 4  # mistakes in one source, for which it is worth it to compile them at once
 # Seconds of a processor's time after which quick tests, or anything else, count as without end; and
 # seconds on the clock, long enough for a busy machine.
 QUICK_LIMIT, PROCESSOR_LIMIT, CLOCK_LIMIT = 10, 60, 900
@@ -79,6 +87,8 @@ class Build:
         listed = subprocess.run(["ninja", "-t", "compdb"], cwd=BUILD, capture_output=True, check=True)
         for edge in json.loads(listed.stdout):
             words = shlex.split(edge["command"])
+            if words and os.path.basename(words[0]) == "ccache":  # each mistake is compiled once
+                words = words[1:]
             if "-c" in words and edge["output"].endswith(".o"):
                 self.objects[edge["output"]] = (words, os.path.relpath(edge["file"], ROOT))
             target = re.sub(r"^lib|\.so.*$", "", os.path.basename(edge["output"]))
@@ -94,6 +104,8 @@ class Build:
             elif line:
                 output = line.split(":")[0]
         self.headers, self.lock = {}, threading.Lock()
+        self.optimised = {}  # the objects of the right source that was last asked for, by place
+        self.noticing = {}  # what noticed the mistakes in a source so far, the last one last
         self.slow = {name: self.slow_tests(name) for name in targets if name.endswith("Tests")}
 
     def slow_tests(self, program):
@@ -138,8 +150,9 @@ class Build:
                 self.headers[flags] = header
             return self.headers[flags]
 
-    def compile(self, output, place, source, suffix="", flags=()):
-        """Compiles an object at place, its source too if that is the changed one."""
+    def compile(self, output, place, source, suffix="", flags=(), later_flags=(), errors=None):
+        """Compiles an object at place, its source too if that is the changed one. The later flags
+        are such that headers may have been precompiled without them."""
         words, path = self.objects[output]
         flags = [*flags, "-w"]
         if "-include" in words and suffix:  # precompiled with other flags
@@ -157,7 +170,9 @@ class Build:
         words[words.index("-o") + 1] = made
         if path == source:
             words[words.index("-c") + 1] = os.path.join(place, path)
-        status, _ = run([*words, *flags], PROCESSOR_LIMIT)
+        status, told = run([*words, *flags, *later_flags], PROCESSOR_LIMIT)
+        if status != 0 and errors is not None:
+            errors.append(told.decode(errors="replace"))
         return made if status == 0 else None
 
 
@@ -169,10 +184,12 @@ def same_bytes(first, second):
 class Trial:
     """One mistake, made at one place, a folder that holds what is different from the build."""
 
+    flags, number = (), None
+
     def __init__(self, build, mutant, text, place):
         self.build, self.mutant, self.place = build, mutant, place
         subprocess.run(["rm", "-rf", place], check=True)
-        self.made, self.linked, self.is_compiled = {}, set(), True
+        self.made, self.linked, self.is_compiled, self.errors = {}, set(), True, []
         os.makedirs(os.path.join(place, "lib"))
         self.write(mutant.apply(text))
 
@@ -187,7 +204,8 @@ class Trial:
         different = {}
         for output in self.build.reached(target, self.mutant.path):
             if output not in self.made:
-                self.made[output] = self.build.compile(output, self.place, self.mutant.path)
+                self.made[output] = self.build.compile(output, self.place, self.mutant.path,
+                                                       later_flags=self.flags, errors=self.errors)
                 if self.made[output] is None:
                     self.is_compiled = False
                     return
@@ -208,53 +226,172 @@ class Trial:
             self.write(text)
             made = self.build.compile(output, self.place, self.mutant.path, suffix, ["-O2"])
             return made or os.devnull
-        return all(same_bytes(optimised(output, self.mutant.apply(text), ".wrong"),
-                              optimised(output, text, ".right")) for output in self.made)
+
+        def right(output):
+            known = self.build.optimised.setdefault(self.place, {"path": self.mutant.path})
+            if known["path"] != self.mutant.path:
+                known.clear()
+                known["path"] = self.mutant.path
+            if output not in known:
+                with open(optimised(output, text, ".right"), "rb") as file:
+                    known[output] = file.read()
+            return known[output]
+
+        def wrong(output):
+            with open(optimised(output, self.mutant.apply(text), ".wrong"), "rb") as file:
+                return file.read()
+        return all(wrong(output) == right(output) for output in self.made)
 
     def ask(self, program, tests, seconds):
         """None when all of the tests pass, else what noticed."""
-        self.link(program)
+        if program not in self.linked:
+            self.link(program)
         binary = os.path.join(self.place, "lib", program)
         if program not in self.linked:
             binary = os.path.join(BUILD, self.build.output_of(program))
         environment = {**os.environ, "LD_LIBRARY_PATH": os.path.join(self.place, "lib"),
                        "GTEST_FILTER": tests}
+        if self.number is not None:
+            environment["VEKO2_MISTAKE"] = str(self.number)
+            environment["VEKO2_MISTAKE_MADE"] = self.is_made
         status, output = run([binary, "--gtest_fail_fast", "--gtest_brief=1"], seconds,
                              env=environment)
         if status == 0:
             return None
         failed = re.search(rb"\[  FAILED  \] (\S+?)[,\s]", output)
         reason = "time" if status is None else f"exit {status}"
+        if failed:
+            noticing = self.build.noticing.setdefault(self.mutant.path, [])
+            entry = (program, failed.group(1).decode())
+            if entry in noticing:
+                noticing.remove(entry)
+            noticing.append(entry)
         return f"{program} {failed.group(1).decode() if failed else reason}"
 
-    def judge(self, text):
-        """What becomes of the mistake: ("noticed", by what), "same", "invalid" or "survived"."""
-        programs = programs_for(self.mutant.path)
+    def quick_tests(self, programs):
+        """What to ask first, in order."""
         stem = os.path.basename(self.mutant.path).rsplit(".", 1)[0]
         slow = {program: ":".join(self.build.slow[program]) for program in programs}
+        noticing = self.build.noticing.get(self.mutant.path, ())
+        for program in programs:
+            lately = [test for other, test in noticing if other == program][-MOST_LATELY:]
+            if lately:
+                yield program, ":".join(lately)
+        yield programs[0], f"*{stem}*-{slow[programs[0]]}"
+        for program in programs:
+            yield program, f"-{slow[program]}"
+
+    def slow_tests(self, programs):
+        for program in programs:
+            if self.build.slow[program]:
+                yield program, ":".join(self.build.slow[program])
+
+    def ask_all(self, tests_of_programs, seconds):
+        """What of it noticed first, or None."""
+        return next(filter(None, (self.ask(program, tests, seconds)
+                                  for program, tests in tests_of_programs)), None)
+
+    def judge(self, text, is_asked=False):
+        """What becomes of the mistake: ("noticed", by what), "same", "invalid" or "survived". When
+        the quick tests have been asked before, they are not again."""
+        programs = programs_for(self.mutant.path)
         for target in (*LIBRARIES, programs[0]):
             self.link(target)
             if not self.is_compiled:
                 return "invalid", ""
         if not self.linked:
             return "same", ""
-        quick = [(programs[0], f"*{stem}*-{slow[programs[0]]}")]
-        quick += [(program, f"-{slow[program]}") for program in programs]
-        for program, tests in quick:
-            noticed = self.ask(program, tests, QUICK_LIMIT)
-            if noticed:
-                return "noticed", noticed
+        noticed = not is_asked and self.ask_all(self.quick_tests(programs), QUICK_LIMIT)
+        if noticed:
+            return "noticed", noticed
         if self.is_same_optimised(text):
             return "same", "optimised"
-        for program, tests in slow.items():
-            noticed = tests and self.ask(program, tests, PROCESSOR_LIMIT)
-            if noticed:
-                return "noticed", noticed
-        return "survived", ""
+        noticed = self.ask_all(self.slow_tests(programs), PROCESSOR_LIMIT)
+        return ("noticed", noticed) if noticed else ("survived", "")
+
+
+class Switched(Trial):
+    """Many mistakes in one source, compiled at once; the environment says which one is made."""
+
+    flags = ("-include", MISTAKES, "-Wno-narrowing")
+
+    def __init__(self, build, mutants, text, place):
+        self.mutants, self.path, self.left_out = mutants, mutants[0].path, set()
+        super().__init__(build, self, text, place)
+        programs = programs_for(self.path)
+        while self.mutants:
+            for target in (*LIBRARIES, *programs):
+                self.link(target)
+                if not self.is_compiled:
+                    break
+            if self.is_compiled or not self.leave_out():
+                break
+            self.made, self.linked, self.is_compiled, self.errors = {}, set(), True, []
+            self.write(self.apply(text))
+        self.is_usable, self.passed = self.is_compiled and bool(self.linked), set()
+        self.is_made = os.path.join(place, "made")
+
+    def ask(self, program, tests, seconds):
+        """As of one mistake; but what fails without one notices none."""
+        noticed = super().ask(program, tests, seconds)
+        if noticed and noticed not in self.passed:
+            number, self.number = self.number, None
+            name = noticed.split()[1]
+            if super().ask(program, tests if name in ("exit", "time") else name, seconds):
+                self.is_usable = False
+            else:
+                self.passed.add(noticed)
+            self.number = number
+        return noticed if self.is_usable else None
+
+    def apply(self, text):
+        made, held = switched(text, self.mutants)
+        self.held = [(number, self.mutants[number]) for number in sorted(held)
+                     if "constexpr" not in self.mutants[number].name]  # a constant, see Mistakes.h
+        return made
+
+    def leave_out(self):
+        """Leaves out what the compiler complains of, as long as there is something."""
+        lines, mentioned = set(), []
+        for line in "".join(self.errors).splitlines():
+            mentioned += re.findall(re.escape(self.path) + r":(\d+)", line)
+            if "error:" in line and mentioned:
+                # Where it is, or else where it comes from, the innermost place first.
+                lines.add(int(mentioned[-1] if self.path in line else mentioned[0]))
+                mentioned = []
+        if not lines:
+            lines = {int(number) for number in mentioned}
+        # Most often it is an instruction's constant that has to be one.
+        for reach, kinds in ((0, ("constant",)), (0, ()), (1, ()), (2, ()), (3, ())):
+            left_out = {mutant for mutant in self.mutants
+                        if any(abs(line - mutant.line) <= reach for line in lines)
+                        and (not kinds or mutant.kind in kinds)}
+            if left_out:
+                break
+        self.mutants = [mutant for mutant in self.mutants if mutant not in left_out]
+        return bool(left_out)
+
+    def judge_all(self):
+        """The mistakes that could be made, each with what noticed it, if anything."""
+        if not self.is_usable:
+            return
+        programs = programs_for(self.path)
+        for self.number, mutant in self.held:
+            if os.path.exists(self.is_made):
+                os.remove(self.is_made)
+            noticed = self.ask_all(self.quick_tests(programs), QUICK_LIMIT)
+            if not self.is_usable:
+                return
+            # In a constant, or where no test comes, it is not made.
+            if noticed or os.path.exists(self.is_made):
+                yield mutant, noticed
 
 
 class Results:
     """What is known of each mistake by its name, kept in a file that lines are appended to."""
+
+    # And it is not known yet whether it makes the same code, and what slow tests say.
+    ASKED = ("survived", "quick tests")
 
     def __init__(self):
         self.path = os.path.join(BUILD, "results.txt")
@@ -299,28 +436,62 @@ def list_mutants(arguments):
     return mutants
 
 
-def try_all(mutants, results, jobs):
+def try_all(mutants, results, jobs, is_singly):
     build = Build({mutant.path for mutant, _ in mutants})
+    for name, (outcome, detail) in results.known.items():
+        program, _, test = detail.partition(" ")
+        if outcome == "noticed" and "." in test:
+            noticing = build.noticing.setdefault(name.split(": ")[0], [])
+            if (program, test) not in noticing:
+                noticing.append((program, test))
     places = queue.Queue()
     for number in range(jobs):
         places.put(os.path.join(BUILD, "trials", str(number)))
 
-    def try_one(entry):
-        mutant, text = entry
-        place = places.get()
-        begin = time.monotonic()
+    def tell(mutant, outcome, detail, begin):
+        with build.lock:
+            results.add(mutant, outcome, detail)
+            print(f"{outcome:8} {time.monotonic() - begin:5.1f} s  {mutant.place}  {detail}",
+                  flush=True)
+
+    def try_source(entries):
+        """Compiles all at once; returns those that were not noticed so, and whether the tests were
+        asked."""
+        left = {mutant: False for mutant, _ in entries}
+        place, text, begin = places.get(), entries[0][1], time.monotonic()
         try:
-            outcome, detail = Trial(build, mutant, text, place).judge(text)
+            if len(left) >= FEWEST_AT_ONCE and not is_singly:
+                trial = Switched(build, list(left), text, place)
+                print(f"{len(trial.held) if trial.is_usable else 0} of {len(left)} mistakes in "
+                      f"{trial.path} compiled at once", flush=True)
+                for mutant, noticed in trial.judge_all():
+                    left[mutant] = True
+                    if noticed:
+                        del left[mutant]
+                    tell(mutant, *(("noticed", noticed) if noticed else Results.ASKED), begin)
+                    begin = time.monotonic()
         finally:
             places.put(place)
-        return mutant, outcome, detail, time.monotonic() - begin
+        return [(mutant, text, is_asked) for mutant, is_asked in left.items()]
 
+    def try_one(entry):
+        mutant, text, is_asked = entry
+        place, begin = places.get(), time.monotonic()
+        try:
+            tell(mutant, *Trial(build, mutant, text, place).judge(text, is_asked), begin)
+        finally:
+            places.put(place)
+
+    sources, asked = {}, []
+    for mutant, text in mutants:
+        if results.known.get(mutant.name) == Results.ASKED and not is_singly:
+            asked.append((mutant, text, True))
+        else:
+            sources.setdefault(mutant.path, []).append((mutant, text))
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        tries = [pool.submit(try_one, entry) for entry in mutants]
-        for done in concurrent.futures.as_completed(tries):
-            mutant, outcome, detail, seconds = done.result()
-            results.add(mutant, outcome, detail)
-            print(f"{outcome:8} {seconds:5.1f} s  {mutant.place}  {detail}", flush=True)
+        left = [entry for entries in pool.map(try_source, sources.values()) for entry in entries]
+        for _ in pool.map(try_one, asked + left):
+            pass
 
 
 def main():
@@ -333,7 +504,8 @@ def main():
                         help="only mistakes with this in their place or line")
     parser.add_argument("--sample", type=int, metavar="N", help="only N of them, by chance")
     parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--again", action="store_true", help="those once more that had survived")
+    parser.add_argument("--again", action="store_true",
+                        help="those once more that had survived, each compiled by itself")
     parser.add_argument("--list", action="store_true", help="list the mistakes, make none")
     parser.add_argument("--report", action="store_true", help="tell what is known, make none")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
@@ -345,11 +517,11 @@ def main():
             print(f"{mutant.place}  {mutant.name.split(': ', 1)[1]}")
         return 0
     results = Results()
-    tried = {name for name, (outcome, _) in results.known.items()
-             if not (arguments.again and outcome == "survived")}
+    tried = {name for name, known in results.known.items()
+             if known != Results.ASKED and not (arguments.again and known[0] == "survived")}
     untried = [(mutant, text) for mutant, text in mutants if mutant.name not in tried]
     if untried and not arguments.report:
-        try_all(untried, results, arguments.jobs)
+        try_all(untried, results, arguments.jobs, arguments.again)
     is_all = not (arguments.file or arguments.without or arguments.only or arguments.sample)
     return report(mutants, results, is_all)
 

@@ -27,8 +27,9 @@ OPENING, CLOSING = "([{", ")]}"
 class Mutant:
     """One change: old at begin of the text becomes new."""
 
-    def __init__(self, path, text, begin, old, new, kind):
+    def __init__(self, path, text, begin, old, new, kind, sign=None):
         self.path, self.begin, self.old, self.new, self.kind = path, begin, old, new, kind
+        self.sign = begin if sign is None else sign  # where the operator of swapped operands is
         self.line = text.count("\n", 0, begin) + 1
         first = text.rfind("\n", 0, begin) + 1
         last = text.find("\n", begin + len(old))
@@ -160,7 +161,7 @@ def changes_of(text):
                     end = term_after(text, tokens, partners, index + 1)
                     left, right = text[begins:previous.end()], text[tokens[index + 1].start():end]
                     middle = text[previous.end():tokens[index + 1].start()]
-                    yield begins, text[begins:end], right + middle + left, "order"
+                    yield begins, text[begins:end], right + middle + left, "order", begin
             swapped = swapped_sum(text, tokens, partners, index)
             if swapped is not None:
                 yield *swapped, "order"
@@ -168,8 +169,8 @@ def changes_of(text):
 
 def mutants_of(path, text):
     names = {}
-    for begin, old, new, kind in sorted(changes_of(text)):
-        mutant = Mutant(path, text, begin, old, new, kind)
+    for change in sorted(changes_of(text)):
+        mutant = Mutant(path, text, *change)
         number = names[mutant.name] = names.get(mutant.name, 0) + 1
         if number > 1:
             mutant.name += f" ({number})"

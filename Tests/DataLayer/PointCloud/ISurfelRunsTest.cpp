@@ -187,7 +187,8 @@ TEST(ISurfelRuns, FindSurfelRuns_PositionThatIsNotFiniteIsLeftOutAndTold)
 {
     for (const float value : {c_nan, c_infinity, -c_infinity})
     {
-        for (const std::size_t index : {0U, 255U, 256U, 700U, 999U})
+        // Four positions at a time are looked at together.
+        for (const std::size_t index : {0U, 1U, 2U, 3U, 255U, 256U, 700U, 999U})
         {
             for (float LqVector3f::*const coordinate :
                  {&LqVector3f::x, &LqVector3f::y, &LqVector3f::z})

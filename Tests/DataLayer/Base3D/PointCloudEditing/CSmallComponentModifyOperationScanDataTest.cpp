@@ -168,9 +168,9 @@ TEST_F(CSmallComponentScanDataTest, MissingMask_CountsAsNoFlags)
 TEST_F(CSmallComponentScanDataTest, SurplusWords_AreKept)
 {
     const SMockEntity entity(std::vector<LqVector3f>(2));
-    const auto mask = compute(entity, {c_none}, MakeSurfelMask(MakeWords({0, 0, 0x22, 0})));
+    const auto mask = compute(entity, {c_none}, MakeSurfelMask(MakeWords({0, 0, 0x20, 0x22})));
     ASSERT_NE(mask, nullptr);
-    EXPECT_EQ(mask->GetBitMasks(), MakeWords({2, 2, 0x22, 0}));
+    EXPECT_EQ(mask->GetBitMasks(), MakeWords({2, 2, 0x20, 0x22}));
 }
 
 TEST_F(CSmallComponentScanDataTest, SurfelsWithoutAWord_AreLeftOut)

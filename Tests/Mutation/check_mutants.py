@@ -10,6 +10,7 @@ tried again with --again once there is a test for it.
 
 import argparse
 import concurrent.futures
+import hashlib
 import json
 import os
 import queue
@@ -47,12 +48,12 @@ PROGRAMS = {
     "DataLayer/Base3D/PointCloudEditing/CSmall": "ModifyOperation",
     "DataLayer/Base3D/PointCloudEditing/Kernels": "PointCloudEditingKernel PointCloudEditing "
                                                   "ModifyOperation"}
-QUICK = 0.1  # seconds; slower tests are asked after all the quick ones
+QUICK = 0.05  # seconds; slower tests are asked after all the quick ones
 MOST_LATELY = 12  # tests that noticed the last mistakes of a source and are asked first
 FEWEST_AT_ONCE = 4  # mistakes in one source, for which it is worth it to compile them at once
 # Seconds of a processor's time after which quick tests, or anything else, count as without end; and
 # seconds on the clock, long enough for a busy machine.
-QUICK_LIMIT, PROCESSOR_LIMIT, CLOCK_LIMIT = 10, 60, 900
+QUICK_LIMIT, PROCESSOR_LIMIT, CLOCK_LIMIT = 4, 60, 900
 MEMORY_LIMIT = 6 << 30
 
 
@@ -140,13 +141,18 @@ class Build:
         objects stay the same to the byte."""
         with self.lock:
             if flags not in self.headers:
-                header = os.path.join(BUILD, "headers", str(len(self.headers)), "standard.h")
+                name = hashlib.sha1(repr(flags).encode()).hexdigest()
+                header = os.path.join(BUILD, "headers", name, "standard.h")
                 os.makedirs(os.path.dirname(header), exist_ok=True)
                 found = subprocess.run(["git", "grep", "-h", "^#include <[a-z_]*>$", "--", "Base",
                                         *FOLDERS], cwd=ROOT, capture_output=True, check=True)
-                with open(header, "wb") as file:
-                    file.write(b"\n".join(sorted(set(found.stdout.splitlines()))) + b"\n")
-                run([*flags, "-x", "c++-header", header, "-o", f"{header}.gch"], PROCESSOR_LIMIT)
+                wanted = b"\n".join(sorted(set(found.stdout.splitlines()))) + b"\n"
+                wanted = b"// " + " ".join(flags).encode() + b"\n" + wanted
+                if not os.path.exists(f"{header}.gch") or read(header) != wanted:
+                    with open(header, "wb") as file:
+                        file.write(wanted)
+                    run([*flags, "-x", "c++-header", header, "-o", f"{header}.gch"],
+                        PROCESSOR_LIMIT)
                 self.headers[flags] = header
             return self.headers[flags]
 
@@ -176,9 +182,13 @@ class Build:
         return made if status == 0 else None
 
 
+def read(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
 def same_bytes(first, second):
-    with open(first, "rb") as one, open(second, "rb") as other:
-        return one.read() == other.read()
+    return read(first) == read(second)
 
 
 class Trial:
@@ -233,13 +243,11 @@ class Trial:
                 known.clear()
                 known["path"] = self.mutant.path
             if output not in known:
-                with open(optimised(output, text, ".right"), "rb") as file:
-                    known[output] = file.read()
+                known[output] = read(optimised(output, text, ".right"))
             return known[output]
 
         def wrong(output):
-            with open(optimised(output, self.mutant.apply(text), ".wrong"), "rb") as file:
-                return file.read()
+            return read(optimised(output, self.mutant.apply(text), ".wrong"))
         return all(wrong(output) == right(output) for output in self.made)
 
     def ask(self, program, tests, seconds):
@@ -274,7 +282,8 @@ class Trial:
         slow = {program: ":".join(self.build.slow[program]) for program in programs}
         noticing = self.build.noticing.get(self.mutant.path, ())
         for program in programs:
-            lately = [test for other, test in noticing if other == program][-MOST_LATELY:]
+            lately = [test for other, test in noticing if other == program and
+                      test not in self.build.slow[program]][-MOST_LATELY:]
             if lately:
                 yield program, ":".join(lately)
         yield programs[0], f"*{stem}*-{slow[programs[0]]}"

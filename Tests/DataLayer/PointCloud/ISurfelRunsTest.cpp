@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -17,6 +18,7 @@
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "Tests/DataLayer/PointCloud/CForeignCollection.h"
 #include "Tests/DataLayer/PointCloud/SurfelCollections.h"
+#include "Tests/Support/CLastBytes.h"
 
 namespace DataLayerTest
 {
@@ -51,27 +53,29 @@ class CScatteredPositions
 {
 public:
     CScatteredPositions(const std::vector<LqVector3f>& positions, std::size_t stride)
-        : m_stride(stride), m_bytes(positions.empty() ? 0 : (positions.size() - 1) * stride + 12)
+        : m_stride(stride), m_memory(positions.empty() ? 0 : (positions.size() - 1) * stride + 12)
     {
+        const std::span<std::byte> bytes = m_memory.Get();
         const float filling[] = {c_nan, c_infinity, -c_infinity};
-        for (std::size_t offset = 0; offset + sizeof(float) <= m_bytes.size(); ++offset)
+        for (std::size_t offset = 0; offset + sizeof(float) <= bytes.size(); ++offset)
         {
-            std::memcpy(m_bytes.data() + offset, &filling[offset % 3], sizeof(float));
+            std::memcpy(bytes.data() + offset, &filling[offset % 3], sizeof(float));
         }
         for (std::size_t index = 0; index < positions.size(); ++index)
         {
-            std::memcpy(m_bytes.data() + index * stride, &positions[index], sizeof(LqVector3f));
+            std::memcpy(bytes.data() + index * stride, &positions[index], sizeof(LqVector3f));
         }
     }
 
     [[nodiscard]] std::unique_ptr<CSurfelCollectionView> View(std::size_t count) const
     {
-        return std::make_unique<CSurfelCollectionView>(nullptr, count, m_bytes.data(), m_stride);
+        return std::make_unique<CSurfelCollectionView>(nullptr, count, m_memory.Get().data(),
+                                                       m_stride);
     }
 
 private:
     std::size_t m_stride;
-    std::vector<std::byte> m_bytes;
+    TestSupport::CLastBytes m_memory;
 };
 
 SSurfelRun BoundPlainly(const Base::ISurfelCollection& collection, std::size_t begin,
@@ -208,6 +212,43 @@ TEST(ISurfelRuns, FindSurfelRuns_PositionThatIsNotFiniteIsLeftOutAndTold)
     }
 }
 
+/// The bounds of positions whose coordinates are all \p other but for two zeros in those
+/// \p coordinates, the first of which has the sign of \p first.
+void ExpectFirstZero(const std::vector<float LqVector3f::*>& coordinates, float other, float first)
+{
+    std::vector<LqVector3f> positions(300, LqVector3f{other, other, other});
+    for (float LqVector3f::*const coordinate : coordinates)
+    {
+        positions[5].*coordinate = first;
+        positions[8].*coordinate = -first;
+    }
+    const CScatteredPositions memory(positions, 12);
+    const auto view = memory.View(300);
+    const Geometry::CBox3D& box = FindRuns(*view).runs[0].box;
+    for (float LqVector3f::*const coordinate : coordinates)
+    {
+        const float bound = (other > 0.0F ? box.min : box.max).*coordinate;
+        EXPECT_EQ(std::signbit(bound), std::signbit(first));
+    }
+}
+
+TEST(ISurfelRuns, FindSurfelRuns_FirstZeroOfTwoSignsIsTheBoundOfOneOrAllCoordinates)
+{
+    using Coordinates = std::vector<float LqVector3f::*>;
+    const Coordinates all{&LqVector3f::x, &LqVector3f::y, &LqVector3f::z};
+    for (const float other : {1.0F, -1.0F})
+    {
+        for (const float first : {0.0F, -0.0F})
+        {
+            for (float LqVector3f::*const coordinate : all)
+            {
+                ExpectFirstZero({coordinate}, other, first);
+            }
+            ExpectFirstZero(all, other, first);
+        }
+    }
+}
+
 TEST(ISurfelRuns, FindSurfelRuns_FirstZeroOfTwoSignsIsTheBound)
 {
     for (const std::size_t stride : {12U, 16U})
@@ -257,6 +298,36 @@ TEST(ISurfelRuns, FindSurfelRuns_ScanOrderHasSmallRunsAndShuffledOrderHasNot)
     {
         EXPECT_FALSE(group.hasSmallRuns);
     }
+}
+
+/// Whether a group of two runs has small ones, which reach from one corner to the other each.
+bool HasSmallRuns(const LqVector3f (&first)[2], const LqVector3f (&second)[2])
+{
+    std::vector<LqVector3f> positions(512, first[0]);
+    positions[100] = first[1];
+    std::fill(positions.begin() + 256, positions.end(), second[0]);
+    positions[300] = second[1];
+    const CScatteredPositions memory(positions, 12);
+    return FindRuns(*memory.View(positions.size())).groups[0].hasSmallRuns;
+}
+
+TEST(ISurfelRuns, FindSurfelRuns_RunsOfThreeQuartersOfTheirGroupAreNotSmall)
+{
+    EXPECT_FALSE(HasSmallRuns({{10, 5, 7}, {13, 5, 7}}, {{11, 5, 7}, {14, 5, 7}}));
+    EXPECT_FALSE(HasSmallRuns({{5, 10, 7}, {5, 13, 7}}, {{5, 11, 7}, {5, 14, 7}}));
+    EXPECT_FALSE(HasSmallRuns({{5, 7, 10}, {5, 7, 13}}, {{5, 7, 11}, {5, 7, 14}}));
+    EXPECT_FALSE(HasSmallRuns({{10, 10, 10}, {12, 13, 14}}, {{12, 11, 10}, {14, 14, 14}}));
+
+    EXPECT_TRUE(HasSmallRuns({{10, 5, 7}, {13, 5, 7}}, {{11.25F, 5, 7}, {14, 5, 7}}));
+    EXPECT_TRUE(HasSmallRuns({{5, 10, 7}, {5, 13, 7}}, {{5, 11.25F, 7}, {5, 14, 7}}));
+    EXPECT_TRUE(HasSmallRuns({{5, 7, 10}, {5, 7, 13}}, {{5, 7, 11.25F}, {5, 7, 14}}));
+    EXPECT_TRUE(HasSmallRuns({{10, 10, 10}, {12, 13, 14}}, {{12, 11.25F, 10}, {14, 14, 14}}));
+}
+
+TEST(ISurfelRuns, FindSurfelRuns_RunWithoutAFinitePositionHasNoSize)
+{
+    EXPECT_TRUE(HasSmallRuns({{c_nan, 0, 0}, {c_nan, 0, 0}}, {{1, 5, 7}, {3, 5, 7}}));
+    EXPECT_FALSE(HasSmallRuns({{c_nan, 0, 0}, {c_nan, 0, 0}}, {{1, 5, 7}, {1, 5, 7}}));
 }
 
 TEST(ISurfelRuns, FindSurfelRuns_ChangedCollectionHasNewOnes)

@@ -26,11 +26,17 @@ struct SAvx512
         const Floats a = _mm512_loadu_ps(first);
         const Floats b = _mm512_loadu_ps(first + 64);
         const Floats c = _mm512_loadu_ps(first + 128);
-        x = pick(a, b, c, _mm512_setr_epi32(0, 3, 6, 9, 12, 15, 18, 21, 24, 27, 30, 0, 0, 0, 0, 0),
+        x = pick(a, b, c,
+                 _mm512_setr_epi32(0, 3, 6, 9, 12, 15, 18, 21, 24, 27, 30, c_any, c_any, c_any,
+                                   c_any, c_any),
                  _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 17, 20, 23, 26, 29));
-        y = pick(a, b, c, _mm512_setr_epi32(1, 4, 7, 10, 13, 16, 19, 22, 25, 28, 31, 0, 0, 0, 0, 0),
+        y = pick(a, b, c,
+                 _mm512_setr_epi32(1, 4, 7, 10, 13, 16, 19, 22, 25, 28, 31, c_any, c_any, c_any,
+                                   c_any, c_any),
                  _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 18, 21, 24, 27, 30));
-        z = pick(a, b, c, _mm512_setr_epi32(2, 5, 8, 11, 14, 17, 20, 23, 26, 29, 0, 0, 0, 0, 0, 0),
+        z = pick(a, b, c,
+                 _mm512_setr_epi32(2, 5, 8, 11, 14, 17, 20, 23, 26, 29, c_any, c_any, c_any, c_any,
+                                   c_any, c_any),
                  _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 19, 22, 25, 28, 31));
     }
     /// Leaves lane 4 b + r to surfel 4 r + b: restoring the order costs more here than there.
@@ -103,6 +109,8 @@ private:
     // and one compiler warns of that; these become the same instructions.
     static constexpr __mmask16 c_all = 0xFFFF;
     static constexpr __mmask8 c_allPairs = 0xFF;
+    /// Where the first of two steps takes a lane from that the second one takes anew.
+    static constexpr int c_any = 0;
 
     static Floats pick(Floats a, Floats b, Floats c, __m512i fromAB, __m512i fromABAndC)
     {

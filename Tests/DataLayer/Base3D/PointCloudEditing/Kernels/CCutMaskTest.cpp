@@ -118,6 +118,8 @@ TEST(CCutMask, NothingThatCanCutLeavesAnEmptyRectangle)
         EXPECT_TRUE(mask.Get().isPacked);
         EXPECT_EQ(mask.Get().firstColumn, mask.Get().endColumn);
         EXPECT_EQ(mask.Get().firstRow, mask.Get().endRow);
+        EXPECT_EQ(mask.Get().words, nullptr);
+        EXPECT_EQ(mask.Get().wordsPerRow, 0U);
     }
 }
 

@@ -16,6 +16,7 @@
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CCutMask.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfelsKernels.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/RandomCuts.h"
+#include "Tests/Support/CLastBytes.h"
 #include "Tests/Support/Selections.h"
 
 namespace DataLayer
@@ -125,14 +126,14 @@ protected:
                                    std::size_t stride)
     {
         const std::size_t numBytes = (positions.size() - 1) * stride + sizeof(LqVector3f);
-        // Of this very size, so that a sanitizer sees what is read beyond.
-        const std::unique_ptr<std::byte[]> bytes = std::make_unique<std::byte[]>(numBytes);
+        const TestSupport::CLastBytes memory(numBytes);
+        std::byte* const bytes = memory.Get().data();
         for (std::size_t index = 0; index < positions.size(); ++index)
         {
-            std::memcpy(bytes.get() + index * stride, &positions[index], sizeof(LqVector3f));
+            std::memcpy(bytes + index * stride, &positions[index], sizeof(LqVector3f));
         }
         SCutSurfelsTask task = scene.GetTask();
-        task.firstPosition = bytes.get();
+        task.firstPosition = bytes;
         task.positionStride = stride;
         expectSameAsScalar(task, Words(positions.size(), {0x1001}), 0,
                            static_cast<std::uint32_t>(positions.size()));

@@ -9,6 +9,7 @@ tried again with --again once there is a test for it.
 """
 
 import argparse
+import collections
 import concurrent.futures
 import hashlib
 import json
@@ -38,6 +39,8 @@ PROGRAMS = {
     "Base/Math": "Base DataLayer PointCloudEditing ModifyOperation",
     "DataLayer": "DataLayer PointCloudEditing ModifyOperation",
     "DataLayer/PointCloud/CN": "NearestNeighbor DataLayer ModifyOperation PointCloudEditing",
+    "DataLayer/PointCloud/CNearestNeighborTree": "Unexported NearestNeighbor DataLayer "
+                                                 "ModifyOperation",
     "DataLayer/PointCloud/Neighbor": "NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/PointCloud/SPosition": "NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/PointCloud/Kernels": "NearestNeighbor DataLayer ModifyOperation",
@@ -49,7 +52,8 @@ PROGRAMS = {
     "DataLayer/Base3D/PointCloudEditing/Kernels": "PointCloudEditingKernel PointCloudEditing "
                                                   "ModifyOperation"}
 QUICK = 0.05  # seconds; slower tests are asked after all the quick ones
-MOST_LATELY = 12  # tests that noticed the last mistakes of a source and are asked first
+# Tests asked first: those that noticed the last mistakes in a source, or most of those in any.
+MOST_LATELY, MOST_OFTEN = 12, 8
 FEWEST_AT_ONCE = 4  # mistakes in one source, for which it is worth it to compile them at once
 # Seconds of a processor's time after which quick tests, or anything else, count as without end; and
 # seconds on the clock, long enough for a busy machine.
@@ -107,6 +111,7 @@ class Build:
         self.headers, self.lock = {}, threading.Lock()
         self.optimised = {}  # the objects of the right source that was last asked for, by place
         self.noticing = {}  # what noticed the mistakes in a source so far, the last one last
+        self.often = {}  # what noticed most mistakes, by program
         self.slow = {name: self.slow_tests(name) for name in targets if name.endswith("Tests")}
 
     def slow_tests(self, program):
@@ -276,19 +281,22 @@ class Trial:
             noticing.append(entry)
         return f"{program} {failed.group(1).decode() if failed else reason}"
 
-    def quick_tests(self, programs):
+    def likely_tests(self, programs):
         """What to ask first, in order."""
         stem = os.path.basename(self.mutant.path).rsplit(".", 1)[0]
-        slow = {program: ":".join(self.build.slow[program]) for program in programs}
         noticing = self.build.noticing.get(self.mutant.path, ())
         for program in programs:
-            lately = [test for other, test in noticing if other == program and
-                      test not in self.build.slow[program]][-MOST_LATELY:]
-            if lately:
-                yield program, ":".join(lately)
-        yield programs[0], f"*{stem}*-{slow[programs[0]]}"
+            slow = self.build.slow[program]
+            lately = [test for other, test in noticing if other == program and test not in slow]
+            often = [test for test in self.build.often.get(program, ()) if test not in slow]
+            asked = {*lately[-MOST_LATELY:], *(often[:MOST_OFTEN] if program == programs[0] else ())}
+            if asked:
+                yield program, ":".join(sorted(asked))
+        yield programs[0], f"*{stem}*-{':'.join(self.build.slow[programs[0]])}"
+
+    def quick_tests(self, programs):
         for program in programs:
-            yield program, f"-{slow[program]}"
+            yield program, f"-{':'.join(self.build.slow[program])}"
 
     def slow_tests(self, programs):
         for program in programs:
@@ -310,7 +318,8 @@ class Trial:
                 return "invalid", ""
         if not self.linked:
             return "same", ""
-        noticed = not is_asked and self.ask_all(self.quick_tests(programs), QUICK_LIMIT)
+        noticed = not is_asked and self.ask_all(
+            (*self.likely_tests(programs), *self.quick_tests(programs)), QUICK_LIMIT)
         if noticed:
             return "noticed", noticed
         if self.is_same_optimised(text):
@@ -380,19 +389,28 @@ class Switched(Trial):
         self.mutants = [mutant for mutant in self.mutants if mutant not in left_out]
         return bool(left_out)
 
-    def judge_all(self):
+    def judge_likely(self):
+        """The mistakes that are noticed by tests that are likely to, each with what noticed it. The
+        others are held on."""
+        programs, held, self.held = programs_for(self.path), self.held, []
+        for self.number, mutant in held:
+            noticed = self.is_usable and self.ask_all(self.likely_tests(programs), QUICK_LIMIT)
+            if noticed:
+                yield mutant, noticed
+            else:
+                self.held.append((self.number, mutant))
+
+    def judge_others(self):
         """The mistakes that could be made, each with what noticed it, if anything."""
-        if not self.is_usable:
-            return
         programs = programs_for(self.path)
         for self.number, mutant in self.held:
+            if not self.is_usable:
+                return
             if os.path.exists(self.is_made):
                 os.remove(self.is_made)
             noticed = self.ask_all(self.quick_tests(programs), QUICK_LIMIT)
-            if not self.is_usable:
-                return
             # In a constant, or where no test comes, it is not made.
-            if noticed or os.path.exists(self.is_made):
+            if self.is_usable and (noticed or os.path.exists(self.is_made)):
                 yield mutant, noticed
 
 
@@ -447,12 +465,16 @@ def list_mutants(arguments):
 
 def try_all(mutants, results, jobs, is_singly):
     build = Build({mutant.path for mutant, _ in mutants})
+    often = collections.Counter()
     for name, (outcome, detail) in results.known.items():
         program, _, test = detail.partition(" ")
         if outcome == "noticed" and "." in test:
             noticing = build.noticing.setdefault(name.split(": ")[0], [])
             if (program, test) not in noticing:
                 noticing.append((program, test))
+            often[program, test] += 1
+    for (program, test), _ in often.most_common():
+        build.often.setdefault(program, []).append(test)
     places = queue.Queue()
     for number in range(jobs):
         places.put(os.path.join(BUILD, "trials", str(number)))
@@ -463,44 +485,51 @@ def try_all(mutants, results, jobs, is_singly):
             print(f"{outcome:8} {time.monotonic() - begin:5.1f} s  {mutant.place}  {detail}",
                   flush=True)
 
-    def try_source(entries):
-        """Compiles all at once; returns those that were not noticed so, and whether the tests were
-        asked."""
-        left = {mutant: False for mutant, _ in entries}
-        place, text, begin = places.get(), entries[0][1], time.monotonic()
-        try:
-            if len(left) >= FEWEST_AT_ONCE and not is_singly:
-                trial = Switched(build, list(left), text, place)
-                print(f"{len(trial.held) if trial.is_usable else 0} of {len(left)} mistakes in "
-                      f"{trial.path} compiled at once", flush=True)
-                for mutant, noticed in trial.judge_all():
-                    left[mutant] = True
-                    if noticed:
-                        del left[mutant]
-                    tell(mutant, *(("noticed", noticed) if noticed else Results.ASKED), begin)
-                    begin = time.monotonic()
-        finally:
-            places.put(place)
-        return [(mutant, text, is_asked) for mutant, is_asked in left.items()]
+    left = {mutant: (text, results.known.get(mutant.name) == Results.ASKED and not is_singly)
+            for mutant, text in mutants}
 
-    def try_one(entry):
-        mutant, text, is_asked = entry
+    def try_likely(source):
+        """Compiles all the mistakes in a source at once."""
+        path, entries = source
+        begin = time.monotonic()
+        trial = Switched(build, [mutant for mutant, _ in entries], entries[0][1],
+                         os.path.join(BUILD, "trials", path))
+        print(f"{len(trial.held) if trial.is_usable else 0} of {len(entries)} mistakes in "
+              f"{path} compiled at once", flush=True)
+        for mutant, noticed in trial.judge_likely():
+            del left[mutant]
+            tell(mutant, "noticed", noticed, begin)
+            begin = time.monotonic()
+        return trial
+
+    def try_others(trial):
+        begin = time.monotonic()
+        for mutant, noticed in trial.judge_others():
+            tell(mutant, *(("noticed", noticed) if noticed else Results.ASKED), begin)
+            begin = time.monotonic()
+            if noticed:
+                del left[mutant]
+            else:
+                left[mutant] = left[mutant][0], True
+        subprocess.run(["rm", "-rf", trial.place], check=True)
+
+    def try_one(mutant):
         place, begin = places.get(), time.monotonic()
+        text, is_asked = left[mutant]
         try:
             tell(mutant, *Trial(build, mutant, text, place).judge(text, is_asked), begin)
         finally:
             places.put(place)
 
-    sources, asked = {}, []
-    for mutant, text in mutants:
-        if results.known.get(mutant.name) == Results.ASKED and not is_singly:
-            asked.append((mutant, text, True))
-        else:
+    sources = {}
+    for mutant, (text, is_asked) in left.items():
+        if not is_asked and not is_singly:
             sources.setdefault(mutant.path, []).append((mutant, text))
+    sources = [source for source in sources.items() if len(source[1]) >= FEWEST_AT_ONCE]
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        left = [entry for entries in pool.map(try_source, sources.values()) for entry in entries]
-        for _ in pool.map(try_one, asked + left):
-            pass
+        trials = list(pool.map(try_likely, sources))
+        list(pool.map(try_others, trials))
+        list(pool.map(try_one, list(left)))
 
 
 def main():

@@ -90,8 +90,8 @@ CNearestNeighborTreeBuilder::CNearestNeighborTreeBuilder(std::span<ULeaf> leaves
 STree CNearestNeighborTreeBuilder::Build()
 {
     makeLevels();
-    buildChildren({m_topLevel - 1, 0, m_sizes[m_topLevel - 1]});
-    STree tree{m_leaves.data(), {}, m_topLevel};
+    buildChildren({m_topLevel, 0, m_sizes[m_topLevel]});
+    STree tree{m_leaves.data(), {}, m_topLevel, m_sizes[m_topLevel]};
     std::copy(std::begin(m_levels), std::end(m_levels), std::begin(tree.levels));
     return tree;
 }
@@ -105,7 +105,7 @@ void CNearestNeighborTreeBuilder::makeLevels()
         ++m_topLevel;
         m_sizes[m_topLevel] = (m_sizes[m_topLevel - 1] + c_fanOut - 1) / c_fanOut;
         nodeCount += m_sizes[m_topLevel];
-    } while (m_sizes[m_topLevel] > 1);
+    } while (m_sizes[m_topLevel] > NearestNeighbor::c_mostRoots);
 
     Base::ReserveInLargePages(m_nodes, nodeCount);
     m_nodes.assign(nodeCount, emptyNode());
@@ -167,7 +167,10 @@ void CNearestNeighborTreeBuilder::buildChild(std::uint32_t level, std::uint32_t 
     const std::uint32_t firstChild = number * c_fanOut;
     const std::uint32_t childCount = std::min(c_fanOut, m_sizes[level - 1] - firstChild);
     buildChildren({level - 1, firstChild, firstChild + childCount});
-
+    if (level == m_topLevel)
+    {
+        return;
+    }
     const SNode& node = m_levels[level][number];
     float low[3];
     float high[3];

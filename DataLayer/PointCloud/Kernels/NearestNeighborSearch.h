@@ -34,31 +34,11 @@ public:
 
     SNeighbor Run()
     {
-        std::uint32_t level = m_tree.topLevel;
-        std::uint32_t number = 0;
-        while (true)
+        for (std::uint32_t root = 0; root < m_tree.numRoots; ++root)
         {
-            const SNode& node = m_tree.levels[level][number];
-            SPending& pending = m_pending[level];
-            pending.distances = boxDistances(node);
-            pending.slots = slotsBeforeNearest(pending.distances, node.lowestIndex);
-            if (level == 1)
-            {
-                visitLeaves(number);
-            }
-            while (m_pending[level].slots == 0)
-            {
-                if (level == m_tree.topLevel)
-                {
-                    return m_nearest;
-                }
-                ++level;
-                number /= c_fanOut;
-                dropFartherSlots(level, number);
-            }
-            number = number * c_fanOut + takeNearestSlot(m_pending[level]);
-            --level;
+            visitRoot(root);
         }
+        return m_nearest;
     }
 
 private:
@@ -78,6 +58,34 @@ private:
         SDistances distances;
         std::uint32_t slots;
     };
+
+    void visitRoot(std::uint32_t number)
+    {
+        std::uint32_t level = m_tree.topLevel;
+        while (true)
+        {
+            const SNode& node = m_tree.levels[level][number];
+            SPending& pending = m_pending[level];
+            pending.distances = boxDistances(node);
+            pending.slots = slotsBeforeNearest(pending.distances, node.lowestIndex);
+            if (level == 1)
+            {
+                visitLeaves(number);
+            }
+            while (m_pending[level].slots == 0)
+            {
+                if (level == m_tree.topLevel)
+                {
+                    return;
+                }
+                ++level;
+                number /= c_fanOut;
+                dropFartherSlots(level, number);
+            }
+            number = number * c_fanOut + takeNearestSlot(m_pending[level]);
+            --level;
+        }
+    }
 
     void visitLeaves(std::uint32_t parentNumber)
     {

@@ -52,13 +52,18 @@ struct alignas(64) SNode
 static_assert(sizeof(ULeaf) == std::size_t{16} * c_fanOut, "sixteen bytes a point");
 static_assert(sizeof(SNode) == std::size_t{28} * c_fanOut, "28 bytes a child");
 
-/// A whole tree. There is at least one point; the root is node 0 of level \p topLevel, which is at
-/// least 1.
+/// So many nodes stay without one above them, which would take a query longer than another one
+/// beside the first does.
+inline constexpr std::uint32_t c_mostRoots = 2;
+
+/// A whole tree. There is at least one point; the roots are all nodes of level \p topLevel, which
+/// is at least 1.
 struct STree
 {
     const ULeaf* leaves;
     const SNode* levels[c_maximumLevels];  ///< The nodes of each level; none for level 0.
     std::uint32_t topLevel;
+    std::uint32_t numRoots;
 };
 
 /// A squared distance and the point that is that far away. Neighbours are ordered by distance,

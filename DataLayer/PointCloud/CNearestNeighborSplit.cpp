@@ -1,6 +1,7 @@
 #include "DataLayer/PointCloud/CNearestNeighborSplit.h"
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -87,9 +88,7 @@ bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
     const std::uint32_t cell[3] = {NeighborCells::cellOf(lookup, point.x, 0),
                                    NeighborCells::cellOf(lookup, point.y, 1),
                                    NeighborCells::cellOf(lookup, point.z, 2)};
-    const std::uint32_t firstState =
-        NeighborCells::firstStateOf(lookup, NeighborCells::keyOfCell(cell));
-    std::uint32_t state = NeighborCells::stateOf(lookup, firstState, cell);
+    std::uint32_t state = m_cells.GetState(cell);
     if (state == c_unjudged)
     {
         state = judge(cell);
@@ -98,13 +97,14 @@ bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
     return state == c_undecidable ? findExactly(point, cell) : state == c_amongFirst;
 }
 
-bool CNearestNeighborSplit::Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo,
-                                 std::uint16_t* states) const
+std::size_t CNearestNeighborSplit::Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo,
+                                        std::uint16_t* states, std::uint32_t* open) const
 {
     const bool isAffine =
         trafo(0, 3) == 0.0F && trafo(1, 3) == 0.0F && trafo(2, 3) == 0.0F && trafo(3, 3) == 1.0F;
     return m_look(m_cells.GetLookup(),
-                  {surfels.first, surfels.stride, surfels.count, trafo.data(), isAffine}, states);
+                  {surfels.first, surfels.stride, surfels.count, trafo.data(), isAffine}, states,
+                  open);
 }
 
 std::size_t CNearestNeighborSplit::GetMemorySize() const
@@ -122,21 +122,24 @@ std::vector<std::string_view> CNearestNeighborSplit::GetKernelNames()
     return names;
 }
 
-/// Judges a cell by the least and the greatest distance between its points and each position.
+/// Judges a cell's cube by the least and the greatest distance between its points and each
+/// position.
 std::uint32_t CNearestNeighborSplit::judge(const std::uint32_t (&cell)[3]) const
 {
     // Room for the rounding of the search's squared distances.
     constexpr double c_more = 1.0 + 0x1p-20;
-    const CNeighborCells::SBricks bricks = m_cells.GetBricksAround(cell);
+    CNeighborCells::CBricks bricks(m_cells, cell);
     const double bound =
         static_cast<double>(m_bound) * static_cast<double>(m_cells.GetLookup().scale);
     const double squaredBound = bound * bound;
     std::uint32_t count = 0;
     // A brick's positions begin with the others, since those have the higher indices.
     SReach other;
-    for (const std::uint32_t first : bricks.first)
+    const std::size_t numWithOthers = m_cells.AreAllFirstAround(cell) ? 0 : bricks.c_count;
+    for (std::size_t brick = 0; brick < numWithOthers; ++brick)
     {
-        for (std::uint32_t index = first; isOther(index); index = m_cells.GetNext(index))
+        for (std::uint32_t index = bricks.GetFirst(brick); isOther(index);
+             index = m_cells.GetNext(index))
         {
             if (++count > c_crowd)
             {
@@ -147,8 +150,9 @@ std::uint32_t CNearestNeighborSplit::judge(const std::uint32_t (&cell)[3]) const
     }
     SReach first;
     const double nearEnough = std::min(squaredBound, other.atLeast);
-    for (std::uint32_t index : bricks.first)
+    for (std::size_t brick = 0; brick < bricks.c_count; ++brick)
     {
+        std::uint32_t index = bricks.GetFirst(brick);
         while (isOther(index))
         {
             index = m_cells.GetNext(index);
@@ -176,7 +180,8 @@ bool CNearestNeighborSplit::isOther(std::uint32_t index) const
     return index != CNeighborCells::c_noPoint && static_cast<std::int64_t>(index) > m_last;
 }
 
-/// The least and the greatest distance between a position and the points of a cell, in cells.
+/// The least and the greatest distance between a position and the points of a cell's cube, in
+/// cells.
 CNearestNeighborSplit::SReach CNearestNeighborSplit::reachOf(const std::uint32_t (&cell)[3],
                                                              std::uint32_t index) const
 {
@@ -184,14 +189,14 @@ CNearestNeighborSplit::SReach CNearestNeighborSplit::reachOf(const std::uint32_t
     const LqVector3f position = m_search.GetPositions()[index];
     const float coordinates[3] = {position.x, position.y, position.z};
     SReach reach{0.0, 0.0};
+    constexpr double c_halfEdge = 1.0 + CNeighborCells::c_placeError;
     for (std::uint32_t axis = 0; axis < 3; ++axis)
     {
         const double place = (static_cast<double>(coordinates[axis]) - lookup.low[axis]) *
                              static_cast<double>(lookup.scale);
-        const double toLow = cell[axis] - CNeighborCells::c_placeError - place;
-        const double toHigh = cell[axis] + 1.0 + CNeighborCells::c_placeError - place;
-        const double outside = std::max({toLow, -toHigh, 0.0});
-        const double across = std::max(-toLow, toHigh);
+        const double fromMiddle = std::abs(place - (cell[axis] | 1U));
+        const double outside = std::max(fromMiddle - c_halfEdge, 0.0);
+        const double across = fromMiddle + c_halfEdge;
         reach.atLeast += outside * outside;
         reach.atMost += across * across;
     }
@@ -206,9 +211,11 @@ bool CNearestNeighborSplit::findExactly(const LqVector3f& point,
     float nearestDistance = m_bound * m_bound;
     std::uint32_t nearest = CNeighborCells::c_noPoint;
     std::uint32_t count = 0;
-    for (std::uint32_t index : m_cells.GetBricksAround(cell).first)
+    CNeighborCells::CBricks bricks(m_cells, cell);
+    for (std::size_t brick = 0; brick < bricks.c_count; ++brick)
     {
-        for (; index != CNeighborCells::c_noPoint; index = m_cells.GetNext(index))
+        for (std::uint32_t index = bricks.GetFirst(brick); index != CNeighborCells::c_noPoint;
+             index = m_cells.GetNext(index))
         {
             if (++count > c_crowd)
             {

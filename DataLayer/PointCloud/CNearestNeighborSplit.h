@@ -18,15 +18,15 @@ namespace DataLayer
 {
 
 /// Tells whether a point's nearest neighbour is one of the first of a cloud, faster than by finding
-/// it: by what is known of all points of a small cell of space. The answers are those of the
+/// it: by what is known of all points of a small cube of space. The answers are those of the
 /// search.
 ///
-/// Most cells around the cloud are judged when the split is made, by where there are positions at
+/// Most cubes around the cloud are judged when the split is made, by where there are positions at
 /// all; others when they are first asked for, by the distances of the positions near them. The
-/// points of cells whose points differ are answered one by one. What is judged, and why that is
+/// points of cubes whose points differ are answered one by one. What is judged, and why that is
 /// exact, is told in Docs/NeighborCells.md.
 ///
-/// Takes 35 to 43 bytes for each position of a smooth surface, half a bound apart or a little less.
+/// Takes 16 to 20 bytes for each position of a smooth surface, half a bound apart or a little less.
 /// Const operations are safe from any number of threads; they take no lock and allocate nothing,
 /// but for the index of the search the first time that many positions lie close together.
 ///
@@ -52,10 +52,12 @@ public:
     /// Whether the nearest neighbour of \p point within the bound is one of the first positions.
     [[nodiscard]] bool IsAmongFirst(const LqVector3f& point) const;
 
-    /// Writes for each of \p surfels, placed by \p trafo with perspective division, what is known
-    /// of its cell into \p states. Those that are neither c_amongFirst nor c_notAmong must be asked
-    /// for by IsAmongFirst(). Returns whether there are none of those.
-    bool Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo, std::uint16_t* states) const;
+    /// Writes for each of \p surfels, placed by \p trafo with perspective division, what bricks and
+    /// cells tell of its cube into \p states. The numbers of those that are neither c_amongFirst
+    /// nor c_notAmong, who must be asked for by IsAmongFirst(), go to \p open in ascending order.
+    /// Both have room for all surfels, of whom there are less than 2^32. Returns how many are open.
+    std::size_t Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo, std::uint16_t* states,
+                     std::uint32_t* open) const;
 
     /// The bytes it takes.
     [[nodiscard]] std::size_t GetMemorySize() const;
@@ -67,7 +69,7 @@ private:
     CNearestNeighborSplit(const CDeferredNeighborSearch& search, std::int32_t last, float bound,
                           NeighborCells::LookFunction look, CNeighborCells&& cells);
 
-    /// Bounds, in squared cells, of how far the nearest of some positions is from a cell's points.
+    /// Bounds, in squared cells, of how far the nearest of some positions is from a cube's points.
     struct SReach
     {
         double atLeast = std::numeric_limits<double>::infinity();

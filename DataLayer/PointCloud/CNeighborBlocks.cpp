@@ -133,10 +133,16 @@ SNeighborKeys::SNeighborKeys(std::uint64_t key)
             parts[axis][step] = NeighborCells::keyOnAxis(number + step - 1, axis);
         }
     }
-    for (std::uint32_t direction = 0; direction < 27; ++direction)
+    std::uint64_t* next = keys;
+    for (const std::uint64_t z : parts[2])
     {
-        keys[direction] =
-            parts[0][direction % 3] | parts[1][direction / 3 % 3] | parts[2][direction / 9];
+        for (const std::uint64_t y : parts[1])
+        {
+            for (const std::uint64_t x : parts[0])
+            {
+                *next++ = x | y | z;
+            }
+        }
     }
 }
 

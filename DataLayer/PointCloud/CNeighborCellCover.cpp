@@ -25,7 +25,6 @@ Lanes load(const std::uint16_t* rows)
 
 void CNeighborCellCover::SetPlane(std::uint32_t z, const SPlane& plane)
 {
-    static constexpr std::uint16_t c_nothing[c_blockEdge]{};
     m_isSet |= 1U << z;
     for (std::uint32_t side = 0; side < 3; ++side)
     {
@@ -33,9 +32,7 @@ void CNeighborCellCover::SetPlane(std::uint32_t z, const SPlane& plane)
         std::uint16_t* const rows = m_cells[z][side].rows;
         const auto copy = [&](std::size_t place, std::size_t first, std::size_t count,
                               std::size_t target) {
-            const std::uint16_t* const source = plane.rows[place][side];
-            std::memcpy(rows + target, (source == nullptr ? c_nothing : source) + first,
-                        count * sizeof *rows);
+            std::memcpy(rows + target, plane.rows[place][side] + first, count * sizeof *rows);
         };
         copy(0, c_blockEdge - c_margin, c_margin, 0);
         copy(1, 0, c_blockEdge, c_margin);

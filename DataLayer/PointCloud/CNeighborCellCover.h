@@ -25,7 +25,7 @@ public:
     using Rows = std::uint16_t[NeighborCells::c_blockEdge];
 
     /// The cells with positions in a plane of blocks: of a row of blocks on y each, before, at and
-    /// behind the block on x. A null stands for rows without any.
+    /// behind the block on x.
     struct SPlane
     {
         const std::uint16_t* rows[3][3];

@@ -18,69 +18,42 @@ std::optional<CNeighborCells> CNeighborCells::Make(const SPositionArray& positio
                : std::nullopt;
 }
 
+std::uint32_t CNeighborCells::GetState(const std::uint32_t (&cell)[3]) const
+{
+    return NeighborCells::stateIn(__atomic_load_n(&wordOf(cell), __ATOMIC_RELAXED), cell);
+}
+
 void CNeighborCells::SetState(const std::uint32_t (&cell)[3], std::uint32_t state) const
 {
-    const std::uint32_t firstState =
-        NeighborCells::firstStateOf(m_lookup, NeighborCells::keyOfCell(cell));
-    auto* const word =
-        const_cast<std::uint32_t*>(m_lookup.states + firstState + NeighborCells::stateWord(cell));
     const std::uint32_t bits = (state & 1U) | (state & 2U) << 15U;
-    __atomic_fetch_or(word, bits << NeighborCells::stateBit(cell), __ATOMIC_RELAXED);
+    __atomic_fetch_or(&wordOf(cell), bits << NeighborCells::stateBit(cell), __ATOMIC_RELAXED);
 }
 
 std::size_t CNeighborCells::GetMemorySize() const
 {
-    return m_blocks.GetMemorySize() + m_states.size() * sizeof(std::uint32_t) +
+    return m_blocks.GetMemorySize() +
+           (m_states.size() + m_latestStates.size()) * sizeof(SBlockStates) +
+           m_lonelyBricks.size() * sizeof(std::uint64_t) +
            m_blockPoints.size() * sizeof(SBlockPoints) + m_nextPoint.size() * sizeof(std::uint32_t);
 }
 
-CNeighborCells::SBricks CNeighborCells::GetBricksAround(const std::uint32_t (&cell)[3]) const
+bool CNeighborCells::AreAllFirstAround(const std::uint32_t (&cell)[3]) const
 {
-    // The steps to the bricks around one, sorted by their number.
-    static constexpr std::array<std::array<std::int8_t, 3>, 27> c_steps = {{
-        {0, 0, 0},   {-1, 0, 0},  {1, 0, 0},   {0, -1, 0}, {0, 1, 0},   {0, 0, -1},   {0, 0, 1},
-        {-1, -1, 0}, {1, -1, 0},  {-1, 1, 0},  {1, 1, 0},  {-1, 0, -1}, {1, 0, -1},   {-1, 0, 1},
-        {1, 0, 1},   {0, -1, -1}, {0, 1, -1},  {0, -1, 1}, {0, 1, 1},   {-1, -1, -1}, {1, -1, -1},
-        {-1, 1, -1}, {1, 1, -1},  {-1, -1, 1}, {1, -1, 1}, {-1, 1, 1},  {1, 1, 1},
-    }};
-    constexpr std::uint32_t c_toBlock = NeighborCells::c_blockEdgeBits - c_brickEdgeBits;
-    std::uint32_t low[3];  // The lowest of the bricks on each axis.
-    for (std::size_t axis = 0; axis < 3; ++axis)
-    {
-        low[axis] = (cell[axis] >> c_brickEdgeBits) - 1;
-    }
-    // The bricks lie in up to two blocks an axis.
-    const SBlockPoints* blocks[8];
-    for (std::uint32_t corner = 0; corner < 8; ++corner)
-    {
-        std::uint32_t block[3];
-        std::uint32_t original = 0;
-        for (std::uint32_t axis = 0; axis < 3; ++axis)
-        {
-            const std::uint32_t lowest = low[axis] >> c_toBlock;
-            const std::uint32_t highest = (low[axis] + 2) >> c_toBlock;
-            block[axis] = (corner >> axis & 1U) != 0 ? highest : lowest;
-            original |= highest != lowest ? corner & 1U << axis : 0;
-        }
-        blocks[corner] = original != corner
-                             ? blocks[original]
-                             : findPoints(NeighborCells::keyOfBlock(block[0], block[1], block[2]));
-    }
-    SBricks bricks{};
-    for (std::size_t place = 0; place < 27; ++place)
-    {
-        std::uint32_t corner = 0;
-        std::uint32_t brick = 0;
-        for (std::uint32_t axis = 0; axis < 3; ++axis)
-        {
-            const std::uint32_t number =
-                low[axis] + 1 + static_cast<std::uint32_t>(c_steps[place][axis]);
-            corner |= (number >> c_toBlock != low[axis] >> c_toBlock ? 1U : 0U) << axis;
-            brick |= (number & 3U) << (2 * axis);
-        }
-        bricks.first[place] = blocks[corner] == nullptr ? c_noPoint : blocks[corner]->first[brick];
-    }
-    return bricks;
+    const std::size_t block =
+        NeighborCells::firstStateOf(m_lookup, NeighborCells::keyOfCell(cell)) /
+        NeighborCells::c_stateWords;
+    const std::uint32_t brick = (cell[2] >> c_brickEdgeBits & 3U) << 4U |
+                                (cell[1] >> c_brickEdgeBits & 3U) << 2U |
+                                (cell[0] >> c_brickEdgeBits & 3U);
+    return (m_lonelyBricks[block] >> brick & 1U) != 0;
+}
+
+std::uint32_t& CNeighborCells::wordOf(const std::uint32_t (&cell)[3]) const
+{
+    const std::size_t firstState =
+        NeighborCells::firstStateOf(m_lookup, NeighborCells::keyOfCell(cell));
+    return m_latestStates[firstState / NeighborCells::c_stateWords]
+        .words[NeighborCells::stateWord(cell)];
 }
 
 /// The positions of a block, or null where there are none.
@@ -89,6 +62,42 @@ const CNeighborCells::SBlockPoints* CNeighborCells::findPoints(std::uint64_t key
     const std::size_t block =
         NeighborCells::firstStateOf(m_lookup, key) / NeighborCells::c_stateWords;
     return block != 0 && block <= m_blockPoints.size() ? &m_blockPoints[block - 1] : nullptr;
+}
+
+CNeighborCells::CBricks::CBricks(const CNeighborCells& cells, const std::uint32_t (&cell)[3])
+    : m_cells(cells),
+      m_low{(cell[0] >> c_brickEdgeBits) - 1, (cell[1] >> c_brickEdgeBits) - 1,
+            (cell[2] >> c_brickEdgeBits) - 1}
+{}
+
+std::uint32_t CNeighborCells::CBricks::GetFirst(std::size_t place)
+{
+    // The steps to the bricks around one, sorted by their number.
+    static constexpr std::array<std::array<std::int8_t, 3>, c_count> c_steps = {{
+        {0, 0, 0},   {-1, 0, 0},  {1, 0, 0},   {0, -1, 0}, {0, 1, 0},   {0, 0, -1},   {0, 0, 1},
+        {-1, -1, 0}, {1, -1, 0},  {-1, 1, 0},  {1, 1, 0},  {-1, 0, -1}, {1, 0, -1},   {-1, 0, 1},
+        {1, 0, 1},   {0, -1, -1}, {0, 1, -1},  {0, -1, 1}, {0, 1, 1},   {-1, -1, -1}, {1, -1, -1},
+        {-1, 1, -1}, {1, 1, -1},  {-1, -1, 1}, {1, -1, 1}, {-1, 1, 1},  {1, 1, 1},
+    }};
+    constexpr std::uint32_t c_toBlock = NeighborCells::c_blockEdgeBits - c_brickEdgeBits;
+    std::uint32_t corner = 0;
+    std::uint32_t brick = 0;
+    std::uint32_t block[3];
+    for (std::uint32_t axis = 0; axis < 3; ++axis)
+    {
+        const std::uint32_t number =
+            m_low[axis] + 1 + static_cast<std::uint32_t>(c_steps[place][axis]);
+        block[axis] = number >> c_toBlock;
+        corner |= (block[axis] != m_low[axis] >> c_toBlock ? 1U : 0U) << axis;
+        brick |= (number & 3U) << (2 * axis);
+    }
+    if ((m_found >> corner & 1U) == 0)
+    {
+        m_found |= 1U << corner;
+        m_blocks[corner] =
+            m_cells.findPoints(NeighborCells::keyOfBlock(block[0], block[1], block[2]));
+    }
+    return m_blocks[corner] == nullptr ? c_noPoint : m_blocks[corner]->first[brick];
 }
 
 }  // namespace DataLayer

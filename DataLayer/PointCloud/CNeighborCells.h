@@ -13,8 +13,8 @@
 namespace DataLayer
 {
 
-/// The cells around a cloud, sparse in space, with what is known of them, and the positions by
-/// brick: a cube of four cells an axis.
+/// The cells around a cloud, sparse in space, with what is known of cubes of two cells an axis, and
+/// the positions by brick, of four cells an axis.
 ///
 /// A cell is so large that all positions within the bound of any of its points lie in the bricks
 /// from one below to one above its own on every axis; see Docs/NeighborCells.md.
@@ -30,22 +30,22 @@ public:
     static constexpr std::uint32_t c_noPoint = 0xFFFFFFFFU;
 
     /// Sorts \p positions in and judges what bricks and cells tell by themselves.
-    /// \returns nothing when that takes more than some 300 bytes for each position.
+    /// \returns nothing when that takes more than some 130 bytes for each position.
     [[nodiscard]] static std::optional<CNeighborCells> Make(const SPositionArray& positions,
                                                             std::int32_t last, float bound);
 
+    /// What bricks and cells tell, which is all that the kernels read: it stays as it is.
     [[nodiscard]] const NeighborCells::SLookup& GetLookup() const { return m_lookup; }
 
-    /// Makes a state that was c_unjudged known. Safe for concurrent use, also with Look().
+    /// The state of a cell's cube, and one that becomes known of a cube that was c_unjudged. Both
+    /// are safe for concurrent use.
+    [[nodiscard]] std::uint32_t GetState(const std::uint32_t (&cell)[3]) const;
     void SetState(const std::uint32_t (&cell)[3], std::uint32_t state) const;
 
-    /// The first position of each of the bricks around a cell, its own brick's and the nearest
-    /// ones' first, or c_noPoint. The positions of a brick follow by GetNext() down to the lowest.
-    struct SBricks
-    {
-        std::uint32_t first[27];
-    };
-    [[nodiscard]] SBricks GetBricksAround(const std::uint32_t (&cell)[3]) const;
+    /// Whether the bricks around a cell hold none but first positions.
+    [[nodiscard]] bool AreAllFirstAround(const std::uint32_t (&cell)[3]) const;
+
+    class CBricks;
 
     /// The position of the same brick with the next lower index, or c_noPoint.
     [[nodiscard]] std::uint32_t GetNext(std::uint32_t index) const { return m_nextPoint[index]; }
@@ -64,15 +64,49 @@ private:
         std::uint32_t first[64];
     };
 
+    /// What is known of a block's cubes.
+    struct alignas(64) SBlockStates
+    {
+        std::uint32_t words[NeighborCells::c_stateWords];
+    };
+    using States = std::vector<SBlockStates, TUninitializedAllocator<SBlockStates>>;
+
     CNeighborCells() = default;
+    [[nodiscard]] std::uint32_t& wordOf(const std::uint32_t (&cell)[3]) const;
     [[nodiscard]] const SBlockPoints* findPoints(std::uint64_t key) const;
 
     NeighborCells::SLookup m_lookup{};
     CNeighborBlocks m_blocks;
-    std::vector<std::uint32_t, TUninitializedAllocator<std::uint32_t>> m_states;
+    /// Of the blocks that do not exist, then of each: what was known when the cells were made, and
+    /// what has become known since besides.
+    States m_states;
+    mutable States m_latestStates;
+    /// Of the same, the bricks that have none but first positions beside them.
+    std::vector<std::uint64_t> m_lonelyBricks;
     /// Of the blocks that have positions, which have the lowest numbers, from 1 on.
     std::vector<SBlockPoints, TUninitializedAllocator<SBlockPoints>> m_blockPoints;
     std::vector<std::uint32_t, TUninitializedAllocator<std::uint32_t>> m_nextPoint;
+};
+
+/// The bricks around a cell: its own and the nearest ones first. Their blocks are found as they are
+/// asked for.
+class CNeighborCells::CBricks
+{
+public:
+    static constexpr std::size_t c_count = 27;
+
+    CBricks(const CNeighborCells& cells, const std::uint32_t (&cell)[3]);
+
+    /// The first position of a brick, or c_noPoint. Its others follow by GetNext() down to the
+    /// lowest.
+    [[nodiscard]] std::uint32_t GetFirst(std::size_t place);
+
+private:
+    const CNeighborCells& m_cells;
+    std::uint32_t m_low[3];  ///< The lowest of the bricks on each axis.
+    /// The bricks lie in up to two blocks an axis; a bit for each of those that is found.
+    std::uint32_t m_found = 0;
+    const SBlockPoints* m_blocks[8]{};
 };
 
 }  // namespace DataLayer

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <iterator>
 #include <numeric>
 
@@ -52,45 +53,74 @@ class CFoundCells
 public:
     static constexpr std::uint64_t c_mostPositions = 256;
 
-    /// Finds the cells of the positions \p begin to \p end - 1.
+    /// Finds the cells of the positions \p begin to \p end - 1, and writes where each lies in its
+    /// block to \p places.
     CFoundCells(const NeighborCells::SLookup& lookup, const SPositionArray& positions,
-                std::uint64_t begin, std::uint64_t end)
+                std::uint64_t begin, std::uint64_t end, std::uint16_t* places)
+        : m_count(static_cast<std::uint32_t>(end - begin))
     {
-        const auto count = static_cast<std::uint32_t>(end - begin);
         float coordinates[3][c_mostPositions];
-        for (std::uint32_t index = 0; index < count; ++index)
+        for (std::uint32_t index = 0; index < m_count; ++index)
         {
-            const LqVector3f position = positions[begin + index];
-            coordinates[0][index] = position.x;
-            coordinates[1][index] = position.y;
-            coordinates[2][index] = position.z;
-            m_isFinite[index] = isFinite(position);
-        }
-        std::uint32_t cells[3][c_mostPositions];
-        for (std::uint32_t axis = 0; axis < 3; ++axis)
-        {
-            for (std::uint32_t index = 0; index < count; ++index)
+            const std::byte* const position = positions.first + (begin + index) * positions.stride;
+            for (std::uint32_t axis = 0; axis < 3; ++axis)
             {
-                cells[axis][index] = NeighborCells::cellOf(lookup, coordinates[axis][index], axis);
+                std::memcpy(&coordinates[axis][index], position + axis * sizeof(float),
+                            sizeof(float));
             }
         }
-        for (std::uint32_t index = 0; index < count; ++index)
+        for (std::uint32_t index = 0; index < m_count; ++index)
         {
-            const std::uint32_t cell[3] = {cells[0][index], cells[1][index], cells[2][index]};
-            m_blocks[index] = NeighborCells::keyOfCell(cell);
-            m_places[index] = placeInBlock(cell);
+            // What is not finite leaves no zero.
+            const float zero = (coordinates[0][index] * 0.0F + coordinates[1][index] * 0.0F) +
+                               coordinates[2][index] * 0.0F;
+            m_isNone[index] = zero == 0.0F ? 0 : 1;
+        }
+        for (std::uint32_t axis = 0; axis < 3; ++axis)
+        {
+            for (std::uint32_t index = 0; index < m_count; ++index)
+            {
+                m_cells[axis][index] =
+                    NeighborCells::cellOf(lookup, coordinates[axis][index], axis);
+            }
+        }
+        for (std::uint32_t index = 0; index < m_count; ++index)
+        {
+            places[index] = placeInBlock({m_cells[0][index], m_cells[1][index], m_cells[2][index]});
+        }
+        for (std::uint32_t index = 1; index < m_count; ++index)
+        {
+            const auto differenceOf = [&](std::uint32_t axis) {
+                return m_cells[axis][index] ^ m_cells[axis][index - 1];
+            };
+            const std::uint32_t difference = differenceOf(0) | differenceOf(1) | differenceOf(2);
+            m_isOtherBlock[index] = (difference & ~(NeighborCells::c_blockEdge - 1U)) |
+                                    m_isNone[index] | m_isNone[index - 1];
         }
     }
 
-    [[nodiscard]] bool IsFinite(std::uint64_t index) const { return m_isFinite[index]; }
+    /// Whether a position is finite.
+    [[nodiscard]] bool IsFinite(std::uint32_t index) const { return m_isNone[index] == 0; }
     /// The key of a position's block.
-    [[nodiscard]] std::uint64_t GetBlock(std::uint64_t index) const { return m_blocks[index]; }
-    [[nodiscard]] std::uint16_t GetPlace(std::uint64_t index) const { return m_places[index]; }
+    [[nodiscard]] std::uint64_t GetBlock(std::uint32_t index) const
+    {
+        return NeighborCells::keyOfCell({m_cells[0][index], m_cells[1][index], m_cells[2][index]});
+    }
+    /// Behind the position and those following that are in the same block for sure.
+    [[nodiscard]] std::uint32_t GetEnd(std::uint32_t index) const
+    {
+        do
+        {
+            ++index;
+        } while (index < m_count && m_isOtherBlock[index] == 0);
+        return index;
+    }
 
 private:
-    bool m_isFinite[c_mostPositions];
-    std::uint64_t m_blocks[c_mostPositions];
-    std::uint16_t m_places[c_mostPositions];
+    std::uint32_t m_count;
+    std::uint32_t m_isNone[c_mostPositions];
+    std::uint32_t m_cells[3][c_mostPositions];
+    std::uint32_t m_isOtherBlock[c_mostPositions];  ///< Than that of the position before, or 0.
 };
 
 /// The bricks of a block that are beside the block in one of 27 directions.
@@ -109,6 +139,8 @@ constexpr std::array<std::uint64_t, 27> makeTouching()
     }
     return touching;
 }
+
+constexpr std::array<std::uint64_t, 27> c_touching = makeTouching();
 
 /// Calls \p body for each of \p count blocks on the platform's worker threads.
 template <typename Body>
@@ -157,10 +189,13 @@ bool CNeighborCellsBuilder::Build()
         return false;
     }
     m_cells.m_blocks.Publish(m_cells.m_lookup);
-    Base::ResizeInLargePages(m_cells.m_states, (m_keys.size() + 1) * c_stateWords);
-    m_cells.m_lookup.states = m_cells.m_states.data();
+    Base::ResizeInLargePages(m_cells.m_states, m_keys.size() + 1);
+    Base::ResizeInLargePages(m_cells.m_latestStates, m_keys.size() + 1);
+    m_cells.m_lonelyBricks.resize(m_keys.size() + 1);
+    m_cells.m_lookup.states = m_cells.m_states.front().words;
     // The states of all blocks that do not exist.
-    std::fill_n(m_cells.m_states.data(), c_stateWords, 0xFFFF0000U);
+    std::fill_n(m_cells.m_states.front().words, c_stateWords, 0xFFFF0000U);
+    m_cells.m_latestStates.front() = m_cells.m_states.front();
     forEachShare(m_keys.size(), [this](std::size_t block) { judgeBlock(block); });
     return true;
 }
@@ -195,7 +230,7 @@ void CNeighborCellsBuilder::chooseFrame()
 /// Makes a block of each that has positions, and sorts the positions' runs by block.
 bool CNeighborCellsBuilder::addOccupiedBlocks()
 {
-    m_places.resize(m_positions.count);
+    Base::ResizeInLargePages(m_places, m_positions.count);
     std::vector<Runs> runs(CountSurfelBlocks(m_positions.count));
     ForEachSurfelBlock(m_positions.count, [&](std::uint64_t begin, std::uint64_t end) {
         runs[begin / c_surfelBlockSize] = findRuns(begin, end);
@@ -221,23 +256,25 @@ CNeighborCellsBuilder::Runs CNeighborCellsBuilder::findRuns(std::uint64_t begin,
     for (std::uint64_t first = begin; first < end; first += CFoundCells::c_mostPositions)
     {
         const std::uint64_t last = std::min(first + CFoundCells::c_mostPositions, end);
-        const CFoundCells found(m_cells.m_lookup, m_positions, first, last);
-        for (std::uint64_t index = first; index < last; ++index)
+        const CFoundCells found(m_cells.m_lookup, m_positions, first, last,
+                                m_places.data() + first);
+        std::uint32_t next;
+        for (std::uint32_t index = 0; index < last - first; index = next)
         {
-            if (!found.IsFinite(index - first))
+            next = found.GetEnd(index);
+            if (!found.IsFinite(index))
             {
                 continue;
             }
-            m_places[index] = found.GetPlace(index - first);
-            const std::uint64_t block = found.GetBlock(index - first);
-            const auto place = static_cast<std::uint32_t>(index);
-            if (!runs.empty() && runs.back().block == block && runs.back().end == place)
+            const std::uint64_t block = found.GetBlock(index);
+            const auto begun = static_cast<std::uint32_t>(first);
+            if (!runs.empty() && runs.back().block == block && runs.back().end == begun + index)
             {
-                ++runs.back().end;
+                runs.back().end = begun + next;
             }
             else
             {
-                runs.push_back({block, place, place + 1});
+                runs.push_back({block, begun + index, begun + next});
             }
         }
     }
@@ -269,7 +306,7 @@ void CNeighborCellsBuilder::sortRuns(const std::vector<Runs>& runs)
 void CNeighborCellsBuilder::addPositions()
 {
     Base::ResizeInLargePages(m_cells.m_nextPoint, m_positions.count);
-    m_cells.m_blockPoints.resize(m_keys.size());
+    Base::ResizeInLargePages(m_cells.m_blockPoints, m_keys.size());
     m_bricks.resize(m_keys.size());
     Base::ResizeInLargePages(m_rows, m_keys.size());
     forEachShare(m_keys.size(), [this](std::size_t block) { addPositionsOf(block); });
@@ -308,7 +345,6 @@ void CNeighborCellsBuilder::addPositionsOf(std::size_t block)
 /// have none of them for a neighbour.
 bool CNeighborCellsBuilder::addNeighbors()
 {
-    static constexpr std::array<std::uint64_t, 27> c_touching = makeTouching();
     for (std::size_t block = 0; block < m_bricks.size(); ++block)
     {
         const std::uint64_t firstBricks = m_bricks[block].first;
@@ -347,25 +383,38 @@ bool CNeighborCellsBuilder::isTooLarge() const
 
 void CNeighborCellsBuilder::judgeBlock(std::size_t block)
 {
-    std::uint32_t* const states = m_cells.m_states.data() + (block + 1) * c_stateWords;
+    CNeighborCells::SBlockStates& states = m_cells.m_states[block + 1];
     // Such blocks hold clamped cells, of which nothing is known.
     if (IsBlockAtAnEnd(m_keys[block]))
     {
-        std::fill_n(states, c_stateWords, ~std::uint32_t{0});
-        return;
+        std::fill(std::begin(states.words), std::end(states.words), ~std::uint32_t{0});
     }
+    else
+    {
+        m_cells.m_lonelyBricks[block + 1] = JudgeNeighborBlock(blocksAround(block), states.words);
+    }
+    m_cells.m_latestStates[block + 1] = states;
+}
+
+SBlocksAround CNeighborCellsBuilder::blocksAround(std::size_t block) const
+{
     const CNeighborBlocks::SNeighbors neighbors = m_cells.m_blocks.FindAround(m_keys[block]);
-    SBlocksAround around{};
+    SBlocksAround around;
     for (std::size_t direction = 0; direction < 27; ++direction)
     {
         const std::size_t number = neighbors.numbers[direction];
-        if (number != 0 && number <= m_bricks.size())
+        if (number == 0 || number > m_bricks.size())
         {
-            around.bricks[direction] = m_bricks[number - 1];
-            around.rows[direction] = m_rows[number - 1].rows;
+            around.bricks[direction] = {};
+            around.rows[direction] = c_noRows;
+            continue;
         }
+        const std::uint64_t touching = c_touching[26 - direction];
+        const SBlockBricks& bricks = m_bricks[number - 1];
+        around.bricks[direction] = {bricks.first & touching, bricks.other & touching};
+        around.rows[direction] = m_rows[number - 1].rows;
     }
-    JudgeNeighborBlock(around, states);
+    return around;
 }
 
 }  // namespace DataLayer

@@ -47,6 +47,7 @@ private:
     [[nodiscard]] std::uint32_t blockAt(std::uint64_t key);
     [[nodiscard]] bool isTooLarge() const;
     void judgeBlock(std::size_t block);
+    [[nodiscard]] SBlocksAround blocksAround(std::size_t block) const;
 
     const SPositionArray& m_positions;
     std::uint32_t m_firstCount;  ///< Positions of a lower index are the first.

@@ -1,6 +1,7 @@
 #include "DataLayer/PointCloud/NeighborBlockJudge.h"
 
 #include <cstddef>
+#include <cstring>
 
 #include "DataLayer/PointCloud/CNeighborCellCover.h"
 
@@ -44,45 +45,59 @@ std::uint64_t spreadBricks(const SBlocksAround& around, std::uint64_t SBlockBric
     return spreadBricks(planes[0], planes[1], planes[2], 2);
 }
 
-/// The cells of the given bricks in each row of a plane of them.
-void fillRows(std::uint64_t bricks, std::uint32_t plane, std::uint16_t (&rows)[c_blockEdge])
+/// The cubes of a row of four bricks, for both rows of them as the words of states have them.
+std::uint32_t cubesOf(std::uint64_t bricks, std::uint32_t brickY, std::uint32_t brickZ)
 {
-    constexpr std::uint32_t c_firstOfBricks = 0x1111;
-    for (std::uint32_t y = 0; y < c_bricksPerAxis; ++y)
-    {
-        const auto four = static_cast<std::uint32_t>(bricks >> (16 * plane + 4 * y)) & 15U;
-        const std::uint32_t firsts =
-            (four | four << 3U | four << 6U | four << 9U) & c_firstOfBricks;
-        for (std::uint32_t row = 0; row < c_brickEdge; ++row)
-        {
-            rows[c_brickEdge * y + row] = static_cast<std::uint16_t>(15U * firsts);
-        }
-    }
+    const auto four = static_cast<std::uint32_t>(bricks >> (16 * brickZ + 4 * brickY)) & 15U;
+    // The bricks' bits two apart, then each twice and all in two rows.
+    const std::uint32_t spread = (four | four << 2U) & 0x33U;
+    return ((spread | spread << 1U) & 0x55U) * 0x303U;
+}
+
+/// The cubes whose cells are all among the given ones: of four rows of those in each of two planes,
+/// as the words of states have them.
+std::uint32_t wholeCubes(const std::uint16_t* lower, const std::uint16_t* upper)
+{
+    std::uint64_t rows;
+    std::uint64_t upperRows;
+    std::memcpy(&rows, lower, sizeof rows);
+    std::memcpy(&upperRows, upper, sizeof upperRows);
+    rows &= upperRows;
+    // A row of cubes is left in the first and in the third row, at every second bit of these.
+    rows &= rows >> 16U;
+    rows &= rows >> 1U;
+    // Which bits are then moved together.
+    rows &= 0x0000555500005555U;
+    rows = (rows | rows >> 1U) & 0x0000333300003333U;
+    rows = (rows | rows >> 2U) & 0x00000F0F00000F0FU;
+    rows = (rows | rows >> 4U) & 0x000000FF000000FFU;
+    return static_cast<std::uint32_t>(rows | rows >> 24U) & 0xFFFFU;
 }
 
 void setPlanes(const SBlocksAround& around, CNeighborCellCover& cover)
 {
+    std::uint64_t bricks[3]{};
+    for (std::size_t block = 0; block < 27; ++block)
+    {
+        bricks[block / 9] |= around.bricks[block].first;
+    }
     for (std::uint32_t z = 0; z < CNeighborCellCover::c_edge; ++z)
     {
         // From the last planes of the blocks before to the first ones of those behind.
         constexpr std::uint32_t c_skipped = c_blockEdge - CNeighborCellCover::c_margin;
         const std::uint32_t plane = (z + c_skipped) % c_blockEdge;
-        const std::uint64_t bricks = c_lowSideBricks[2] << (16 * (plane / c_brickEdge));
-        CNeighborCellCover::SPlane rows{};
-        bool isEmpty = true;
+        const std::uint32_t place = (z + c_skipped) / c_blockEdge;
+        if ((bricks[place] & c_lowSideBricks[2] << (16 * (plane / c_brickEdge))) == 0)
+        {
+            continue;
+        }
+        CNeighborCellCover::SPlane rows;
         for (std::size_t direction = 0; direction < 9; ++direction)
         {
-            const std::size_t block = 9 * ((z + c_skipped) / c_blockEdge) + direction;
-            if ((around.bricks[block].first & bricks) != 0)
-            {
-                rows.rows[direction / 3][direction % 3] = around.rows[block] + plane * c_blockEdge;
-                isEmpty = false;
-            }
+            rows.rows[direction / 3][direction % 3] =
+                around.rows[9 * place + direction] + plane * c_blockEdge;
         }
-        if (!isEmpty)
-        {
-            cover.SetPlane(z, rows);
-        }
+        cover.SetPlane(z, rows);
     }
 }
 
@@ -91,32 +106,28 @@ void setPlanes(const SBlocksAround& around, CNeighborCellCover& cover)
 // A brick is more than the bound away from all that is not beside it: without one of the first
 // positions there, its points have none for a neighbour. Where one of them covers a cell, and none
 // of the other positions is beside the cell's brick, the neighbour is one of the first.
-void JudgeNeighborBlock(const SBlocksAround& around, std::uint32_t* states)
+std::uint64_t JudgeNeighborBlock(const SBlocksAround& around, std::uint32_t* states)
 {
     const std::uint64_t far = ~spreadBricks(around, &SBlockBricks::first);
-    const std::uint64_t open = ~spreadBricks(around, &SBlockBricks::other);
+    const std::uint64_t lonely = ~spreadBricks(around, &SBlockBricks::other);
     CNeighborCellCover cover;
     setPlanes(around, cover);
     cover.Spread();
-    for (std::uint32_t brickZ = 0; brickZ < c_bricksPerAxis; ++brickZ)
+    for (std::uint32_t z = 0; z < c_blockEdge; z += 2)
     {
-        std::uint16_t farRows[c_blockEdge];
-        std::uint16_t openRows[c_blockEdge];
-        fillRows(far, brickZ, farRows);
-        fillRows(open, brickZ, openRows);
-        for (std::uint32_t z = c_brickEdge * brickZ; z < c_brickEdge * (brickZ + 1); ++z)
+        CNeighborCellCover::Rows lower;
+        CNeighborCellCover::Rows upper;
+        cover.Cover(z, lower);
+        cover.Cover(z + 1, upper);
+        for (std::uint32_t brickY = 0; brickY < c_bricksPerAxis; ++brickY)
         {
-            CNeighborCellCover::Rows covered;
-            cover.Cover(z, covered);
-            std::uint32_t* const words = states + c_blockEdge * z;
-            for (std::uint32_t y = 0; y < c_blockEdge; ++y)
-            {
-                const std::uint32_t farCells = farRows[y];
-                const std::uint32_t coveredCells = covered[y];
-                words[y] = farCells << 16U | (coveredCells & openRows[y]);
-            }
+            const std::uint32_t brickZ = z / c_brickEdge;
+            const std::uint32_t y = brickY * c_brickEdge;
+            *states++ = cubesOf(far, brickY, brickZ) << 16U |
+                        (cubesOf(lonely, brickY, brickZ) & wholeCubes(lower + y, upper + y));
         }
     }
+    return lonely;
 }
 
 }  // namespace DataLayer

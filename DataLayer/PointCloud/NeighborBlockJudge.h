@@ -8,7 +8,7 @@ namespace DataLayer
 {
 
 /// The cells of a block with one of the first positions: a bit for each x in row `16 z + y`.
-using BlockRows = std::uint16_t[NeighborCells::c_stateWords];
+using BlockRows = std::uint16_t[NeighborCells::c_blockEdge * NeighborCells::c_blockEdge];
 
 /// The bricks of a block with one of the first positions and with one of the others: bit
 /// 16 z + 4 y + x.
@@ -18,8 +18,11 @@ struct SBlockBricks
     std::uint64_t other;
 };
 
+/// The rows of a block without any of the first positions.
+inline constexpr BlockRows c_noRows{};
+
 /// Where the blocks around a block and itself have positions, in the order of
-/// CNeighborBlocks::SNeighbors. The rows of a block without any of the first are not read.
+/// CNeighborBlocks::SNeighbors. Only the bricks beside the block count.
 struct SBlocksAround
 {
     SBlockBricks bricks[27];
@@ -28,7 +31,8 @@ struct SBlocksAround
 
 /// Writes the states of the middle one of some blocks that bricks and cells tell by themselves. See
 /// Docs/NeighborCells.md.
-void JudgeNeighborBlock(const SBlocksAround& around, std::uint32_t* states);
+/// \returns its bricks that have none but first positions beside them.
+std::uint64_t JudgeNeighborBlock(const SBlocksAround& around, std::uint32_t* states);
 
 /// The bricks of a block on its low and its high side of each axis.
 inline constexpr std::uint64_t c_lowSideBricks[3] = {0x1111111111111111U, 0x000F000F000F000FU,

@@ -20,7 +20,8 @@ namespace NearestNeighbor
 }
 namespace NeighborCells
 {
-bool LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+std::size_t LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                       std::uint32_t* open);
 }
 }  // namespace DataLayer
 
@@ -165,10 +166,11 @@ std::vector<SKernel> GetKernels()
 namespace NeighborCells
 {
 
-bool LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+std::size_t LookChosen(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                       std::uint32_t* open)
 {
     Oracle::s_choice.numLooks.fetch_add(1, std::memory_order_relaxed);
-    return Oracle::s_choice.look.look(lookup, surfels, states);
+    return Oracle::s_choice.look.look(lookup, surfels, states, open);
 }
 
 }  // namespace NeighborCells

@@ -153,31 +153,32 @@ public:
 
     [[nodiscard]] std::span<const CSurfelBitMask> Get() const { return m_words; }
 
-    /// The words to change, all as they are so far.
-    [[nodiscard]] std::span<CSurfelBitMask> Change()
+    /// The words to change behind those of the last call, up to \p end and as they are so far.
+    [[nodiscard]] std::span<CSurfelBitMask> Change(std::size_t end)
     {
-        if (!m_haveChanged)
+        const auto added = m_words.subspan(m_end, end - m_end);
+        m_end = end;
+        if (m_mask != nullptr)
         {
-            m_haveChanged = true;
-            if (m_mask != nullptr)
-            {
-                Base::ReserveInLargePages(m_changed, m_words.size());
-                m_changed.assign(m_words.begin(), m_words.end());
-                m_words = m_changed;
-            }
+            Base::ReserveInLargePages(m_changed, m_words.size());
+            m_changed.insert(m_changed.end(), added.begin(), added.end());
         }
-        return m_changed;
+        return std::span(m_changed).subspan(end - added.size(), added.size());
     }
 
-    [[nodiscard]] bool HaveChanged() const { return m_haveChanged; }
+    [[nodiscard]] bool HaveChanged() const { return m_end != 0; }
 
-    [[nodiscard]] std::vector<CSurfelBitMask> TakeChanged() { return std::move(m_changed); }
+    [[nodiscard]] std::vector<CSurfelBitMask> TakeChanged()
+    {
+        static_cast<void>(Change(m_words.size()));
+        return std::move(m_changed);
+    }
 
 private:
     std::shared_ptr<const Base::CSurfelCollectionMask> m_mask;
     std::vector<CSurfelBitMask> m_changed;
     std::span<const CSurfelBitMask> m_words;
-    bool m_haveChanged = false;
+    std::size_t m_end = 0;  ///< Of the words to change.
 };
 
 bool isExcluded(CSurfelBitMask word)
@@ -202,7 +203,7 @@ void flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search
         const bool wasSmallComponent = (word.bits & CSurfelBitMask::SurfelFlagSmallComponent) != 0;
         if (isSmallComponent != wasSmallComponent)
         {
-            words.Change()[index].bits ^= CSurfelBitMask::SurfelFlagSmallComponent;
+            words.Change(index + 1).back().bits ^= CSurfelBitMask::SurfelFlagSmallComponent;
         }
     }
 }
@@ -222,22 +223,20 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
 {
     constexpr std::size_t c_blockSize = 1024;
     std::uint16_t states[c_blockSize];
+    std::uint32_t open[c_blockSize];
     const std::size_t stride = scan.positions.GetStrideInBytes();
     for (std::size_t first = 0; first < count; first += c_blockSize)
     {
         const std::size_t size = std::min(c_blockSize, count - first);
         const auto old = words.Get().subspan(first, size);
-        const bool areKnown = split.Look(
-            {scan.positions.GetFirstElement() + first * stride, stride, size}, scan.trafo, states);
-        for (std::size_t index = 0; !areKnown && index < size; ++index)
+        const std::size_t numOpen =
+            split.Look({scan.positions.GetFirstElement() + first * stride, stride, size},
+                       scan.trafo, states, open);
+        for (const std::uint32_t index : std::span(open, numOpen))
         {
-            if (states[index] != NeighborCells::c_amongFirst &&
-                states[index] != NeighborCells::c_notAmong && !isExcluded(old[index]))
-            {
-                states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
-                                    ? NeighborCells::c_amongFirst
-                                    : NeighborCells::c_notAmong;
-            }
+            states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
+                                ? NeighborCells::c_amongFirst
+                                : NeighborCells::c_notAmong;
         }
         // Plain loops over words, which become vector code; after most updates no word changes.
         if (!words.HaveChanged())
@@ -252,7 +251,7 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
                 continue;
             }
         }
-        const auto changed = words.Change().subspan(first, size);
+        const auto changed = words.Change(first + size).last(size);
         for (std::size_t index = 0; index < size; ++index)
         {
             changed[index].bits ^= changeOf(changed[index], states[index]);

@@ -69,23 +69,20 @@ inline std::uint32_t firstStateOf(const SLookup& lookup, std::uint64_t key)
     return lookup.blocks[findSlot(lookup, regionOf(key)).firstBlock + placeInRegion(key)];
 }
 
-/// The word of a cell's state in its block, and the place of the state's low bit in it.
+/// The word of the state of a cell's cube in its block, and the place of the low bit in it.
 inline std::uint32_t stateWord(const std::uint32_t (&cell)[3])
 {
-    return (cell[2] & (c_blockEdge - 1U)) << c_blockEdgeBits | (cell[1] & (c_blockEdge - 1U));
+    return (cell[2] & 14U) << 1U | (cell[1] & 12U) >> 2U;
 }
 
 inline std::uint32_t stateBit(const std::uint32_t (&cell)[3])
 {
-    return cell[0] & (c_blockEdge - 1U);
+    return (cell[1] & 2U) << 2U | (cell[0] & 14U) >> 1U;
 }
 
-/// The state of a cell of the block with the given first word.
-inline std::uint32_t stateOf(const SLookup& lookup, std::uint32_t firstState,
-                             const std::uint32_t (&cell)[3])
+/// The state of a cell's cube, given the word that holds it.
+inline std::uint32_t stateIn(std::uint32_t word, const std::uint32_t (&cell)[3])
 {
-    const std::uint32_t word =
-        __atomic_load_n(lookup.states + firstState + stateWord(cell), __ATOMIC_RELAXED);
     const std::uint32_t bits = word >> stateBit(cell);
     return (bits & 1U) | (bits >> 15U & 2U);
 }

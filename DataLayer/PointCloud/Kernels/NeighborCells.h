@@ -6,14 +6,14 @@
 /// Space in small cells, as the kernels read it that look points up in them.
 ///
 /// A coordinate's cell number is `trunc(clamp((coordinate - low) * scale))`, clamped to 0 and
-/// c_maximumCell; what is no number is clamped to the latter. Sixteen cells per axis make a block,
-/// eight blocks per axis a region. Only blocks that an SLookup tells of exist. The files of this
-/// folder are compiled for several instruction sets, so nothing here may be a function that a
-/// linker could take from one of them for all the others.
+/// c_maximumCell; what is no number is clamped to the latter. Two cells per axis make a cube,
+/// sixteen a block, eight blocks per axis a region. Only blocks that an SLookup tells of exist. The
+/// files of this folder are compiled for several instruction sets, so nothing here may be a
+/// function that a linker could take from one of them for all the others.
 namespace DataLayer::NeighborCells
 {
 
-/// What is known of all points of a cell alike.
+/// What is known of all points of a cube alike.
 enum EState : std::uint32_t
 {
     c_unjudged = 0,    ///< Nothing so far.
@@ -32,9 +32,10 @@ inline constexpr std::uint32_t c_blockBits = c_cellBits - c_blockEdgeBits;
 inline constexpr std::uint32_t c_regionEdgeBits = 3;
 inline constexpr std::uint32_t c_regionBits = c_blockBits - c_regionEdgeBits;
 inline constexpr std::uint32_t c_regionBlocks = 1U << (3U * c_regionEdgeBits);
-/// A block's states: a word for the sixteen cells of a row on x, at 16 z + y, of which cell x has
-/// the low bit of its state at x and the high one 16 above. A plane is a cache line.
-inline constexpr std::uint32_t c_stateWords = c_blockEdge * c_blockEdge;
+/// A block's states: a word for the sixteen cubes of two rows on x, those of cube rows 2 y and
+/// 2 y + 1 at 4 z + y. The cube at x of the first row has the low bit of its state at x, that of
+/// the second at 8 + x, and the high ones are 16 above. All fit two registers of 64 bytes.
+inline constexpr std::uint32_t c_stateWords = 32;
 
 /// A place of the table: a region's key, its numbers on x, y and z from the lowest bit on, and the
 /// first of its blocks. A free place has c_noRegion and a region without blocks.
@@ -50,6 +51,7 @@ inline constexpr std::uint32_t c_noRegion = ~0U;
 /// none from `region * c_hashFactor >> hashShift` on, round and round. Its blocks follow each other
 /// by their places, the numbers in the region on x, y and z from the lowest bit on; of each, where
 /// its c_stateWords words of states begin. All blocks that do not exist have the words at 0.
+/// Nothing of all this ever changes.
 struct SLookup
 {
     const SSlot* slots;
@@ -75,19 +77,20 @@ struct SSurfels
     bool isAffine;
 };
 
-/// Writes the EState of each of \p surfels, and returns whether all are known, c_amongFirst or
-/// c_notAmong. All kernels give the same answers.
-///
-/// States may become known at the same time: words are read atomically, and a state is written
-/// once.
-using LookFunction = bool (*)(const SLookup& lookup, const SSurfels& surfels,
-                              std::uint16_t* states);
+/// Writes the EState of the cube of each of \p surfels into \p states, and the numbers of those
+/// that are neither c_amongFirst nor c_notAmong into \p open, in ascending order. Returns how many
+/// those are. Each has room for all surfels. All kernels give the same answers.
+using LookFunction = std::size_t (*)(const SLookup& lookup, const SSurfels& surfels,
+                                     std::uint16_t* states, std::uint32_t* open);
 
 /// One per source file, each compiled for its own instruction set.
-bool LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+std::size_t LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                       std::uint32_t* open);
 #if defined(__x86_64__)
-bool LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
-bool LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states);
+std::size_t LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                     std::uint32_t* open);
+std::size_t LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                       std::uint32_t* open);
 #endif
 
 }  // namespace DataLayer::NeighborCells

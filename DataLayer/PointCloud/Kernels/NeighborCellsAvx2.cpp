@@ -32,6 +32,11 @@ struct SAvx2
     static Numbers Add(Numbers a, Numbers b) { return _mm256_add_epi32(a, b); }
     static Numbers And(Numbers a, Numbers b) { return _mm256_and_si256(a, b); }
     static Numbers Or(Numbers a, Numbers b) { return _mm256_or_si256(a, b); }
+    static Numbers Xor(Numbers a, Numbers b) { return _mm256_xor_si256(a, b); }
+    static Numbers Select(Numbers bits, Numbers a, Numbers b)
+    {
+        return Or(And(bits, a), _mm256_andnot_si256(bits, b));
+    }
     template <int Bits>
     static Numbers ShiftLeft(Numbers a)
     {
@@ -48,9 +53,22 @@ struct SAvx2
         return static_cast<std::uint32_t>(
             _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(a, b))));
     }
-    static Numbers Replace(Numbers others, std::uint32_t lanes, std::uint32_t value)
+    static Numbers Replace(Numbers others, std::uint32_t lanes, Numbers values)
     {
-        return _mm256_blendv_epi8(others, SetNumber(value), maskOf(lanes));
+        return _mm256_blendv_epi8(others, values, maskOf(lanes));
+    }
+    static Numbers LookUp(const std::uint32_t* table, Numbers places)
+    {
+        const auto lookUp = [&](std::size_t quarter) {
+            return _mm256_castsi256_ps(
+                _mm256_permutevar8x32_epi32(LoadNumbers(table + quarter * c_width), places));
+        };
+        // What chooses the quarter goes to the lanes' sign bits.
+        const Floats isOdd = _mm256_castsi256_ps(ShiftLeft<28>(places));
+        const Floats isUpper = _mm256_castsi256_ps(ShiftLeft<27>(places));
+        return _mm256_castps_si256(_mm256_blendv_ps(_mm256_blendv_ps(lookUp(0), lookUp(1), isOdd),
+                                                    _mm256_blendv_ps(lookUp(2), lookUp(3), isOdd),
+                                                    isUpper));
     }
     static Numbers LoadNumbers(const std::uint32_t* values)
     {
@@ -98,9 +116,10 @@ private:
 
 }  // namespace
 
-bool LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+std::size_t LookAvx2(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                     std::uint32_t* open)
 {
-    return TLook<SAvx2>(lookup, surfels).Run(states);
+    return TLook<SAvx2>(lookup, surfels).Run(states, open);
 }
 
 }  // namespace DataLayer::NeighborCells

@@ -34,6 +34,12 @@ struct SAvx512
     static Numbers Add(Numbers a, Numbers b) { return _mm512_add_epi32(a, b); }
     static Numbers And(Numbers a, Numbers b) { return _mm512_and_si512(a, b); }
     static Numbers Or(Numbers a, Numbers b) { return _mm512_or_si512(a, b); }
+    static Numbers Xor(Numbers a, Numbers b) { return _mm512_xor_si512(a, b); }
+    static Numbers Select(Numbers bits, Numbers a, Numbers b)
+    {
+        constexpr int c_aWhereBits = 0xCA;
+        return _mm512_ternarylogic_epi32(bits, a, b, c_aWhereBits);
+    }
     template <unsigned Bits>
     static Numbers ShiftLeft(Numbers a)
     {
@@ -49,11 +55,15 @@ struct SAvx512
         return _mm512_maskz_srlv_epi32(c_every, a, bits);
     }
     static std::uint32_t Equal(Numbers a, Numbers b) { return _mm512_cmpeq_epi32_mask(a, b); }
-    static Numbers Replace(Numbers others, std::uint32_t lanes, std::uint32_t value)
+    static Numbers Replace(Numbers others, std::uint32_t lanes, Numbers values)
     {
-        return _mm512_mask_mov_epi32(others, static_cast<__mmask16>(lanes), SetNumber(value));
+        return _mm512_mask_mov_epi32(others, static_cast<__mmask16>(lanes), values);
     }
-    static Numbers LoadNumbers(const std::uint32_t* values) { return _mm512_load_si512(values); }
+    static Numbers LookUp(const std::uint32_t* table, Numbers places)
+    {
+        return _mm512_permutex2var_epi32(LoadNumbers(table), places, LoadNumbers(table + c_width));
+    }
+    static Numbers LoadNumbers(const std::uint32_t* values) { return _mm512_loadu_si512(values); }
     static void StoreNumbers(Numbers a, std::uint32_t* values) { _mm512_store_si512(values, a); }
     static void Store(Numbers a, std::uint16_t* values)
     {
@@ -64,16 +74,17 @@ struct SAvx512
     /// The first three words of sixteen records of four.
     static void LoadRecords(const std::byte* records, Floats& x, Floats& y, Floats& z)
     {
-        Floats quarters[4];
-        std::memcpy(quarters, records, sizeof quarters);
+        const auto quarter = [records](std::size_t number) {
+            return _mm512_loadu_ps(records + number * sizeof(Floats));
+        };
         const Numbers pairs =
             _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 1, 5, 9, 13, 17, 21, 25, 29);
         const Numbers thirds =
             _mm512_setr_epi32(2, 6, 10, 14, 18, 22, 26, 30, 2, 6, 10, 14, 18, 22, 26, 30);
-        const Floats xyLow = _mm512_permutex2var_ps(quarters[0], pairs, quarters[1]);
-        const Floats xyHigh = _mm512_permutex2var_ps(quarters[2], pairs, quarters[3]);
-        const Floats zLow = _mm512_permutex2var_ps(quarters[0], thirds, quarters[1]);
-        const Floats zHigh = _mm512_permutex2var_ps(quarters[2], thirds, quarters[3]);
+        const Floats xyLow = _mm512_permutex2var_ps(quarter(0), pairs, quarter(1));
+        const Floats xyHigh = _mm512_permutex2var_ps(quarter(2), pairs, quarter(3));
+        const Floats zLow = _mm512_permutex2var_ps(quarter(0), thirds, quarter(1));
+        const Floats zHigh = _mm512_permutex2var_ps(quarter(2), thirds, quarter(3));
         x = _mm512_maskz_shuffle_f32x4(c_every, xyLow, xyHigh, _MM_SHUFFLE(1, 0, 1, 0));
         y = _mm512_maskz_shuffle_f32x4(c_every, xyLow, xyHigh, _MM_SHUFFLE(3, 2, 3, 2));
         z = _mm512_maskz_shuffle_f32x4(c_every, zLow, zHigh, _MM_SHUFFLE(1, 0, 1, 0));
@@ -82,9 +93,10 @@ struct SAvx512
 
 }  // namespace
 
-bool LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+std::size_t LookAvx512(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                       std::uint32_t* open)
 {
-    return TLook<SAvx512>(lookup, surfels).Run(states);
+    return TLook<SAvx512>(lookup, surfels).Run(states, open);
 }
 
 }  // namespace DataLayer::NeighborCells

@@ -10,9 +10,10 @@ namespace DataLayer::NeighborCells
 namespace
 {
 
-/// Looks up surfels in batches: places as many at a time as one register of \p Vector holds, then
-/// reads their states one by one, many of which so are on their way from memory at once.
-/// `Min(a, b)` is b where a is NaN.
+/// Looks up surfels in batches: finds out where the cubes of some hundred are, as many at a time as
+/// one register of \p Vector holds, before it reads their states. `Min(a, b)` is b where a is NaN.
+/// `LookUp(table, places)` gives the word of a table of c_stateWords at the low five bits of each
+/// place.
 template <typename Vector>
 class TLook
 {
@@ -30,21 +31,16 @@ public:
         m_scale = Vector::Set(lookup.scale);
     }
 
-    bool Run(std::uint16_t* states)
+    std::size_t Run(std::uint16_t* states, std::uint32_t* open)
     {
-        std::uint32_t unknown = 0;
-        SBatch batches[2];
-        locate(batches[0], 0);
+        std::uint32_t* openEnd = open;
+        SBatch batch;
         for (std::size_t first = 0; first < m_surfels.count; first += c_batch)
         {
-            SBatch& batch = batches[first / c_batch % 2];
-            if (first + c_batch < m_surfels.count)
-            {
-                locate(batches[1 - first / c_batch % 2], first + c_batch);
-            }
-            unknown |= readStates(batch, states + first);
+            locate(batch, first);
+            openEnd = readStates(batch, first, states, openEnd);
         }
-        return unknown == 0;
+        return static_cast<std::size_t>(openEnd - open);
     }
 
 private:
@@ -61,13 +57,28 @@ private:
         Floats z;
     };
 
+    /// The numbers of some cells.
+    struct SCells
+    {
+        Numbers x;
+        Numbers y;
+        Numbers z;
+    };
+
+    /// A region and where its blocks are named, in every lane.
+    struct SRegion
+    {
+        Numbers region;
+        Numbers firstBlock;
+    };
+
     /// Some surfels in a row.
     struct SBatch
     {
         std::size_t count;
-        /// Of each: where its block is named; where the word of its state is, in the block at
-        /// first, then that word itself; the state's place in the word.
-        alignas(64) std::uint32_t blocks[c_batch];
+        /// Of each: where its block is named, from the second register on; the word of its cube's
+        /// state in that block, in the low five bits, and the state's place in the word.
+        alignas(64) std::uint32_t blocks[c_width + c_batch];
         alignas(64) std::uint32_t words[c_batch];
         alignas(64) std::uint32_t bits[c_batch];
     };
@@ -126,8 +137,7 @@ private:
         return collect(index, left < c_width ? left : c_width);
     }
 
-    /// Finds out where the states of a batch are, the first of which is surfel number \p first, and
-    /// sends for them.
+    /// Finds out where the cubes of a batch are, the first of which is surfel number \p first.
     void locate(SBatch& batch, std::size_t first)
     {
         const std::size_t left = m_surfels.count - first;
@@ -136,16 +146,9 @@ private:
         {
             place(load(first + index), batch, index);
         }
-        const std::uint32_t* const blocks = m_lookup.blocks;
-        const std::uint32_t* const states = m_lookup.states;
-        for (std::size_t index = 0; index < batch.count; ++index)
-        {
-            batch.words[index] += blocks[batch.blocks[index]];
-            __builtin_prefetch(states + batch.words[index]);
-        }
     }
 
-    /// Finds out in which cells some surfels are, which are number \p index and the following of
+    /// Finds out in which cubes some surfels are, which are number \p index and the following of
     /// the batch.
     void place(const SPoints& points, SBatch& batch, std::size_t index)
     {
@@ -158,92 +161,130 @@ private:
                 place = Vector::Divide(place, w);
             }
         }
-        const Numbers x = cellsOf(places[0], 0);
-        const Numbers y = cellsOf(places[1], 1);
-        const Numbers z = cellsOf(places[2], 2);
+        const SCells cells = {cellsOf(places[0], 0), cellsOf(places[1], 1), cellsOf(places[2], 2)};
+        Vector::StoreNumbers(blocksOf(cells), batch.blocks + c_width + index);
+        // What stateWord() gives, with more above it, and what stateBit() gives.
+        Vector::StoreNumbers(
+            Vector::Select(Vector::SetNumber(3), Vector::template ShiftRight<2>(cells.y),
+                           Vector::template ShiftLeft<1>(cells.z)),
+            batch.words + index);
+        const Numbers bits =
+            Vector::Select(Vector::SetNumber(7), Vector::template ShiftRight<1>(cells.x),
+                           Vector::template ShiftLeft<2>(cells.y));
+        Vector::StoreNumbers(Vector::And(bits, Vector::SetNumber(15)), batch.bits + index);
+    }
 
+    /// Where the blocks of some cells are named.
+    Numbers blocksOf(const SCells& cells)
+    {
         constexpr std::uint32_t c_edge = c_blockEdgeBits;
         constexpr std::uint32_t c_region = c_edge + c_regionEdgeBits;
-        const Numbers regions = Vector::Or(
-            Vector::template ShiftRight<c_region>(x),
-            Vector::Or(
-                Vector::template ShiftLeft<c_regionBits>(Vector::template ShiftRight<c_region>(y)),
-                Vector::template ShiftLeft<2 * c_regionBits>(
-                    Vector::template ShiftRight<c_region>(z))));
+        const Numbers regions =
+            Vector::Or(Vector::template ShiftRight<c_region>(cells.x),
+                       Vector::Or(Vector::template ShiftLeft<c_regionBits>(
+                                      Vector::template ShiftRight<c_region>(cells.y)),
+                                  Vector::template ShiftLeft<2 * c_regionBits>(
+                                      Vector::template ShiftRight<c_region>(cells.z))));
         const Numbers inRegion = Vector::SetNumber((1U << c_region) - c_blockEdge);
-        const Numbers blocks = Vector::Or(
-            Vector::template ShiftRight<c_edge>(Vector::And(x, inRegion)),
-            Vector::Or(
-                Vector::template ShiftRight<c_edge - c_regionEdgeBits>(Vector::And(y, inRegion)),
-                Vector::template ShiftLeft<2 * c_regionEdgeBits - c_edge>(
-                    Vector::And(z, inRegion))));
-        Vector::StoreNumbers(Vector::Add(firstBlocksOf(regions), blocks), batch.blocks + index);
-        // What stateWord() and stateBit() give.
-        const Numbers inBlock = Vector::SetNumber(c_blockEdge - 1U);
-        Vector::StoreNumbers(Vector::Or(Vector::template ShiftLeft<c_edge>(Vector::And(z, inBlock)),
-                                        Vector::And(y, inBlock)),
-                             batch.words + index);
-        Vector::StoreNumbers(Vector::And(x, inBlock), batch.bits + index);
+        const Numbers blocks =
+            Vector::Or(Vector::template ShiftRight<c_edge>(Vector::And(cells.x, inRegion)),
+                       Vector::Or(Vector::template ShiftRight<c_edge - c_regionEdgeBits>(
+                                      Vector::And(cells.y, inRegion)),
+                                  Vector::template ShiftLeft<2 * c_regionEdgeBits - c_edge>(
+                                      Vector::And(cells.z, inRegion))));
+        return Vector::Add(firstBlocksOf(regions), blocks);
     }
 
-    /// Writes the states of a batch. Returns whether any is unknown.
-    ///
-    /// Another thread may make a state known meanwhile, so each read is atomic. A gathering
-    /// instruction, which the language knows nothing of, promises no such thing, and takes longer.
-    std::uint32_t readStates(SBatch& batch, std::uint16_t* states) const
-    {
-        const std::uint32_t* const words = m_lookup.states;
-        for (std::size_t index = 0; index < batch.count; ++index)
-        {
-            batch.words[index] = __atomic_load_n(words + batch.words[index], __ATOMIC_RELAXED);
-        }
-        const Numbers zero = Vector::SetNumber(0);
-        const Numbers one = Vector::SetNumber(1);
-        const Numbers two = Vector::SetNumber(2);
-        std::uint32_t unknown = 0;
-        for (std::size_t index = 0; index < batch.count; index += c_width)
-        {
-            const Numbers found = Vector::ShiftRightEach(Vector::LoadNumbers(batch.words + index),
-                                                         Vector::LoadNumbers(batch.bits + index));
-            const Numbers those = Vector::Or(
-                Vector::And(found, one), Vector::And(Vector::template ShiftRight<15>(found), two));
-            const std::uint32_t unknownOfThose =
-                Vector::Equal(Vector::And(Vector::Add(those, one), two), zero);
-            const std::size_t left = batch.count - index;
-            if (left >= c_width)
-            {
-                Vector::Store(those, states + index);
-                unknown |= unknownOfThose;
-                continue;
-            }
-            std::uint16_t rest[c_width];
-            Vector::Store(those, rest);
-            std::memcpy(states + index, rest, left * sizeof *states);
-            unknown |= unknownOfThose & ((1U << left) - 1U);
-        }
-        return unknown;
-    }
-
-    /// Where the blocks of each of \p regions begin. Most surfels lie in the region of those before
-    /// them.
+    /// Where the blocks of each of \p regions begin. Most surfels lie in one of two regions that
+    /// those before them lie in.
     Numbers firstBlocksOf(Numbers regions)
     {
-        Numbers firsts = Vector::SetNumber(m_slot.firstBlock);
-        std::uint32_t open = c_all & ~Vector::Equal(regions, Vector::SetNumber(m_slot.region));
+        const std::uint32_t inLast = Vector::Equal(regions, m_last.region);
+        const std::uint32_t inOther = Vector::Equal(regions, m_other.region);
+        Numbers firsts = Vector::Replace(m_last.firstBlock, inOther, m_other.firstBlock);
+        std::uint32_t open = c_all & ~(inLast | inOther);
         if (open != 0)
         {
             alignas(64) std::uint32_t numbers[c_width];
             Vector::StoreNumbers(regions, numbers);
-            while (open != 0)
+            do
             {
                 const std::uint32_t region = numbers[__builtin_ctz(open)];
-                m_slot = {region, findSlot(m_lookup, region).firstBlock};
-                const std::uint32_t lanes = Vector::Equal(regions, Vector::SetNumber(region));
-                firsts = Vector::Replace(firsts, lanes, m_slot.firstBlock);
+                m_other = m_last;
+                m_last = {Vector::SetNumber(region),
+                          Vector::SetNumber(findSlot(m_lookup, region).firstBlock)};
+                const std::uint32_t lanes = Vector::Equal(regions, m_last.region);
+                firsts = Vector::Replace(firsts, lanes, m_last.firstBlock);
                 open &= ~lanes;
-            }
+            } while (open != 0);
         }
         return firsts;
+    }
+
+    /// Writes the states of a batch, and the numbers of those that are unknown to \p open. Returns
+    /// the end of these.
+    std::uint32_t* readStates(const SBatch& batch, std::size_t first, std::uint16_t* states,
+                              std::uint32_t* open) const
+    {
+        const Numbers zero = Vector::SetNumber(0);
+        const Numbers one = Vector::SetNumber(1);
+        const Numbers two = Vector::SetNumber(2);
+        std::uint32_t unknown[c_batch / c_width];
+        for (std::size_t index = 0; index < batch.count; index += c_width)
+        {
+            const Numbers found =
+                Vector::ShiftRightEach(wordsOf(batch.blocks + c_width + index, batch.words + index),
+                                       Vector::LoadNumbers(batch.bits + index));
+            const Numbers those = Vector::Or(
+                Vector::And(found, one), Vector::And(Vector::template ShiftRight<15>(found), two));
+            unknown[index / c_width] =
+                Vector::Equal(Vector::And(Vector::Add(those, one), two), zero);
+            const std::size_t left = batch.count - index;
+            if (left >= c_width)
+            {
+                Vector::Store(those, states + first + index);
+                continue;
+            }
+            std::uint16_t rest[c_width];
+            Vector::Store(those, rest);
+            std::memcpy(states + first + index, rest, left * sizeof *states);
+            unknown[index / c_width] &= (1U << left) - 1U;
+        }
+        for (std::size_t index = 0; index < batch.count; index += c_width)
+        {
+            for (std::uint32_t lanes = unknown[index / c_width]; lanes != 0; lanes &= lanes - 1U)
+            {
+                *open++ = static_cast<std::uint32_t>(first + index) +
+                          static_cast<std::uint32_t>(__builtin_ctz(lanes));
+            }
+        }
+        return open;
+    }
+
+    /// The words at \p places of the blocks that are named at \p names. Most surfels lie in the
+    /// block of those before them, so the words of a whole block are read for all behind its first.
+    Numbers wordsOf(const std::uint32_t* names, const std::uint32_t* places) const
+    {
+        // Mostly as many blocks as this suffice: a loop that ended sooner would be foreseen badly.
+        constexpr std::uint32_t c_atOnce = 4;
+        constexpr std::uint32_t c_lastLane = 1U << (c_width - 1U);
+        const Numbers at = Vector::LoadNumbers(places);
+        Numbers words = at;
+        std::uint32_t firsts = 1U | (c_all & ~Vector::Equal(Vector::LoadNumbers(names),
+                                                            Vector::LoadNumbers(names - 1)));
+        do
+        {
+            for (std::uint32_t step = 0; step < c_atOnce; ++step)
+            {
+                const std::uint32_t block = names[__builtin_ctz(firsts | c_lastLane)];
+                const std::uint32_t first = firsts & (0U - firsts);
+                words =
+                    Vector::Replace(words, c_all & (0U - first),
+                                    Vector::LookUp(m_lookup.states + m_lookup.blocks[block], at));
+                firsts ^= first;
+            }
+        } while (firsts != 0);
+        return words;
     }
 
     const SLookup& m_lookup;
@@ -251,8 +292,9 @@ private:
     Floats m_matrix[16];
     Floats m_low[3];
     Floats m_scale;
-    /// The region that was looked up last; the first one is none that exists.
-    SSlot m_slot{c_noRegion, 0};
+    /// The regions that were looked up last; the first ones are none that exists.
+    SRegion m_last{Vector::SetNumber(c_noRegion), Vector::SetNumber(0)};
+    SRegion m_other = m_last;
 };
 
 }  // namespace

@@ -26,9 +26,10 @@ void placeSurfel(const SLookup& lookup, const SSurfels& surfels, std::size_t ind
 
 }  // namespace
 
-bool LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states)
+std::size_t LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* states,
+                       std::uint32_t* open)
 {
-    bool areKnown = true;
+    std::size_t numOpen = 0;
     std::uint32_t firstState = 0;
     std::uint64_t lastKey = ~std::uint64_t{0};
     for (std::size_t index = 0; index < surfels.count; ++index)
@@ -41,11 +42,14 @@ bool LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint16_t* s
             lastKey = key;
             firstState = firstStateOf(lookup, key);
         }
-        const std::uint32_t state = stateOf(lookup, firstState, cell);
+        const std::uint32_t state = stateIn(lookup.states[firstState + stateWord(cell)], cell);
         states[index] = static_cast<std::uint16_t>(state);
-        areKnown = areKnown && isKnown(state);
+        if (!isKnown(state))
+        {
+            open[numOpen++] = static_cast<std::uint32_t>(index);
+        }
     }
-    return areKnown;
+    return numOpen;
 }
 
 }  // namespace DataLayer::NeighborCells

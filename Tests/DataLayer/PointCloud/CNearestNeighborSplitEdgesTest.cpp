@@ -86,34 +86,35 @@ TEST_P(CNearestNeighborSplitEdgesTest, Cells_AreThoseOfTheGrid)
     {
         SCOPED_TRACE(place);
         const CCellGrid grid({place, place, place});
-        constexpr std::uint32_t c_cell = 60001;
-        LqVector3f first;
-        first.x = grid.First(0, c_cell);
-        first.y = grid.First(1, c_cell);
-        first.z = grid.First(2, c_cell);
-        const Points points = grid.WithMiddle({first});
-        const CDeferredNeighborSearch search(PositionsOf(points));
-        const auto split = CNearestNeighborSplit::Make(search, 0, c_bound, GetParam());
-        ASSERT_NE(split, nullptr);
-        // Two cells away is covered, three is not, and nothing else is told at once.
-        Points queries;
-        std::vector<std::uint16_t> expected;
-        for (std::uint32_t axis = 0; axis < 3; ++axis)
+        for (const std::uint32_t cell : {60000U, 60001U})
         {
-            const auto add = [&](float coordinate, EState state) {
-                LqVector3f query = first;
-                (axis == 0 ? query.x : axis == 1 ? query.y : query.z) = coordinate;
-                queries.push_back(query);
-                expected.push_back(static_cast<std::uint16_t>(state));
-            };
-            add(grid.Last(axis, c_cell + 2), c_amongFirst);
-            add(grid.First(axis, c_cell + 3), c_unjudged);
-            add(grid.First(axis, c_cell - 2), c_amongFirst);
-            add(grid.Last(axis, c_cell - 3), c_unjudged);
+            SCOPED_TRACE(cell);
+            LqVector3f first;
+            first.x = grid.First(0, cell);
+            first.y = grid.First(1, cell);
+            first.z = grid.First(2, cell);
+            const Points points = grid.WithMiddle({first});
+            const CDeferredNeighborSearch search(PositionsOf(points));
+            const auto split = CNearestNeighborSplit::Make(search, 0, c_bound, GetParam());
+            ASSERT_NE(split, nullptr);
+            // The cube of the cell is covered, and of the others beside it nothing is told at once.
+            Points queries;
+            std::vector<std::uint16_t> expected;
+            for (std::uint32_t axis = 0; axis < 3; ++axis)
+            {
+                const auto add = [&](float coordinate, EState state) {
+                    LqVector3f query = first;
+                    (axis == 0 ? query.x : axis == 1 ? query.y : query.z) = coordinate;
+                    queries.push_back(query);
+                    expected.push_back(static_cast<std::uint16_t>(state));
+                };
+                add(grid.First(axis, 60000), c_amongFirst);
+                add(grid.Last(axis, 60001), c_amongFirst);
+                add(grid.Last(axis, 59999), c_unjudged);
+                add(grid.First(axis, 60002), c_unjudged);
+            }
+            EXPECT_EQ(LookAt(*split, PositionsOf(queries)).states, expected);
         }
-        std::vector<std::uint16_t> states(queries.size());
-        split->Look(PositionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data());
-        EXPECT_EQ(states, expected);
     }
 }
 

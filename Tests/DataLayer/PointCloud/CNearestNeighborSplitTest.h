@@ -65,12 +65,51 @@ inline bool IsAmongFirst(const Points& points, std::int64_t last, const LqVector
     return nearest >= 0 && nearest <= last;
 }
 
+/// What a split tells of some surfels at once.
+struct SLooked
+{
+    std::vector<std::uint16_t> states;
+    std::vector<std::uint32_t> open;
+
+    bool operator==(const SLooked&) const = default;
+};
+
+/// The room for one surfel more keeps what it held.
+inline SLooked LookAt(const CNearestNeighborSplit& split, const SPositionArray& surfels,
+                      const LqMatrix4Rf& trafo = LqMatrix4Rf(c_matIdentityD))
+{
+    SLooked looked{std::vector<std::uint16_t>(surfels.count + 1, 7),
+                   std::vector<std::uint32_t>(surfels.count + 1, 7)};
+    const std::size_t numOpen =
+        split.Look(surfels, trafo, looked.states.data(), looked.open.data());
+    EXPECT_EQ(looked.states.back(), 7);
+    EXPECT_EQ(looked.open.back(), 7U);
+    looked.states.pop_back();
+    looked.open.resize(numOpen);
+    return looked;
+}
+
+/// The numbers of the surfels whose state is none that is known.
+inline std::vector<std::uint32_t> OpenOf(const std::vector<std::uint16_t>& states)
+{
+    std::vector<std::uint32_t> open;
+    for (std::uint32_t index = 0; index < states.size(); ++index)
+    {
+        if (states[index] != DataLayer::NeighborCells::c_amongFirst &&
+            states[index] != DataLayer::NeighborCells::c_notAmong)
+        {
+            open.push_back(index);
+        }
+    }
+    return open;
+}
+
 /// With each kernel.
 class CNearestNeighborSplitTest : public testing::TestWithParam<std::string>
 {
 protected:
-    /// Asks for all \p queries, twice, since the second time more is known, and compares with the
-    /// restatement. Returns how many were known without being asked for the second time.
+    /// Looks at all \p queries, asks for each, twice, since the second time more is known, and
+    /// compares with the restatement. Returns how many were known without being asked for.
     std::size_t expectRestated(const Points& points, std::int32_t last, const Points& queries,
                                float bound = c_bound)
     {
@@ -86,30 +125,24 @@ protected:
         {
             expected.push_back(IsAmongFirst(points, last, query, bound));
         }
-        std::size_t numKnown = 0;
+        const SLooked looked = LookAt(*split, PositionsOf(queries));
+        EXPECT_EQ(looked.open, OpenOf(looked.states));
         for (int pass = 0; pass < 2; ++pass)
         {
-            std::vector<std::uint16_t> states(queries.size());
-            const bool areKnown =
-                split->Look(PositionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data());
-            numKnown = 0;
             for (std::size_t index = 0; index < queries.size(); ++index)
             {
-                const LqVector3f& query = queries[index];
-                if (states[index] == DataLayer::NeighborCells::c_amongFirst ||
-                    states[index] == DataLayer::NeighborCells::c_notAmong)
-                {
-                    ++numKnown;
-                    EXPECT_EQ(states[index] == DataLayer::NeighborCells::c_amongFirst,
-                              expected[index])
-                        << "query " << index << " at " << testing::PrintToString(query);
-                }
-                EXPECT_EQ(split->IsAmongFirst(query), expected[index])
-                    << "query " << index << " at " << testing::PrintToString(query);
+                EXPECT_EQ(split->IsAmongFirst(queries[index]), expected[index])
+                    << "query " << index << " at " << testing::PrintToString(queries[index]);
             }
-            EXPECT_EQ(areKnown, numKnown == queries.size());
         }
-        return numKnown;
+        for (std::size_t index = 0; index < queries.size(); ++index)
+        {
+            const std::uint16_t wrong = expected[index] ? DataLayer::NeighborCells::c_notAmong
+                                                        : DataLayer::NeighborCells::c_amongFirst;
+            EXPECT_NE(looked.states[index], wrong)
+                << "query " << index << " at " << testing::PrintToString(queries[index]);
+        }
+        return queries.size() - looked.open.size();
     }
 
     /// Of all counts that are special for a cloud.

@@ -363,6 +363,20 @@ TEST(CNearestNeighborSplitMake, PositionsFarApart_GiveNoCells)
     EXPECT_EQ(CNearestNeighborSplit::Make(search, 2500, c_bound), nullptr);
 }
 
+TEST(CNearestNeighborSplitMake, ABlockOfCellsForEachPosition_GivesNoCells)
+{
+    Points points;
+    for (std::uint32_t index = 0; index < 1728; ++index)
+    {
+        constexpr float c_step = 10.0F;
+        points.push_back({c_step * static_cast<float>(index % 12),
+                          c_step * static_cast<float>(index / 12 % 12),
+                          c_step * static_cast<float>(index / 144)});
+    }
+    const CDeferredNeighborSearch search(PositionsOf(points));
+    EXPECT_EQ(CNearestNeighborSplit::Make(search, -1, c_bound), nullptr);
+}
+
 TEST(CNearestNeighborSplitMake, TooMuchSpaceBesidePositionsFarApart_GivesNoCells)
 {
     // The places themselves are few enough, but not with those beside them, which count only where

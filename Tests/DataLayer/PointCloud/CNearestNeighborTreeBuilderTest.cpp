@@ -163,16 +163,25 @@ TEST(CNearestNeighborTreeBuilder, Levels_HaveAsManyNodesAsTheirChildrenNeed)
     const CTree oneNode(makeRecords(256));
     EXPECT_EQ(oneNode.Get().topLevel, 1U);
     EXPECT_EQ(oneNode.CountNodes(), 1U);
-    const CTree twoNodes(makeRecords(257));
-    EXPECT_EQ(twoNodes.Get().topLevel, 2U);
-    EXPECT_EQ(twoNodes.CountNodes(), 3U);
-    EXPECT_EQ(twoNodes.Get().levels[1], twoNodes.Get().levels[2] - 2);
-    EXPECT_EQ(twoNodes.Get().levels[0], nullptr);
+    EXPECT_EQ(oneNode.Get().numRoots, 1U);
+    for (const std::uint32_t count : {257U, 512U})
+    {
+        const CTree twoNodes(makeRecords(count));
+        EXPECT_EQ(twoNodes.Get().topLevel, 1U) << count;
+        EXPECT_EQ(twoNodes.CountNodes(), 2U) << count;
+        EXPECT_EQ(twoNodes.Get().numRoots, 2U) << count;
+    }
+    const CTree threeNodes(makeRecords(513));
+    EXPECT_EQ(threeNodes.Get().topLevel, 2U);
+    EXPECT_EQ(threeNodes.CountNodes(), 4U);
+    EXPECT_EQ(threeNodes.Get().numRoots, 1U);
+    EXPECT_EQ(threeNodes.Get().levels[1], threeNodes.Get().levels[2] - 3);
+    EXPECT_EQ(threeNodes.Get().levels[0], nullptr);
 }
 
 TEST(CNearestNeighborTreeBuilder, Nodes_TellTheBoxesAndTheLowestIndices)
 {
-    Records records = makeRecords(16 * 16 + 3);
+    Records records = makeRecords(2 * 16 * 16 + 3);
     for (SRecord& record : records)
     {
         const auto number = static_cast<float>(record.index);
@@ -182,10 +191,10 @@ TEST(CNearestNeighborTreeBuilder, Nodes_TellTheBoxesAndTheLowestIndices)
     }
     const CTree tree(shuffled(records));
     const SNode& root = tree.Get().levels[2][0];
-    for (const std::uint32_t child : {0U, 1U})
+    for (const std::uint32_t child : {0U, 1U, 2U})
     {
-        const float first = child == 0 ? 0.0F : 256.0F;
-        const float last = child == 0 ? 255.0F : 258.0F;
+        const float first = 256.0F * static_cast<float>(child);
+        const float last = child == 2 ? 514.0F : first + 255.0F;
         EXPECT_EQ(root.low[0][child], first);
         EXPECT_EQ(root.high[0][child], last);
         EXPECT_EQ(root.low[1][child], 7.0F - 0.5F * last);
@@ -194,9 +203,9 @@ TEST(CNearestNeighborTreeBuilder, Nodes_TellTheBoxesAndTheLowestIndices)
         EXPECT_EQ(root.high[2][child], -0.25F * first);
         EXPECT_EQ(root.lowestIndex[child], child * 256);
     }
-    const SNode& lastNode = tree.Get().levels[1][1];
-    EXPECT_EQ(lastNode.low[0][0], 256.0F);
-    EXPECT_EQ(lastNode.high[0][0], 258.0F);
+    const SNode& lastNode = tree.Get().levels[1][2];
+    EXPECT_EQ(lastNode.low[0][0], 512.0F);
+    EXPECT_EQ(lastNode.high[0][0], 514.0F);
     for (std::uint32_t child = 1; child < c_fanOut; ++child)
     {
         for (std::uint32_t axis = 0; axis < 3; ++axis)

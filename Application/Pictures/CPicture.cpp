@@ -1,8 +1,10 @@
 #include "Application/Pictures/CPicture.h"
 
 #include "Application/Pictures/PngEncoder.h"
+#include "Base/Support/LargePages.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace Application
 {
@@ -16,8 +18,13 @@ constexpr SColor c_white{255, 255, 255};
 }  // namespace
 
 CPicture::CPicture(std::uint32_t width, std::uint32_t height, SColor fill)
-    : m_width(width), m_height(height), m_samples(std::size_t{width} * height * 3)
+    : m_width(width), m_height(height)
 {
+    Base::ResizeInLargePages(m_samples, std::size_t{width} * height * 3);
+    if (fill == SColor())
+    {
+        return;
+    }
     for (std::size_t index = 0; index < m_samples.size(); index += 3)
     {
         m_samples[index] = fill.red;
@@ -47,6 +54,12 @@ void CPicture::SetPixel(std::uint32_t column, std::uint32_t row, SColor color)
     m_samples[index] = color.red;
     m_samples[index + 1] = color.green;
     m_samples[index + 2] = color.blue;
+}
+
+void CPicture::SetRow(std::uint32_t row, std::span<const SColor> colors)
+{
+    static_assert(sizeof(SColor) == 3, "a colour is its three samples");
+    std::memcpy(&m_samples[indexOf(0, row)], colors.data(), colors.size_bytes());
 }
 
 std::vector<std::byte> CPicture::ToPng() const

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace Application
@@ -28,6 +29,8 @@ public:
 
     /// \p column must be less than the width and \p row less than the height.
     [[nodiscard]] SColor GetPixel(std::uint32_t column, std::uint32_t row) const;
+    /// \p colors: as many as the picture is wide.
+    void SetRow(std::uint32_t row, std::span<const SColor> colors);
     void SetPixel(std::uint32_t column, std::uint32_t row, SColor color);
 
     /// The content of a PNG file.

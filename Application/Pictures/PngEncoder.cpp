@@ -2,8 +2,10 @@
 
 #include <png.h>
 
+#include <array>
 #include <csetjmp>
 #include <exception>
+#include <optional>
 #include <stdexcept>
 
 namespace Application
@@ -56,8 +58,8 @@ void leave(png_structp png, png_const_charp)
 void ignoreWarning(png_structp, png_const_charp) {}
 
 /// Holds no object with a destructor, because the C library leaves it by a jump when it fails.
-bool encode(SEncoding& encoding, std::uint32_t width, std::uint32_t height, PngColor color,
-            const std::uint8_t* samples)
+bool encode(SEncoding& encoding, std::uint32_t width, std::uint32_t height, int colorType,
+            const std::vector<png_color>& palette, std::span<const std::uint8_t> samples)
 {
     if (setjmp(png_jmpbuf(encoding.png)) != 0)
     {
@@ -65,18 +67,91 @@ bool encode(SEncoding& encoding, std::uint32_t width, std::uint32_t height, PngC
     }
     png_set_write_fn(encoding.png, &encoding, appendBytes, flushNothing);
     png_set_compression_level(encoding.png, c_compressionLevel);
-    png_set_IHDR(encoding.png, encoding.info, width, height, 8,
-                 color == PngColor::Grey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_set_filter(encoding.png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
+    png_set_IHDR(encoding.png, encoding.info, width, height, 8, colorType, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (colorType == PNG_COLOR_TYPE_PALETTE)
+    {
+        png_set_PLTE(encoding.png, encoding.info, palette.data(), static_cast<int>(palette.size()));
+    }
+    // Neighbouring colours of a palette have nothing to do with each other.
+    png_set_filter(encoding.png, PNG_FILTER_TYPE_BASE,
+                   colorType == PNG_COLOR_TYPE_PALETTE ? PNG_FILTER_NONE : PNG_FILTER_SUB);
     png_write_info(encoding.png, encoding.info);
-    const std::size_t rowBytes = std::size_t{width} * static_cast<std::size_t>(color);
+    const std::size_t rowBytes = samples.size() / height;
     for (std::uint32_t row = 0; row < height; ++row)
     {
-        png_write_row(encoding.png, samples + row * rowBytes);
+        png_write_row(encoding.png, samples.data() + row * rowBytes);
     }
     png_write_end(encoding.png, encoding.info);
     return true;
+}
+
+std::vector<std::byte> encode(std::uint32_t width, std::uint32_t height, int colorType,
+                              const std::vector<png_color>& palette,
+                              std::span<const std::uint8_t> samples)
+{
+    SEncoding encoding;
+    encoding.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, leave, ignoreWarning);
+    encoding.info = encoding.png != nullptr ? png_create_info_struct(encoding.png) : nullptr;
+    if (encoding.info == nullptr || !encode(encoding, width, height, colorType, palette, samples))
+    {
+        if (encoding.failure)
+        {
+            std::rethrow_exception(encoding.failure);
+        }
+        throw std::runtime_error("The picture cannot be encoded as PNG.");
+    }
+    return std::move(encoding.bytes);
+}
+
+/// The colours of a picture, in the order in which they first occur, and which of them each pixel
+/// has.
+struct SIndexedPixels
+{
+    std::vector<png_color> palette;
+    std::vector<std::uint8_t> indices;
+};
+
+/// Nothing when there are more colours than a palette holds.
+std::optional<SIndexedPixels> indexColors(std::span<const std::uint8_t> samples)
+{
+    constexpr std::uint32_t c_indexBits = 10;
+    constexpr std::uint32_t c_none = ~std::uint32_t{0};
+    struct SSlot
+    {
+        std::uint32_t color = c_none;
+        std::uint8_t index = 0;
+    };
+    // A fourth of it is in use at most.
+    std::array<SSlot, 1U << c_indexBits> slots{};
+    SIndexedPixels pixels;
+    pixels.indices.resize(samples.size() / 3);
+    SSlot last;
+    for (std::size_t pixel = 0; pixel < pixels.indices.size(); ++pixel)
+    {
+        const std::uint8_t* const rgb = &samples[pixel * 3];
+        const std::uint32_t color = rgb[0] | rgb[1] << 8U | rgb[2] << 16U;
+        if (color != last.color)
+        {
+            std::size_t slot = color * 0x9E3779B1U >> (32U - c_indexBits);
+            while (slots[slot].color != color && slots[slot].color != c_none)
+            {
+                slot = (slot + 1) % slots.size();
+            }
+            if (slots[slot].color == c_none)
+            {
+                if (pixels.palette.size() == PNG_MAX_PALETTE_LENGTH)
+                {
+                    return std::nullopt;
+                }
+                slots[slot] = {color, static_cast<std::uint8_t>(pixels.palette.size())};
+                pixels.palette.push_back({rgb[0], rgb[1], rgb[2]});
+            }
+            last = slots[slot];
+        }
+        pixels.indices[pixel] = last.index;
+    }
+    return pixels;
 }
 
 }  // namespace
@@ -88,18 +163,17 @@ std::vector<std::byte> EncodePng(std::uint32_t width, std::uint32_t height, PngC
     {
         throw std::runtime_error("The number of samples does not fit the picture's size.");
     }
-    SEncoding encoding;
-    encoding.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, leave, ignoreWarning);
-    encoding.info = encoding.png != nullptr ? png_create_info_struct(encoding.png) : nullptr;
-    if (encoding.info == nullptr || !encode(encoding, width, height, color, samples.data()))
+    std::optional<SIndexedPixels> indexed;
+    if (color == PngColor::Rgb)
     {
-        if (encoding.failure)
-        {
-            std::rethrow_exception(encoding.failure);
-        }
-        throw std::runtime_error("The picture cannot be encoded as PNG.");
+        indexed = indexColors(samples);
     }
-    return std::move(encoding.bytes);
+    if (indexed.has_value())
+    {
+        return encode(width, height, PNG_COLOR_TYPE_PALETTE, indexed->palette, indexed->indices);
+    }
+    return encode(width, height, color == PngColor::Grey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB,
+                  {}, samples);
 }
 
 }  // namespace Application

@@ -16,7 +16,8 @@ enum class PngColor
 };
 
 /// The content of a PNG file with the given pixels, row after row from the top; \p samples holds
-/// exactly width x height pixels. The same pixels give the same bytes with the same zlib.
+/// exactly width x height pixels. Up to 256 colours are written as a palette. The same pixels give
+/// the same bytes with the same zlib.
 /// @throw std::runtime_error when the encoder fails, for instance for want of memory.
 [[nodiscard]] std::vector<std::byte> EncodePng(std::uint32_t width, std::uint32_t height,
                                                PngColor color,

@@ -20,7 +20,7 @@ namespace
 using Vector = CCamera::Vector;
 
 /// Enough points to place quantiles well, few enough to be read in no time.
-constexpr std::uint64_t c_maxSamples = 200000;
+constexpr std::uint64_t c_maxSamples = 50000;
 constexpr std::uint64_t c_samplesPerBlock = 8192;
 /// The share of points on either side of an axis that may be strays.
 constexpr double c_strayShare = 0.01;

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Application/Pictures/CDepthBuffer.h"
@@ -117,12 +119,12 @@ void PaintPlainly(const CPictureProjection& projection, std::size_t count, CDept
     }
 }
 
-void Paint(const CPictureProjection& projection, const Base::ISurfelCollection& collection,
-           CDepthBuffer& buffer)
+CDepthBuffer Paint(const CPictureProjection& projection, const Base::ISurfelCollection& collection)
 {
-    const Application::CScanPainter painter(projection, collection, c_matIdentityD, {}, 0, false);
-    ForEachBlock(collection.GetCount(),
-                 [&](std::size_t begin, std::size_t end) { painter.Paint(begin, end, buffer); });
+    std::vector<Application::CScanPainter> painters;
+    painters.emplace_back(projection, collection, c_matIdentityD,
+                          std::span<const Base::CSurfelBitMask>(), 0, false);
+    return std::move(Application::CScanPainter::PaintAll(painters, projection).front());
 }
 
 bool AreEqual(const CDepthBuffer& first, const CDepthBuffer& second)
@@ -166,16 +168,13 @@ void AddSize(std::size_t count)
         const CPictureProjection projection(MakeView(), 1);
         CDepthBuffer plain(projection.GetWidth(), projection.GetHeight());
         PaintPlainly(projection, count, plain);
-        CDepthBuffer own(projection.GetWidth(), projection.GetHeight());
-        Paint(projection, *MakeCollection(count), own);
-        if (!AreEqual(plain, own))
+        if (!AreEqual(plain, Paint(projection, *MakeCollection(count))))
         {
             state.SkipWithError("draws another picture than the plain form");
             return;
         }
         Run(state, count, [&](const Collection& collection) {
-            CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
-            Paint(projection, *collection, buffer);
+            benchmark::DoNotOptimize(Paint(projection, *collection));
         });
     });
     BenchmarkProgram::Add("View", "Plain", samplesOnly, size, [count](benchmark::State& state) {

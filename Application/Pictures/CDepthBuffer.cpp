@@ -1,23 +1,26 @@
 #include "Application/Pictures/CDepthBuffer.h"
 
-#include "Base/Support/LargePages.h"
+#include "Application/Pictures/LargeArrays.h"
 
 namespace Application
 {
 
 CDepthBuffer::CDepthBuffer(std::uint32_t width, std::uint32_t height)
-    : m_width(width), m_height(height)
+    : m_width(width),
+      m_height(height),
+      m_words(MakeLargeArray(std::size_t{width} * height, c_empty))
+{}
+
+void CDepthBuffer::Clear()
 {
-    const std::size_t numWords = std::size_t{width} * height;
-    Base::ReserveInLargePages(m_words, numWords);
-    m_words.resize(numWords, c_empty);
+    FillInParallel(m_words.get(), std::size_t{m_width} * m_height, c_empty);
 }
 
 std::uint64_t CDepthBuffer::Pack(float depth, std::uint32_t look, const SNormal& normal)
 {
-    const std::uint32_t x = normal.isPresent ? encode(normal.x) : c_noNormal;
-    const std::uint32_t y = normal.isPresent ? encode(normal.y) : c_noNormal;
-    return WithDepth(look << 2U * c_normalBits | x << c_normalBits | y, depth);
+    constexpr std::uint32_t c_none = c_noNormal << c_normalBits | c_noNormal;
+    const std::uint64_t word = WithDepth(look << 2U * c_normalBits | c_none, depth);
+    return normal.isPresent ? WithNormal(word, normal) : word;
 }
 
 }  // namespace Application

@@ -6,13 +6,13 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace Application
 {
 
 /// What is seen in each sample of a picture: the nearest surfel's depth, look and normal, in one
-/// 64-bit word, so that any number of threads can draw at once.
+/// 64-bit word.
 ///
 /// A word holds the bits of the depth, which for numbers that are not negative sort like the
 /// numbers, above those of the rest. The smallest word wins, whatever the order of drawing; so a
@@ -46,18 +46,23 @@ public:
     /// A word; only while nobody draws.
     [[nodiscard]] std::uint64_t Get(std::size_t index) const { return m_words[index]; }
 
-    /// Asks the memory for a word that will be drawn to soon.
-    void Prefetch(std::size_t index) const { __builtin_prefetch(&m_words[index], 1); }
+    /// Forgets all that has been drawn. Cheaper than a new buffer, whose memory the system clears.
+    void Clear();
 
-    /// True when a surfel at \p depth may win over what has been drawn so far.
-    [[nodiscard]] bool CanWin(std::size_t index, float depth)
+    // While no other thread draws.
+
+    /// Whether a surfel at \p depth may win over what has been drawn so far.
+    [[nodiscard]] bool CanWin(std::size_t index, float depth) const
     {
-        const std::atomic_ref<std::uint64_t> word(m_words[index]);
-        return std::bit_cast<std::uint32_t>(depth) <= word.load(std::memory_order_relaxed) >> 32U;
+        return std::bit_cast<std::uint32_t>(depth) <= m_words[index] >> 32U;
     }
-
-    /// Keeps the smaller of \p word and what has been drawn so far.
+    /// Keeps the smaller of \p word and what has been drawn so far, without a jump.
     void Draw(std::size_t index, std::uint64_t word)
+    {
+        m_words[index] = std::min(m_words[index], word);
+    }
+    /// As Draw(), while any number of threads draw.
+    void DrawShared(std::size_t index, std::uint64_t word)
     {
         const std::atomic_ref<std::uint64_t> stored(m_words[index]);
         std::uint64_t current = stored.load(std::memory_order_relaxed);
@@ -73,6 +78,14 @@ public:
     [[nodiscard]] static std::uint64_t WithDepth(std::uint64_t word, float depth)
     {
         return std::uint64_t{std::bit_cast<std::uint32_t>(depth)} << 32U | (word & 0xFFFFFFFFU);
+    }
+
+    /// \p word, which has none, with \p normal, which is present.
+    [[nodiscard]] static std::uint64_t WithNormal(std::uint64_t word, const SNormal& normal)
+    {
+        constexpr std::uint64_t c_bits = (std::uint64_t{1} << 2U * c_normalBits) - 1U;
+        return (word & ~c_bits) | std::uint64_t{encode(normal.x)} << c_normalBits |
+               encode(normal.y);
     }
 
     [[nodiscard]] static float DepthOf(std::uint64_t word)
@@ -121,7 +134,7 @@ private:
 
     std::uint32_t m_width;
     std::uint32_t m_height;
-    std::vector<std::uint64_t> m_words;
+    std::unique_ptr<std::uint64_t[]> m_words;
 };
 
 }  // namespace Application

@@ -1,8 +1,8 @@
 #include "Application/Pictures/CDepthPlane.h"
 
 #include "Application/Pictures/Lanes.h"
+#include "Application/Pictures/LargeArrays.h"
 #include "Application/Pictures/RowBands.h"
-#include "Base/Support/LargePages.h"
 
 namespace Application
 {
@@ -12,10 +12,9 @@ CDepthPlane::CDepthPlane(const CDepthBuffer& buffer, std::uint32_t border)
       m_stride(std::size_t{buffer.GetWidth()} + 2 * std::size_t{border} + c_numLanes)
 {
     const std::size_t numDepths = (buffer.GetHeight() + 2 * std::size_t{border}) * m_stride;
-    Base::ReserveInLargePages(m_depths, numDepths);
-    m_depths.resize(numDepths, CDepthBuffer::DepthOf(CDepthBuffer::c_empty));
+    m_depths = MakeLargeArray(numDepths, CDepthBuffer::DepthOf(CDepthBuffer::c_empty));
     ForEachRow(buffer.GetHeight(), [&](std::uint32_t row) {
-        float* const target = m_depths.data() + (std::size_t{row} + m_border) * m_stride + m_border;
+        float* const target = &m_depths[(std::size_t{row} + m_border) * m_stride + m_border];
         const std::size_t first = buffer.IndexOf(0, row);
         for (std::uint32_t column = 0; column < buffer.GetWidth(); ++column)
         {

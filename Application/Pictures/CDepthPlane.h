@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "Application/Pictures/CDepthBuffer.h"
 
@@ -34,7 +34,7 @@ public:
 private:
     std::uint32_t m_border;
     std::size_t m_stride;
-    std::vector<float> m_depths;
+    std::unique_ptr<float[]> m_depths;
 };
 
 }  // namespace Application

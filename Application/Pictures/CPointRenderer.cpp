@@ -7,7 +7,6 @@
 #include "Application/Pictures/CScanPainter.h"
 #include "Application/Pictures/CSurfaceShader.h"
 #include "Application/Pictures/RowBands.h"
-#include "Base/Support/ParallelFor.h"
 
 #include <algorithm>
 #include <string>
@@ -20,7 +19,6 @@ namespace
 
 using EMark = CScanPainter::EMark;
 
-constexpr std::uint64_t c_chunkSurfels = 32768;
 constexpr std::uint32_t c_numScanColors = CScanPainter::c_numScanColors;
 /// Pictures and scans up to these sizes are drawn with four samples for each pixel, which makes
 /// edges smooth. Larger ones would take four times as long and show little of it.
@@ -50,25 +48,20 @@ SScanColors collectColors(const std::vector<CPointRenderer::SScan>& scans)
     return result;
 }
 
-void paintScans(const CPictureProjection& projection,
-                const std::vector<CPointRenderer::SScan>& scans, const SScanColors& colors,
-                bool hideCut, CDepthBuffer& buffer)
+std::vector<CDepthBuffer> paintScans(const CPictureProjection& projection,
+                                     const std::vector<CPointRenderer::SScan>& scans,
+                                     const SScanColors& colors, bool hideCut)
 {
+    std::vector<CScanPainter> painters;
     for (std::size_t scan = 0; scan < scans.size(); ++scan)
     {
-        const std::uint64_t count = scans[scan].collection->GetCount();
-        if (count == 0)
+        if (scans[scan].collection->GetCount() != 0)
         {
-            continue;
+            painters.emplace_back(projection, *scans[scan].collection, scans[scan].trafo,
+                                  scans[scan].flags, colors.indices[scan], hideCut);
         }
-        const CScanPainter painter(projection, *scans[scan].collection, scans[scan].trafo,
-                                   scans[scan].flags, colors.indices[scan], hideCut);
-        const std::uint64_t numChunks = (count + c_chunkSurfels - 1) / c_chunkSurfels;
-        Base::ParallelFor(static_cast<std::uint32_t>(numChunks), [&](std::uint32_t chunk) {
-            painter.Paint(chunk * c_chunkSurfels, std::min(count, (chunk + 1) * c_chunkSurfels),
-                          buffer);
-        });
     }
+    return CScanPainter::PaintAll(painters, projection);
 }
 
 CSurfaceShader::SColors makeColors(const CPointRenderer::SSettings& settings,
@@ -146,20 +139,23 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
     const SScanColors scanColors = collectColors(scans);
 
     const CPointSplatter splatter(projection, samplesPerSide);
-    CDepthBuffer points(projection.GetWidth(), projection.GetHeight());
-    paintScans(projection, scans, scanColors, m_settings.hideCut, points);
-    CPointSplatter::SRadii radii = splatter.FindRadii(points);
+    std::vector<CDepthBuffer> buffers =
+        paintScans(projection, scans, scanColors, m_settings.hideCut);
+    CPointSplatter::SRadii radii = splatter.FindRadii(buffers.front());
     if (m_settings.hideCut)
     {
         // No dot larger than where nothing is hidden, so that the two pictures can be compared.
-        CDepthBuffer all(projection.GetWidth(), projection.GetHeight());
-        paintScans(projection, scans, scanColors, false, all);
-        radii.largest = splatter.FindRadii(all).largest;
+        radii.largest =
+            splatter.FindRadii(paintScans(projection, scans, scanColors, false).front()).largest;
     }
-    const CDepthBuffer surface = splatter.Splat(points, radii);
-    CPicture picture =
-        CSurfaceShader(projection, surface, samplesPerSide, makeColors(m_settings, scanColors))
-            .Shade();
+    if (buffers.size() == 1)
+    {
+        buffers.emplace_back(projection.GetWidth(), projection.GetHeight());
+    }
+    splatter.Splat(buffers.front(), radii, buffers.back());
+    CPicture picture = CSurfaceShader(projection, buffers.back(), samplesPerSide,
+                                      makeColors(m_settings, scanColors))
+                           .Shade();
     if (painted != nullptr)
     {
         tintPainted(*painted, m_settings.paintColor, picture);

@@ -1,6 +1,5 @@
 #include "Application/Pictures/CPointSplatter.h"
 
-#include "Application/Pictures/CPlaneFits.h"
 #include "Application/Pictures/RowBands.h"
 
 #include <algorithm>
@@ -13,8 +12,6 @@ namespace Application
 
 namespace
 {
-
-using SNormal = CDepthBuffer::SNormal;
 
 /// Discs around randomly strewn surfels that reach the sixth neighbour leave next to no gap.
 constexpr int c_numNeighbors = 6;
@@ -29,18 +26,19 @@ constexpr float c_maxSlope = 4.0F;
 /// A plane through the neighbours reaches this far, in radii of the dot, and so many of them.
 constexpr float c_planeReach = 3.0F;
 constexpr int c_maxPlaneNeighbors = 40;
+/// Where samples are dense, those at this distance tell of a plane nearly as much as all within it;
+/// of twelve pairs of opposite ones this many must be there.
+constexpr float c_maxDenseRadius = 2.0F;
+constexpr float c_ringInside = 2.8F;
+constexpr float c_ringOutside = 3.7F;
+constexpr int c_minPairs = 6;
+/// Of a plane's equations; below it the places lie on one line.
+constexpr float c_minDeterminant = 1e-3F;
 /// The steepest dot; steeper ones would be all rim.
 constexpr float c_maxDotSlope = 2.0F;
 /// By how much a dot recedes towards its rim, as a tangent: neighbouring dots then meet half way
 /// instead of covering each other.
 constexpr float c_rimSlope = 0.25F;
-
-SNormal normalized(float x, float y, float z)
-{
-    const float length = std::sqrt((x * x + y * y) + z * z);
-    const float scale = (z < 0.0F ? -1.0F : 1.0F) / length;
-    return {x * scale, y * scale, z * scale, true};
-}
 
 /// The largest radius to use, in the units of \p radii.
 std::uint8_t findLargestRadius(const std::vector<std::uint8_t>& radii)
@@ -83,50 +81,59 @@ CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32
     }
     std::stable_sort(m_offsets.begin(), m_offsets.end(),
                      [](const SOffset& a, const SOffset& b) { return a.distance < b.distance; });
+    for (const SOffset& offset : m_offsets)
+    {
+        if (offset.distance >= c_ringInside && offset.distance <= c_ringOutside &&
+            (offset.y > 0 || (offset.y == 0 && offset.x > 0)))
+        {
+            m_ring.push_back(offset);
+        }
+    }
 }
 
-CDepthBuffer CPointSplatter::Splat(const CDepthBuffer& points, const SRadii& radii) const
+void CPointSplatter::Splat(const CDepthBuffer& points, const SRadii& radii,
+                           CDepthBuffer& target) const
 {
-    const CDepthPlane plane(points, m_reach);
-    CDepthBuffer target(points.GetWidth(), points.GetHeight());
+    target.Clear();
     ForEachRow(points.GetHeight(), [&](std::uint32_t row) {
         forEachGroup(points, row, [&](std::uint32_t begin, std::uint32_t end) {
-            std::array<float, c_numLanes> radiusOf{};
+            SDots dots;
+            Lanes ownRadii{};
             bool hasNormals = true;
-            for (std::uint32_t column = begin; column < end; ++column)
+            for (std::uint32_t lane = 0; lane < end - begin; ++lane)
             {
-                const std::size_t index = points.IndexOf(column, row);
+                const std::size_t index = points.IndexOf(begin + lane, row);
                 const std::uint64_t word = points.Get(index);
-                radiusOf[column - begin] =
-                    static_cast<float>(std::min(radii.radii[index], radii.largest)) / c_radiusUnits;
-                hasNormals =
-                    hasNormals && (word == CDepthBuffer::c_empty || CDepthBuffer::HasNormal(word));
+                const CDepthBuffer::SNormal normal = CDepthBuffer::NormalOf(word);
+                dots.words[lane] = word;
+                dots.normalX[lane] = normal.x;
+                dots.normalY[lane] = normal.y;
+                dots.normalZ[lane] = normal.z;
+                ownRadii[lane] = static_cast<float>(std::min(radii.radii[index], radii.largest));
+                hasNormals = hasNormals && (word == CDepthBuffer::c_empty || normal.isPresent);
             }
-            const std::array<SNormal, c_numLanes> normals =
-                hasNormals ? std::array<SNormal, c_numLanes>()
-                           : fitNormals(plane, begin, row, LoadLanes(radiusOf.data()));
-            for (std::uint32_t column = begin; column < end; ++column)
+            dots.radii = ownRadii / FillLanes(c_radiusUnits);
+            if (!hasNormals)
             {
-                std::uint64_t word = points.Get(points.IndexOf(column, row));
-                if (word == CDepthBuffer::c_empty)
+                fitNormals(radii.depths, begin, row, dots);
+            }
+            for (std::uint32_t lane = 0; lane < end - begin; ++lane)
+            {
+                if (dots.words[lane] != CDepthBuffer::c_empty)
                 {
-                    continue;
+                    drawDot(radii.depths, begin + lane, row, dots.words[lane],
+                            {dots.radii[lane], dots.normalX[lane], dots.normalY[lane],
+                             dots.normalZ[lane]},
+                            target);
                 }
-                if (!CDepthBuffer::HasNormal(word))
-                {
-                    word = CDepthBuffer::Pack(CDepthBuffer::DepthOf(word),
-                                              CDepthBuffer::LookOf(word), normals[column - begin]);
-                }
-                drawDot(word, radiusOf[column - begin], column, row, target);
             }
         });
     });
-    return target;
 }
 
 CPointSplatter::SRadii CPointSplatter::FindRadii(const CDepthBuffer& points) const
 {
-    const CDepthPlane plane(points, m_reach);
+    CDepthPlane plane(points, m_reach);
     std::vector<std::uint8_t> radii(std::size_t{points.GetWidth()} * points.GetHeight());
     ForEachRow(points.GetHeight(), [&](std::uint32_t row) {
         forEachGroup(points, row, [&](std::uint32_t begin, std::uint32_t end) {
@@ -142,7 +149,7 @@ CPointSplatter::SRadii CPointSplatter::FindRadii(const CDepthBuffer& points) con
         });
     });
     const std::uint8_t largest = findLargestRadius(radii);
-    return {std::move(radii), largest};
+    return {std::move(radii), largest, std::move(plane)};
 }
 
 /// Calls \p visit(begin, end) for the groups of a row's columns, as many as there are lanes or
@@ -204,10 +211,100 @@ Lanes CPointSplatter::findRadii(const CDepthPlane& plane, std::uint32_t column,
     return radii;
 }
 
-std::array<CDepthBuffer::SNormal, c_numLanes> CPointSplatter::fitNormals(const CDepthPlane& plane,
-                                                                         std::uint32_t column,
-                                                                         std::uint32_t row,
-                                                                         Lanes radii) const
+void CPointSplatter::fitNormals(const CDepthPlane& plane, std::uint32_t column, std::uint32_t row,
+                                SDots& dots) const
+{
+    const bool isPerspective = m_projection.IsPerspective();
+    const Lanes depths = LoadLanes(plane.At(column, row));
+    CPlaneFits::SGradients gradients{};
+    LaneMask isDense = dots.radii <= FillLanes(c_maxDenseRadius);
+    if (HasAny((depths == depths) & isDense))
+    {
+        isDense &= fitDense(plane, column, row, gradients);
+    }
+    if (HasAny((depths == depths) & ~isDense))
+    {
+        const CPlaneFits::SGradients scattered = fitScattered(plane, column, row, dots.radii);
+        gradients = {isDense ? gradients.x : scattered.x, isDense ? gradients.y : scattered.y};
+    }
+    const Lanes sizes = isPerspective ? m_projection.GetSampleSizes(FillLanes(1.0F))
+                                      : m_projection.GetSampleSizes(depths);
+    const Lanes perRight = gradients.x / sizes;
+    const Lanes perDown = gradients.y / sizes;
+    Lanes sightX{};
+    Lanes lengths{};
+    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
+    {
+        sightX[lane] = m_projection.GetSightX(static_cast<float>(column + lane));
+    }
+    const Lanes sightY = FillLanes(m_projection.GetSightY(static_cast<float>(row)));
+    const Lanes one = FillLanes(1.0F);
+    const Lanes x = isPerspective ? -perRight : perRight;
+    const Lanes y = isPerspective ? perDown : -perDown;
+    const Lanes z = isPerspective ? (one - sightX * perRight) + sightY * perDown : one;
+    const Lanes squares = (x * x + y * y) + z * z;
+    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
+    {
+        lengths[lane] = std::sqrt(squares[lane]);
+    }
+    const Lanes scales = (z < Lanes() ? -one : one) / lengths;
+    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
+    {
+        const std::uint64_t word = dots.words[lane];
+        if (word != CDepthBuffer::c_empty && !CDepthBuffer::HasNormal(word))
+        {
+            dots.normalX[lane] = x[lane] * scales[lane];
+            dots.normalY[lane] = y[lane] * scales[lane];
+            dots.normalZ[lane] = z[lane] * scales[lane];
+            dots.words[lane] = CDepthBuffer::WithNormal(
+                word, {dots.normalX[lane], dots.normalY[lane], dots.normalZ[lane], true});
+        }
+    }
+}
+
+LaneMask CPointSplatter::fitDense(const CDepthPlane& plane, std::uint32_t column, std::uint32_t row,
+                                  CPlaneFits::SGradients& gradients) const
+{
+    // Of two opposite samples only the difference counts, and their places add up to nothing.
+    const float* const centre = plane.At(column, row);
+    const Lanes depths = LoadLanes(centre);
+    const Lanes tolerances = FillLanes(c_maxSlope) * m_projection.GetSampleSizes(depths);
+    const Lanes zero{};
+    LaneMask numPairs{};
+    Lanes xx{};
+    Lanes xy{};
+    Lanes yy{};
+    Lanes xValues{};
+    Lanes yValues{};
+    for (const SOffset& offset : m_ring)
+    {
+        const std::ptrdiff_t there = plane.OffsetOf(offset.x, offset.y);
+        const Lanes differences = LoadLanes(centre + there) - depths;
+        const Lanes opposites = LoadLanes(centre - there) - depths;
+        const Lanes bounds = tolerances * FillLanes(offset.distance);
+        const LaneMask isTaken = ((differences < zero ? -differences : differences) <= bounds) &
+                                 ((opposites < zero ? -opposites : opposites) <= bounds);
+        const Lanes values = isTaken ? differences - opposites : zero;
+        const auto x = static_cast<float>(offset.x);
+        const auto y = static_cast<float>(offset.y);
+        // True is -1.
+        numPairs -= isTaken;
+        xx += isTaken ? FillLanes(2.0F * x * x) : zero;
+        xy += isTaken ? FillLanes(2.0F * x * y) : zero;
+        yy += isTaken ? FillLanes(2.0F * y * y) : zero;
+        xValues += FillLanes(x) * values;
+        yValues += FillLanes(y) * values;
+    }
+    const Lanes determinants = xx * yy - xy * xy;
+    const Lanes scales =
+        (m_projection.IsPerspective() ? FillLanes(-1.0F) / depths : FillLanes(1.0F)) / determinants;
+    gradients = {(xValues * yy - yValues * xy) * scales, (yValues * xx - xValues * xy) * scales};
+    return (numPairs >= LaneMask{} + c_minPairs) &
+           (determinants > FillLanes(c_minDeterminant) * xx * yy);
+}
+
+CPlaneFits::SGradients CPointSplatter::fitScattered(const CDepthPlane& plane, std::uint32_t column,
+                                                    std::uint32_t row, Lanes radii) const
 {
     // Over the picture, a plane's inverse depth in perspective, its depth otherwise, is linear.
     // Given relative to the sample itself, which keeps the digits of the small differences.
@@ -227,48 +324,42 @@ std::array<CDepthBuffer::SNormal, c_numLanes> CPointSplatter::fitNormals(const C
                  isPerspective ? (depths - others) / others : others - depths);
         return HasAny(isSearched);
     });
-    const CPlaneFits::SGradients gradients = fits.Solve();
-    std::array<SNormal, c_numLanes> normals;
-    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
-    {
-        const float size = m_projection.GetSampleSize(isPerspective ? 1.0F : depths[lane]);
-        const float perRight = gradients.x[lane] / size;
-        const float perUp = -gradients.y[lane] / size;
-        const float sightX = m_projection.GetSightX(static_cast<float>(column + lane));
-        const float sightY = m_projection.GetSightY(static_cast<float>(row));
-        normals[lane] =
-            isPerspective ? normalized(-perRight, -perUp, 1.0F - sightX * perRight - sightY * perUp)
-                          : normalized(perRight, perUp, 1.0F);
-    }
-    return normals;
+    return fits.Solve();
 }
 
-void CPointSplatter::drawDot(std::uint64_t word, float radius, std::uint32_t column,
-                             std::uint32_t row, CDepthBuffer& target) const
+void CPointSplatter::drawDot(const CDepthPlane& plane, std::uint32_t column, std::uint32_t row,
+                             std::uint64_t word, const SDot& dot, CDepthBuffer& target) const
 {
-    const SNormal normal = CDepthBuffer::NormalOf(word);
-    const float depth = CDepthBuffer::DepthOf(word);
+    const float* const centre = plane.At(column, row);
+    const float depth = *centre;
     const float size = m_projection.GetSampleSize(depth);
     // A surface that faces right recedes to the right, one that faces up recedes upwards.
-    const float perZ = 1.0F / std::max(normal.z, 1.0F / c_maxDotSlope);
-    const float stepX = size * normal.x * perZ;
-    const float stepY = -size * normal.y * perZ;
-    target.Draw(target.IndexOf(column, row), word);
+    const float step = size / std::max(dot.normalZ, 1.0F / c_maxDotSlope);
+    const float stepX = step * dot.normalX;
+    const float stepY = -step * dot.normalY;
+    const float rim = size * c_rimSlope;
+    target.DrawShared(target.IndexOf(column, row), word);
     for (const SOffset& offset : m_offsets)
     {
-        if (offset.distance > radius)
+        if (offset.distance > dot.radius)
         {
             break;
+        }
+        const float end = std::max(
+            depth + ((stepX * static_cast<float>(offset.x) + stepY * static_cast<float>(offset.y)) +
+                     rim * offset.distance),
+            0.0F);
+        // Most of a dot lies behind the samples around it. What is empty is no number and hides
+        // nothing.
+        if (centre[plane.OffsetOf(offset.x, offset.y)] < end)
+        {
+            continue;
         }
         const std::uint32_t x = column + static_cast<std::uint32_t>(offset.x);
         const std::uint32_t y = row + static_cast<std::uint32_t>(offset.y);
         if (x < target.GetWidth() && y < target.GetHeight())
         {
-            const float step =
-                (stepX * static_cast<float>(offset.x) + stepY * static_cast<float>(offset.y)) +
-                size * c_rimSlope * offset.distance;
-            target.Draw(target.IndexOf(x, y),
-                        CDepthBuffer::WithDepth(word, std::max(depth + step, 0.0F)));
+            target.DrawShared(target.IndexOf(x, y), CDepthBuffer::WithDepth(word, end));
         }
     }
 }

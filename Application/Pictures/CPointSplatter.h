@@ -3,6 +3,7 @@
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CDepthPlane.h"
 #include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/CPlaneFits.h"
 #include "Application/Pictures/Lanes.h"
 
 #include <array>
@@ -31,13 +32,15 @@ public:
         std::vector<std::uint8_t> radii;
         /// Dots that would be larger are drawn as large as this.
         std::uint8_t largest = 0;
+        /// What they were found in.
+        CDepthPlane depths;
     };
 
     [[nodiscard]] SRadii FindRadii(const CDepthBuffer& points) const;
 
-    /// The picture of \p points with every sample widened to the radius that FindRadii() gave it;
-    /// all of them have a normal then.
-    [[nodiscard]] CDepthBuffer Splat(const CDepthBuffer& points, const SRadii& radii) const;
+    /// Makes \p target, of the same size, the picture of \p points with every sample widened to the
+    /// radius that FindRadii() gave it; all of them have a normal then.
+    void Splat(const CDepthBuffer& points, const SRadii& radii, CDepthBuffer& target) const;
 
 private:
     struct SOffset
@@ -46,16 +49,41 @@ private:
         std::int32_t y;
         float distance;
     };
+    /// The radius of a sample's dot and its normal along the picture axes.
+    struct SDot
+    {
+        float radius;
+        float normalX;
+        float normalY;
+        float normalZ;
+    };
+    /// Neighbouring samples of a row, as many as there are lanes; empty and of radius 0 where there
+    /// is none.
+    struct SDots
+    {
+        std::array<std::uint64_t, c_numLanes> words{CDepthBuffer::c_empty, CDepthBuffer::c_empty,
+                                                    CDepthBuffer::c_empty, CDepthBuffer::c_empty};
+        Lanes radii{};
+        Lanes normalX{};
+        Lanes normalY{};
+        Lanes normalZ{};
+    };
 
     // As many neighbouring samples of a row at a time as there are lanes.
     [[nodiscard]] Lanes findRadii(const CDepthPlane& plane, std::uint32_t column,
                                   std::uint32_t row) const;
-    [[nodiscard]] std::array<CDepthBuffer::SNormal, c_numLanes> fitNormals(const CDepthPlane& plane,
-                                                                           std::uint32_t column,
-                                                                           std::uint32_t row,
-                                                                           Lanes radii) const;
-    void drawDot(std::uint64_t word, float radius, std::uint32_t column, std::uint32_t row,
-                 CDepthBuffer& target) const;
+    /// Gives those dots normals that have none.
+    void fitNormals(const CDepthPlane& plane, std::uint32_t column, std::uint32_t row,
+                    SDots& dots) const;
+    /// The gradients where enough samples surround these, and where that is.
+    [[nodiscard]] LaneMask fitDense(const CDepthPlane& plane, std::uint32_t column,
+                                    std::uint32_t row, CPlaneFits::SGradients& gradients) const;
+    [[nodiscard]] CPlaneFits::SGradients fitScattered(const CDepthPlane& plane,
+                                                      std::uint32_t column, std::uint32_t row,
+                                                      Lanes radii) const;
+    /// Draws those parts of a dot that the samples themselves do not hide.
+    void drawDot(const CDepthPlane& plane, std::uint32_t column, std::uint32_t row,
+                 std::uint64_t word, const SDot& dot, CDepthBuffer& target) const;
 
     template <typename Visit>
     static void forEachGroup(const CDepthBuffer& points, std::uint32_t row, const Visit& visit);
@@ -72,6 +100,8 @@ private:
     std::uint32_t m_reach;
     /// All offsets up to the largest radius, nearest first, without (0, 0).
     std::vector<SOffset> m_offsets;
+    /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
+    std::vector<SOffset> m_ring;
 };
 
 }  // namespace Application

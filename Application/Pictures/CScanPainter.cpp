@@ -1,11 +1,17 @@
 #include "Application/Pictures/CScanPainter.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
+#include "Application/Pictures/Lanes.h"
+#include "Application/Pictures/RowBands.h"
 #include "Base/Math/PointTransform.h"
+#include "Base/Support/ParallelFor.h"
 
 namespace Application
 {
@@ -21,6 +27,48 @@ void setColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column
     }
 }
 
+constexpr std::uint64_t c_chunkSurfels = 32768;
+/// More threads would wait for the memory.
+constexpr std::uint64_t c_maxPainters = 8;
+/// In bytes. The processor itself does not look beyond the page that it reads.
+constexpr std::size_t c_prefetchDistance = 8192;
+
+using Columns = std::array<Lanes, 3>;
+
+/// The first three columns of the matrix with these rows.
+Columns transpose(const std::array<Lanes, 4>& rows)
+{
+    const Lanes leftUpper = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
+    const Lanes leftLower = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
+    const Lanes rightUpper = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
+    const Lanes rightLower = __builtin_shufflevector(rows[2], rows[3], 2, 6, 3, 7);
+    return {__builtin_shufflevector(leftUpper, leftLower, 0, 1, 4, 5),
+            __builtin_shufflevector(leftUpper, leftLower, 2, 3, 6, 7),
+            __builtin_shufflevector(rightUpper, rightLower, 0, 1, 4, 5)};
+}
+
+/// Some of a scan's surfels.
+struct SChunk
+{
+    const CScanPainter* painter;
+    std::uint64_t begin;
+    std::uint64_t end;
+};
+
+/// All that \p buffers have of the picture's rows \p begin to \p end - 1 comes into the first.
+void joinRows(std::vector<CDepthBuffer>& buffers, std::uint32_t begin, std::uint32_t end)
+{
+    CDepthBuffer& nearest = buffers.front();
+    for (std::size_t buffer = 1; buffer < buffers.size(); ++buffer)
+    {
+        for (std::size_t index = nearest.IndexOf(0, begin); index < nearest.IndexOf(0, end);
+             ++index)
+        {
+            nearest.Draw(index, buffers[buffer].Get(index));
+        }
+    }
+}
+
 ProjectSurfelsKernel fastestKernel()
 {
     static const ProjectSurfelsKernel fastest = GetProjectSurfelsKernels().front().project;
@@ -33,7 +81,8 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
                            const Base::ISurfelCollection& collection, const LqMatrix4Rd& trafo,
                            std::span<const Base::CSurfelBitMask> flags, std::uint32_t colorIndex,
                            bool hideCut)
-    : m_positions(collection.GetReadAccessor<Base::CSCElementDefinitionPosition>()),
+    : m_count(collection.GetCount()),
+      m_positions(collection.GetReadAccessor<Base::CSCElementDefinitionPosition>()),
       m_normals(collection.HasNormals()
                     ? &collection.GetReadAccessor<Base::CSCElementDefinitionNormal>()
                     : nullptr),
@@ -57,10 +106,58 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
     }
 }
 
+std::vector<CDepthBuffer> CScanPainter::PaintAll(const std::vector<CScanPainter>& painters,
+                                                 const CPictureProjection& projection)
+{
+    std::vector<SChunk> chunks;
+    std::uint64_t numSurfels = 0;
+    for (const CScanPainter& painter : painters)
+    {
+        numSurfels += painter.m_count;
+        for (std::uint64_t begin = 0; begin < painter.m_count; begin += c_chunkSurfels)
+        {
+            chunks.push_back({&painter, begin, std::min(painter.m_count, begin + c_chunkSurfels)});
+        }
+    }
+    // Each thread draws into a buffer of its own, because one for all of them would have to be
+    // locked for every surfel. Since the nearest wins, it does not matter who draws what.
+    // For fewer surfels than samples, clearing and joining them takes longer than drawing.
+    const std::uint64_t numSamples = std::uint64_t{projection.GetWidth()} * projection.GetHeight();
+    const std::uint64_t numBuffers =
+        std::clamp<std::uint64_t>(numSurfels / numSamples, 1, c_maxPainters);
+    std::array<std::optional<CDepthBuffer>, c_maxPainters> buffers;
+    std::atomic<std::size_t> numTaken = 0;
+    Base::ParallelFor(static_cast<std::uint32_t>(numBuffers), [&](std::uint32_t buffer) {
+        for (std::size_t next = numTaken++; next < chunks.size(); next = numTaken++)
+        {
+            if (!buffers[buffer].has_value())
+            {
+                buffers[buffer].emplace(projection.GetWidth(), projection.GetHeight());
+            }
+            const SChunk& chunk = chunks[next];
+            chunk.painter->Paint(chunk.begin, chunk.end, *buffers[buffer]);
+        }
+    });
+    std::vector<CDepthBuffer> drawn;
+    for (std::optional<CDepthBuffer>& buffer : buffers)
+    {
+        if (buffer.has_value())
+        {
+            drawn.push_back(*std::move(buffer));
+        }
+    }
+    if (drawn.empty())
+    {
+        drawn.emplace_back(projection.GetWidth(), projection.GetHeight());
+    }
+    ForEachBand(projection.GetHeight(),
+                [&](std::uint32_t begin, std::uint32_t end) { joinRows(drawn, begin, end); });
+    return drawn;
+}
+
 void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& buffer) const
 {
-    // In batches, because the projection is then free of jumps and the places in the buffer, which
-    // are all over the memory, are asked for ahead of their use.
+    // In batches, because projection and drawing are then free of jumps.
     SSurfelBatch batch{};
     for (std::uint64_t first = begin; first < end; first += SSurfelBatch::c_size)
     {
@@ -68,62 +165,82 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& b
             static_cast<std::uint32_t>(std::min<std::uint64_t>(SSurfelBatch::c_size, end - first));
         load(first, batch);
         m_project(m_projection, batch);
-        for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
+        if (m_normals == nullptr)
         {
-            buffer.Prefetch(batch.samples[seen]);
+            drawBare(first, batch, buffer);
         }
-        dropHidden(buffer, batch);
-        draw(first, batch, buffer);
+        else
+        {
+            drawWithNormals(first, batch, buffer);
+        }
     }
 }
 
 void CScanPainter::load(std::uint64_t first, SSurfelBatch& batch) const
 {
     const std::size_t stride = m_positions.GetStrideInBytes();
-    const std::byte* element = m_positions.GetFirstElement() + first * stride;
-    for (std::uint32_t index = 0; index < batch.count; ++index)
+    const std::byte* const elements = m_positions.GetFirstElement() + first * stride;
+    // A register holds the four bytes behind a position too, which behind the last one are
+    // nobody's.
+    const bool hasNext = first + batch.count < m_count;
+    const std::uint32_t numTogether = stride >= sizeof(float) ? batch.count - (hasNext ? 0 : 1) : 0;
+    std::uint32_t index = 0;
+    for (; index + c_numLanes <= numTogether; index += c_numLanes)
     {
-        // Each by itself: a whole position would take the detour of the stack.
+        const std::byte* const element = elements + index * stride;
+        __builtin_prefetch(element + c_prefetchDistance);
+        const Columns columns =
+            transpose({LoadLanes(element), LoadLanes(element + stride),
+                       LoadLanes(element + 2 * stride), LoadLanes(element + 3 * stride)});
+        StoreLanes(columns[0], &batch.x[index]);
+        StoreLanes(columns[1], &batch.y[index]);
+        StoreLanes(columns[2], &batch.z[index]);
+    }
+    for (; index < batch.count; ++index)
+    {
+        const std::byte* const element = elements + index * stride;
         std::memcpy(&batch.x[index], element, sizeof(float));
         std::memcpy(&batch.y[index], element + sizeof(float), sizeof(float));
         std::memcpy(&batch.z[index], element + 2 * sizeof(float), sizeof(float));
-        element += stride;
     }
 }
 
-/// Leaves out what lies behind what has been drawn, without a jump that nobody could foresee.
-void CScanPainter::dropHidden(CDepthBuffer& buffer, SSurfelBatch& batch)
+void CScanPainter::drawBare(std::uint64_t first, const SSurfelBatch& batch,
+                            CDepthBuffer& buffer) const
 {
-    std::uint32_t numLeft = 0;
+    for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
+    {
+        const EMark mark = m_flags.empty() ? EMark::None : markOf(first + batch.indices[seen]);
+        if (m_hideCut && mark == EMark::Cut)
+        {
+            continue;
+        }
+        buffer.Draw(batch.samples[seen],
+                    CDepthBuffer::WithDepth(m_bareWords[static_cast<std::uint32_t>(mark)],
+                                            batch.depths[seen]));
+    }
+}
+
+void CScanPainter::drawWithNormals(std::uint64_t first, const SSurfelBatch& batch,
+                                   CDepthBuffer& buffer) const
+{
     for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
     {
         const std::uint32_t sample = batch.samples[seen];
         const float depth = batch.depths[seen];
-        batch.indices[numLeft] = batch.indices[seen];
-        batch.samples[numLeft] = sample;
-        batch.depths[numLeft] = depth;
-        numLeft += buffer.CanWin(sample, depth) ? 1 : 0;
-    }
-    batch.numSeen = numLeft;
-}
-
-void CScanPainter::draw(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const
-{
-    for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
-    {
         const std::uint64_t index = first + batch.indices[seen];
+        if (!buffer.CanWin(sample, depth))
+        {
+            continue;
+        }
         const EMark mark = markOf(index);
         if (m_hideCut && mark == EMark::Cut)
         {
             continue;
         }
-        const float depth = batch.depths[seen];
-        const auto number = static_cast<std::uint32_t>(mark);
-        buffer.Draw(batch.samples[seen],
-                    m_normals == nullptr
-                        ? CDepthBuffer::WithDepth(m_bareWords[number], depth)
-                        : CDepthBuffer::Pack(depth, number * c_numScanColors + m_colorIndex,
-                                             makeNormal(index)));
+        const std::uint32_t look =
+            static_cast<std::uint32_t>(mark) * c_numScanColors + m_colorIndex;
+        buffer.Draw(sample, CDepthBuffer::Pack(depth, look, makeNormal(index)));
     }
 }
 

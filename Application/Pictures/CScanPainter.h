@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CPictureProjection.h"
@@ -15,7 +16,8 @@ namespace Application
 
 /// Draws the surfels of one scan into a depth buffer, as single samples.
 ///
-/// The collection and the flags must live. Ranges of surfels may be drawn at once, in any order.
+/// The collection and the flags must live. Ranges of surfels may be drawn in any order, at
+/// once into buffers of their own.
 class CScanPainter
 {
 public:
@@ -39,19 +41,27 @@ public:
                  const LqMatrix4Rd& trafo, std::span<const Base::CSurfelBitMask> flags,
                  std::uint32_t colorIndex, bool hideCut);
 
+    /// What all surfels of \p painters, made for \p projection, look like: the first buffer. The
+    /// others, if any, were needed on the way and may serve for something else. Runs in parallel;
+    /// the picture is the same on any number of threads.
+    [[nodiscard]] static std::vector<CDepthBuffer> PaintAll(
+        const std::vector<CScanPainter>& painters, const CPictureProjection& projection);
+
     /// Draws the surfels \p begin to \p end - 1 into \p buffer, which has the projection's size.
     void Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& buffer) const;
 
 private:
     void load(std::uint64_t first, SSurfelBatch& batch) const;
-    static void dropHidden(CDepthBuffer& buffer, SSurfelBatch& batch);
-    void draw(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
+    void drawBare(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
+    void drawWithNormals(std::uint64_t first, const SSurfelBatch& batch,
+                         CDepthBuffer& buffer) const;
     [[nodiscard]] EMark markOf(std::uint64_t index) const;
     [[nodiscard]] CDepthBuffer::SNormal makeNormal(std::uint64_t index) const;
 
     using PositionAccess = Base::TElementAccessRead<Base::CSCElementDefinitionPosition>;
     using NormalAccess = Base::TElementAccessRead<Base::CSCElementDefinitionNormal>;
 
+    std::uint64_t m_count;
     PositionAccess m_positions;
     const NormalAccess* m_normals;
     std::span<const Base::CSurfelBitMask> m_flags;

@@ -14,6 +14,12 @@ namespace
 
 /// How steep, as the tangent of its angle to the picture, a surface may be to count as one.
 constexpr float c_maxSlope = 5.0F;
+/// Brightness is told apart in so many steps from dark to a surface's own colour. With them and
+/// the background's, the picture of one or two scans has few enough colours for a small file.
+constexpr float c_tonesPerUnit = 96.0F;
+/// How much white a brightness of two would add.
+constexpr float c_gloss = 214.0F;
+constexpr float c_numBackgroundSteps = 31.0F;
 /// In pixels: how far away from a sample what darkens it is looked for, beside the next pixel.
 constexpr std::int32_t c_farDistance = 4;
 
@@ -39,17 +45,12 @@ Lanes cosine(const CSurfaceBand::SNormals& normals, const std::array<float, 3>& 
     return cosines > Lanes() ? cosines : Lanes();
 }
 
-/// A fixed pattern of thresholds that hides the steps of soft gradients.
-float findThreshold(std::uint32_t column, std::uint32_t row)
+/// Thresholds for four neighbouring samples that hide the steps between tones, by a fixed pattern.
+Lanes findThresholds(std::uint32_t row)
 {
-    constexpr std::array<float, 16> c_pattern = {0, 8,  2, 10, 12, 4, 14, 6,
-                                                 3, 11, 1, 9,  15, 7, 13, 5};
-    return (c_pattern[row % 4 * 4 + column % 4] + 0.5F) / 16.0F;
-}
-
-std::uint8_t toSample(float value, float threshold)
-{
-    return static_cast<std::uint8_t>(std::min(std::max(value, 0.0F) + threshold, 255.0F));
+    constexpr float c_pattern[4][4] = {
+        {0, 8, 2, 10}, {12, 4, 14, 6}, {3, 11, 1, 9}, {15, 7, 13, 5}};
+    return (LoadLanes(c_pattern[row % 4]) + FillLanes(0.5F)) * FillLanes(0x1p-4F);
 }
 
 }  // namespace
@@ -60,7 +61,15 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
       m_buffer(buffer),
       m_samplesPerSide(samplesPerSide),
       m_colors(std::move(colors))
-{}
+{
+    for (std::size_t tone = 0; tone < c_numTones; ++tone)
+    {
+        const float brightness = static_cast<float>(tone) / c_tonesPerUnit;
+        m_tones[tone] = {
+            static_cast<std::uint32_t>(256.0F * std::min(brightness, 1.0F) + 0.5F),
+            static_cast<std::uint32_t>(256.0F * c_gloss * std::max(brightness - 1.0F, 0.0F)) + 128};
+    }
+}
 
 CPicture CSurfaceShader::Shade() const
 {
@@ -69,68 +78,113 @@ CPicture CSurfaceShader::Shade() const
     ForEachBand(picture.GetHeight(), [&](std::uint32_t begin, std::uint32_t end) {
         const CSurfaceBand band(m_buffer, begin * m_samplesPerSide, end * m_samplesPerSide,
                                 static_cast<std::uint32_t>(c_farDistance) * m_samplesPerSide);
+        std::vector<SColor> samples(std::size_t{m_samplesPerSide} * m_buffer.GetWidth());
         for (std::uint32_t row = begin; row < end; ++row)
         {
-            shadeRow(band, row, picture);
+            for (std::uint32_t line = 0; line < m_samplesPerSide; ++line)
+            {
+                shadeRow(band, row * m_samplesPerSide + line,
+                         &samples[std::size_t{line} * m_buffer.GetWidth()]);
+            }
+            joinSamples(samples, row, picture);
         }
     });
     return picture;
 }
 
-void CSurfaceShader::shadeRow(const CSurfaceBand& band, std::uint32_t row, CPicture& picture) const
+void CSurfaceShader::joinSamples(const std::vector<SColor>& samples, std::uint32_t row,
+                                 CPicture& picture) const
 {
-    const float share = (static_cast<float>(row) + 0.5F) / static_cast<float>(picture.GetHeight());
-    const auto mix = [&](std::uint8_t top, std::uint8_t bottom) {
-        return static_cast<float>(top) * (1.0F - share) + static_cast<float>(bottom) * share;
-    };
-    const Rgb background = {mix(m_colors.top.red, m_colors.bottom.red),
-                            mix(m_colors.top.green, m_colors.bottom.green),
-                            mix(m_colors.top.blue, m_colors.bottom.blue)};
-    std::vector<Rgb> sums(picture.GetWidth());
-    for (std::uint32_t sampleRow = row * m_samplesPerSide; sampleRow < (row + 1) * m_samplesPerSide;
-         ++sampleRow)
+    if (m_samplesPerSide == 1)
     {
-        for (std::uint32_t begin = 0; begin < m_buffer.GetWidth(); begin += c_numLanes)
-        {
-            const std::array<Rgb, c_numLanes> colors =
-                shadeSamples(band, begin, sampleRow, background);
-            const std::uint32_t end = std::min(begin + c_numLanes, m_buffer.GetWidth());
-            for (std::uint32_t column = begin; column < end; ++column)
-            {
-                for (std::size_t channel = 0; channel < 3; ++channel)
-                {
-                    sums[column / m_samplesPerSide][channel] += colors[column - begin][channel];
-                }
-            }
-        }
+        picture.SetRow(row, samples);
+        return;
     }
-    const float scale = 1.0F / static_cast<float>(m_samplesPerSide * m_samplesPerSide);
+    const std::uint32_t numSamples = m_samplesPerSide * m_samplesPerSide;
     for (std::uint32_t column = 0; column < picture.GetWidth(); ++column)
     {
-        const float threshold = findThreshold(column, row);
-        const Rgb& sum = sums[column];
-        picture.SetPixel(column, row,
-                         {toSample(sum[0] * scale, threshold), toSample(sum[1] * scale, threshold),
-                          toSample(sum[2] * scale, threshold)});
+        std::array<std::uint32_t, 3> sums{};
+        for (std::uint32_t sample = 0; sample < numSamples; ++sample)
+        {
+            const SColor& color =
+                samples[std::size_t{sample / m_samplesPerSide} * m_buffer.GetWidth() +
+                        column * m_samplesPerSide + sample % m_samplesPerSide];
+            sums = {sums[0] + color.red, sums[1] + color.green, sums[2] + color.blue};
+        }
+        const auto mean = [&](std::uint32_t sum) {
+            return static_cast<std::uint8_t>((sum + numSamples / 2) / numSamples);
+        };
+        picture.SetPixel(column, row, {mean(sums[0]), mean(sums[1]), mean(sums[2])});
     }
 }
 
-std::array<CSurfaceShader::Rgb, c_numLanes> CSurfaceShader::shadeSamples(
-    const CSurfaceBand& band, std::uint32_t column, std::uint32_t row, const Rgb& background) const
+void CSurfaceShader::shadeRow(const CSurfaceBand& band, std::uint32_t row, SColor* target) const
+{
+    const Lanes thresholds = findThresholds(row);
+    const std::array<SColor, c_numLanes> background = findBackground(row, thresholds);
+    for (std::uint32_t begin = 0; begin < m_buffer.GetWidth(); begin += c_numLanes)
+    {
+        const std::uint32_t end = std::min(begin + c_numLanes, m_buffer.GetWidth());
+        const Lanes depths = band.GetDepths(begin, row);
+        const LaneMask isThere = depths == depths;
+        if (!HasAny(isThere))
+        {
+            std::copy_n(background.data(), end - begin, target + begin);
+            continue;
+        }
+        const Lanes tones = findBrightness(band, begin, row) * FillLanes(c_tonesPerUnit);
+        const Lanes last = FillLanes(static_cast<float>(c_numTones - 1));
+        const LaneMask chosen =
+            __builtin_convertvector((tones < last ? tones : last) + thresholds, LaneMask);
+        for (std::uint32_t column = begin; column < end; ++column)
+        {
+            const std::uint32_t lane = column - begin;
+            target[column] = isThere[lane] == 0
+                                 ? background[lane]
+                                 : shine(m_colors.looks[CDepthBuffer::LookOf(
+                                             m_buffer.Get(m_buffer.IndexOf(column, row)))],
+                                         m_tones[static_cast<std::uint32_t>(chosen[lane])]);
+        }
+    }
+}
+
+SColor CSurfaceShader::shine(const SColor& color, const STone& tone)
+{
+    const auto shineOn = [&](std::uint8_t sample) {
+        return static_cast<std::uint8_t>(std::min((sample * tone.light + tone.gloss) / 256U, 255U));
+    };
+    return {shineOn(color.red), shineOn(color.green), shineOn(color.blue)};
+}
+
+std::array<SColor, c_numLanes> CSurfaceShader::findBackground(std::uint32_t row,
+                                                              Lanes thresholds) const
+{
+    const float share = (static_cast<float>(row) + 0.5F) / static_cast<float>(m_buffer.GetHeight());
+    const Lanes steps = FillLanes(share * c_numBackgroundSteps) + thresholds;
+    std::array<SColor, c_numLanes> colors;
+    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
+    {
+        const float part = std::floor(steps[lane]) / c_numBackgroundSteps;
+        const auto mix = [&](std::uint8_t top, std::uint8_t bottom) {
+            return static_cast<std::uint8_t>(
+                (static_cast<float>(top) * (1.0F - part) + static_cast<float>(bottom) * part) +
+                0.5F);
+        };
+        colors[lane] = {mix(m_colors.top.red, m_colors.bottom.red),
+                        mix(m_colors.top.green, m_colors.bottom.green),
+                        mix(m_colors.top.blue, m_colors.bottom.blue)};
+    }
+    return colors;
+}
+
+Lanes CSurfaceShader::findBrightness(const CSurfaceBand& band, std::uint32_t column,
+                                     std::uint32_t row) const
 {
     constexpr std::array<float, 3> c_keyLight = {-0.45F, 0.60F, 0.66F};
     constexpr std::array<float, 3> c_fillLight = {0.80F, 0.10F, 0.59F};
     // Half way between the key light and the viewer.
     constexpr std::array<float, 3> c_highlight = {-0.247F, 0.329F, 0.911F};
 
-    std::array<Rgb, c_numLanes> colors;
-    colors.fill(background);
-    const Lanes depths = band.GetDepths(column, row);
-    const LaneMask isThere = depths == depths;
-    if (!HasAny(isThere))
-    {
-        return colors;
-    }
     const Lanes one = FillLanes(1.0F);
     const CSurfaceBand::SNormals normals = averageNormals(band, column, row);
     const Lanes highlight = cosine(normals, c_highlight);
@@ -144,19 +198,7 @@ std::array<CSurfaceShader::Rgb, c_numLanes> CSurfaceShader::shadeSamples(
                           FillLanes(0.56F) * cosine(normals, c_keyLight)) +
                          FillLanes(0.16F) * cosine(normals, c_fillLight)) /
                         (one + occlusion);
-    const Lanes gloss = FillLanes(26.0F) * highlight16 / (one + FillLanes(2.0F) * occlusion);
-    for (std::uint32_t lane = 0; lane < c_numLanes; ++lane)
-    {
-        if (isThere[lane] != 0)
-        {
-            const std::uint64_t word = m_buffer.Get(m_buffer.IndexOf(column + lane, row));
-            const SColor& color = m_colors.looks[CDepthBuffer::LookOf(word)];
-            colors[lane] = {static_cast<float>(color.red) * light[lane] + gloss[lane],
-                            static_cast<float>(color.green) * light[lane] + gloss[lane],
-                            static_cast<float>(color.blue) * light[lane] + gloss[lane]};
-        }
-    }
-    return colors;
+    return light + FillLanes(0.12F) * highlight16 / (one + FillLanes(2.0F) * occlusion);
 }
 
 CSurfaceBand::SNormals CSurfaceShader::averageNormals(const CSurfaceBand& band, std::int64_t column,

@@ -8,6 +8,7 @@
 #include "Application/Pictures/SColor.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -36,14 +37,27 @@ public:
     [[nodiscard]] CPicture Shade() const;
 
 private:
-    using Rgb = std::array<float, 3>;
+    /// What a brightness makes of a colour, in 256ths: a factor, and what is added.
+    struct STone
+    {
+        std::uint32_t light;
+        std::uint32_t gloss;
+    };
+    static constexpr std::size_t c_numTones = 120;
 
-    void shadeRow(const CSurfaceBand& band, std::uint32_t row, CPicture& picture) const;
+    /// Writes the colours of a row of samples to \p target.
+    void shadeRow(const CSurfaceBand& band, std::uint32_t row, SColor* target) const;
+    /// Makes a row of pixels of the rows of samples in it.
+    void joinSamples(const std::vector<SColor>& samples, std::uint32_t row,
+                     CPicture& picture) const;
+    [[nodiscard]] static SColor shine(const SColor& color, const STone& tone);
 
     // As many neighbouring samples of a row at a time as there are lanes.
-    [[nodiscard]] std::array<Rgb, c_numLanes> shadeSamples(const CSurfaceBand& band,
-                                                           std::uint32_t column, std::uint32_t row,
-                                                           const Rgb& background) const;
+    [[nodiscard]] std::array<SColor, c_numLanes> findBackground(std::uint32_t row,
+                                                                Lanes thresholds) const;
+    /// 1 shows a surface in its own colour; what is above adds a gloss.
+    [[nodiscard]] Lanes findBrightness(const CSurfaceBand& band, std::uint32_t column,
+                                       std::uint32_t row) const;
     /// The mean normals of the samples around that belong to the same surface.
     [[nodiscard]] CSurfaceBand::SNormals averageNormals(const CSurfaceBand& band,
                                                         std::int64_t column,
@@ -56,6 +70,7 @@ private:
     const CDepthBuffer& m_buffer;
     std::uint32_t m_samplesPerSide;
     SColors m_colors;
+    std::array<STone, c_numTones> m_tones{};
 };
 
 }  // namespace Application

@@ -19,11 +19,17 @@ inline constexpr std::uint32_t c_numLanes = 4;
     return Lanes{value, value, value, value};
 }
 
-[[nodiscard]] inline Lanes LoadLanes(const float* first)
+/// \p first: as many floats, aligned or not.
+[[nodiscard]] inline Lanes LoadLanes(const void* first)
 {
     Lanes lanes;
     std::memcpy(&lanes, first, sizeof lanes);
     return lanes;
+}
+
+inline void StoreLanes(Lanes lanes, float* first)
+{
+    std::memcpy(first, &lanes, sizeof lanes);
 }
 
 [[nodiscard]] inline bool HasAny(LaneMask mask)

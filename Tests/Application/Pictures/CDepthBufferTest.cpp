@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "Base/Support/ParallelFor.h"
+
 namespace
 {
 
@@ -15,6 +17,20 @@ TEST(CDepthBuffer, Construct_IsEmpty)
 {
     const CDepthBuffer buffer(2, 3);
     for (std::size_t index = 0; index < 6; ++index)
+    {
+        EXPECT_EQ(buffer.Get(index), CDepthBuffer::c_empty);
+    }
+}
+
+TEST(CDepthBuffer, Clear_ForgetsWhatWasDrawn)
+{
+    CDepthBuffer buffer(3, 40);
+    for (std::size_t index = 0; index < 120; ++index)
+    {
+        buffer.Draw(index, CDepthBuffer::Pack(1.0F, 0, c_none));
+    }
+    buffer.Clear();
+    for (std::size_t index = 0; index < 120; ++index)
     {
         EXPECT_EQ(buffer.Get(index), CDepthBuffer::c_empty);
     }
@@ -67,6 +83,37 @@ TEST(CDepthBuffer, Draw_NearestWinsInAnyOrder)
         buffer.Draw(0, isNearFirst ? farWord : nearWord);
         EXPECT_EQ(buffer.Get(0), nearWord);
     }
+}
+
+TEST(CDepthBuffer, DrawShared_NearestOfManyThreadsWins)
+{
+    constexpr std::uint32_t c_numSurfels = 20000;
+    CDepthBuffer buffer(3, 1);
+    Base::ParallelFor(c_numSurfels, [&](std::uint32_t index) {
+        const auto depth = static_cast<float>(1 + (index * 7919U + 11U) % c_numSurfels);
+        buffer.DrawShared(index % 3, CDepthBuffer::Pack(depth, index % 5, c_none));
+    });
+    CDepthBuffer expected(3, 1);
+    for (std::uint32_t index = 0; index < c_numSurfels; ++index)
+    {
+        const auto depth = static_cast<float>(1 + (index * 7919U + 11U) % c_numSurfels);
+        expected.Draw(index % 3, CDepthBuffer::Pack(depth, index % 5, c_none));
+    }
+    for (std::size_t index = 0; index < 3; ++index)
+    {
+        EXPECT_EQ(buffer.Get(index), expected.Get(index));
+    }
+}
+
+TEST(CDepthBuffer, WithNormal_ChangesTheNormalOnly)
+{
+    const std::uint64_t word = CDepthBuffer::WithNormal(CDepthBuffer::Pack(2.0F, 1023, c_none),
+                                                        {0.6F, -0.48F, 0.64F, true});
+    EXPECT_EQ(CDepthBuffer::DepthOf(word), 2.0F);
+    EXPECT_EQ(CDepthBuffer::LookOf(word), 1023U);
+    EXPECT_TRUE(CDepthBuffer::HasNormal(word));
+    EXPECT_NEAR(CDepthBuffer::NormalOf(word).x, 0.6F, 1e-3F);
+    EXPECT_NEAR(CDepthBuffer::NormalOf(word).y, -0.48F, 1e-3F);
 }
 
 TEST(CDepthBuffer, CanWin_EqualDepthMayStillWin)

@@ -158,11 +158,11 @@ TEST(CPointRenderer, Render_SurfaceThatFacesTheViewerHasTheColorOfItsLight)
     const CPicture picture = CPointRenderer(makeView(16)).Render({scan});
     // Ambient, key and fill light on a surface that faces the viewer, and the highlight.
     const double light = 0.42 + 0.56 * 0.66 + 0.16 * 0.59;
-    const double gloss = 26.0 * std::pow(0.911, 16);
+    const double brightness = light + 0.12 * std::pow(0.911, 16);
     const SColor color = picture.GetPixel(8, 8);
-    EXPECT_NEAR(color.red, c_red.red * light + gloss, 1.5);
-    EXPECT_NEAR(color.green, c_red.green * light + gloss, 1.5);
-    EXPECT_NEAR(color.blue, c_red.blue * light + gloss, 1.5);
+    EXPECT_NEAR(color.red, c_red.red * brightness, 1.5);
+    EXPECT_NEAR(color.green, c_red.green * brightness, 1.5);
+    EXPECT_NEAR(color.blue, c_red.blue * brightness, 1.5);
 }
 
 TEST(CPointRenderer, Render_NearerSurfelHidesTheOneBehind)

@@ -72,6 +72,47 @@ std::uint8_t findRadiusPlainly(const CPictureProjection& projection, const CDept
     return static_cast<std::uint8_t>((distances.size() < 6 ? 0.75F : distances[5]) * 4.0F);
 }
 
+/// Draws one sample of a dot after the other.
+CDepthBuffer splatPlainly(const CPictureProjection& projection, const CDepthBuffer& points,
+                          const CPointSplatter::SRadii& radii)
+{
+    CDepthBuffer surface(c_width, c_height);
+    for (int index = 0; index < static_cast<int>(c_width * c_height); ++index)
+    {
+        const std::uint64_t word = points.Get(static_cast<std::size_t>(index));
+        if (word == CDepthBuffer::c_empty)
+        {
+            continue;
+        }
+        const std::uint8_t own = radii.radii[static_cast<std::size_t>(index)];
+        const float radius = static_cast<float>(std::min(own, radii.largest)) / 4.0F;
+        const auto normal = CDepthBuffer::NormalOf(word);
+        const float depth = CDepthBuffer::DepthOf(word);
+        const float size = projection.GetSampleSize(depth);
+        const float step = size / std::max(normal.z, 0.5F);
+        for (int row = 0; row < static_cast<int>(c_height); ++row)
+        {
+            for (int column = 0; column < static_cast<int>(c_width); ++column)
+            {
+                const int x = column - index % static_cast<int>(c_width);
+                const int y = row - index / static_cast<int>(c_width);
+                const float distance = std::sqrt(static_cast<float>(x * x + y * y));
+                if (x != 0 || y != 0 ? distance > radius : false)
+                {
+                    continue;
+                }
+                const float behind = (step * normal.x * static_cast<float>(x) +
+                                      -step * normal.y * static_cast<float>(y)) +
+                                     size * 0.25F * distance;
+                surface.Draw(surface.IndexOf(static_cast<std::uint32_t>(column),
+                                             static_cast<std::uint32_t>(row)),
+                             CDepthBuffer::WithDepth(word, std::max(depth + behind, 0.0F)));
+            }
+        }
+    }
+    return surface;
+}
+
 TEST(CPointSplatter, FindRadii_AreThoseOfThePlainSearch)
 {
     for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
@@ -114,7 +155,8 @@ TEST(CPointSplatter, Splat_SamplesOfOneSurfaceGetItsNormalUpToTheEdge)
             buffer.Draw(buffer.IndexOf(column, row), CDepthBuffer::Pack(depth, 0, {}));
         }
     }
-    const CDepthBuffer surface = splatter.Splat(buffer, splatter.FindRadii(buffer));
+    CDepthBuffer surface(c_width, c_height);
+    splatter.Splat(buffer, splatter.FindRadii(buffer), surface);
     for (std::uint32_t row = 0; row < c_height; ++row)
     {
         for (std::uint32_t column = 0; column < c_width; ++column)
@@ -123,6 +165,76 @@ TEST(CPointSplatter, Splat_SamplesOfOneSurfaceGetItsNormalUpToTheEdge)
             ASSERT_TRUE(normal.isPresent);
             ASSERT_NEAR(normal.x, std::sqrt(0.5F), 0.01F) << column << ' ' << row;
             ASSERT_NEAR(normal.y, 0.0F, 0.01F) << column << ' ' << row;
+        }
+    }
+}
+
+TEST(CPointSplatter, Splat_SamplesOfAPlaneWithGapsGetItsNormal)
+{
+    // Inverse depths are linear over the picture where perspective shows a plane.
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPointSplatter splatter(projection, 1);
+    CDepthBuffer buffer(c_width, c_height);
+    std::mt19937 generator(9);
+    const float perColumn = 0.4F * projection.GetSampleSize(1.0F);
+    for (std::uint32_t row = 0; row < c_height; ++row)
+    {
+        for (std::uint32_t column = 0; column < c_width; ++column)
+        {
+            if (generator() % 8 != 0)
+            {
+                const float depth =
+                    1.0F / (0.5F + perColumn * (static_cast<float>(column) - 20.0F));
+                buffer.Draw(buffer.IndexOf(column, row), CDepthBuffer::Pack(depth, 0, {}));
+            }
+        }
+    }
+    CDepthBuffer surface(c_width, c_height);
+    splatter.Splat(buffer, splatter.FindRadii(buffer), surface);
+    // The plane of all places whose inverse depth is 0.5 + 0.4 x / depth.
+    const float length = std::sqrt(0.4F * 0.4F + 0.5F * 0.5F);
+    for (std::uint32_t row = 0; row < c_height; ++row)
+    {
+        for (std::uint32_t column = 0; column < c_width; ++column)
+        {
+            const auto normal = CDepthBuffer::NormalOf(surface.Get(surface.IndexOf(column, row)));
+            ASSERT_TRUE(normal.isPresent);
+            ASSERT_NEAR(normal.x, -0.4F / length, 0.02F) << column << ' ' << row;
+            ASSERT_NEAR(normal.y, 0.0F, 0.02F) << column << ' ' << row;
+        }
+    }
+}
+
+TEST(CPointSplatter, Splat_IsTheNearestOfAllDotsInEachSample)
+{
+    for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
+    {
+        const CPictureProjection projection = makeProjection(kind);
+        const CPointSplatter splatter(projection, 1);
+        for (const unsigned percent : {5U, 60U, 100U})
+        {
+            std::mt19937 generator(percent);
+            const auto next = [&] { return static_cast<float>(generator()) * 0x1p-32F; };
+            CDepthBuffer buffer(c_width, c_height);
+            for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
+            {
+                if (generator() % 100 < percent)
+                {
+                    const float x = next() - 0.5F;
+                    const float y = next() - 0.5F;
+                    const float z = std::sqrt(1.0F - x * x - y * y);
+                    buffer.Draw(index,
+                                CDepthBuffer::Pack(1.0F + next() * 0.1F, 0, {x, y, z, true}));
+                }
+            }
+            const CPointSplatter::SRadii radii = splatter.FindRadii(buffer);
+            CDepthBuffer surface = strewSamples(50, 0.5F);
+            splatter.Splat(buffer, radii, surface);
+            const CDepthBuffer expected = splatPlainly(projection, buffer, radii);
+            for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
+            {
+                ASSERT_EQ(surface.Get(index), expected.Get(index)) << percent << ' ' << index;
+            }
         }
     }
 }

@@ -1,6 +1,7 @@
 #include "Application/Pictures/CScanPainter.h"
 
 #include <gtest/gtest.h>
+#include <tbb/global_control.h>
 
 #include <algorithm>
 #include <array>
@@ -8,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <span>
 #include <vector>
 
 #include "Application/View/CCamera.h"
@@ -185,6 +187,50 @@ TEST(CScanPainter, Paint_RangesGiveThePictureOfTheWhole)
         painter.Paint(begin, end, buffer);
     }
     EXPECT_EQ(readAll(buffer), paintPlainly(projection, points, {}, 0, false));
+}
+
+TEST(CScanPainter, Paint_PositionsAtOnePlaceAreOneSample)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const auto place = std::make_shared<const LqVector3f>(LqVector3f{0.1F, 0.2F, 0.3F});
+    const DataLayer::CSurfelCollectionView collection(place, 9, place.get(), 0);
+    CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
+    CScanPainter(projection, collection, c_matIdentityD, {}, 0, false).Paint(0, 9, buffer);
+    EXPECT_EQ(readAll(buffer), paintPlainly(projection, {*place}, {}, 0, false));
+}
+
+TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const std::vector<LqVector3f> points = strewPoints(600000);
+    const std::vector<LqVector3f> firstPoints(points.begin(), points.begin() + 350000);
+    const std::vector<LqVector3f> otherPoints(points.begin() + 350000, points.end());
+    const auto first = makeCollection(firstPoints, 12);
+    const auto other = makeCollection(otherPoints, 16);
+    std::vector<CScanPainter> painters;
+    painters.emplace_back(projection, *first, c_matIdentityD, std::span<const CSurfelBitMask>(), 3,
+                          false);
+    painters.emplace_back(projection, *other, c_matIdentityD, std::span<const CSurfelBitMask>(), 4,
+                          false);
+    const std::vector<std::uint64_t> others = paintPlainly(projection, otherPoints, {}, 4, false);
+    std::vector<std::uint64_t> expected = paintPlainly(projection, firstPoints, {}, 3, false);
+    for (std::size_t index = 0; index < expected.size(); ++index)
+    {
+        expected[index] = std::min(expected[index], others[index]);
+    }
+    // Several times, since it is the threads that decide who draws what.
+    for (const std::size_t numThreads : {1U, 2U, 7U, 2U, 7U, 2U, 7U, 2U, 7U})
+    {
+        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
+        EXPECT_EQ(readAll(CScanPainter::PaintAll(painters, projection).front()), expected);
+    }
+}
+
+TEST(CScanPainter, PaintAll_NothingIsEmpty)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    EXPECT_EQ(readAll(CScanPainter::PaintAll({}, projection).front()),
+              readAll(CDepthBuffer(projection.GetWidth(), projection.GetHeight())));
 }
 
 }  // namespace

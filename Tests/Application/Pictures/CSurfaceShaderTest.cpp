@@ -21,7 +21,6 @@ using Application::CPictureProjection;
 using Application::CSurfaceShader;
 using Application::SColor;
 using SNormal = CDepthBuffer::SNormal;
-using Rgb = std::array<float, 3>;
 
 CSurfaceShader::SColors makeColors()
 {
@@ -82,29 +81,18 @@ public:
 
     [[nodiscard]] SColor ShadePixel(std::int64_t column, std::int64_t row) const
     {
-        constexpr std::array<float, 16> c_pattern = {0, 8,  2, 10, 12, 4, 14, 6,
-                                                     3, 11, 1, 9,  15, 7, 13, 5};
-        const auto numRows = static_cast<float>(m_buffer.GetHeight() / m_samplesPerSide);
-        const float share = (static_cast<float>(row) + 0.5F) / numRows;
-        Rgb sum{};
+        std::array<unsigned, 3> sums{};
         for (std::int64_t sample = 0; sample < m_samplesPerSide * m_samplesPerSide; ++sample)
         {
-            const Rgb color =
-                shadeSample(column * m_samplesPerSide + sample % m_samplesPerSide,
-                            row * m_samplesPerSide + sample / m_samplesPerSide, share);
-            for (std::size_t channel = 0; channel < 3; ++channel)
-            {
-                sum[channel] += color[channel];
-            }
+            const SColor color = shadeSample(column * m_samplesPerSide + sample % m_samplesPerSide,
+                                             row * m_samplesPerSide + sample / m_samplesPerSide);
+            sums = {sums[0] + color.red, sums[1] + color.green, sums[2] + color.blue};
         }
-        const float threshold =
-            (c_pattern[static_cast<std::size_t>(row % 4 * 4 + column % 4)] + 0.5F) / 16.0F;
-        const float scale = 1.0F / static_cast<float>(m_samplesPerSide * m_samplesPerSide);
-        const auto toSample = [&](float value) {
-            return static_cast<std::uint8_t>(
-                std::min(std::max(value * scale, 0.0F) + threshold, 255.0F));
+        const auto numSamples = static_cast<unsigned>(m_samplesPerSide * m_samplesPerSide);
+        const auto mean = [&](unsigned sum) {
+            return static_cast<std::uint8_t>((sum + numSamples / 2) / numSamples);
         };
-        return {toSample(sum[0]), toSample(sum[1]), toSample(sum[2])};
+        return {mean(sums[0]), mean(sums[1]), mean(sums[2])};
     }
 
 private:
@@ -119,20 +107,43 @@ private:
             m_buffer.IndexOf(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row)));
     }
 
-    [[nodiscard]] Rgb shadeSample(std::int64_t column, std::int64_t row, float share) const
+    [[nodiscard]] SColor shadeSample(std::int64_t column, std::int64_t row) const
     {
+        constexpr std::array<float, 16> c_pattern = {0, 8,  2, 10, 12, 4, 14, 6,
+                                                     3, 11, 1, 9,  15, 7, 13, 5};
+        const float threshold =
+            (c_pattern[static_cast<std::size_t>(row % 4 * 4 + column % 4)] + 0.5F) / 16.0F;
         const CSurfaceShader::SColors colors = makeColors();
         const std::uint64_t word = wordAt(column, row);
         if (word == CDepthBuffer::c_empty)
         {
+            const float share =
+                (static_cast<float>(row) + 0.5F) / static_cast<float>(m_buffer.GetHeight());
+            const float part = std::floor(share * 31.0F + threshold) / 31.0F;
             const auto mix = [&](std::uint8_t top, std::uint8_t bottom) {
-                return static_cast<float>(top) * (1.0F - share) +
-                       static_cast<float>(bottom) * share;
+                return static_cast<std::uint8_t>(
+                    (static_cast<float>(top) * (1.0F - part) + static_cast<float>(bottom) * part) +
+                    0.5F);
             };
             return {mix(colors.top.red, colors.bottom.red),
                     mix(colors.top.green, colors.bottom.green),
                     mix(colors.top.blue, colors.bottom.blue)};
         }
+        const float tone =
+            std::floor(std::min(findBrightness(column, row) * 96.0F, 119.0F) + threshold);
+        const auto light = static_cast<unsigned>(256.0F * std::min(tone / 96.0F, 1.0F) + 0.5F);
+        const auto gloss =
+            static_cast<unsigned>(256.0F * 214.0F * std::max(tone / 96.0F - 1.0F, 0.0F));
+        const SColor& color = colors.looks[CDepthBuffer::LookOf(word)];
+        const auto shine = [&](std::uint8_t sample) {
+            return static_cast<std::uint8_t>(
+                std::min((sample * light + gloss + 128U) / 256U, 255U));
+        };
+        return {shine(color.red), shine(color.green), shine(color.blue)};
+    }
+
+    [[nodiscard]] float findBrightness(std::int64_t column, std::int64_t row) const
+    {
         const SNormal normal = averageNormals(column, row);
         const auto cosine = [&](float x, float y, float z) {
             return std::max(0.0F, (normal.x * x + normal.y * y) + normal.z * z);
@@ -145,11 +156,7 @@ private:
         const float light = (((0.42F + 0.06F * normal.y) + 0.56F * cosine(-0.45F, 0.60F, 0.66F)) +
                              0.16F * cosine(0.80F, 0.10F, 0.59F)) /
                             (1.0F + occlusion);
-        const float gloss = 26.0F * highlight16 / (1.0F + 2.0F * occlusion);
-        const SColor& color = colors.looks[CDepthBuffer::LookOf(word)];
-        return {static_cast<float>(color.red) * light + gloss,
-                static_cast<float>(color.green) * light + gloss,
-                static_cast<float>(color.blue) * light + gloss};
+        return light + 0.12F * highlight16 / (1.0F + 2.0F * occlusion);
     }
 
     [[nodiscard]] SNormal averageNormals(std::int64_t column, std::int64_t row) const

@@ -1,6 +1,7 @@
 #include "Apps/CommandLine/CViewCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -17,6 +18,7 @@
 #include "Apps/CommandLine/OutputFiles.h"
 #include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
+#include "Base/Support/ParallelFor.h"
 
 namespace CommandLine
 {
@@ -121,7 +123,17 @@ SReport CViewCommand::Run(CConsole& console)
     CheckUnchanged(stations);
     if (picture)
     {
-        WritePicture(m_output, *picture, m_force);
+        // It takes the system a while to let go of large files that were mapped.
+        Base::ParallelFor(2, [&](std::uint32_t step) {
+            if (step == 0)
+            {
+                WritePicture(m_output, *picture, m_force);
+            }
+            else
+            {
+                stations.clear();
+            }
+        });
         report.document["picture"] = m_output;
         report.text += "picture: " + m_output + '\n';
     }

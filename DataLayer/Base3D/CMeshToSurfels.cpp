@@ -218,7 +218,6 @@ void AddFaceSurfels(const Geometry::CTriangulation& mesh, float distance,
 std::shared_ptr<const Base::ISurfelCollection> CMeshToSurfels::ViewVertices(
     std::shared_ptr<const Geometry::CTriangulation> mesh)
 {
-    CheckTriangles("DataLayer::CMeshToSurfels::ViewVertices", *mesh);
     const std::vector<LqVector3f>& vertices = mesh->vertices;
     return std::make_shared<CSurfelCollectionView>(std::move(mesh), vertices.size(),
                                                    vertices.data(), sizeof(LqVector3f));

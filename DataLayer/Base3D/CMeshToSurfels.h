@@ -35,9 +35,7 @@ public:
 
     /// The vertex surfels that CreateMinimal() starts with, for who needs their positions only:
     /// without normals and without a copy, they lie in the memory of \p mesh, which stays alive.
-    ///
-    /// @throw VekoException when a triangle names a vertex that is not there; the message names
-    /// both.
+    /// The triangles are not looked at.
     [[nodiscard]] static std::shared_ptr<const Base::ISurfelCollection> ViewVertices(
         std::shared_ptr<const Geometry::CTriangulation> mesh);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 #include "Base/Support/VekoException.h"
@@ -12,6 +13,53 @@ namespace DataLayer
 
 namespace
 {
+
+using Triangle = std::array<std::uint32_t, 3>;
+
+/// Four integers in a register of any processor.
+using Lanes = std::int32_t __attribute__((vector_size(16)));
+
+/// The ranges of four sequences of corners.
+class CLaneRange
+{
+public:
+    /// Takes unsigned integers. Processors compare signed ones, whose order is the same with the
+    /// highest bit the other way round.
+    void Add(Lanes corners) { extend(corners ^ c_highestBit, corners ^ c_highestBit); }
+    void Add(const CLaneRange& other) { extend(other.m_min, other.m_max); }
+
+    /// The range of all four.
+    [[nodiscard]] SCornerRange Get() const
+    {
+        const Lanes min = m_min ^ c_highestBit;
+        const Lanes max = m_max ^ c_highestBit;
+        SCornerRange range{std::numeric_limits<std::uint32_t>::max(), 0};
+        for (int lane = 0; lane < 4; ++lane)
+        {
+            range.first = std::min(range.first, static_cast<std::uint32_t>(min[lane]));
+            range.last = std::max(range.last, static_cast<std::uint32_t>(max[lane]));
+        }
+        return range;
+    }
+
+private:
+    static constexpr std::int32_t c_highestBit = std::numeric_limits<std::int32_t>::min();
+
+    void extend(Lanes min, Lanes max)
+    {
+        m_min = min < m_min ? min : m_min;
+        m_max = max > m_max ? max : m_max;
+    }
+
+    Lanes m_min = Lanes() + std::numeric_limits<std::int32_t>::max();
+    Lanes m_max = Lanes() + std::numeric_limits<std::int32_t>::min();
+};
+
+/// Whether all corners of \p count triangles are less than \p numVertices.
+bool AreCornersInside(const Triangle* triangles, std::size_t count, std::size_t numVertices)
+{
+    return count == 0 || BoundCorners(triangles, count).last < numVertices;
+}
 
 [[noreturn]] void ThrowOutside(const char* function, const Geometry::CTriangulation& mesh,
                                std::size_t index)
@@ -27,25 +75,30 @@ namespace
 
 }  // namespace
 
-bool AreCornersInside(const std::array<std::uint32_t, 3>* triangles, std::size_t count,
-                      std::size_t numVertices)
+SCornerRange BoundCorners(const Triangle* triangles, std::size_t count)
 {
-    // An index has 32 bits: of more vertices it reaches every one, and of fewer their number fits.
-    if (numVertices > std::numeric_limits<std::uint32_t>::max())
+    const std::size_t numFours = count / 4;
+    std::array<CLaneRange, 3> parts;
+    for (std::size_t four = 0; four < numFours; ++four)
     {
-        return true;
-    }
-    const auto end = static_cast<std::uint32_t>(numVertices);
-    // Without early return, so that it takes several corners at a time.
-    std::uint32_t isOutside = 0;
-    for (std::size_t index = 0; index < count; ++index)
-    {
-        for (const std::uint32_t corner : triangles[index])
+        std::array<Lanes, 3> corners;
+        std::memcpy(corners.data(), triangles + 4 * four, sizeof corners);
+        for (std::size_t part = 0; part < parts.size(); ++part)
         {
-            isOutside |= corner >= end ? 1 : 0;
+            parts[part].Add(corners[part]);
         }
     }
-    return isOutside == 0;
+    parts[0].Add(parts[1]);
+    parts[0].Add(parts[2]);
+    SCornerRange range = parts[0].Get();
+    for (std::size_t index = 4 * numFours; index < count; ++index)
+    {
+        const auto [first, last] =
+            std::minmax_element(triangles[index].begin(), triangles[index].end());
+        range.first = std::min(range.first, *first);
+        range.last = std::max(range.last, *last);
+    }
+    return range;
 }
 
 void CheckTriangles(const char* function, const Geometry::CTriangulation& mesh)

@@ -9,9 +9,17 @@
 namespace DataLayer
 {
 
-/// Whether all corners of \p count triangles are less than \p numVertices.
-[[nodiscard]] bool AreCornersInside(const std::array<std::uint32_t, 3>* triangles,
-                                    std::size_t count, std::size_t numVertices);
+/// The least and the greatest vertex that some triangles name.
+struct SCornerRange
+{
+    std::uint32_t first;
+    std::uint32_t last;
+};
+
+/// The range of the corners of \p count triangles; of none, from the highest vertex there can be
+/// down to 0.
+[[nodiscard]] SCornerRange BoundCorners(const std::array<std::uint32_t, 3>* triangles,
+                                        std::size_t count);
 
 /// @throw VekoException that names \p function, the first triangle that names a vertex which is not
 /// there, and that vertex.

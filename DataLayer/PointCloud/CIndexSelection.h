@@ -55,15 +55,30 @@ public:
     template <typename Body>
     void ForEachWord(const Body& body) const
     {
-        ForEachSurfelBlock(m_count, [&](std::uint64_t begin, std::uint64_t end) {
-            std::uint64_t rank = m_firsts[begin / c_surfelBlockSize];
-            for (std::uint64_t first = begin; first < end; first += c_wordSize)
-            {
-                const std::uint64_t word = m_words[first / c_wordSize];
-                body(first, word, rank);
-                rank += countBits(word);
-            }
-        });
+        forEachWord(0, countBlocks(), body);
+    }
+
+    /// Elements for the selected indices: \p write is called for each word with its first index,
+    /// its bits, and where the first of as many elements as those select is to be written.
+    /// Concurrently.
+    template <typename Elements, typename Write>
+    [[nodiscard]] Elements Make(const Write& write) const
+    {
+        // As many at once as stay in the cache until they are written: resizing fills them first.
+        constexpr std::uint32_t c_blocksAtOnce = 16;
+        Elements elements;
+        Base::ReserveInLargePages(elements, GetNumSelected());
+        for (std::uint32_t begin = 0; begin < countBlocks();)
+        {
+            const std::uint32_t end = begin + std::min(countBlocks() - begin, c_blocksAtOnce);
+            elements.resize(m_firsts[end]);
+            forEachWord(begin, end,
+                        [&](std::uint64_t first, std::uint64_t word, std::uint64_t rank) {
+                            write(first, word, elements.data() + rank);
+                        });
+            begin = end;
+        }
+        return elements;
     }
 
     /// The elements that \p read makes of the selected indices, in their order. It is called
@@ -71,11 +86,7 @@ public:
     template <typename Elements, typename Read>
     [[nodiscard]] Elements Copy(const Read& read) const
     {
-        Elements elements;
-        Base::ResizeInLargePages(elements, GetNumSelected());
-        auto* const targets = elements.data();
-        ForEachWord([&](std::uint64_t first, std::uint64_t word, std::uint64_t rank) {
-            auto* target = targets + rank;
+        return Make<Elements>([&](std::uint64_t first, std::uint64_t word, auto* target) {
             if (word == c_all)
             {
                 for (std::uint64_t offset = 0; offset < c_wordSize; ++offset)
@@ -90,10 +101,32 @@ public:
                 ++target;
             }
         });
-        return elements;
     }
 
 private:
+    [[nodiscard]] std::uint32_t countBlocks() const
+    {
+        return static_cast<std::uint32_t>(m_firsts.size() - 1);
+    }
+
+    /// ForEachWord() of some blocks.
+    template <typename Body>
+    void forEachWord(std::uint32_t firstBlock, std::uint32_t endBlock, const Body& body) const
+    {
+        Base::ParallelFor(endBlock - firstBlock, [&](std::uint32_t index) {
+            const std::uint64_t block = firstBlock + index;
+            const std::uint64_t begin = block * c_surfelBlockSize;
+            const std::uint64_t end = std::min(begin + c_surfelBlockSize, m_count);
+            std::uint64_t rank = m_firsts[block];
+            for (std::uint64_t first = begin; first < end; first += c_wordSize)
+            {
+                const std::uint64_t word = m_words[first / c_wordSize];
+                body(first, word, rank);
+                rank += countBits(word);
+            }
+        });
+    }
+
     /// Most words are whole or empty, and without a machine flag counting takes a table.
     [[nodiscard]] static std::uint64_t countBits(std::uint64_t word)
     {

@@ -25,6 +25,30 @@ Geometry::CTriangulation MakeMesh()
     return mesh;
 }
 
+/// One vertex after the other, then one triangle after the other.
+Geometry::CTriangulation CopyPlainly(const Geometry::CTriangulation& mesh,
+                                     const std::vector<bool>& mask)
+{
+    Geometry::CTriangulation expected;
+    std::vector<std::uint32_t> newIndices(mask.size());
+    for (std::size_t index = 0; index < mask.size(); ++index)
+    {
+        if (mask[index])
+        {
+            newIndices[index] = static_cast<std::uint32_t>(expected.vertices.size());
+            expected.vertices.push_back(mesh.vertices[index]);
+        }
+    }
+    for (const auto& [a, b, c] : mesh.triangles)
+    {
+        if (mask[a] && mask[b] && mask[c])
+        {
+            expected.triangles.push_back({newIndices[a], newIndices[b], newIndices[c]});
+        }
+    }
+    return expected;
+}
+
 TEST(CMorvaneMeshCutter, CopyWihMask_AllKeptIsTheSameMesh)
 {
     const Geometry::CTriangulation mesh = MakeMesh();
@@ -120,26 +144,53 @@ TEST(CMorvaneMeshCutter, CopyWihMask_LargeMeshAsWithOneVertexAfterTheOther)
         mesh.triangles.push_back({index, index / 2, (index + 7) % 1000});
         mask.push_back(index % 3 != 0);
     }
-    Geometry::CTriangulation expected;
-    std::vector<std::uint32_t> newIndices(c_manySurfels);
-    for (std::size_t index = 0; index < c_manySurfels; ++index)
-    {
-        if (mask[index])
-        {
-            newIndices[index] = static_cast<std::uint32_t>(expected.vertices.size());
-            expected.vertices.push_back(mesh.vertices[index]);
-        }
-    }
-    for (const auto& [a, b, c] : mesh.triangles)
-    {
-        if (mask[a] && mask[b] && mask[c])
-        {
-            expected.triangles.push_back({newIndices[a], newIndices[b], newIndices[c]});
-        }
-    }
+    const Geometry::CTriangulation expected = CopyPlainly(mesh, mask);
     const auto copy = CMorvaneMeshCutter::CopyWihMask(mesh, mask);
     EXPECT_EQ(copy->vertices, expected.vertices);
     EXPECT_EQ(copy->triangles, expected.triangles);
+}
+
+TEST(CMorvaneMeshCutter, CopyWihMask_MeshOfNeighboursAsWithOneVertexAfterTheOther)
+{
+    Geometry::CTriangulation mesh;
+    for (std::uint32_t index = 0; index + 2 < c_manySurfels; ++index)
+    {
+        mesh.vertices.push_back(MakePosition(index));
+        // The first triangle of 64 reaches furthest back, the last one furthest on.
+        mesh.triangles.push_back({index, index + 1, index + 2});
+    }
+    mesh.vertices.resize(c_manySurfels);
+    // Holes of every length, whose ends lie at, before and behind those of groups of triangles.
+    std::vector<bool> mask(c_manySurfels, true);
+    std::size_t hole = 63;
+    for (std::size_t length = 1; hole + length < mask.size(); ++length)
+    {
+        std::fill_n(mask.begin() + static_cast<std::ptrdiff_t>(hole), length, false);
+        hole += length + 191 + length % 3;
+    }
+    const Geometry::CTriangulation expected = CopyPlainly(mesh, mask);
+    const auto copy = CMorvaneMeshCutter::CopyWihMask(mesh, mask);
+    EXPECT_EQ(copy->vertices, expected.vertices);
+    EXPECT_EQ(copy->triangles, expected.triangles);
+}
+
+TEST(CMorvaneMeshCutter, CopyWihMask_VertexBesideAGroupOfTrianglesIsNoneOfItsCorners)
+{
+    constexpr std::uint32_t c_numVertices = 66;
+    Geometry::CTriangulation mesh;
+    mesh.vertices.resize(c_numVertices);
+    for (std::uint32_t index = 0; index < 64; ++index)
+    {
+        mesh.triangles.push_back({1, 2 + index / 2, c_numVertices - 2});
+    }
+    for (std::uint32_t dropped = 0; dropped < c_numVertices; ++dropped)
+    {
+        std::vector<bool> mask(c_numVertices, true);
+        mask[dropped] = false;
+        const Geometry::CTriangulation expected = CopyPlainly(mesh, mask);
+        EXPECT_EQ(CMorvaneMeshCutter::CopyWihMask(mesh, mask)->triangles, expected.triangles)
+            << dropped;
+    }
 }
 
 TEST(CMorvaneMeshCutter, CopyWihMask_OfSeveralBadTrianglesTheFirstIsNamed)

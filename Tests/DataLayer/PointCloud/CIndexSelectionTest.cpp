@@ -52,7 +52,7 @@ TEST(CIndexSelection, Copy_EqualsOneIndexAfterTheOther)
     for (const std::uint64_t count :
          {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{63}, std::uint64_t{64},
           std::uint64_t{65}, c_surfelBlockSize - 1, c_surfelBlockSize, c_surfelBlockSize + 1,
-          3 * c_surfelBlockSize + 1234})
+          3 * c_surfelBlockSize + 1234, 16 * c_surfelBlockSize, 33 * c_surfelBlockSize + 1})
     {
         const std::vector<std::uint64_t> words = MakeWords(count, count);
         const CIndexSelection selection(count, [&](std::uint64_t word) { return words[word]; });

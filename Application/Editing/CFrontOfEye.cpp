@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <utility>
 
 #include "Application/Editing/CStandInCollection.h"
@@ -38,19 +39,20 @@ struct SPaintBounds
 SPaintBounds BoundPaint(const Base::SRegionSelectionInfo& selection)
 {
     SPaintBounds bounds;
-    for (std::uint32_t row = 0; row < selection.maskHeight; ++row)
+    const std::size_t width = selection.maskWidth;
+    for (std::uint32_t row = 0; width != 0 && row < selection.maskHeight; ++row)
     {
-        const std::uint8_t* const begin =
-            selection.maskData + std::size_t{row} * selection.maskWidth;
-        for (std::uint32_t column = 0; column < selection.maskWidth; ++column)
+        const std::uint8_t* const pixels = selection.maskData + row * width;
+        const auto* const first = static_cast<const std::uint8_t*>(std::memchr(pixels, 1, width));
+        if (first != nullptr)
         {
-            if (begin[column] == 1)
-            {
-                bounds = bounds.IsEmpty() ? SPaintBounds{column, column, row, row}
-                                          : SPaintBounds{std::min(bounds.firstColumn, column),
-                                                         std::max(bounds.lastColumn, column),
-                                                         bounds.firstRow, row};
-            }
+            const auto* const last = static_cast<const std::uint8_t*>(memrchr(pixels, 1, width));
+            const auto firstColumn = static_cast<std::uint32_t>(first - pixels);
+            const auto lastColumn = static_cast<std::uint32_t>(last - pixels);
+            bounds = bounds.IsEmpty() ? SPaintBounds{firstColumn, lastColumn, row, row}
+                                      : SPaintBounds{std::min(bounds.firstColumn, firstColumn),
+                                                     std::max(bounds.lastColumn, lastColumn),
+                                                     bounds.firstRow, row};
         }
     }
     return bounds;
@@ -124,18 +126,14 @@ bool CFrontOfEye::ReachesBehind() const
     return false;
 }
 
-std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
+std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeStandIn(
     const DataLayer::CCutPointCloudWithPixelMask& cutter) const
 {
-    if (cutter.IntersectsRegion(m_region.trafo, *m_collection) || !ReachesBehind())
-    {
-        return m_collection;
-    }
     const Base::SRegionSelectionInfo& selection = *m_region.selection;
     const SPaintBounds bounds = BoundPaint(selection);
     if (bounds.IsEmpty())
     {
-        return m_collection;
+        return nullptr;
     }
     const double column = 0.5 * bounds.firstColumn + 0.5 * bounds.lastColumn;
     const double row = 0.5 * bounds.firstRow + 0.5 * bounds.lastRow;
@@ -153,7 +151,18 @@ std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
             return standIn;
         }
     }
-    return m_collection;
+    return nullptr;
+}
+
+std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
+    const DataLayer::CCutPointCloudWithPixelMask& cutter) const
+{
+    if (cutter.IntersectsRegion(m_region.trafo, *m_collection) || !ReachesBehind())
+    {
+        return m_collection;
+    }
+    const auto standIn = MakeStandIn(cutter);
+    return standIn != nullptr ? standIn : m_collection;
 }
 
 std::uint64_t CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,

@@ -35,9 +35,14 @@ public:
     /// a corner of the bounding box.
     [[nodiscard]] bool ReachesBehind() const;
 
+    /// A stand-in with the same surfels that \p cutter, the region's own, does not reject: its box
+    /// is a point, or little more, in the middle of the paint between near and far plane. Null
+    /// where there is none, as when nothing is painted.
+    [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeStandIn(
+        const DataLayer::CCutPointCloudWithPixelMask& cutter) const;
+
     /// The collection to classify in place of the own one: that one itself where \p cutter takes
-    /// it, or where it lies wholly in front of the eye; else a stand-in with the same surfels,
-    /// whose box is a point, or little more, in the middle of the paint between near and far plane.
+    /// it, or where it lies wholly in front of the eye; else a stand-in, if there is one.
     [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeAcceptable(
         const DataLayer::CCutPointCloudWithPixelMask& cutter) const;
 

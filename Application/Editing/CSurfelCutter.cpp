@@ -1,17 +1,20 @@
 #include "Application/Editing/CSurfelCutter.h"
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
+#include <numeric>
 #include <stdexcept>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
-#include "Application/Editing/CFrontOfEye.h"
+#include "Application/Editing/CRegionCutter.h"
+#include "Application/Editing/CStandInCollection.h"
+#include "Base/Interfaces/IPointCloudSupport.h"
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Support/LargePages.h"
 #include "Base/Support/ParallelFor.h"
-#include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
 
 namespace Application
 {
@@ -19,135 +22,133 @@ namespace Application
 namespace
 {
 
-using Words = std::vector<Base::CSurfelBitMask>;
+using Surfels = CRegionCutter::Surfels;
+using RegionCutters = std::vector<CRegionCutter>;
 
 constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
-constexpr std::uint32_t c_wordsPerBlock = 65536;
 
-/// Calls \p body(begin, end) for blocks of the indices below \p count and returns the sum of its
-/// answers. The library has refused larger counts before.
-template <typename Body>
-std::uint64_t SumOverBlocks(std::size_t count, const Body& body)
-{
-    const auto numBlocks =
-        static_cast<std::uint32_t>((count + c_wordsPerBlock - 1) / c_wordsPerBlock);
-    std::atomic<std::uint64_t> sum = 0;
-    Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
-        const std::size_t begin = std::size_t{block} * c_wordsPerBlock;
-        const std::size_t end = std::min<std::size_t>(begin + c_wordsPerBlock, count);
-        sum.fetch_add(body(static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end)),
-                      std::memory_order_relaxed);
-    });
-    return sum.load();
-}
+/// So many positions and words stay in a core's own cache from one step to the next.
+constexpr std::uint64_t c_surfelsPerBlock = 16384;
 
-std::uint64_t CountNewlyCut(const Words& before, const Words& after, std::uint32_t begin,
-                            std::uint32_t end)
+/// Exchanges what this edit cut and what it left; what was cut before stays cut. Returns how many
+/// are cut now and were not before.
+std::uint64_t Invert(std::span<const Base::CSurfelBitMask> before,
+                     std::vector<Base::CSurfelBitMask>& words)
 {
-    const Base::CSurfelBitMask* const words = after.data();
-    std::uint32_t count = 0;
-    if (before.empty())
+    std::uint64_t count = 0;
+    for (std::size_t index = 0; index < words.size(); ++index)
     {
-        for (std::uint32_t index = begin; index < end; ++index)
+        if (before.empty() || (before[index].bits & c_cut) == 0)
         {
+            words[index].bits ^= c_cut;
             count += (words[index].bits & c_cut) != 0 ? 1 : 0;
         }
-        return count;
-    }
-    const Base::CSurfelBitMask* const oldWords = before.data();
-    for (std::uint32_t index = begin; index < end; ++index)
-    {
-        count += (words[index].bits & ~oldWords[index].bits & c_cut) != 0 ? 1 : 0;
     }
     return count;
 }
 
-/// Which surfels have SurfelFlagCut, one bit each, so that an edit's own cuts can be told apart
-/// from older ones without a second copy of the words.
-class CCutBits
+/// A collection, its flags before a cut, and how to cut it block by block.
+class CBlocks
 {
 public:
-    explicit CCutBits(const Words& words) : m_bits((words.size() + 63) / 64)
+    CBlocks(const Surfels& collection, std::span<const Base::CSurfelBitMask> flags,
+            CSurfelCutter::Side side)
+        : m_collection(collection), m_count(collection->GetCount()), m_flags(flags), m_side(side)
+    {}
+
+    /// Cuts what lies under any of the regions of \p cutters, as if they accepted it. \p flags
+    /// becomes the new words. Returns how many surfels are newly cut.
+    std::uint64_t Cut(const RegionCutters& cutters, CSurfelCutter::Words& flags)
     {
-        // A block's bits fill whole entries of its own.
-        static_assert(c_wordsPerBlock % 64 == 0);
-        (void)SumOverBlocks(words.size(), [&](std::uint32_t begin, std::uint32_t end) {
-            for (std::uint32_t index = begin; index < end; ++index)
+        const auto numBlocks =
+            static_cast<std::uint32_t>((m_count + c_surfelsPerBlock - 1) / c_surfelsPerBlock);
+        std::vector<std::uint64_t> numsCut(numBlocks);
+        m_boxes.assign(numBlocks, Geometry::CBox3D());
+        Base::ParallelFor(numBlocks, [&](std::uint32_t index) {
+            const std::uint64_t begin = index * c_surfelsPerBlock;
+            const std::uint64_t size = std::min(m_count - begin, c_surfelsPerBlock);
+            const auto before =
+                m_flags.subspan(m_flags.empty() ? 0 : begin, m_flags.empty() ? 0 : size);
+            std::vector<Base::CSurfelBitMask> words(before.begin(), before.end());
+            if (!cutters.empty())
             {
-                const std::uint64_t isCut = (words[index].bits & c_cut) != 0 ? 1 : 0;
-                m_bits[index / 64] |= isCut << (index % 64);
+                const Surfels block = makeBlock(begin, size);
+                for (const CRegionCutter& cutter : cutters)
+                {
+                    numsCut[index] += cutter.Cut(block, words);
+                }
+                // Last: a cut asks for positions ahead of those it works on, and a box does not.
+                m_boxes[index] = block->GetPointCloudSupport()->GetBoundingBox().box;
             }
-            return std::uint64_t{0};
+            words.resize(size);
+            if (m_side == CSurfelCutter::Side::Unpainted)
+            {
+                numsCut[index] = Invert(before, words);
+            }
+            std::copy(words.begin(), words.end(), flags.data() + begin);
         });
+        return std::accumulate(numsCut.begin(), numsCut.end(), std::uint64_t{0});
     }
 
-    [[nodiscard]] bool IsCut(std::uint32_t index) const
+    /// The bounding box of all positions that the latest cut read.
+    [[nodiscard]] Geometry::CBox3D GetBox() const
     {
-        return !m_bits.empty() && (m_bits[index / 64] >> (index % 64) & 1) != 0;
+        Geometry::CBox3D whole;
+        for (const Geometry::CBox3D& box : m_boxes)
+        {
+            if (!box.IsEmpty())
+            {
+                whole.Extend(box.min);
+                whole.Extend(box.max);
+            }
+        }
+        return whole;
     }
 
 private:
-    std::vector<std::uint64_t> m_bits;
+    [[nodiscard]] Surfels makeBlock(std::uint64_t begin, std::uint64_t size) const
+    {
+        const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
+        const std::size_t stride = positions.GetStrideInBytes();
+        return std::make_shared<DataLayer::CSurfelCollectionView>(
+            m_collection, size, positions.GetFirstElement() + begin * stride, stride);
+    }
+
+    const Surfels& m_collection;
+    std::uint64_t m_count;
+    std::span<const Base::CSurfelBitMask> m_flags;
+    CSurfelCutter::Side m_side;
+    std::vector<Geometry::CBox3D> m_boxes;
 };
 
-/// Cuts what lies under one region and returns how many surfels that were.
-std::uint64_t CutRegion(const SCutRegion& region, CSurfelCutter::Reach reach,
-                        const std::shared_ptr<const Base::ISurfelCollection>& collection,
-                        Words& flags)
+/// Removes the regions that reject \p collection, and says whether there were any.
+bool RemoveRejecting(RegionCutters& cutters, const Surfels& collection)
 {
-    const DataLayer::CCutPointCloudWithPixelMask cutter(region.selection);
-    const CFrontOfEye front(region, collection);
-    const bool isFrontOnly = reach == CSurfelCutter::Reach::FrontOfEye;
-
-    std::vector<DataLayer::CCutPointCloudWithPixelMask::SInputData> inputs(1);
-    inputs[0].collection = isFrontOnly ? front.MakeAcceptable(cutter) : collection;
-    inputs[0].bitMasks = std::move(flags);
-    inputs[0].trafo = region.trafo;
-    // Words of the right number are only written, not made first.
-    DataLayer::CCutPointCloudWithPixelMask::Results results(1);
-    Base::ResizeInLargePages(results[0].second, collection->GetCount());
-    cutter.Compute(inputs, results);
-
-    const Words& before = inputs[0].bitMasks;
-    Words& after = results[0].second;
-    std::uint64_t numCut = 0;
-    if (results[0].first)
-    {
-        const bool takesBack = isFrontOnly && front.ReachesBehind();
-        numCut = SumOverBlocks(after.size(), [&](std::uint32_t begin, std::uint32_t end) {
-            return takesBack ? front.TakeBackBehind(before, after, begin, end)
-                             : CountNewlyCut(before, after, begin, end);
-        });
-    }
-    flags = std::move(after);
-    return numCut;
+    return std::erase_if(cutters, [&](const CRegionCutter& cutter) {
+               return !cutter.IsAccepted(collection);
+           }) != 0;
 }
 
-/// Exchanges what this edit cut and what it left; what was cut before stays cut.
-std::uint64_t Invert(const CCutBits& cutBefore, Words& flags)
+/// Whether the bounding box of a collection is that of its positions, and takes a pass over them
+/// when it is not known yet. Others may have any.
+bool IsView(const Base::ISurfelCollection& collection)
 {
-    return SumOverBlocks(flags.size(), [&](std::uint32_t begin, std::uint32_t end) {
-        std::uint64_t count = 0;
-        for (std::uint32_t index = begin; index < end; ++index)
-        {
-            if (!cutBefore.IsCut(index))
-            {
-                flags[index].bits ^= c_cut;
-                count += (flags[index].bits & c_cut) != 0 ? 1 : 0;
-            }
-        }
-        return count;
-    });
+    return typeid(collection) == typeid(DataLayer::CSurfelCollectionView);
 }
 
 }  // namespace
+
+CSurfelCutter::SResult::SResult() = default;
+CSurfelCutter::SResult::SResult(SResult&&) noexcept = default;
+CSurfelCutter::SResult& CSurfelCutter::SResult::operator=(SResult&&) noexcept = default;
+CSurfelCutter::SResult::~SResult() = default;
 
 CSurfelCutter::CSurfelCutter(std::vector<SCutRegion> regions, Reach reach, Side side)
     : m_regions(std::move(regions)), m_reach(reach), m_side(side)
 {}
 
-std::uint64_t CSurfelCutter::Apply(const std::shared_ptr<const Base::ISurfelCollection>& collection,
-                                   Words& flags) const
+CSurfelCutter::SResult CSurfelCutter::Apply(const Surfels& collection,
+                                            std::span<const Base::CSurfelBitMask> flags) const
 {
     const std::uint64_t count = collection->GetCount();
     if (!flags.empty() && flags.size() != count)
@@ -160,14 +161,27 @@ std::uint64_t CSurfelCutter::Apply(const std::shared_ptr<const Base::ISurfelColl
         throw std::length_error("A cut takes at most 4294967295 points, but the scan has " +
                                 std::to_string(count) + ".");
     }
-    const CCutBits cutBefore(m_side == Side::Unpainted ? flags : Words());
-    std::uint64_t numCut = 0;
+    RegionCutters cutters;
     for (const SCutRegion& region : m_regions)
     {
-        numCut += CutRegion(region, m_reach, collection, flags);
+        cutters.emplace_back(region, m_reach, collection);
     }
-    flags.resize(count);
-    return m_side == Side::Unpainted ? Invert(cutBefore, flags) : numCut;
+    // Where the box is found on the way, all regions are taken to accept the collection until then.
+    bool isBoxOpen = IsView(*collection);
+    if (!isBoxOpen)
+    {
+        RemoveRejecting(cutters, collection);
+    }
+    SResult result;
+    Base::ResizeInLargePages(result.flags, count);
+    CBlocks blocks(collection, flags, m_side);
+    result.numNewlyCut = blocks.Cut(cutters, result.flags);
+    if (isBoxOpen &&
+        RemoveRejecting(cutters, std::make_shared<CStandInCollection>(collection, blocks.GetBox())))
+    {
+        result.numNewlyCut = blocks.Cut(cutters, result.flags);
+    }
+    return result;
 }
 
 }  // namespace Application

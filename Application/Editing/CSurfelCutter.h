@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "Application/Editing/SCutRegion.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
+#include "DataLayer/PointCloud/TUninitializedAllocator.h"
 
 namespace Base
 {
@@ -18,10 +20,9 @@ namespace Application
 /// Flags what one edit cuts out of a scan: the surfels under any of several painted regions, or all
 /// the others.
 ///
-///     std::vector<Base::CSurfelBitMask> flags;  // none yet
 ///     const CSurfelCutter cutter({{selection, trafo}}, CSurfelCutter::Reach::FrontOfEye,
 ///                                CSurfelCutter::Side::Painted);
-///     const std::uint64_t numCut = cutter.Apply(scan, flags);
+///     const CSurfelCutter::SResult cut = cutter.Apply(scan, {});  // no flags yet
 ///
 /// The classification is that of DataLayer::CCutPointCloudWithPixelMask, with its arithmetic to the
 /// last bit. That class divides a point behind the eye like any other, so that a stroke also cuts
@@ -30,8 +31,7 @@ namespace Application
 /// who stands inside a scan and paints what is in view. Reach::FrontOfEye therefore
 /// - takes the cut back from every surfel whose w is not above 0, and
 /// - where a scan was rejected although its bounding box reaches behind the eye, lets a small box
-/// in
-///   the middle of the paint stand for the scan's own, so that its surfels are looked at.
+///   in the middle of the paint stand for the scan's own, so that its surfels are looked at.
 ///
 /// Immutable; Apply() is safe on any number of threads at once.
 class CSurfelCutter
@@ -53,20 +53,36 @@ public:
 
     CSurfelCutter(std::vector<SCutRegion> regions, Reach reach, Side side);
 
-    /// Adds SurfelFlagCut to the words of the surfels that are cut and returns how many did not
-    /// have it before. Other bits are kept.
+    /// Flag words that need not be set before they are written.
+    using Words =
+        std::vector<Base::CSurfelBitMask, DataLayer::TUninitializedAllocator<Base::CSurfelBitMask>>;
+
+    struct SResult
+    {
+        SResult();
+        SResult(SResult&& other) noexcept;
+        SResult& operator=(SResult&& other) noexcept;
+        /// Not inline: without much optimisation, a loop over all words is left of it.
+        ~SResult();
+
+        /// One word per surfel: the one it had, and SurfelFlagCut where it is cut.
+        Words flags;
+        /// How many surfels did not have SurfelFlagCut before.
+        std::uint64_t numNewlyCut = 0;
+    };
+
+    /// Cuts \p collection. \p flags is empty (no surfel has flags yet) or has one word per surfel.
+    /// Side::Unpainted also cuts surfels that no view can show, such as those without a finite
+    /// position.
     ///
-    /// \p flags is empty (no surfel has flags yet) or has one word per surfel; it always has them
-    /// afterwards. Beside it one further word per surfel is held while the call runs, and one
-    /// further bit for Side::Unpainted. Side::Unpainted also cuts surfels that no view can show,
-    /// such as those without a finite position.
+    /// The positions of a DataLayer::CSurfelCollectionView, such as those of a scan file, are read
+    /// once, as they come from memory or from the disk.
     ///
     /// @throw std::invalid_argument when the number of words is neither 0 nor the count.
     /// @throw std::length_error when the collection has 2^32 surfels or more.
-    /// @throw VekoException when it has no positions; \p flags is in an unspecified state then.
-    [[nodiscard]] std::uint64_t Apply(
-        const std::shared_ptr<const Base::ISurfelCollection>& collection,
-        std::vector<Base::CSurfelBitMask>& flags) const;
+    /// @throw VekoException when there are regions and it has no positions.
+    [[nodiscard]] SResult Apply(const std::shared_ptr<const Base::ISurfelCollection>& collection,
+                                std::span<const Base::CSurfelBitMask> flags) const;
 
 private:
     std::vector<SCutRegion> m_regions;

@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <system_error>
+#include <vector>
 
 #include "Application/Editing/CSurfelCutter.h"
 #include "Application/Files/CFileLock.h"
@@ -30,8 +32,6 @@ namespace
 
 using Application::CScanFile;
 using Application::CSurfelCutter;
-using Words = std::vector<Base::CSurfelBitMask>;
-
 std::vector<Application::SCutRegion> MakeRegions(const std::vector<SPaintedView>& painted,
                                                  const LqMatrix4Rd& scanToWorld)
 {
@@ -45,7 +45,8 @@ std::vector<Application::SCutRegion> MakeRegions(const std::vector<SPaintedView>
 }
 
 /// On the left the scan with the paint and with what is cut marked, on the right what is left.
-Application::CPicture DrawBeforeAndAfter(const CScanFile& scan, const Words& flags,
+Application::CPicture DrawBeforeAndAfter(const CScanFile& scan,
+                                         std::span<const Base::CSurfelBitMask> flags,
                                          const SPaintedView& painted)
 {
     using Application::CPointRenderer;
@@ -129,8 +130,11 @@ SReport CCutCommand::Run(CConsole& console)
     }
     const CScanFile scan = CScanFile::Open(m_scan, MakeStepProgress(console, "Reading"));
     const auto surfels = scan.GetSurfelCollection();
-    Words flags =
-        isContinued ? Application::CFlagFile::Read(m_flags, scan.GetPointCount()) : Words();
+    std::vector<Base::CSurfelBitMask> before;
+    if (isContinued)
+    {
+        before = Application::CFlagFile::Read(m_flags, scan.GetPointCount());
+    }
     CInterruption::ThrowIfRequested();
     const std::vector<SPaintedView> painted =
         m_paint.Paint({{surfels, scan.GetTransform()}}, m_scan);
@@ -141,9 +145,11 @@ SReport CCutCommand::Run(CConsole& console)
     const CSurfelCutter cutter(MakeRegions(painted, scan.GetTransform()), reach, side);
     SCounts counts;
     counts.points = scan.GetPointCount();
-    const std::uint64_t keptBefore = Application::CKeptPoints(flags).CountKept(counts.points);
-    counts.newlyCut = cutter.Apply(surfels, flags);
-    counts.kept = keptBefore - counts.newlyCut;
+    const std::uint64_t keptBefore = Application::CKeptPoints(before).CountKept(counts.points);
+    const auto [flags, numNewlyCut] = cutter.Apply(surfels, before);
+    before = {};  // Not needed beside what writing takes.
+    counts.newlyCut = numNewlyCut;
+    counts.kept = keptBefore - numNewlyCut;
     const Application::CKeptPoints kept(flags);
     std::optional<Application::CPicture> picture;
     if (!m_picture.empty())

@@ -9,6 +9,7 @@
 
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "Tests/Support/CMockSurfelCollection.h"
 #include "Tests/Support/Selections.h"
 
@@ -59,6 +60,15 @@ SCutRegion LookFromOrigin(std::uint32_t size, const std::vector<SPixel>& painted
     return LookFromOrigin(TestSupport::MakeMask(size, size, painted), size);
 }
 
+/// Gives \p flags what the cut gives, and returns how many surfels are newly cut.
+std::uint64_t Apply(const CSurfelCutter& cutter,
+                    const std::shared_ptr<const Base::ISurfelCollection>& scan, Words& flags)
+{
+    const CSurfelCutter::SResult result = cutter.Apply(scan, flags);
+    flags.assign(result.flags.begin(), result.flags.end());
+    return result.numNewlyCut;
+}
+
 std::vector<unsigned> ToBits(const Words& words)
 {
     std::vector<unsigned> bits;
@@ -84,7 +94,7 @@ TEST(CSurfelCutterTest, Apply_CutsUnderThePaintAndCounts)
     const auto scan = MakeScan({AtPixel(2, 3), AtPixel(3, 3), AtPixel(2, 3)});
     Words flags;
     const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 2U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 2U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{8, 0, 8}));
 }
 
@@ -93,7 +103,7 @@ TEST(CSurfelCutterTest, Apply_KeepsOtherBitsAndDoesNotCountOlderCuts)
     const auto scan = MakeScan({AtPixel(2, 3), AtPixel(2, 3), AtPixel(3, 3)});
     Words flags{{0x0102}, {0x0018}, {0x0009}};
     const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 1U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 1U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{0x010A, 0x0018, 0x0009}));
 }
 
@@ -102,7 +112,7 @@ TEST(CSurfelCutterTest, Apply_ThroughEyeCountsOnlyNewCuts)
     const auto scan = MakeScan({AtPixel(2, 3), AtPixel(2, 3), AtPixel(3, 3)});
     Words flags{{0}, {8}, {8}};
     const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, Reach::ThroughEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 1U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 1U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{8, 8, 8}));
 }
 
@@ -112,7 +122,7 @@ TEST(CSurfelCutterTest, Apply_SeveralRegionsFormTheirUnionAndCountASurfelOnce)
     Words flags;
     const CSurfelCutter cutter({PaintDevicePixels({{2, 3}}), PaintDevicePixels({{4, 4}, {2, 3}})},
                                Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 2U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 2U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{8, 8, 0}));
 }
 
@@ -120,7 +130,7 @@ TEST(CSurfelCutterTest, Apply_WithoutRegionsCutsNothingAndMakesFlags)
 {
     Words flags;
     const CSurfelCutter cutter({}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(MakeScan({AtPixel(2, 3)}), flags), 0U);
+    EXPECT_EQ(Apply(cutter, MakeScan({AtPixel(2, 3)}), flags), 0U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{0}));
 }
 
@@ -130,7 +140,7 @@ TEST(CSurfelCutterTest, Apply_EmptyScanHasNothingToCut)
     {
         Words flags;
         const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, reach, Side::Unpainted);
-        EXPECT_EQ(cutter.Apply(MakeScan({}), flags), 0U);
+        EXPECT_EQ(Apply(cutter, MakeScan({}), flags), 0U);
         EXPECT_TRUE(flags.empty());
     }
 }
@@ -141,7 +151,7 @@ TEST(CSurfelCutterTest, Apply_UnpaintedCutsTheOthers)
     const auto scan = MakeScan({AtPixel(2, 3), AtPixel(3, 3), {nan, nan, nan}});
     Words flags{{0x0100}, {0x0100}, {0}};
     const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, Reach::FrontOfEye, Side::Unpainted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 2U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 2U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{0x0100, 0x0108, 8}));
 }
 
@@ -150,7 +160,7 @@ TEST(CSurfelCutterTest, Apply_UnpaintedLeavesOlderCutsCutUnderThePaintToo)
     const auto scan = MakeScan({AtPixel(2, 3), AtPixel(3, 3)});
     Words flags{{8}, {8}};
     const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, Reach::FrontOfEye, Side::Unpainted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 0U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 0U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{8, 8}));
 }
 
@@ -161,7 +171,7 @@ TEST(CSurfelCutterTest, Apply_UnpaintedTellsOlderCutsApartAcrossManyBlocks)
     Words flags(positions.size());
     flags[63].bits = flags[65536].bits = flags[199999].bits = 8;
     const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, Reach::FrontOfEye, Side::Unpainted);
-    EXPECT_EQ(cutter.Apply(MakeScan(positions), flags), 200000U - 4U);
+    EXPECT_EQ(Apply(cutter, MakeScan(positions), flags), 200000U - 4U);
     EXPECT_EQ(flags[131071].bits, 0);
     EXPECT_EQ(flags[199999].bits, 8);
 }
@@ -170,7 +180,7 @@ TEST(CSurfelCutterTest, Apply_FlagsOfAnotherLengthAreRefused)
 {
     Words flags(2);
     const CSurfelCutter cutter({}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_THROW((void)cutter.Apply(MakeScan({AtPixel(2, 3)}), flags), std::invalid_argument);
+    EXPECT_THROW((void)Apply(cutter, MakeScan({AtPixel(2, 3)}), flags), std::invalid_argument);
 }
 
 TEST(CSurfelCutterTest, Apply_ScanOfTooManySurfelsIsRefused)
@@ -179,7 +189,7 @@ TEST(CSurfelCutterTest, Apply_ScanOfTooManySurfelsIsRefused)
     scan->SetCount(std::uint64_t{1} << 32);
     Words flags;
     const CSurfelCutter cutter({}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_THROW((void)cutter.Apply(scan, flags), std::length_error);
+    EXPECT_THROW((void)Apply(cutter, scan, flags), std::length_error);
 }
 
 // Both surfels project to pixel (5, 4): one in front of the eye, its mirror image behind it.
@@ -189,7 +199,7 @@ TEST(CSurfelCutterTest, Apply_FrontOfEyeLeavesWhatLiesBehind)
     Words flags;
     const CSurfelCutter cutter({LookFromOrigin(c_size, {{5, 4}})}, Reach::FrontOfEye,
                                Side::Painted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 1U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 1U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{8, 0}));
 }
 
@@ -202,7 +212,7 @@ TEST(CSurfelCutterTest, Apply_ThroughEyeCutsWhatLandsOnThePaintFromBehind)
     Words flags;
     const CSurfelCutter cutter({LookFromOrigin(c_size, {{5, 4}})}, Reach::ThroughEye,
                                Side::Painted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 2U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 2U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{8, 8}));
 }
 
@@ -212,7 +222,7 @@ TEST(CSurfelCutterTest, Apply_BehindTheEyeOlderCutsAreNotTakenBack)
     Words flags{{0}, {8}};
     const CSurfelCutter cutter({LookFromOrigin(c_size, {{5, 4}})}, Reach::FrontOfEye,
                                Side::Painted);
-    EXPECT_EQ(cutter.Apply(scan, flags), 1U);
+    EXPECT_EQ(Apply(cutter, scan, flags), 1U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{8, 8}));
 }
 
@@ -239,7 +249,7 @@ TEST(CSurfelCutterTest, Apply_FrontOfEyeCutsAScanThatSurroundsTheEye)
     const SRejectedScan rejected({3.75F, -1.25F, -10.0F});
     Words flags;
     const CSurfelCutter cutter({rejected.region}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(rejected.scan, flags), 1U);
+    EXPECT_EQ(Apply(cutter, rejected.scan, flags), 1U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>{0, 0, 0, 0, 8}));
 }
 
@@ -248,7 +258,7 @@ TEST(CSurfelCutterTest, Apply_ThroughEyeMissesAScanThatSurroundsTheEye)
     const SRejectedScan rejected({3.75F, -1.25F, -10.0F});
     Words flags;
     const CSurfelCutter cutter({rejected.region}, Reach::ThroughEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(rejected.scan, flags), 0U);
+    EXPECT_EQ(Apply(cutter, rejected.scan, flags), 0U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>(5, 0)));
 }
 
@@ -257,7 +267,7 @@ TEST(CSurfelCutterTest, Apply_FrontOfEyeReachesASurfelNearerThanTheNearPlane)
     const SRejectedScan rejected({0.1F * 0.375F, -0.1F * 0.125F, -0.1F});
     Words flags;
     const CSurfelCutter cutter({rejected.region}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(rejected.scan, flags), 1U);
+    EXPECT_EQ(Apply(cutter, rejected.scan, flags), 1U);
 }
 
 TEST(CSurfelCutterTest, Apply_NothingInFrontUnderThePaintCutsNothing)
@@ -265,7 +275,7 @@ TEST(CSurfelCutterTest, Apply_NothingInFrontUnderThePaintCutsNothing)
     const SRejectedScan rejected({-3.75F, 1.25F, 10.0F});
     Words flags;
     const CSurfelCutter cutter({rejected.region}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(rejected.scan, flags), 0U);
+    EXPECT_EQ(Apply(cutter, rejected.scan, flags), 0U);
     EXPECT_EQ(ToBits(flags), (std::vector<unsigned>(5, 0)));
 }
 
@@ -275,7 +285,7 @@ TEST(CSurfelCutterTest, Apply_MaskWithoutPaintCutsNothingAroundTheEye)
     rejected.region = LookFromOrigin(c_size, {});
     Words flags;
     const CSurfelCutter cutter({rejected.region}, Reach::FrontOfEye, Side::Painted);
-    EXPECT_EQ(cutter.Apply(rejected.scan, flags), 0U);
+    EXPECT_EQ(Apply(cutter, rejected.scan, flags), 0U);
 }
 
 TEST(CSurfelCutterTest, Apply_ScanWithoutAFinitePositionCutsNothing)
@@ -284,7 +294,7 @@ TEST(CSurfelCutterTest, Apply_ScanWithoutAFinitePositionCutsNothing)
     Words flags;
     const CSurfelCutter cutter({LookFromOrigin(c_size, {{5, 4}})}, Reach::FrontOfEye,
                                Side::Painted);
-    EXPECT_EQ(cutter.Apply(MakeScan({{nan, nan, nan}, {nan, 0.0F, 0.0F}}), flags), 0U);
+    EXPECT_EQ(Apply(cutter, MakeScan({{nan, nan, nan}, {nan, 0.0F, 0.0F}}), flags), 0U);
 }
 
 /// In plain loops: the surfels in front of the eye whose pixel is painted.
@@ -341,11 +351,84 @@ TEST(CSurfelCutterTest, Apply_RandomScansAroundTheEyeAgreeWithAPlainRestatement)
         const SCutRegion region = LookFromOrigin(std::move(mask), size);
         Words flags;
         const CSurfelCutter cutter({region}, Reach::FrontOfEye, Side::Painted);
-        const std::uint64_t numCut = cutter.Apply(MakeScan(positions), flags);
+        const std::uint64_t numCut = Apply(cutter, MakeScan(positions), flags);
         ASSERT_EQ(ToBits(flags), RestateFrontCut(region, positions)) << "run " << run;
         numCutRuns += numCut > 0 ? 1 : 0;
     }
     EXPECT_GT(numCutRuns, 100U);
+}
+
+/// As the library cuts a collection as a whole.
+std::vector<unsigned> CutAsAWhole(const SCutRegion& region,
+                                  const std::shared_ptr<const Base::ISurfelCollection>& scan)
+{
+    const DataLayer::CCutPointCloudWithPixelMask cutter(region.selection);
+    DataLayer::CCutPointCloudWithPixelMask::Results results;
+    cutter.Compute({{scan, {}, region.trafo}}, results);
+    return ToBits(results[0].second);
+}
+
+/// A scan as files give it, which shows its bounding box only while it is read.
+std::shared_ptr<const Base::ISurfelCollection> MakeView(const std::vector<LqVector3f>& positions)
+{
+    const auto owner = std::make_shared<std::vector<LqVector3f>>(positions);
+    return std::make_shared<DataLayer::CSurfelCollectionView>(owner, owner->size(), owner->data(),
+                                                              sizeof(LqVector3f));
+}
+
+TEST(CSurfelCutterTest, Apply_ViewOfSeveralBlocksIsCutAsAWhole)
+{
+    std::mt19937 random(21);
+    std::uniform_real_distribution<float> coordinate(-1.5F, 1.5F);
+    for (const std::size_t count : {1, 16383, 16384, 16385, 50000})
+    {
+        std::vector<LqVector3f> positions;
+        while (positions.size() < count)
+        {
+            positions.push_back({coordinate(random), coordinate(random), coordinate(random)});
+        }
+        const auto region = PaintDevicePixels({{2, 3}, {4, 4}, {5, 6}, {7, 7}});
+        for (const Reach reach : {Reach::FrontOfEye, Reach::ThroughEye})
+        {
+            const auto scan = MakeView(positions);
+            Words flags;
+            static_cast<void>(Apply(CSurfelCutter({region}, reach, Side::Painted), scan, flags));
+            EXPECT_EQ(ToBits(flags), CutAsAWhole(region, scan)) << count;
+        }
+    }
+}
+
+TEST(CSurfelCutterTest, Apply_ViewThatIsRejectedByItsBoxKeepsItsFlags)
+{
+    // The box projects to a small square in the middle; only the last surfel lies under the paint.
+    std::vector<LqVector3f> positions(20000, {0.0F, 0.0F, -1.0F});
+    positions.front() = {-30.0F, -30.0F, -1000.0F};
+    positions[1] = {30.0F, 30.0F, 1000.0F};
+    positions.back() = {3.75F, -1.25F, -10.0F};
+    const auto scan = MakeView(positions);
+    const auto region = LookFromOrigin(c_size, {{5, 4}});
+    const DataLayer::CCutPointCloudWithPixelMask cutter(region.selection);
+    ASSERT_FALSE(cutter.IntersectsRegion(region.trafo, *scan));
+    Words flags(positions.size(), {2});
+    EXPECT_EQ(Apply(CSurfelCutter({region}, Reach::ThroughEye, Side::Painted), scan, flags), 0U);
+    EXPECT_EQ(ToBits(flags), (std::vector<unsigned>(positions.size(), 2)));
+    EXPECT_EQ(Apply(CSurfelCutter({region}, Reach::FrontOfEye, Side::Painted), scan, flags), 1U);
+    EXPECT_EQ(flags.back().bits, 10U);
+}
+
+TEST(CSurfelCutterTest, Apply_RegionThatRejectsAViewLeavesTheCutsOfOthers)
+{
+    std::vector<LqVector3f> positions(20000, {0.0F, 0.0F, -1.0F});
+    positions.front() = {-30.0F, -30.0F, -1000.0F};
+    positions[1] = {30.0F, 30.0F, 1000.0F};
+    positions.back() = {3.75F, -1.25F, -10.0F};
+    const auto scan = MakeView(positions);
+    const auto rejecting = LookFromOrigin(c_size, {{5, 4}});
+    const auto taking = PaintDevicePixels({{4, 4}});
+    const CSurfelCutter cutter({rejecting, taking}, Reach::ThroughEye, Side::Painted);
+    Words flags;
+    EXPECT_EQ(Apply(cutter, scan, flags), 19997U);
+    EXPECT_EQ(ToBits(flags), CutAsAWhole(taking, scan));
 }
 
 }  // namespace

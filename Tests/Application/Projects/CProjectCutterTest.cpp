@@ -180,14 +180,13 @@ TEST(CProjectCutterTest, Apply_AnswersLikeTheCutterOfASingleScan)
         const auto results = Cut({{selection, toView}}, stations, side, reach);
         for (std::size_t scan = 0; scan < stations.size(); ++scan)
         {
-            Words expected = stations[scan].GetFlags();
-            const std::uint64_t number =
-                CSurfelCutter({{selection, stations[scan].trafo * toView}}, reach, side)
-                    .Apply(stations[scan].scan.GetSurfelCollection(), expected);
+            const CSurfelCutter cutter({{selection, stations[scan].trafo * toView}}, reach, side);
+            const CSurfelCutter::SResult expected =
+                cutter.Apply(stations[scan].scan.GetSurfelCollection(), stations[scan].GetFlags());
             EXPECT_EQ(results[scan].mask ? WordsOf(results[scan]) : stations[scan].GetFlags(),
-                      expected);
-            EXPECT_EQ(results[scan].numNewlyCut, number);
-            numCut += static_cast<int>(number);
+                      Words(expected.flags.begin(), expected.flags.end()));
+            EXPECT_EQ(results[scan].numNewlyCut, expected.numNewlyCut);
+            numCut += static_cast<int>(expected.numNewlyCut);
         }
     }
     EXPECT_GT(numCut, 100);

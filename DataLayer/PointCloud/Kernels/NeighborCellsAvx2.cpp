@@ -32,7 +32,6 @@ struct SAvx2
     static Numbers Add(Numbers a, Numbers b) { return _mm256_add_epi32(a, b); }
     static Numbers And(Numbers a, Numbers b) { return _mm256_and_si256(a, b); }
     static Numbers Or(Numbers a, Numbers b) { return _mm256_or_si256(a, b); }
-    static Numbers Xor(Numbers a, Numbers b) { return _mm256_xor_si256(a, b); }
     static Numbers Select(Numbers bits, Numbers a, Numbers b)
     {
         return Or(And(bits, a), _mm256_andnot_si256(bits, b));

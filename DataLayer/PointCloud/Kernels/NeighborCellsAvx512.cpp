@@ -34,7 +34,6 @@ struct SAvx512
     static Numbers Add(Numbers a, Numbers b) { return _mm512_add_epi32(a, b); }
     static Numbers And(Numbers a, Numbers b) { return _mm512_and_si512(a, b); }
     static Numbers Or(Numbers a, Numbers b) { return _mm512_or_si512(a, b); }
-    static Numbers Xor(Numbers a, Numbers b) { return _mm512_xor_si512(a, b); }
     static Numbers Select(Numbers bits, Numbers a, Numbers b)
     {
         constexpr int c_aWhereBits = 0xCA;

@@ -29,6 +29,7 @@ from switched import switched
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.join(ROOT, "build", "mutants")
+TRIALS = os.path.join(BUILD, "trials", str(os.getpid()))  # of this run alone
 MISTAKES = os.path.join(ROOT, "Tests", "Mutation", "Mistakes.h")
 SURVIVORS = os.path.join(ROOT, "Tests", "Mutation", "Survivors.txt")
 
@@ -57,7 +58,7 @@ MOST_LATELY, MOST_OFTEN = 12, 8
 FEWEST_AT_ONCE = 4  # mistakes in one source, for which it is worth it to compile them at once
 # Seconds of a processor's time after which quick tests, or anything else, count as without end; and
 # seconds on the clock, long enough for a busy machine.
-QUICK_LIMIT, PROCESSOR_LIMIT, CLOCK_LIMIT = 4, 60, 900
+QUICK_LIMIT, PROCESSOR_LIMIT, CLOCK_LIMIT = 8, 60, 900
 MEMORY_LIMIT = 6 << 30
 
 
@@ -477,7 +478,7 @@ def try_all(mutants, results, jobs, is_singly):
         build.often.setdefault(program, []).append(test)
     places = queue.Queue()
     for number in range(jobs):
-        places.put(os.path.join(BUILD, "trials", str(number)))
+        places.put(os.path.join(TRIALS, str(number)))
 
     def tell(mutant, outcome, detail, begin):
         with build.lock:
@@ -493,7 +494,7 @@ def try_all(mutants, results, jobs, is_singly):
         path, entries = source
         begin = time.monotonic()
         trial = Switched(build, [mutant for mutant, _ in entries], entries[0][1],
-                         os.path.join(BUILD, "trials", path))
+                         os.path.join(TRIALS, path))
         print(f"{len(trial.held) if trial.is_usable else 0} of {len(entries)} mistakes in "
               f"{path} compiled at once", flush=True)
         for mutant, noticed in trial.judge_likely():
@@ -530,6 +531,7 @@ def try_all(mutants, results, jobs, is_singly):
         trials = list(pool.map(try_likely, sources))
         list(pool.map(try_others, trials))
         list(pool.map(try_one, list(left)))
+    subprocess.run(["rm", "-rf", TRIALS], check=True)
 
 
 def main():
@@ -567,7 +569,8 @@ def main():
 def report(mutants, results, is_all):
     outcomes = {}
     for mutant, _ in mutants:
-        outcomes.setdefault(results.known.get(mutant.name, ("untried",))[0], []).append(mutant)
+        known = results.known.get(mutant.name, ("untried", ""))
+        outcomes.setdefault("open" if known == Results.ASKED else known[0], []).append(mutant)
     count = {outcome: len(of_it) for outcome, of_it in outcomes.items()}
     survived, reasons = outcomes.get("survived", []), explained()
     unexplained = [mutant for mutant in survived if mutant.name not in reasons]
@@ -578,7 +581,8 @@ def report(mutants, results, is_all):
         print(f"Tests/Mutation/Survivors.txt: there is no such mistake:\n    {name}")
     noticed = count.get("noticed", 0)
     judged = noticed + len(survived)
-    print(f"{len(mutants)} mistakes, {count.get('untried', 0)} of them not made yet; "
+    print(f"{len(mutants)} mistakes, {count.get('untried', 0)} of them not made yet, "
+          f"{count.get('open', 0)} not noticed by the quick tests and not asked further; "
           f"{count.get('invalid', 0)} do not compile, {count.get('same', 0)} make the same code; "
           f"of the other {judged} {noticed} are noticed "
           f"({100 * noticed / max(judged, 1):.1f} %), {len(survived)} survive, "

@@ -138,10 +138,13 @@ def switched(text, mutants):
             right = operand_after(text, tokens, partners, index)
             if left is None or right is None:
                 continue
-            number = numbers[0]
-            edits.enclose(left, right, "((static_cast<bool>(", f") : Mistakes::Is({number}))")
-            edits.replace(begin, end,
-                          f") != Mistakes::Is({number})) ? static_cast<bool>(")
+            made = f"Mistakes::Is({numbers[0]})"
+            if old == "&&":
+                edits.enclose(left, right, "((static_cast<bool>(", f") : {made})")
+                edits.replace(begin, end, f") != {made}) ? static_cast<bool>(")
+            else:
+                edits.enclose(left, right, "((static_cast<bool>(", "))")
+                edits.replace(begin, end, f") != {made}) ? !{made} : static_cast<bool>(")
         elif is_operator(text, token):
             operators = [number for number, mutant in here if mutant.kind == "operator"]
             swaps = [number for number, mutant in here if mutant.kind == "order" and

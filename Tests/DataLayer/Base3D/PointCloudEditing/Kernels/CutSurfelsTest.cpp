@@ -182,11 +182,11 @@ TEST_P(CutSurfels, RandomViewsAndLayoutsGiveTheBitsOfTheReference)
 TEST_P(CutSurfels, EveryCountAndBeginGivesTheBitsOfTheReference)
 {
     const CScene scene(TestSupport::MakeDeviceSelection(5, 5, {{2, 2}, {3, 2}, {2, 3}}));
-    for (const std::size_t stride : {12U, 15U, 16U, 20U})
+    for (const std::size_t stride : {11U, 12U, 15U, 16U, 20U})
     {
         for (std::uint32_t count = 0; count <= 70; ++count)
         {
-            std::vector<std::byte> bytes(count * stride);
+            std::vector<std::byte> bytes(count * stride + sizeof(LqVector3f));
             Words oldWords(count);
             for (std::uint32_t index = 0; index < count; ++index)
             {

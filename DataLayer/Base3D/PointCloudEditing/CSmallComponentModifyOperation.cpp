@@ -234,9 +234,12 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
                        scan.trafo, states, open);
         for (const std::uint32_t index : std::span(open, numOpen))
         {
-            states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
-                                ? NeighborCells::c_amongFirst
-                                : NeighborCells::c_notAmong;
+            if (!isExcluded(old[index]))
+            {
+                states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
+                                    ? NeighborCells::c_amongFirst
+                                    : NeighborCells::c_notAmong;
+            }
         }
         // Plain loops over words, which become vector code; after most updates no word changes.
         if (!words.HaveChanged())

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <latch>
 #include <memory>
@@ -99,6 +100,27 @@ TEST(SmallComponentOperationSplitTest, Split_IsWhatComputeModificationsAsks)
     EXPECT_EQ(scene.Compute(*operation), MakeWords({2, 2}));
     Peer::SetSplit(*operation, splitBehind(*operation, 2));
     EXPECT_THAT(scene.Compute(*operation), IsEmpty());
+}
+
+TEST(SmallComponentOperationSplitTest, ExcludedSurfel_IsNotAskedFor)
+{
+    // What a cube was found to be stays, although the positions move, which none may: so they show
+    // whether the operation asked for the surfel.
+    const LqVector3f surfel{1.2F, 0.1F, 0.1F};
+    for (const bool isExcluded : {false, true})
+    {
+        const SScene scene({{0, 0, 0}}, {{20, 0, 0}}, {surfel},
+                           MakeSurfelMask(isExcluded ? MakeWords({16}) : MakeWords({0})));
+        const auto operation = scene.MakeOperation();
+        Points positions(3, {0, 0, 0});
+        const CDeferredNeighborSearch search({reinterpret_cast<const std::byte*>(positions.data()),
+                                              sizeof(LqVector3f), positions.size()});
+        Peer::SetSplit(*operation, CNearestNeighborSplit::Make(search, 2, c_bound));
+        EXPECT_THAT(scene.Compute(*operation), IsEmpty());
+        std::fill(positions.begin(), positions.end(), LqVector3f{100, 0, 0});
+        EXPECT_EQ(Peer::GetSplit(*operation)->IsAmongFirst(surfel), !isExcluded);
+        Peer::SetSplit(*operation, nullptr);
+    }
 }
 
 TEST(SmallComponentOperationSplitTest, ForeignSearch_IsAskedSurfelBySurfelInTheirOrder)

@@ -55,10 +55,10 @@ private:
     Lanes m_max = Lanes() + std::numeric_limits<std::int32_t>::min();
 };
 
-/// Whether all corners of \p count triangles are less than \p numVertices.
+/// Whether all corners of \p count triangles, at least one, are less than \p numVertices.
 bool AreCornersInside(const Triangle* triangles, std::size_t count, std::size_t numVertices)
 {
-    return count == 0 || BoundCorners(triangles, count).last < numVertices;
+    return BoundCorners(triangles, count).last < numVertices;
 }
 
 [[noreturn]] void ThrowOutside(const char* function, const Geometry::CTriangulation& mesh,

@@ -30,7 +30,7 @@ public:
     static constexpr std::uint32_t c_noPoint = 0xFFFFFFFFU;
 
     /// Sorts \p positions in and judges what bricks and cells tell by themselves.
-    /// \returns nothing when that takes more than some 130 bytes for each position.
+    /// \returns nothing when that takes more than some 180 bytes for each position.
     [[nodiscard]] static std::optional<CNeighborCells> Make(const SPositionArray& positions,
                                                             std::int32_t last, float bound);
 

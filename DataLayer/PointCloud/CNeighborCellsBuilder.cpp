@@ -19,9 +19,10 @@ using NeighborCells::c_stateWords;
 namespace
 {
 
-/// States are numbered by signed 32-bit numbers.
+/// The places of states have 32 bits. Half of what these reach, since up to 27 blocks are added
+/// before it is asked whether there are too many.
 constexpr std::uint64_t c_maximumBlocks = 0x7FFFFFFFU / c_stateWords;
-/// And so are the blocks of regions.
+/// And so have the places of the blocks of regions.
 constexpr std::uint64_t c_maximumRegions = 0x7FFFFFFFU / NeighborCells::c_regionBlocks;
 
 bool isFinite(const LqVector3f& point)

@@ -19,8 +19,10 @@ namespace
 
 using Vector = CCamera::Vector;
 
+/// Scans of fewer points are looked at whole, so that no point that reaches far is overlooked.
+constexpr std::uint64_t c_leastSampled = 400000;
 /// Enough points to place quantiles well, few enough to be read in no time.
-constexpr std::uint64_t c_maxSamples = 50000;
+constexpr std::uint64_t c_numSamples = 50000;
 constexpr std::uint64_t c_samplesPerBlock = 8192;
 /// The share of points on either side of an axis that may be strays.
 constexpr double c_strayShare = 0.01;
@@ -131,7 +133,7 @@ Samples takeSamples(const std::vector<CCameraFit::SScan>& scans, const std::arra
     {
         total += scan.collection->GetCount();
     }
-    const std::uint64_t step = std::max<std::uint64_t>(1, total / c_maxSamples);
+    const std::uint64_t step = total < c_leastSampled ? 1 : total / c_numSamples;
     Samples samples;
     for (const CCameraFit::SScan& scan : scans)
     {

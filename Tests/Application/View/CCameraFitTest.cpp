@@ -128,6 +128,20 @@ TEST(CCameraFit, Compute_StrayPointsDoNotShrinkTheObject)
     expectFramed(measure(fit.Compute(makeScans(withStrays)).MakeView(), cube));
 }
 
+TEST(CCameraFit, Compute_NoPointOfAScanBelowTheSampledSizeIsOverlooked)
+{
+    std::vector<LqVector3f> points = makeCube();
+    while (points.size() < 399999)
+    {
+        points.push_back(points[points.size() % 726]);
+    }
+    points[123457] = {1.5F, 0.0F, 0.0F};
+    CCameraFit fit;
+    fit.direction = CCameraFit::FindDirection("front").value();
+    fit.width = fit.height = 500;
+    expectFramed(measure(fit.Compute(makeScans(points)).MakeView(), points));
+}
+
 TEST(CCameraFit, Compute_FarPlaneReachesStrayPoints)
 {
     const CCameraFit fit{.direction = CCameraFit::FindDirection("front").value()};

@@ -32,6 +32,7 @@ namespace
 
 using Application::CScanFile;
 using Application::CSurfelCutter;
+
 std::vector<Application::SCutRegion> MakeRegions(const std::vector<SPaintedView>& painted,
                                                  const LqMatrix4Rd& scanToWorld)
 {
@@ -147,7 +148,8 @@ SReport CCutCommand::Run(CConsole& console)
     counts.points = scan.GetPointCount();
     const std::uint64_t keptBefore = Application::CKeptPoints(before).CountKept(counts.points);
     const auto [flags, numNewlyCut] = cutter.Apply(surfels, before);
-    before = {};  // Not needed beside what writing takes.
+    // Not needed beside what writing takes. An empty list would leave the memory as it is.
+    before = std::vector<Base::CSurfelBitMask>();
     counts.newlyCut = numNewlyCut;
     counts.kept = keptBefore - numNewlyCut;
     const Application::CKeptPoints kept(flags);

@@ -30,6 +30,9 @@ void setColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column
 constexpr std::uint64_t c_chunkSurfels = 32768;
 /// More threads would wait for the memory.
 constexpr std::uint64_t c_maxPainters = 8;
+/// Of all buffers together, a gigabyte; two of them are needed for any picture.
+constexpr std::uint64_t c_maxSamples = std::uint64_t{1} << 27U;
+constexpr std::size_t c_numKept = 2;
 /// In bytes. The processor itself does not look beyond the page that it reads.
 constexpr std::size_t c_prefetchDistance = 8192;
 
@@ -123,8 +126,10 @@ std::vector<CDepthBuffer> CScanPainter::PaintAll(const std::vector<CScanPainter>
     // locked for every surfel. Since the nearest wins, it does not matter who draws what.
     // For fewer surfels than samples, clearing and joining them takes longer than drawing.
     const std::uint64_t numSamples = std::uint64_t{projection.GetWidth()} * projection.GetHeight();
+    const std::uint64_t mostBuffers =
+        std::clamp<std::uint64_t>(c_maxSamples / numSamples, c_numKept, c_maxPainters);
     const std::uint64_t numBuffers =
-        std::clamp<std::uint64_t>(numSurfels / numSamples, 1, c_maxPainters);
+        std::clamp<std::uint64_t>(numSurfels / numSamples, 1, mostBuffers);
     std::array<std::optional<CDepthBuffer>, c_maxPainters> buffers;
     std::atomic<std::size_t> numTaken = 0;
     Base::ParallelFor(static_cast<std::uint32_t>(numBuffers), [&](std::uint32_t buffer) {
@@ -152,6 +157,10 @@ std::vector<CDepthBuffer> CScanPainter::PaintAll(const std::vector<CScanPainter>
     }
     ForEachBand(projection.GetHeight(),
                 [&](std::uint32_t begin, std::uint32_t end) { joinRows(drawn, begin, end); });
+    while (drawn.size() > c_numKept)
+    {
+        drawn.pop_back();
+    }
     return drawn;
 }
 

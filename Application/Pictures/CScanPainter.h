@@ -41,9 +41,10 @@ public:
                  const LqMatrix4Rd& trafo, std::span<const Base::CSurfelBitMask> flags,
                  std::uint32_t colorIndex, bool hideCut);
 
-    /// What all surfels of \p painters, made for \p projection, look like: the first buffer. The
-    /// others, if any, were needed on the way and may serve for something else. Runs in parallel;
-    /// the picture is the same on any number of threads.
+    /// What all surfels of \p painters, made for \p projection, look like: the first buffer. A
+    /// second one, if there is one, was needed on the way and may serve for something else. Runs in
+    /// parallel; the picture is the same on any number of threads. On the way, two buffers or a
+    /// gigabyte of them are needed at most, and no more samples than there are surfels.
     [[nodiscard]] static std::vector<CDepthBuffer> PaintAll(
         const std::vector<CScanPainter>& painters, const CPictureProjection& projection);
 

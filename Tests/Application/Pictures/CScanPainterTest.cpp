@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <array>
@@ -223,6 +224,21 @@ TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)
     {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
         EXPECT_EQ(readAll(CScanPainter::PaintAll(painters, projection).front()), expected);
+    }
+}
+
+TEST(CScanPainter, PaintAll_KeepsTwoBuffersAtMost)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const auto collection = makeCollection(strewPoints(600000), 12);
+    const std::vector<CScanPainter> painters(
+        24, CScanPainter(projection, *collection, c_matIdentityD, {}, 0, false));
+    // Also where there are fewer processors.
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism, 7);
+    tbb::task_arena arena(7);
+    for (int run = 0; run < 8; ++run)
+    {
+        arena.execute([&] { EXPECT_LE(CScanPainter::PaintAll(painters, projection).size(), 2U); });
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "Base/Interfaces/ISurfelCollection.h"
 #include "Base/Math/LqMatrix4R.h"
@@ -46,9 +47,9 @@ void classify(const Surfels& surfels, const LqMatrix4Rd& matrix, const RegionSel
 /// are left out.
 void dropCut(const std::vector<Base::CSurfelBitMask>& words, std::vector<bool>& copyMask)
 {
-    constexpr Base::CSurfelBitMask c_anyBit{0xFFFF};
+    constexpr Base::CSurfelBitMask c_anyBit{std::numeric_limits<std::uint16_t>::max()};
     ForEachSurfelBlock(copyMask.size(), [&](std::uint64_t begin, std::uint64_t end) {
-        for (std::size_t group = begin / c_boolsPerWord; group < CountBoolWords(end); ++group)
+        for (std::size_t group = begin / c_boolsPerWord; group != CountBoolWords(end); ++group)
         {
             if (const std::uint64_t cut = GatherMarked(words, c_anyBit, group))
             {

@@ -52,8 +52,7 @@ std::uint32_t packWord(const std::uint8_t* pixels)
     // Most words of a mask are all the one or all the other.
     const auto areAll = [&](std::uint8_t pixel) {
         const std::uint64_t each = inEachOfEight(pixel);
-        return ((eights[0] ^ each) | (eights[1] ^ each) | (eights[2] ^ each) |
-                (eights[3] ^ each)) == 0;
+        return eights[0] == each && eights[1] == each && eights[2] == each && eights[3] == each;
     };
     if (areAll(0))
     {

@@ -116,7 +116,7 @@ bool CutRuns(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const SSurfel
     // The surfels from here on are left to the kernel, which copies their words as it goes.
     std::uint32_t beginOfUnknown = begin;
     const auto cutUnknown = [&](std::uint32_t endOfUnknown) {
-        if (beginOfUnknown < endOfUnknown)
+        if (beginOfUnknown != endOfUnknown)
         {
             hasChanged = kernel(task, beginOfUnknown, endOfUnknown) || hasChanged;
         }

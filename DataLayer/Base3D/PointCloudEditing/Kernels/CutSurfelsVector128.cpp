@@ -43,8 +43,8 @@ struct SVector128
         const Floats d = Load(first + 48);
         const Floats xyOfAB = __builtin_shufflevector(a, b, 0, 4, 1, 5);
         const Floats xyOfCD = __builtin_shufflevector(c, d, 0, 4, 1, 5);
-        const Floats zOfAB = __builtin_shufflevector(a, b, 2, 6, 3, 7);
-        const Floats zOfCD = __builtin_shufflevector(c, d, 2, 6, 3, 7);
+        const Floats zOfAB = __builtin_shufflevector(a, b, 2, 6, c_any, c_any);
+        const Floats zOfCD = __builtin_shufflevector(c, d, 2, 6, c_any, c_any);
         x = __builtin_shufflevector(xyOfAB, xyOfCD, 0, 1, 4, 5);
         y = __builtin_shufflevector(xyOfAB, xyOfCD, 2, 3, 6, 7);
         z = __builtin_shufflevector(zOfAB, zOfCD, 0, 1, 4, 5);
@@ -104,6 +104,8 @@ private:
     }
 
     using Ints = std::int32_t __attribute__((vector_size(16)));
+    /// A lane that the next step does not take: whichever costs least.
+    static constexpr int c_any = -1;
 };
 
 }  // namespace

@@ -58,7 +58,7 @@ private:
     using Floats = typename Vector::Floats;
     using Words = typename Vector::Words;
     static constexpr std::uint32_t c_width = Vector::c_width;
-    static constexpr std::uint32_t c_allLanes = (1U << c_width) - 1U;
+    static constexpr std::uint32_t c_allLanes = ~(~0U << c_width);
     /// See cutGroups().
     static constexpr std::uint32_t c_groupsPerBatch = 256 / c_width;
 

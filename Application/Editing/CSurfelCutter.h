@@ -76,7 +76,8 @@ public:
     /// position.
     ///
     /// The positions of a DataLayer::CSurfelCollectionView, such as those of a scan file, are read
-    /// once, as they come from memory or from the disk.
+    /// once, as they come from memory or from the disk; and once more where nothing is painted, or
+    /// where their bounding box turns out to be rejected.
     ///
     /// @throw std::invalid_argument when the number of words is neither 0 nor the count.
     /// @throw std::length_error when the collection has 2^32 surfels or more.

@@ -87,6 +87,17 @@ TEST_F(CDemoCommandTest, MergedScan_IsInCommonCoordinates)
                 1e-5);
 }
 
+// The lasso of the documents and of the demo's script.
+TEST_F(CDemoCommandTest, Lasso_OfTheDocumentsMeetsTheWholeSpout)
+{
+    ASSERT_EQ(run({"demo", "-o", "."}).exitCode, 0);
+    const auto result =
+        run({"cut", "object.ply", "--dry-run", "--json", "--lasso", "838,288", "868,240", "905,205",
+             "955,210", "975,255", "930,325", "885,352", "850,338"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_NEAR(json::parse(result.out)["newlyCut"].get<double>(), 6499.0, 50.0);
+}
+
 TEST_F(CDemoCommandTest, SameSettings_GiveTheSameBytes)
 {
     ASSERT_EQ(run({"demo", "-o", "a", "--points", "2000"}).exitCode, 0);

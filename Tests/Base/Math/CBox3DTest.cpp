@@ -113,6 +113,20 @@ TEST(CBox3D, Extend_VectorDoesTheSameAsThreeCoordinates)
     EXPECT_EQ(byVector, MakeBox({-4, 0, -6}, {1, 5, 1}));
 }
 
+TEST(CBox3D, Extend_OfZerosOfEitherSignTheFirstStays)
+{
+    for (const float first : {0.0F, -0.0F})
+    {
+        CBox3D box;
+        box.Extend(first, first, first);
+        box.Extend(-first, -first, -first);
+        for (const float bound : {box.min.x, box.min.y, box.min.z, box.max.x, box.max.y, box.max.z})
+        {
+            EXPECT_EQ(std::signbit(bound), std::signbit(first));
+        }
+    }
+}
+
 TEST(CBox3D, Extend_NotANumberLeavesItsAxisAlone)
 {
     CBox3D box = c_unitBox;

@@ -124,6 +124,20 @@ TEST(CMeshToSurfels, CreateMinimal_TriangleThatIsNotFiniteSpoilsNoOtherNormal)
     }
 }
 
+TEST(CMeshToSurfels, SampleFaces_TriangleThatIsNotFiniteGetsNone)
+{
+    for (const float coordinate : {c_nan, c_infinity, -c_infinity})
+    {
+        for (std::size_t corner = 0; corner < 3; ++corner)
+        {
+            Geometry::CTriangulation mesh = MakeTriangle();
+            mesh.vertices[corner].y = coordinate;
+            EXPECT_EQ(CMeshToSurfels(0.5F, true).CreateMinimal(mesh)->GetCount(), 3U)
+                << corner << ' ' << coordinate;
+        }
+    }
+}
+
 TEST(CMeshToSurfels, CreateMinimal_LargeCoordinatesKeepTheirNormal)
 {
     Geometry::CTriangulation mesh;
@@ -141,6 +155,10 @@ TEST(CMeshToSurfels, CreateMinimal_IndexBeyondTheVerticesNamesTheTriangle)
                   static_cast<void>(CMeshToSurfels(c_usualDistance, false).CreateMinimal(mesh));
               }),
               "Triangle 1 names vertex 3, but there are only 3.");
+    EXPECT_EQ(GetCodeLineOf([&] {
+                  static_cast<void>(CMeshToSurfels(c_usualDistance, false).CreateMinimal(mesh));
+              }),
+              28U);
 }
 
 TEST(CMeshToSurfels, SampleFaces_FollowTheVerticesInsideTheFace)
@@ -204,6 +222,19 @@ TEST(CMeshToSurfels, SampleFaces_DoNotDependOnWhichCornerComesFirst)
     EXPECT_EQ(CMeshToSurfels(0.3F, true).CreateMinimal(mesh)->GetCount(), expected);
 }
 
+TEST(CMeshToSurfels, SampleFaces_OfEquallyLongEdgesTheFirstHasTheRows)
+{
+    Geometry::CTriangulation mesh;
+    mesh.vertices = {{0.0F, 0.0F, 0.0F}, {2.0F, 4.0F, 0.0F}, {4.0F, 0.0F, 0.0F}};
+    const auto getFirst = [&mesh](std::uint32_t a, std::uint32_t b, std::uint32_t c) {
+        mesh.triangles = {{a, b, c}};
+        return CMeshToSurfels(1.0F, true).CreateMinimal(mesh)->GetAllPositions()[3];
+    };
+    // The first surfel lies near that edge's first corner: at the bottom, and at the top.
+    EXPECT_LT(getFirst(0, 1, 2).y, 1.0F);
+    EXPECT_GT(getFirst(1, 2, 0).y, 3.0F);
+}
+
 TEST(CMeshToSurfels, SampleFaces_SameMeshGivesTheSameBits)
 {
     const auto first = CMeshToSurfels(0.07F, true).CreateMinimal(MakeTriangle());
@@ -226,13 +257,17 @@ TEST(CMeshToSurfels, SampleFaces_FaceWithoutAreaGetsNone)
 
 TEST(CMeshToSurfels, SampleFaces_DistanceThatIsNoDistanceThrows)
 {
+    const auto create = [](float distance) {
+        return [distance] {
+            static_cast<void>(CMeshToSurfels(distance, true).CreateMinimal(MakeTriangle()));
+        };
+    };
     for (const float distance : {0.0F, -0.1F, c_nan, c_infinity})
     {
-        EXPECT_THROW(
-            static_cast<void>(CMeshToSurfels(distance, true).CreateMinimal(MakeTriangle())),
-            VekoException)
-            << distance;
+        EXPECT_EQ(GetCodeLineOf(create(distance)), 183U) << distance;
     }
+    EXPECT_EQ(GetMessageOf(create(0.0F)),
+              "The sampling distance is 0; it must be positive and finite.");
 }
 
 TEST(CMeshToSurfels, SampleFaces_TooManySurfelsThrow)
@@ -244,6 +279,20 @@ TEST(CMeshToSurfels, SampleFaces_TooManySurfelsThrow)
             VekoException)
             << distance;
     }
+}
+
+TEST(CMeshToSurfels, SampleFaces_TooManySurfelsInOneRowThrowTheirNumber)
+{
+    Geometry::CTriangulation mesh;
+    mesh.vertices = {{0.0F, 0.0F, 0.0F}, {0x1p50F, 0.0F, 0.0F}, {0x1p49F, 1.0F, 0.0F}};
+    mesh.triangles = {{0, 1, 2}};
+    const auto create = [&mesh] {
+        static_cast<void>(CMeshToSurfels(1.0F, true).CreateMinimal(mesh));
+    };
+    EXPECT_EQ(GetMessageOf(create),
+              "A sampling distance of 1 would give about 562949953421313 surfels; at most "
+              "268435456 are made.");
+    EXPECT_EQ(GetCodeLineOf(create), 194U);
 }
 
 TEST(CMeshToSurfels, NoSampling_DistanceDoesNotMatter)

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <random>
 
 #include "DataLayer/PointCloud/CSurfelCollectionPositionNormal.h"
@@ -67,6 +69,20 @@ TEST(CSurfelTransform, Normal_TranslationKeepsItAsItIs)
     EXPECT_EQ(Move({{}, normal}, MakeTranslation(5.0, 1e9, -3.0)).normal, normal);
 }
 
+TEST(CSurfelTransform, Normal_TranslationThatIsNotFiniteMakesItAUnitVector)
+{
+    for (const double distance : {HUGE_VAL, -HUGE_VAL, std::nan("")})
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis)
+        {
+            LqMatrix4Rd trafo = c_matIdentityD;
+            trafo(3, axis) = distance;
+            EXPECT_EQ(Move({{}, {0.0F, 4.0F, 0.0F}}, trafo).normal, (LqVector3f{0.0F, 1.0F, 0.0F}))
+                << axis << ' ' << distance;
+        }
+    }
+}
+
 TEST(CSurfelTransform, Normal_UniformScaleKeepsItsDirectionAndUnitLength)
 {
     ExpectNear(Move({{}, {0.6F, 0.0F, 0.8F}}, MakeScale(7.0, 7.0, 7.0)).normal, {0.6F, 0.0F, 0.8F});
@@ -97,6 +113,35 @@ TEST(CSurfelTransform, Normal_NegativeWIsAMirrorOfAllAxes)
     const auto moved = Move({{1.0F, 2.0F, 3.0F}, {0.0F, 0.0F, 1.0F}}, trafo);
     EXPECT_EQ(moved.position, (LqVector3f{-1.0F, -2.0F, -3.0F}));
     ExpectNear(moved.normal, {0.0F, 0.0F, -1.0F});
+}
+
+TEST(CSurfelTransform, Normal_PositiveWIsNoMirrorHoweverSmall)
+{
+    LqMatrix4Rd trafo = c_matIdentityD;
+    trafo(3, 3) = 0.5;
+    const auto moved = Move({{1.0F, 2.0F, 3.0F}, {0.0F, 0.0F, 1.0F}}, trafo);
+    EXPECT_EQ(moved.position, (LqVector3f{2.0F, 4.0F, 6.0F}));
+    ExpectNear(moved.normal, {0.0F, 0.0F, 1.0F});
+}
+
+TEST(CSurfelTransform, Normal_WThatGrowsAlongOneAxisTurnsItThere)
+{
+    // The planes through a position are moved by the inverse, which adds to that component of the
+    // normal what grows times the product of position and normal.
+    const LqVector3f position{1.0F, 2.0F, 3.0F};
+    const std::array<float, 3> normal{0.48F, 0.64F, 0.6F};
+    const float along = 0.48F + 2.0F * 0.64F + 3.0F * 0.6F;
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        LqMatrix4Rd trafo = c_matIdentityD;
+        trafo(axis, 3) = 0.5;
+        std::array<float, 3> turned = normal;
+        turned[axis] += 0.5F * along;
+        const float length = std::hypot(turned[0], turned[1], turned[2]);
+        SCOPED_TRACE(axis);
+        ExpectNear(Move({position, {normal[0], normal[1], normal[2]}}, trafo).normal,
+                   {turned[0] / length, turned[1] / length, turned[2] / length});
+    }
 }
 
 TEST(CSurfelTransform, Normal_StaysPerpendicularUnderAnyTransform)
@@ -170,6 +215,16 @@ TEST(CSurfelTransform, Normal_SingularTransformLeavesNone)
         }
     }
     EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, trafo).normal, LqVector3f());
+    // And so it does where one column is much longer than the others.
+    for (std::size_t column = 0; column < 3; ++column)
+    {
+        LqMatrix4Rd uneven = trafo;
+        for (std::size_t row = 0; row < 3; ++row)
+        {
+            uneven(row, column) *= 0x1p20;
+        }
+        EXPECT_EQ(Move({{}, {0.6F, 0.0F, 0.8F}}, uneven).normal, LqVector3f()) << column;
+    }
 }
 
 TEST(CSurfelTransform, Normal_WhereWIsZeroOrNotFiniteThereIsNone)
@@ -214,6 +269,17 @@ TEST(CSurfelTransform, Normal_OfAPositionThatIsNotFiniteIsStillTurned)
     const auto moved =
         Move({{c_nan, 0.0F, 0.0F}, {0.0F, 0.0F, 1.0F}}, TestSupport::MakeRotationY(0.0, 1.0));
     EXPECT_EQ(moved.normal, (LqVector3f{1.0F, 0.0F, 0.0F}));
+    // Whichever elements of an affine transform are not 0.
+    for (std::size_t row = 0; row < 3; ++row)
+    {
+        LqMatrix4Rd shear = c_matIdentityD;
+        shear(row, (row + 1) % 3) = 0.5;
+        shear(row, (row + 2) % 3) = 0.25;
+        const LqVector3f normal{0.6F, 0.0F, 0.8F};
+        EXPECT_EQ(Move({{c_nan, c_nan, c_nan}, normal}, shear).normal,
+                  Move({{}, normal}, shear).normal)
+            << row;
+    }
 }
 
 }  // namespace

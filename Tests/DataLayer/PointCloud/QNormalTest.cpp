@@ -155,6 +155,15 @@ TEST(QNormal, EncodeQNormal_GridLinesAndDiagonalsAsToldStepByStep)
     }
 }
 
+TEST(QNormal, EncodeQNormal_SumOfTheDiagonalIsBeyondIt)
+{
+    // 84.666664 in all; the third makes the sum 127.5, so that nothing is scaled.
+    constexpr float c_half = 42.833332F;
+    constexpr float c_rest = 42.833336F;
+    EXPECT_EQ(EncodeQNormal(c_half, c_half - 1.0F, c_rest), (43 << 7) | 41);
+    EXPECT_EQ(EncodeQNormal(c_half - 1.0F, c_half, c_rest), (41 << 7) | 43);
+}
+
 TEST(QNormal, EncodeQNormal_AnyBitPatternIsSafeAndMakesAKnownCode)
 {
     std::mt19937 random(7);

@@ -88,4 +88,19 @@ template <typename Operation>
     return {};
 }
 
+/// The line that the exception names which \p operation throws; 0 when it throws none.
+template <typename Operation>
+[[nodiscard]] unsigned int GetCodeLineOf(const Operation& operation)
+{
+    try
+    {
+        operation();
+    }
+    catch (const VekoException& exception)
+    {
+        return exception.GetCodeLine();
+    }
+    return 0;
+}
+
 }  // namespace DataLayerTest

@@ -164,6 +164,12 @@ TEST(QNormal, EncodeQNormal_SumOfTheDiagonalIsBeyondIt)
     EXPECT_EQ(EncodeQNormal(c_half - 1.0F, c_half, c_rest), (41 << 7) | 43);
 }
 
+TEST(QNormal, EncodeQNormal_AddsXAndYFirst)
+{
+    // Any other order rounds the sum differently, and ends in the next cell.
+    EXPECT_EQ(EncodeQNormal(17.62F, 2.96F, 17.16F), (59 << 7) | 9);
+}
+
 TEST(QNormal, EncodeQNormal_AnyBitPatternIsSafeAndMakesAKnownCode)
 {
     std::mt19937 random(7);

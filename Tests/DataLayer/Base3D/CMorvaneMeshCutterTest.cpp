@@ -68,6 +68,20 @@ TEST(CMorvaneMeshCutter, CopyWihMask_TrianglesWithADroppedCornerGoAndTheOthersAr
     EXPECT_EQ(copy->triangles, (Triangles{{1, 0, 2}, {3, 1, 2}}));
 }
 
+TEST(CMorvaneMeshCutter, CopyWihMask_VerticesDroppedBetweenKeptOnesMatterWhereverTheyLie)
+{
+    // Triangles whose lowest and highest vertices are kept, with others kept before them.
+    Geometry::CTriangulation mesh;
+    for (std::size_t index = 0; index < 6; ++index)
+    {
+        mesh.vertices.push_back(MakePosition(index));
+    }
+    mesh.triangles = {{1, 4, 5}, {1, 2, 4}};
+    std::vector<bool> mask{true, true, false, false, true, true};
+    const auto copy = CMorvaneMeshCutter::CopyWihMask(mesh, mask);
+    EXPECT_EQ(copy->triangles, (Triangles{{1, 2, 3}}));
+}
+
 TEST(CMorvaneMeshCutter, CopyWihMask_VertexWithoutTrianglesIsKept)
 {
     const Geometry::CTriangulation mesh = MakeMesh();

@@ -48,6 +48,16 @@ TEST(BoundCorners, HighestVerticesAreTheLast)
     }
 }
 
+TEST(BoundCorners, LowestVertexAloneIsTheFirstAndTheLast)
+{
+    for (const std::size_t count : {1, 4})
+    {
+        const std::vector<Triangle> triangles(count, {0, 0, 0});
+        EXPECT_EQ(BoundCorners(triangles.data(), count).first, 0U);
+        EXPECT_EQ(BoundCorners(triangles.data(), count).last, 0U);
+    }
+}
+
 TEST(BoundCorners, NoTrianglesHaveAnEmptyRange)
 {
     const SCornerRange range = BoundCorners(nullptr, 0);

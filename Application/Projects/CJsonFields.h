@@ -13,7 +13,7 @@ namespace Application
 
 /// Reads the fields of one JSON object, and remembers where it stands for messages.
 ///
-/// A view of the object and the file's name, which must both live. All that read throw a
+/// A view of the object and the file's name, which must both live. All operations that read throw a
 /// CInputError that names the file and the field when the field is missing or of another kind.
 class CJsonFields
 {
@@ -33,6 +33,7 @@ public:
     [[nodiscard]] bool GetBool(const char* name) const;
     [[nodiscard]] std::uint64_t GetCount(const char* name) const;
     [[nodiscard]] int GetInt(const char* name) const;
+    /// Reads an array of exactly as many numbers as \p numbers has room for.
     void GetNumbers(const char* name, std::span<double> numbers) const;
 
     /// "expected ..., found ..." at the field \p name, or at the object itself.

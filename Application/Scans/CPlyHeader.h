@@ -14,6 +14,7 @@
 namespace Application
 {
 
+/// How the records of a PLY file are written.
 enum class EPlyFormat
 {
     Ascii,

@@ -41,6 +41,7 @@ enum class EPlyType : std::uint8_t
 namespace Detail
 {
 
+/// The number at \p address, of any alignment.
 template <typename T>
 [[nodiscard]] T LoadPlyValue(const std::byte* address, bool isSwapped)
 {

@@ -27,8 +27,8 @@ public:
 
     /// Does the work with the options that were parsed. Nothing is printed on standard output;
     /// progress and warnings go to \p console.
-    /// @throw CUsageError, Application::CInputError, Application::COutputError,
-    /// Application::CInterruptedError and whatever the work itself throws.
+    /// @throw CUsageError, CInterruptedError, Application::CInputError, Application::COutputError
+    /// and whatever the work itself throws.
     [[nodiscard]] virtual SReport Run(CConsole& console) = 0;
 };
 

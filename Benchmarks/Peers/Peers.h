@@ -35,6 +35,7 @@ public:
     virtual std::size_t CountSelected() = 0;
 };
 
+/// A library that selects by lasso.
 struct SClassifierPeer
 {
     std::string name;
@@ -51,13 +52,13 @@ public:
     /// Builds the tree, again at every call.
     virtual void Build() = 0;
     /// \return the index of the point nearest to \p query, or a negative number when none lies
-    /// within
-    ///     \p bound. Which of several at the same distance is the library's choice.
+    ///     within \p bound. Which of several at the same distance is the library's choice.
     virtual std::int32_t Find(const LqVector3f& query, float bound) = 0;
     /// \return the bytes of the tree and its points, or 0 where the library does not tell.
     [[nodiscard]] virtual std::size_t GetMemorySize() = 0;
 };
 
+/// A library that searches for nearest neighbours.
 struct SNearestNeighborPeer
 {
     std::string name;
@@ -91,6 +92,7 @@ public:
     [[nodiscard]] virtual std::array<std::size_t, 2> GetCounts() const = 0;
 };
 
+/// A library that removes vertices from meshes.
 struct SVertexRemoverPeer
 {
     std::string name;

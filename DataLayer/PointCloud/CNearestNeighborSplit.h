@@ -22,8 +22,8 @@ namespace DataLayer
 /// search.
 ///
 /// Most cubes around the cloud are judged when the split is made, by where there are positions at
-/// all; others when they are first asked for, by the distances of the positions near them. The
-/// points of cubes whose points differ are answered one by one. What is judged, and why that is
+/// all; others when they are first asked for, by the distances of the positions near them. Where
+/// the points of a cube differ, they are answered one by one. What is judged, and why that is
 /// exact, is told in Docs/NeighborCells.md.
 ///
 /// Takes 16 to 20 bytes for each position of a smooth surface, half a bound apart or a little less.
@@ -54,8 +54,8 @@ public:
 
     /// Writes for each of \p surfels, placed by \p trafo with perspective division, what bricks and
     /// cells tell of its cube into \p states. The numbers of those that are neither c_amongFirst
-    /// nor c_notAmong, who must be asked for by IsAmongFirst(), go to \p open in ascending order.
-    /// Both have room for all surfels, of whom there are less than 2^32. Returns how many are open.
+    /// nor c_notAmong, of which IsAmongFirst() must be asked, go to \p open in ascending order.
+    /// Both have room for all surfels, less than 2^32. Returns how many are open.
     std::size_t Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo, std::uint16_t* states,
                      std::uint32_t* open) const;
 

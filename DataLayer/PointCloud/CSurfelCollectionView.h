@@ -14,8 +14,9 @@ namespace DataLayer
 
 /// A surfel collection over the caller's own buffers, of which nothing is copied.
 ///
-///     auto cloud = std::make_shared<DataLayer::CSurfelCollectionView>(
-///         nullptr, points.size(), points.data(), sizeof(points[0]));
+///     auto points = std::make_shared<const std::vector<SMyPoint>>(...);  // begins with x, y, z
+///     auto cloud = std::make_shared<const DataLayer::CSurfelCollectionView>(
+///         points, points->size(), points->data(), sizeof(SMyPoint));
 ///
 /// Surfel j's position is the three floats at \p positions + j x \p positionStride bytes, and its
 /// normal likewise. A stride is any number of bytes: 0 makes all surfels share one element, and

@@ -37,8 +37,8 @@ void CheckSources(const char* function,
 /// @throw std::length_error when the sum does not fit into memory by far.
 [[nodiscard]] std::uint64_t AddSurfelCounts(std::uint64_t first, std::uint64_t second);
 
-/// The subsets of a collection's \p count surfels, each copied by \p read; see the operations of
-/// Base::ISurfelCollection.
+/// GetSubsetCopyByIndex() of Base::ISurfelCollection for a collection of \p count surfels, each
+/// copied by \p read. Errors name \p function.
 template <typename Elements, typename Read>
 [[nodiscard]] Elements CopySubsetByIndex(const char* function, std::uint64_t count,
                                          const std::vector<std::size_t>& indices,
@@ -67,6 +67,7 @@ template <typename Elements, typename Read>
         .Copy<Elements>(read);
 }
 
+/// The same for GetSubsetCopyByMask() with flag words.
 template <typename Elements, typename Read>
 [[nodiscard]] Elements CopySubsetByMask(const char* function, std::uint64_t count,
                                         const std::vector<Base::CSurfelBitMask>& bitMasks,
@@ -86,6 +87,7 @@ template <typename Elements, typename Read>
         .Copy<Elements>(read);
 }
 
+/// The same for GetSubsetCopyByMask() with a vector of bool.
 template <typename Elements, typename Read>
 [[nodiscard]] Elements CopySubsetByMask(const char* function, std::uint64_t count,
                                         const std::vector<bool>& mask,

@@ -17,17 +17,17 @@ namespace
 
 /// A point as this program keeps it. The library needs to know only where the three floats lie and
 /// how many bytes there are from one point to the next.
-struct SColouredPoint
+struct SColoredPoint
 {
-    std::uint32_t colour;
+    std::uint32_t color;
     float x, y, z;
 };
 
 /// A sphere of radius 1 around the origin, evenly covered along a spiral.
-std::vector<SColouredPoint> MakeSphere(int numPoints)
+std::vector<SColoredPoint> MakeSphere(int numPoints)
 {
     const double goldenAngle = 2.399963229728653;
-    std::vector<SColouredPoint> points;
+    std::vector<SColoredPoint> points;
     for (int index = 0; index < numPoints; ++index)
     {
         const double z = 1.0 - 2.0 * (index + 0.5) / numPoints;
@@ -76,12 +76,11 @@ int main()
 {
     try
     {
-        const auto points =
-            std::make_shared<const std::vector<SColouredPoint>>(MakeSphere(100'000));
+        const auto points = std::make_shared<const std::vector<SColoredPoint>>(MakeSphere(100'000));
 
         // A view over the points: nothing is copied, and the shared pointer keeps them alive.
         const auto collection = std::make_shared<const DataLayer::CSurfelCollectionView>(
-            points, points->size(), &points->front().x, sizeof(SColouredPoint));
+            points, points->size(), &points->front().x, sizeof(SColoredPoint));
 
         // The region: the three transforms of the view, which are multiplied from left to right,
         // and the painted pixels.

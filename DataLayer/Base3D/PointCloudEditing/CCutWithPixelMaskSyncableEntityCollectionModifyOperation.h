@@ -55,6 +55,7 @@ public:
     ///
     /// @throw ScanAPI::BadOptionalAccessException when an entry has no value.
     /// @throw VekoException when a collection that may lie under the paint has no positions.
+    /// @throw std::length_error as CCutPointCloudWithPixelMask::Compute().
     /// After an exception GetNumModifiedPackets() is what it was.
     [[nodiscard]] Base::CEntityMapModifyBatch ComputeModifications(
         const Base::CEntityMapSyncBatch& syncBatch) const override;

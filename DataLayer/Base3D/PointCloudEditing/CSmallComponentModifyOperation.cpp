@@ -153,7 +153,7 @@ public:
 
     [[nodiscard]] std::span<const CSurfelBitMask> Get() const { return m_words; }
 
-    /// The words to change behind those of the last call, up to \p end and as they are so far.
+    /// The words from the last call's end up to \p end, unchanged so far, to be changed in place.
     [[nodiscard]] std::span<CSurfelBitMask> Change(std::size_t end)
     {
         const auto added = m_words.subspan(m_end, end - m_end);
@@ -178,7 +178,7 @@ private:
     std::shared_ptr<const Base::CSurfelCollectionMask> m_mask;
     std::vector<CSurfelBitMask> m_changed;
     std::span<const CSurfelBitMask> m_words;
-    std::size_t m_end = 0;  ///< Of the words to change.
+    std::size_t m_end = 0;  ///< Of those that Change() has handed out.
 };
 
 bool isExcluded(CSurfelBitMask word)
@@ -208,7 +208,8 @@ void flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search
     }
 }
 
-/// The bit of a word that changes when the neighbour is as a known state tells, or 0.
+/// SurfelFlagSmallComponent when \p word has to change for what \p state tells of the surfel's
+/// neighbour, else 0.
 std::uint16_t changeOf(CSurfelBitMask word, std::uint16_t state)
 {
     const int flag =
@@ -217,7 +218,8 @@ std::uint16_t changeOf(CSurfelBitMask word, std::uint16_t state)
         isExcluded(word) ? 0 : (word.bits ^ flag) & CSurfelBitMask::SurfelFlagSmallComponent);
 }
 
-/// Looks up what is known around the first \p count surfels, and asks for those of whom nothing is.
+/// Looks up what is known around the first \p count surfels, and asks for those that stay open one
+/// by one.
 void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std::size_t count,
                  CScanWords& words)
 {

@@ -52,8 +52,8 @@ struct alignas(64) SNode
 static_assert(sizeof(ULeaf) == std::size_t{16} * c_fanOut, "sixteen bytes a point");
 static_assert(sizeof(SNode) == std::size_t{28} * c_fanOut, "28 bytes a child");
 
-/// So many nodes stay without one above them, which would take a query longer than another one
-/// beside the first does.
+/// A level of at most so many nodes gets none above it: a query looks at a second root in less time
+/// than at one more level.
 inline constexpr std::uint32_t c_mostRoots = 2;
 
 /// A whole tree. There is at least one point; the roots are all nodes of level \p topLevel, which

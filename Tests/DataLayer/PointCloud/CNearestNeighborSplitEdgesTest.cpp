@@ -9,7 +9,8 @@
 #include <random>
 #include <vector>
 
-#include "DataLayer/PointCloud/Kernels/NeighborCellLookup.h"
+#include "DataLayer/PointCloud/Kernels/NeighborCells.h"
+#include "Tests/DataLayer/PointCloud/CCellGrid.h"
 #include "Tests/DataLayer/PointCloud/CNearestNeighborSplitTest.h"
 #include "Tests/Support/TestRounds.h"
 
@@ -17,56 +18,6 @@ namespace DataLayerTest
 {
 namespace
 {
-
-/// The cells of a cloud of which half the positions or more lie in one place, which so becomes the
-/// middle of the cells.
-class CCellGrid
-{
-public:
-    explicit CCellGrid(const LqVector3f& middle) : m_middle(middle)
-    {
-        constexpr float c_half = static_cast<float>(DataLayer::NeighborCells::c_maximumCell) / 2.0F;
-        m_lookup.scale = DataLayer::CNeighborCells::c_cellsPerBound / c_bound;
-        m_lookup.low[0] = middle.x - c_half / m_lookup.scale;
-        m_lookup.low[1] = middle.y - c_half / m_lookup.scale;
-        m_lookup.low[2] = middle.z - c_half / m_lookup.scale;
-    }
-
-    /// The least coordinate whose cell has this number or a higher one.
-    [[nodiscard]] float First(std::uint32_t axis, std::uint32_t cell) const
-    {
-        const auto about =
-            static_cast<float>(m_lookup.low[axis] + static_cast<double>(cell) / m_lookup.scale);
-        float below = about - 64;
-        float first = about + 64;
-        for (;;)
-        {
-            const auto middle = static_cast<float>((static_cast<double>(below) + first) / 2);
-            if (middle == below || middle == first)
-            {
-                return first;
-            }
-            (DataLayer::NeighborCells::cellOf(m_lookup, middle, axis) < cell ? below : first) =
-                middle;
-        }
-    }
-
-    [[nodiscard]] float Last(std::uint32_t axis, std::uint32_t cell) const
-    {
-        return std::nextafter(First(axis, cell + 1), -c_infinity);
-    }
-
-    /// As many positions in the middle as there are others, and more.
-    [[nodiscard]] Points WithMiddle(Points points) const
-    {
-        points.resize(2 * points.size() + 3, m_middle);
-        return points;
-    }
-
-private:
-    LqVector3f m_middle;
-    DataLayer::NeighborCells::SLookup m_lookup{};
-};
 
 class CNearestNeighborSplitEdgesTest : public CNearestNeighborSplitTest
 {};

@@ -1,0 +1,281 @@
+// What bricks and cells tell of each cube, which nobody has to ask for again: as much as they can.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+#include "DataLayer/PointCloud/Kernels/NeighborCells.h"
+#include "Tests/DataLayer/PointCloud/CCellGrid.h"
+#include "Tests/DataLayer/PointCloud/CNearestNeighborSplitTest.h"
+
+namespace DataLayerTest
+{
+namespace
+{
+
+using Cell = std::array<std::int32_t, 3>;
+
+constexpr std::int32_t c_size = 64;  // of the window, in cells
+constexpr std::int32_t c_brickEdge = 4;
+constexpr std::int32_t c_blockEdge = 16;
+
+/// A flag for each cell, brick or block of the window.
+class CFlags
+{
+public:
+    explicit CFlags(std::int32_t edge)
+        : m_count(c_size / edge), m_flags(static_cast<std::size_t>(m_count * m_count * m_count))
+    {}
+
+    /// What lies outside is none.
+    void Set(const Cell& place)
+    {
+        if (std::all_of(place.begin(), place.end(),
+                        [this](std::int32_t number) { return 0 <= number && number < m_count; }))
+        {
+            m_flags[indexOf(place)] = true;
+        }
+    }
+
+    [[nodiscard]] bool Get(const Cell& place) const { return m_flags[indexOf(place)]; }
+
+private:
+    [[nodiscard]] std::size_t indexOf(const Cell& place) const
+    {
+        return static_cast<std::size_t>((place[2] * m_count + place[1]) * m_count + place[0]);
+    }
+
+    std::int32_t m_count;
+    std::vector<bool> m_flags;
+};
+
+Cell divided(const Cell& cell, std::int32_t edge)
+{
+    return {cell[0] / edge, cell[1] / edge, cell[2] / edge};
+}
+
+/// Calls \p body for all places up to \p reach from \p middle on each axis.
+template <typename Body>
+void forAround(const Cell& middle, std::int32_t reach, const Body& body)
+{
+    for (std::int32_t z = middle[2] - reach; z <= middle[2] + reach; ++z)
+    {
+        for (std::int32_t y = middle[1] - reach; y <= middle[1] + reach; ++y)
+        {
+            for (std::int32_t x = middle[0] - reach; x <= middle[0] + reach; ++x)
+            {
+                body(Cell{x, y, z});
+            }
+        }
+    }
+}
+
+/// Restates which cells are covered and which bricks are out of reach.
+class CKnown
+{
+public:
+    void AddFirst(const Cell& cell)
+    {
+        forAround(cell, 2, [&](const Cell& other) {
+            std::int32_t sum = 0;
+            for (std::size_t axis = 0; axis < 3; ++axis)
+            {
+                const std::int32_t edge = std::abs(other[axis] - cell[axis]) + 1;
+                sum += edge * edge;
+            }
+            if (sum <= 14)
+            {
+                m_covered.Set(other);
+            }
+        });
+        forAround(divided(cell, c_brickEdge), 1, [this](const Cell& brick) {
+            m_besideFirst.Set(brick);
+            if (*std::min_element(brick.begin(), brick.end()) >= 0)
+            {
+                m_blocks.Set(divided(brick, c_blockEdge / c_brickEdge));
+            }
+        });
+    }
+
+    void AddOther(const Cell& cell)
+    {
+        forAround(divided(cell, c_brickEdge), 1,
+                  [this](const Cell& brick) { m_besideOthers.Set(brick); });
+        m_blocks.Set(divided(cell, c_blockEdge));
+    }
+
+    [[nodiscard]] bool IsBlock(const Cell& cell) const
+    {
+        return m_blocks.Get(divided(cell, c_blockEdge));
+    }
+
+    /// The state of the cube with this lowest cell.
+    [[nodiscard]] std::uint16_t StateOf(const Cell& cell) const
+    {
+        const Cell brick = divided(cell, c_brickEdge);
+        if (!m_besideFirst.Get(brick))
+        {
+            return DataLayer::NeighborCells::c_notAmong;
+        }
+        bool isCovered = !m_besideOthers.Get(brick);
+        for (std::int32_t corner = 0; corner < 8; ++corner)
+        {
+            isCovered &= m_covered.Get(
+                {cell[0] + corner % 2, cell[1] + corner / 2 % 2, cell[2] + corner / 4});
+        }
+        return isCovered ? DataLayer::NeighborCells::c_amongFirst
+                         : DataLayer::NeighborCells::c_unjudged;
+    }
+
+private:
+    CFlags m_covered{1};
+    CFlags m_besideFirst{c_brickEdge};
+    CFlags m_besideOthers{c_brickEdge};
+    CFlags m_blocks{c_blockEdge};
+};
+
+/// A part of a surface, some scattered cells, and crowds of those.
+std::vector<Cell> drawCells(std::mt19937& random)
+{
+    const auto number = [&random](std::int32_t count) {
+        return static_cast<std::int32_t>(random() % static_cast<std::uint32_t>(count));
+    };
+    const auto anywhere = [&number] {
+        return Cell{number(c_size), number(c_size), number(c_size)};
+    };
+    std::vector<Cell> cells;
+    for (std::int32_t count = number(40); count > 0; --count)
+    {
+        cells.push_back(anywhere());
+    }
+    const auto across = static_cast<std::size_t>(number(3));
+    const Cell corner = anywhere();
+    for (std::int32_t along = number(c_size - 1); along < c_size; along += 2)
+    {
+        for (std::int32_t beside = number(c_size - 1); beside < c_size; beside += 2)
+        {
+            Cell cell;
+            cell[across] = std::min(corner[across] + along / 8, c_size - 1);
+            cell[(across + 1) % 3] = along;
+            cell[(across + 2) % 3] = beside;
+            cells.push_back(cell);
+        }
+    }
+    for (std::int32_t count = number(200); count > 0; --count)
+    {
+        Cell cell;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+        {
+            cell[axis] = std::min(corner[axis] + number(8), c_size - 1);
+        }
+        cells.push_back(cell);
+    }
+    return cells;
+}
+
+class CNeighborCellsTest : public CNearestNeighborSplitTest
+{
+protected:
+    /// Compares what is told of all cubes of a window that begins at these cells with the
+    /// restatement.
+    void expectAllThatIsKnown(const std::array<std::uint32_t, 3>& low, std::uint32_t seed)
+    {
+        constexpr float c_middle = 0.3F;
+        constexpr std::uint32_t c_lastBlock = DataLayer::NeighborCells::c_maximumCell / 16;
+        const CCellGrid grid({c_middle, c_middle, c_middle});
+        std::vector<float> coordinates[3];
+        for (std::uint32_t axis = 0; axis < 3; ++axis)
+        {
+            for (std::uint32_t cell = 0; cell < c_size; ++cell)
+            {
+                coordinates[axis].push_back(grid.Middle(axis, low[axis] + cell));
+            }
+        }
+        const auto pointAt = [&coordinates](const Cell& cell) {
+            return LqVector3f{coordinates[0][static_cast<std::size_t>(cell[0])],
+                              coordinates[1][static_cast<std::size_t>(cell[1])],
+                              coordinates[2][static_cast<std::size_t>(cell[2])]};
+        };
+        std::mt19937 random(seed);
+        CKnown known;
+        Points points;
+        for (const Cell& cell : drawCells(random))
+        {
+            points.push_back(pointAt(cell));
+            known.AddFirst(cell);
+        }
+        const auto last = static_cast<std::int32_t>(points.size()) - 1;
+        for (const Cell& cell : drawCells(random))
+        {
+            // Few of them, that some first ones are left alone.
+            if (random() % 40 == 0)
+            {
+                points.push_back(pointAt(cell));
+                known.AddOther(cell);
+            }
+        }
+        Points queries;
+        std::vector<std::uint16_t> expected;
+        for (std::int32_t z = 0; z < c_size; z += 2)
+        {
+            for (std::int32_t y = 0; y < c_size; y += 2)
+            {
+                for (std::int32_t x = 0; x < c_size; x += 2)
+                {
+                    const Cell cell{x, y, z};
+                    bool isAtAnEnd = false;
+                    for (std::size_t axis = 0; axis < 3; ++axis)
+                    {
+                        const std::uint32_t block =
+                            (low[axis] + static_cast<std::uint32_t>(cell[axis])) / 16;
+                        isAtAnEnd |= block == 0 || block == c_lastBlock;
+                    }
+                    queries.push_back(pointAt({x + 1, y, z + 1}));
+                    expected.push_back(
+                        isAtAnEnd && known.IsBlock(cell)
+                            ? static_cast<std::uint16_t>(DataLayer::NeighborCells::c_undecidable)
+                            : known.StateOf(cell));
+                }
+            }
+        }
+        const Points all = grid.WithMiddle(points);
+        const CDeferredNeighborSearch search(PositionsOf(all));
+        const auto split = CNearestNeighborSplit::Make(search, last, c_bound, GetParam());
+        ASSERT_NE(split, nullptr);
+        const std::vector<std::uint16_t> states = LookAt(*split, PositionsOf(queries)).states;
+        const auto [found, wanted] = std::mismatch(states.begin(), states.end(), expected.begin());
+        ASSERT_EQ(found, states.end())
+            << "cube " << found - states.begin() << " has " << *found << " instead of " << *wanted;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Kernels, CNeighborCellsTest, testing::ValuesIn(KernelNames()),
+                         [](const auto& kernel) { return kernel.param; });
+
+TEST_P(CNeighborCellsTest, AcrossRegions_AllIsToldThatBricksAndCellsTell)
+{
+    // Regions begin at every 128th cell.
+    for (std::uint32_t seed = 0; seed < 5; ++seed)
+    {
+        SCOPED_TRACE(seed);
+        expectAllThatIsKnown({61952 - 32, 66048 - 16, 128 * 500 - 48}, seed);
+    }
+}
+
+TEST_P(CNeighborCellsTest, AtTheEndsOfTheCells_NothingIsToldOfClampedOnes)
+{
+    for (std::uint32_t seed = 0; seed < 3; ++seed)
+    {
+        SCOPED_TRACE(seed);
+        expectAllThatIsKnown({0, 60000 / 16 * 16, 131072 - 64}, seed);
+        expectAllThatIsKnown({131072 - 64, 0, 60000 / 16 * 16}, seed);
+    }
+}
+
+}  // namespace
+}  // namespace DataLayerTest

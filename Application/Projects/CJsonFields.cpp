@@ -15,7 +15,7 @@ namespace
 using Json = CJsonFields::Json;
 
 /// The value itself, shortened; of containers in containers only the kind, since they may be nested
-/// deeper than printing them could bear.
+/// so deep that printing them would exhaust the stack.
 std::string Describe(const Json& value)
 {
     constexpr std::size_t c_maxLength = 60;

@@ -20,9 +20,9 @@ namespace Application
 /// Layout, little endian: 8 bytes "VEKO2EDT", 32-bit version 1, 32-bit number of scans, 32-bit
 /// CRC-32 of everything behind the header, 32-bit 0. Then for each scan: the 16 bytes of its key,
 /// 64-bit number of points, the CRC-32 of its flag words before and after the edit (32 bits each),
-/// 64-bit number of bytes, and so many bytes: a zlib stream of the 16-bit words, one per point,
-/// that are 1 where the flags before and after differ. Flags that a scan does not have yet count as
-/// 0.
+/// 64-bit number of bytes, and so many bytes: a zlib stream of 16-bit words, one per point, whose
+/// bits are 1 where those before and after the edit differ. Flags that a scan does not have yet
+/// count as 0.
 class CMaskChanges
 {
 public:

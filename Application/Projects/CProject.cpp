@@ -72,7 +72,7 @@ CProjectFolder OpenFolder(const std::filesystem::path& file, CProject::Access ac
                                                    : CFolderLock::Kind::Shared};
 }
 
-/// Runs what reads a piece of the history, and says in what it throws which way out there is.
+/// Calls \p read, which reads a part of the history; its error also says what the user can do.
 template <typename Read>
 auto WithHistoryHelp(const std::filesystem::path& project, Read&& read)
 {

@@ -82,7 +82,7 @@ public:
         }
     }
 
-    /// Goes on to behind an edit and says what is wrong with it.
+    /// Goes on from before an edit to behind it, and says what is wrong with it.
     [[nodiscard]] std::string Follow(const std::vector<SLink>& links)
     {
         std::string damage;

@@ -162,8 +162,8 @@ void CheckVersion(const CJsonFields& fields, const Json& version)
 }
 
 /// Reads a document while it is parsed: each scan, box and edit as soon as it is whole, so that no
-/// more than one of them is in memory as JSON. Of what else there is, however much, only as much is
-/// kept as is needed to say what is wrong with it.
+/// more than one of them is in memory as JSON. Of anything else only as much is kept as is needed
+/// to say what is wrong with it, however much there is.
 class CDocumentReader
 {
 public:
@@ -199,10 +199,11 @@ public:
     [[nodiscard]] const std::optional<std::string>& GetUnknownName() const { return m_unknownName; }
 
 private:
-    /// As deep as a number in an edit or in the transform of a scan, and one more to see a surplus.
+    /// How deep a number in an edit or in a scan's transform is, and one more to see a surplus.
     static constexpr int c_depths = 6;
-    /// One more than any object has fields, and any array but the lists has elements. No more,
-    /// since the parser looks at all of them for each object that is not kept.
+    /// One more than any object has fields, or any array but the lists has elements, so that a
+    /// surplus shows. No more, since the parser goes through all of them for each object that is
+    /// not kept.
     static constexpr std::size_t c_mostParts = 17;
     /// Bounds what the parser itself needs for each level.
     static constexpr int c_deepest = 1 << 19;
@@ -269,15 +270,15 @@ private:
         return isNeeded(depth);
     }
 
-    /// Whether to keep one more part of the container it is in. What belongs to a name was decided
-    /// with the name.
+    /// Whether to keep one more part of its container. For the value of a field that was decided
+    /// when its name was read.
     bool isNeeded(int depth)
     {
         return depth < c_depths &&
                (!m_areElements[depth] || isListed(depth) || ++m_numParts[depth] <= c_mostParts);
     }
 
-    /// Whether what begins there is an element of a list of the document's.
+    /// Whether the part that begins there is an element of one of the document's lists.
     [[nodiscard]] bool isListed(int depth) const
     {
         if (depth == 2)
@@ -332,7 +333,7 @@ private:
     const std::filesystem::path& m_name;
     SProjectDocument& m_document;
     std::unordered_set<Base::CUniqueID> m_keys;
-    /// The name that is read last, of the document's and of the history's fields.
+    /// The names read last of the document's and of the history's fields.
     std::string m_field;
     std::string m_historyField;
     std::optional<std::string> m_unknownName;

@@ -264,7 +264,7 @@ void CPlyCutWriter::copyMarked(CReplacementFile& file, std::size_t begin, std::s
         return;
     }
     // Every record is copied, in steps of a register's size, and the next one takes the place of
-    // one that is not marked: what nothing predicts is then no jump.
+    // one that is not marked: so there is no branch, which nothing could predict.
     constexpr std::size_t c_step = 16;
     const std::span<const std::byte> source = m_document.source.bytes;
     const std::size_t last = 63 - static_cast<std::size_t>(std::countl_zero(marked));

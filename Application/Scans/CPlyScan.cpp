@@ -94,10 +94,9 @@ private:
            FindVertexReferences(element).has_value();
 }
 
-/// Checks that the triangles take at most ten times the room of their faces in the file, beyond a
-/// size that matters nowhere. Only corners of one byte can take more, in faces of many corners,
-/// where each corner makes a triangle of 12 bytes; and then the triangles are far more than such a
-/// mesh's 256 vertices can make use of.
+/// Refuses triangles that take more than ten times the room of their faces in the file, unless they
+/// are few. Only faces of many corners of one byte each come to that, where one more corner makes
+/// one more triangle of 12 bytes: far more triangles than the mesh's 256 vertices have a use for.
 void expectModestTriangles(const SPlyDocument& document, std::uint64_t numTriangles)
 {
     constexpr std::uint64_t c_always = std::uint64_t{8} << 20;
@@ -227,7 +226,7 @@ std::shared_ptr<const Geometry::CTriangulation> CPlyScan::GetTriangulation() con
     {
         triangulation->vertices.push_back(positions.At(index));
     }
-    // At once: a corner may be a single byte, so that growing would take far more than the file.
+    // At once: where corners are single bytes, growing would take far more room than the file.
     triangulation->triangles.reserve(m_mostTriangles);
     CTriangleCollector collector(triangulation->triangles);
     const std::vector<SPlyElement>& elements = m_document.header.GetElements();

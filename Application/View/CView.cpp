@@ -97,7 +97,7 @@ bool isSingular(LqMatrix4Rd matrix)
 }
 
 /// What stands in place of a value, for messages: texts and numbers themselves, of containers only
-/// the kind, since they may be nested deeper than printing them could bear.
+/// the kind, since they may be nested so deep that printing them would exhaust the stack.
 std::string describe(const Json& value)
 {
     constexpr std::size_t c_longestText = 40;
@@ -111,13 +111,13 @@ std::string describe(const Json& value)
         .dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
-/// One more than any field has, so that a surplus shows. No more, since the parser looks at all of
-/// them for each object that is not kept.
+/// One more than any field has, so that a surplus shows. No more, since the parser goes through all
+/// of them for each object that is not kept.
 constexpr std::size_t c_mostElements = 17;
 
 /// Tells the parser which parts of a document to keep: of its known fields, as much as is needed to
-/// read them or to say what they are. What a file has besides takes no memory, and no time to be
-/// looked for among others.
+/// read them or to say what they are. Whatever else a file has is dropped as it is parsed, so that
+/// it takes no memory and makes no look-up longer.
 class CUsedParts
 {
 public:
@@ -140,7 +140,7 @@ public:
     }
 
 private:
-    /// As deep as a number in a field.
+    /// How deep a number in a field is.
     static constexpr int c_depths = 3;
 
     bool beginContainer(int depth, bool isArray)
@@ -154,8 +154,8 @@ private:
         return isKept;
     }
 
-    /// Of an array, only more elements than any field has, so that a surplus shows. What belongs to
-    /// a name was decided with the name.
+    /// Whether to keep one more part of its container. For the value of a field that was decided
+    /// when its name was read.
     bool isAmongFirst(int depth)
     {
         return depth < c_depths &&

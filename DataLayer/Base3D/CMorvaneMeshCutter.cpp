@@ -151,7 +151,8 @@ public:
 
 private:
     static constexpr std::size_t c_groupSize = CIndexSelection::c_wordSize;
-    /// Where it is the true one, the corners are looked up for nothing.
+    /// Stands for corners that have not all moved by the same. A group that has moved by just as
+    /// much is renumbered corner by corner, which gives the same.
     static constexpr std::uint32_t c_notOneShift = 0xFFFFFFFF;
 
     std::uint64_t select(std::uint64_t group)

@@ -174,7 +174,7 @@ std::uint32_t CNearestNeighborSplit::judge(const std::uint32_t (&cell)[3]) const
                                                                          : c_undecidable;
 }
 
-/// Whether a position is none of the first; what is no position is none either way.
+/// Whether \p index is that of a position behind the first ones; c_noPoint is not.
 bool CNearestNeighborSplit::isOther(std::uint32_t index) const
 {
     return index != CNeighborCells::c_noPoint && static_cast<std::int64_t>(index) > m_last;

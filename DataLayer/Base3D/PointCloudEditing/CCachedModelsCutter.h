@@ -43,8 +43,9 @@ public:
     /// which is built and stored in the model when missing; it stays there also when this throws.
     /// A model with both is classified on its surfels and cut as a mesh.
     ///
-    /// @throw VekoException when the model no longer exists, has no geometry, or its surfel count
-    /// changed while it was classified.
+    /// @throw VekoException when the model no longer exists or has no geometry, when its collection
+    /// has no positions or its count changed while it was classified, or when a triangle names a
+    /// vertex that is not there.
     /// @throw std::length_error when there are 2^32 surfels or more.
     [[nodiscard]] std::shared_ptr<CCachedModel> Apply(
         std::shared_ptr<const Base::SRegionSelectionInfo> regionSelection) const;
@@ -55,7 +56,8 @@ public:
     /// The model's triangulation is classified or, where there is none, its surfel collection. A
     /// model with neither is returned as it is, after a warning to the log.
     ///
-    /// @throw VekoException when the model no longer exists.
+    /// @throw VekoException when the model no longer exists, its collection has no positions, or a
+    /// triangle names a vertex that is not there.
     /// @throw std::length_error when there are 2^32 surfels or more.
     [[nodiscard]] std::shared_ptr<CCachedModel> Apply(
         std::vector<std::shared_ptr<const Base::SRegionSelectionInfo>>& regionSelections) const;

@@ -442,6 +442,16 @@ TEST(CNearestNeighborSplitMake, GetKernelNames_EndWithTheReference)
     EXPECT_EQ(CNearestNeighborSplit::GetKernelNames().back(), "scalar");
 }
 
+#if defined(__x86_64__)
+TEST(CNearestNeighborSplitMake, GetKernelNames_NameWhatTheProcessorRuns)
+{
+    const auto names = CNearestNeighborSplit::GetKernelNames();
+    EXPECT_EQ(std::count(names.begin(), names.end(), "avx2"), __builtin_cpu_supports("avx2") != 0);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "avx512"),
+              __builtin_cpu_supports("avx512f") != 0);
+}
+#endif
+
 TEST(CNearestNeighborSplitMake, Queries_AllocateNothing)
 {
     const Points points = MakeRandom(1000, 8, 37);

@@ -10,8 +10,8 @@
 namespace Application
 {
 
-/// Disjoint sets of the numbers from 0 to a count - 1, each in a set of its own at first, which any
-/// number of threads may unite. Four bytes per number.
+/// Disjoint sets (union-find) of the numbers from 0 to a count - 1, each in a set of its own at
+/// first, which any number of threads may unite. Four bytes per number.
 class CDisjointSets
 {
 public:
@@ -72,7 +72,7 @@ private:
             {
                 return parent;
             }
-            // Shortens the way for the next one. What is no root never becomes one again.
+            // Path halving. What is no root never becomes one again.
             std::atomic_ref(m_parents[number]).store(grandparent, std::memory_order_relaxed);
             number = grandparent;
         }

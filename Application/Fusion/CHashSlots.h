@@ -9,8 +9,8 @@
 namespace Application
 {
 
-/// The slots of a hash table over elements that somebody else keeps, numbered from 0 in the order
-/// in which they came.
+/// The slots of a hash table (open addressing, linear probing) over elements that somebody else
+/// keeps, numbered from 0 in the order in which they came.
 class CHashSlots
 {
 public:

@@ -16,8 +16,9 @@ namespace Application
 ///
 /// Layout, little endian: 8 bytes "VEKO2FLG", 32-bit version 1, 32-bit 0, 64-bit number of words,
 /// 64-bit checksum of the words, then the 16-bit words, one per point in the scan's order. The
-/// checksum starts with the number of words + 14695981039346656037 and for each word is combined
-/// with it by exclusive or, then multiplied by 1099511628211, modulo 2^64.
+/// checksum is FNV-1a over whole words: it starts with the number of words + 14695981039346656037
+/// and for each word is combined with it by exclusive or, then multiplied by 1099511628211, modulo
+/// 2^64.
 class CFlagFile
 {
 public:

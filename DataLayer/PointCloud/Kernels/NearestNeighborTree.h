@@ -5,11 +5,11 @@
 
 /// The memory of a nearest-neighbour index, as the search kernels read it.
 ///
-/// A tree of sixteen children per node, without pointers: child c of node j is number 16 j + c of
-/// the level below. Leaves are level 0, and leaf j holds the points 16 j to 16 j + 15 in the order
-/// of the tree; only the last node of each level may have fewer than sixteen children. The files of
-/// this folder are compiled for several instruction sets, so nothing here may be a function that a
-/// linker could take from one of them for all the others.
+/// A bounding-volume hierarchy of sixteen children per node, without pointers: child c of node j is
+/// number 16 j + c of the level below. Leaves are level 0, and leaf j holds the sixteen points from
+/// 16 j on in the order of the tree; only the last node of each level may have fewer than sixteen
+/// children. The files of this folder are compiled for several instruction sets, so nothing here
+/// may be a function that a linker could take from one of them for all the others.
 namespace DataLayer::NearestNeighbor
 {
 

@@ -22,14 +22,15 @@ struct SRegionSelectionInfo
     LqMatrix4Rf transform3;
     const void* reserved = nullptr;
     /// maskWidth x maskHeight bytes, row after row from the top of the view; the byte of column x
-    /// in row y is at y x maskWidth + x. Exactly 1 means painted. May be null when there are no
-    /// pixels.
+    /// in row y is at y x maskWidth + x. Exactly 1 means painted; any other value, 255 for
+    /// instance, does not. May be null when there are no pixels.
     const std::uint8_t* maskData = nullptr;
     std::uint32_t maskWidth = 0;
     std::uint32_t maskHeight = 0;
 };
 
-/// A region selection that owns its mask bytes, which are taken over without copying.
+/// A region selection that owns its mask bytes, 1 where there is paint, which are taken over
+/// without copying.
 /// @throw VekoException when \p mask does not hold exactly \p width x \p height bytes.
 [[nodiscard]] VEKO2_BASE_EXPORT std::shared_ptr<const SRegionSelectionInfo> MakeRegionSelection(
     const LqMatrix4Rf& transform1, const LqMatrix4Rf& transform2, const LqMatrix4Rf& transform3,

@@ -39,8 +39,8 @@ public:
     virtual ~IPointCloudSupport();
 
     /// The search over the collection's surfels; it belongs to the support, which has to be held as
-    /// long as the search is used. The supports of this
-    /// library's own collections have one; those of others may answer null.
+    /// long as the search is used. The supports of this library's own collections have one; those
+    /// of others may answer null.
     /// @throw std::length_error when there are more surfels than its answers can name, 2^31 - 1.
     [[nodiscard]] virtual const INearestNeighborSearch* GetNearestNeighborSearch() const = 0;
 

@@ -25,6 +25,20 @@ namespace
     return {file, "cannot be read: " + std::generic_category().message(error)};
 }
 
+/// Returns when the writes into a file that are going on have ended. A system dates a write when it
+/// begins, so that the rest of a long one does not show in the file's time of change.
+///
+/// File systems keep others from a file for the length of a write, but not from everything: the ext
+/// family, Btrfs, tmpfs and overlays from asking where data is, XFS and NFS from reading. Neither
+/// needs a right beyond reading, nor does it matter that somebody only holds the file open.
+void waitForWrites(int descriptor)
+{
+    char byte = 0;
+    // What is wrong with the file, its reader tells.
+    (void)::lseek(descriptor, 0, SEEK_DATA);
+    [[maybe_unused]] const ssize_t count = ::pread(descriptor, &byte, 1, 0);
+}
+
 /// Reads the system's list of mappings, character by character, up to the line about an address:
 ///
 ///     7f1c8a000000-7f1c8a100000 r--p 00000000 fe:00 1310737        /data/scan.ply
@@ -115,6 +129,8 @@ std::shared_ptr<const CMappedFile> CMappedFile::Open(const std::filesystem::path
     {
         throw CInputError(file, "expected data, found an empty file");
     }
+    // After its time was asked: what begins to be written from then on shows in that.
+    waitForWrites(descriptor.Get());
     const auto size = static_cast<std::size_t>(status.st_size);
     void* const address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor.Get(), 0);
     if (address == MAP_FAILED)

@@ -21,6 +21,7 @@ namespace Application
 class CMappedFile
 {
 public:
+    /// Waits for a write into \p file that is going on, as long as that one call takes.
     /// @throw CInputError when \p file is missing, not a regular file, unreadable or empty.
     [[nodiscard]] static std::shared_ptr<const CMappedFile> Open(const std::filesystem::path& file);
 
@@ -33,10 +34,12 @@ public:
 
     /// Asked before anything that was made from the bytes is kept.
     /// @throw CInputError when the file was written to or shortened since it was opened. What the
-    /// system's clock for files cannot tell apart, a few milliseconds, is not noticed, nor is the
-    /// rest of one long write that began before. The file is looked up by its name, as thousands of
-    /// open files would be more than a process may have: one that was written to and then renamed,
-    /// deleted or replaced counts as unchanged.
+    /// system's clock for files cannot tell apart is not noticed: a few milliseconds, before Linux
+    /// 6.13. Nor is one of these that began before: what a program stores through a mapping of the
+    /// file, one long write that goes past the system's memory to the disk (O_DIRECT) or comes from
+    /// another computer, and one on a file system that lets others look at a file meanwhile. The
+    /// file is looked up by its name, as thousands of open files would be more than a process may
+    /// have: one that was written to and then renamed, deleted or replaced counts as unchanged.
     void CheckUnchanged() const;
 
     /// Called when the system could not read from \p address.

@@ -1,17 +1,21 @@
 #include "Application/Files/CMappedFile.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <span>
 #include <string>
 
+#include "Application/Files/CFileDescriptor.h"
 #include "Application/Files/CInputError.h"
 #include "Application/Files/TextTokens.h"
+#include "Tests/Application/Files/CHeldUpWrite.h"
 #include "Tests/Application/Files/FileTestSupport.h"
 
 namespace
@@ -174,6 +178,44 @@ TEST(CMappedFile, CheckUnchanged_AFileThatIsReplacedOrRemovedIsStillWhatItWas)
     std::filesystem::remove(folder / "a");
     EXPECT_EQ(changeOf(*file), "");
     EXPECT_EQ(Application::AsText(file->GetBytes()), "content");
+}
+
+// The system dates a write when it begins: the rest of one that goes on cannot be told from the
+// file.
+TEST(CMappedFile, Open_WaitsForAWriteThatHasBegun)
+{
+    const CTemporaryFolder folder;
+    writeLongAgo(folder / "a", std::string(FileTest::CHeldUpWrite::GetSize(), 'o'));
+    FileTest::CHeldUpWrite write(folder / "a", 'n');
+    if (!write.HasBegun())
+    {
+        GTEST_SKIP() << "the system lets this process hold up no write";
+    }
+    std::string bytes;
+    auto opening = std::async(std::launch::async, [&] {
+        const auto file = CMappedFile::Open(folder / "a");
+        bytes = Application::AsText(file->GetBytes());
+        return file;
+    });
+    // In this time an opening that does not wait has read the old bytes.
+    (void)opening.wait_for(std::chrono::milliseconds(200));
+    write.Finish();
+
+    const auto file = opening.get();
+    EXPECT_TRUE(bytes == std::string(FileTest::CHeldUpWrite::GetSize(), 'n'));
+    EXPECT_EQ(changeOf(*file), "");
+}
+
+TEST(CMappedFile, Open_FileThatSomebodyHoldsOpenForWriting)
+{
+    const CTemporaryFolder folder;
+    writeLongAgo(folder / "a", "content");
+    const Application::CFileDescriptor held(::open((folder / "a").c_str(), O_WRONLY));
+
+    const auto file = CMappedFile::Open(folder / "a");
+
+    EXPECT_EQ(Application::AsText(file->GetBytes()), "content");
+    EXPECT_EQ(changeOf(*file), "");
 }
 
 TEST(CMappedFile, FindName_TellsWhichFileIsThere)

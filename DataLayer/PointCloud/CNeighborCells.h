@@ -34,7 +34,8 @@ public:
     [[nodiscard]] static std::optional<CNeighborCells> Make(const SPositionArray& positions,
                                                             std::int32_t last, float bound);
 
-    /// What bricks and cells tell, which is all that the kernels read: it stays as it is.
+    /// What the kernels read: what bricks and cells tell, which stays as it is, and the latest
+    /// states.
     [[nodiscard]] const NeighborCells::SLookup& GetLookup() const { return m_lookup; }
 
     /// The state of a cell's cube, and one that becomes known of a cube that was c_unjudged. Both

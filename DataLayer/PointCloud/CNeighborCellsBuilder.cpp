@@ -194,6 +194,7 @@ bool CNeighborCellsBuilder::Build()
     Base::ResizeInLargePages(m_cells.m_latestStates, m_keys.size() + 1);
     m_cells.m_lonelyBricks.resize(m_keys.size() + 1);
     m_cells.m_lookup.states = m_cells.m_states.front().words;
+    m_cells.m_lookup.latest = m_cells.m_latestStates.front().words;
     // The states of all blocks that do not exist.
     std::fill_n(m_cells.m_states.front().words, c_stateWords, 0xFFFF0000U);
     m_cells.m_latestStates.front() = m_cells.m_states.front();

@@ -224,6 +224,7 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
                  CScanWords& words)
 {
     constexpr std::size_t c_blockSize = 1024;
+    constexpr std::size_t c_wordsPerLine = 64 / sizeof(CSurfelBitMask);
     std::uint16_t states[c_blockSize];
     std::uint32_t open[c_blockSize];
     const std::size_t stride = scan.positions.GetStrideInBytes();
@@ -231,6 +232,11 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
     {
         const std::size_t size = std::min(c_blockSize, count - first);
         const auto old = words.Get().subspan(first, size);
+        // On their way while the surfels are looked up.
+        for (std::size_t index = 0; index < size; index += c_wordsPerLine)
+        {
+            __builtin_prefetch(&old[index]);
+        }
         const std::size_t numOpen =
             split.Look({scan.positions.GetFirstElement() + first * stride, stride, size},
                        scan.trafo, states, open);

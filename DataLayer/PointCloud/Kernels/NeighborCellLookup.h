@@ -80,11 +80,23 @@ inline std::uint32_t stateBit(const std::uint32_t (&cell)[3])
     return (cell[1] & 2U) << 2U | (cell[0] & 14U) >> 1U;
 }
 
+/// A state, given the word that holds it and the place of its low bit there.
+inline std::uint32_t stateAt(std::uint32_t word, std::uint32_t bit)
+{
+    const std::uint32_t bits = word >> bit;
+    return (bits & 1U) | (bits >> 15U & 2U);
+}
+
 /// The state of a cell's cube, given the word that holds it.
 inline std::uint32_t stateIn(std::uint32_t word, const std::uint32_t (&cell)[3])
 {
-    const std::uint32_t bits = word >> stateBit(cell);
-    return (bits & 1U) | (bits >> 15U & 2U);
+    return stateAt(word, stateBit(cell));
+}
+
+/// A word of what is known by now.
+inline std::uint32_t latestWord(const SLookup& lookup, std::uint32_t place)
+{
+    return __atomic_load_n(lookup.latest + place, __ATOMIC_RELAXED);
 }
 
 inline bool isKnown(std::uint32_t state)

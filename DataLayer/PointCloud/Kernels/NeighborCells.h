@@ -51,12 +51,15 @@ inline constexpr std::uint32_t c_noRegion = ~0U;
 /// none from `region * c_hashFactor >> hashShift` on, round and round. Its blocks follow each other
 /// by their places, the numbers in the region on x, y and z from the lowest bit on; of each, where
 /// its c_stateWords words of states begin. All blocks that do not exist have the words at 0.
-/// Nothing of all this ever changes.
+/// Nothing of all this ever changes but what is at \p latest: the same states, and those that have
+/// become known since besides. Others may set bits there meanwhile, so its words are read one by
+/// one and atomically.
 struct SLookup
 {
     const SSlot* slots;
     const std::uint32_t* blocks;
     const std::uint32_t* states;
+    const std::uint32_t* latest;
     std::uint32_t slotMask;
     std::uint32_t hashShift;
     float low[3];
@@ -77,9 +80,9 @@ struct SSurfels
     bool isAffine;
 };
 
-/// Writes the EState of the cube of each of \p surfels into \p states, and the numbers of those
-/// that are neither c_amongFirst nor c_notAmong into \p open, in ascending order. Returns how many
-/// those are. Each has room for all surfels. All kernels give the same answers.
+/// Writes the latest EState of the cube of each of \p surfels into \p states, and the numbers of
+/// those that are neither c_amongFirst nor c_notAmong into \p open, in ascending order. Returns how
+/// many those are. Each has room for all surfels. All kernels give the same answers.
 using LookFunction = std::size_t (*)(const SLookup& lookup, const SSurfels& surfels,
                                      std::uint16_t* states, std::uint32_t* open);
 

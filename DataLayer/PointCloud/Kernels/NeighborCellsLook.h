@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstring>
+#include <type_traits>
 
 #include "DataLayer/PointCloud/Kernels/NeighborCellLookup.h"
 
@@ -49,6 +50,10 @@ private:
     static constexpr std::size_t c_width = Vector::c_width;
     static constexpr std::size_t c_batch = 256;
     static constexpr std::uint32_t c_all = (1U << c_width) - 1U;
+    static constexpr std::size_t c_recordSize = 4 * sizeof(float);
+
+    /// A bit for each surfel of a register.
+    using Lanes = std::conditional_t<c_width == 16, std::uint16_t, std::uint8_t>;
 
     struct SPoints
     {
@@ -121,20 +126,33 @@ private:
     {
         const std::size_t left = m_surfels.count - index;
         // A record of four words is read whole, so the last one may end beyond the caller's memory.
-        if (m_surfels.stride == 4 * sizeof(float) && left > c_width)
+        if (m_surfels.stride == c_recordSize && left > c_width)
         {
-            constexpr std::size_t c_lineSize = 64;
-            constexpr std::size_t c_ahead = 4096;
-            const std::byte* const records = m_surfels.first + index * m_surfels.stride;
-            for (std::size_t line = 0; line < c_width * 4 * sizeof(float); line += c_lineSize)
-            {
-                __builtin_prefetch(records + c_ahead + line);
-            }
             SPoints points;
-            Vector::LoadRecords(records, points.x, points.y, points.z);
+            Vector::LoadRecords(m_surfels.first + index * m_surfels.stride, points.x, points.y,
+                                points.z);
             return points;
         }
         return collect(index, left < c_width ? left : c_width);
+    }
+
+    /// Fetches a register's share, that of number \p index of a batch, of the half batch that
+    /// begins with surfel number \p first: the first half of the next batch while this one is
+    /// placed, and the second one while its states are read. Memory takes only so many requests at
+    /// a time, and would idle during one of the two if the other made all of them.
+    void fetchAhead(std::size_t first, std::size_t index) const
+    {
+        constexpr std::size_t c_lineSize = 64;
+        constexpr std::size_t c_share = c_width * c_recordSize / 2;
+        if (m_surfels.stride == c_recordSize)
+        {
+            const std::byte* const share =
+                m_surfels.first + first * c_recordSize + index / c_width * c_share;
+            for (std::size_t line = 0; line < c_share; line += c_lineSize)
+            {
+                __builtin_prefetch(share + line);
+            }
+        }
     }
 
     /// Finds out where the cubes of a batch are, the first of which is surfel number \p first.
@@ -144,6 +162,7 @@ private:
         batch.count = left < c_batch ? left : c_batch;
         for (std::size_t index = 0; index < batch.count; index += c_width)
         {
+            fetchAhead(first + c_batch, index);
             place(load(first + index), batch, index);
         }
     }
@@ -229,33 +248,52 @@ private:
         const Numbers zero = Vector::SetNumber(0);
         const Numbers one = Vector::SetNumber(1);
         const Numbers two = Vector::SetNumber(2);
-        std::uint32_t unknown[c_batch / c_width];
+        Lanes unknown[c_batch / c_width]{};
         for (std::size_t index = 0; index < batch.count; index += c_width)
         {
+            fetchAhead(first + c_batch + c_batch / 2, index);
             const Numbers found =
                 Vector::ShiftRightEach(wordsOf(batch.blocks + c_width + index, batch.words + index),
                                        Vector::LoadNumbers(batch.bits + index));
             const Numbers those = Vector::Or(
                 Vector::And(found, one), Vector::And(Vector::template ShiftRight<15>(found), two));
-            unknown[index / c_width] =
-                Vector::Equal(Vector::And(Vector::Add(those, one), two), zero);
+            std::uint32_t lanes = Vector::Equal(Vector::And(Vector::Add(those, one), two), zero);
             const std::size_t left = batch.count - index;
             if (left >= c_width)
             {
                 Vector::Store(those, states + first + index);
-                continue;
             }
-            std::uint16_t rest[c_width];
-            Vector::Store(those, rest);
-            std::memcpy(states + first + index, rest, left * sizeof *states);
-            unknown[index / c_width] &= (1U << left) - 1U;
-        }
-        for (std::size_t index = 0; index < batch.count; index += c_width)
-        {
-            for (std::uint32_t lanes = unknown[index / c_width]; lanes != 0; lanes &= lanes - 1U)
+            else
             {
-                *open++ = static_cast<std::uint32_t>(first + index) +
-                          static_cast<std::uint32_t>(__builtin_ctz(lanes));
+                std::uint16_t rest[c_width];
+                Vector::Store(those, rest);
+                std::memcpy(states + first + index, rest, left * sizeof *states);
+                lanes &= (1U << left) - 1U;
+            }
+            unknown[index / c_width] = static_cast<Lanes>(lanes);
+        }
+        return readLatest(batch, unknown, first, states, open);
+    }
+
+    /// Reads once more the states of the surfels of a batch that are unknown so far.
+    std::uint32_t* readLatest(const SBatch& batch, const Lanes (&unknown)[c_batch / c_width],
+                              std::size_t first, std::uint16_t* states, std::uint32_t* open) const
+    {
+        // One or two in a hundred: how many there are next is foreseen badly, so many registers
+        // are looked through at once.
+        std::uint64_t lanes;
+        for (std::size_t begin = 0; begin < c_batch; begin += 8 * sizeof lanes)
+        {
+            std::memcpy(&lanes, unknown + begin / c_width, sizeof lanes);
+            for (; lanes != 0; lanes &= lanes - 1U)
+            {
+                const std::size_t index = begin + static_cast<std::size_t>(__builtin_ctzll(lanes));
+                const std::uint32_t place = m_lookup.blocks[batch.blocks[c_width + index]] +
+                                            (batch.words[index] & (c_stateWords - 1U));
+                const std::uint32_t state = stateAt(latestWord(m_lookup, place), batch.bits[index]);
+                states[first + index] = static_cast<std::uint16_t>(state);
+                *open = static_cast<std::uint32_t>(first + index);
+                open += isKnown(state) ? 0 : 1;
             }
         }
         return open;

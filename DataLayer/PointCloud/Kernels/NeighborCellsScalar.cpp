@@ -42,7 +42,7 @@ std::size_t LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint
             lastKey = key;
             firstState = firstStateOf(lookup, key);
         }
-        const std::uint32_t state = stateIn(lookup.states[firstState + stateWord(cell)], cell);
+        const std::uint32_t state = stateIn(latestWord(lookup, firstState + stateWord(cell)), cell);
         states[index] = static_cast<std::uint16_t>(state);
         if (!isKnown(state))
         {

@@ -216,6 +216,35 @@ TEST(CNearestNeighborSplitMemory, JudgedCube_IsNotJudgedAgain)
     EXPECT_TRUE(split->IsAmongFirst(query));
 }
 
+TEST_P(CNearestNeighborSplitTest, Look_TellsWhatHasBecomeKnownSince)
+{
+    // A row of cubes that cells leave open, each of which is asked for after the one before it.
+    Points points(201);
+    for (std::size_t index = 0; index < points.size(); ++index)
+    {
+        points[index].y = 0.5F * static_cast<float>(index);
+    }
+    Points surfels = points;
+    for (LqVector3f& surfel : surfels)
+    {
+        surfel.x = 1.2F;
+    }
+    const CDeferredNeighborSearch search(PositionsOf(points));
+    const auto split = CNearestNeighborSplit::Make(search, 200, c_bound, GetParam());
+    ASSERT_NE(split, nullptr);
+    std::vector<std::uint32_t> open = LookAt(*split, PositionsOf(surfels)).open;
+    ASSERT_FALSE(open.empty());
+    while (!open.empty())
+    {
+        const std::uint32_t asked = open.front();
+        ASSERT_TRUE(split->IsAmongFirst(surfels[asked]));
+        const SLooked looked = LookAt(*split, PositionsOf(surfels));
+        ASSERT_EQ(looked.states[asked], DataLayer::NeighborCells::c_amongFirst) << asked;
+        ASSERT_EQ(looked.open, OpenOf(looked.states));
+        open = looked.open;
+    }
+}
+
 TEST_P(CNearestNeighborSplitTest, Look_EveryStrideCountAndTrafoAsOneByOne)
 {
     const Points points = MakeRandom(800, 6, 27);

@@ -108,8 +108,9 @@ inline std::vector<std::uint32_t> OpenOf(const std::vector<std::uint16_t>& state
 class CNearestNeighborSplitTest : public testing::TestWithParam<std::string>
 {
 protected:
-    /// Looks at all \p queries, asks for each, twice, since the second time more is known, and
-    /// compares with the restatement. Returns how many were known without being asked for.
+    /// Looks at all \p queries, asks for each, twice, since the second time more is known, looks
+    /// once more and compares with the restatement. Returns how many were known without being asked
+    /// for.
     std::size_t expectRestated(const Points& points, std::int32_t last, const Points& queries,
                                float bound = c_bound)
     {
@@ -135,12 +136,19 @@ protected:
                     << "query " << index << " at " << testing::PrintToString(queries[index]);
             }
         }
+        const SLooked lookedAgain = LookAt(*split, PositionsOf(queries));
+        EXPECT_EQ(lookedAgain.open, OpenOf(lookedAgain.states));
         for (std::size_t index = 0; index < queries.size(); ++index)
         {
+            const auto query = [&] {
+                return "query " + std::to_string(index) + " at " +
+                       testing::PrintToString(queries[index]);
+            };
             const std::uint16_t wrong = expected[index] ? DataLayer::NeighborCells::c_notAmong
                                                         : DataLayer::NeighborCells::c_amongFirst;
-            EXPECT_NE(looked.states[index], wrong)
-                << "query " << index << " at " << testing::PrintToString(queries[index]);
+            EXPECT_NE(looked.states[index], wrong) << query();
+            EXPECT_NE(lookedAgain.states[index], wrong) << query();
+            EXPECT_NE(lookedAgain.states[index], DataLayer::NeighborCells::c_unjudged) << query();
         }
         return queries.size() - looked.open.size();
     }

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <memory>
+
+#include "Application/Pictures/Kernels/SampleRows.h"
 
 namespace Application
 {
@@ -46,6 +46,11 @@ public:
     /// A word; only while nobody draws.
     [[nodiscard]] std::uint64_t Get(std::size_t index) const { return m_words[index]; }
 
+    // The words row by row, for the kernels.
+
+    [[nodiscard]] const std::uint64_t* GetWords() const { return m_words.get(); }
+    [[nodiscard]] std::uint64_t* GetWords() { return m_words.get(); }
+
     /// Forgets all that has been drawn. Cheaper than a new buffer, whose memory the system clears.
     void Clear();
 
@@ -60,15 +65,6 @@ public:
     void Draw(std::size_t index, std::uint64_t word)
     {
         m_words[index] = std::min(m_words[index], word);
-    }
-    /// As Draw(), while any number of threads draw.
-    void DrawShared(std::size_t index, std::uint64_t word)
-    {
-        const std::atomic_ref<std::uint64_t> stored(m_words[index]);
-        std::uint64_t current = stored.load(std::memory_order_relaxed);
-        while (word < current &&
-               !stored.compare_exchange_weak(current, word, std::memory_order_relaxed))
-        {}
     }
 
     /// \p depth must not be negative, \p look be less than c_numLooks.
@@ -88,7 +84,7 @@ public:
                encode(normal.y);
     }
 
-    [[nodiscard]] static float DepthOf(std::uint64_t word)
+    [[nodiscard]] static constexpr float DepthOf(std::uint64_t word)
     {
         return std::bit_cast<float>(static_cast<std::uint32_t>(word >> 32U));
     }
@@ -106,30 +102,24 @@ public:
         {
             return {};
         }
-        const float x = c_components[static_cast<std::uint32_t>(word >> c_normalBits) & c_noNormal];
-        const float y = c_components[static_cast<std::uint32_t>(word) & c_noNormal];
+        const float x = decode(static_cast<std::uint32_t>(word >> c_normalBits) & c_noNormal);
+        const float y = decode(static_cast<std::uint32_t>(word) & c_noNormal);
         const float squaredZ = 1.0F - x * x - y * y;
         return {x, y, std::sqrt(std::max(squaredZ, 0.0F)), true};
     }
 
 private:
-    /// A normal's x and y take so many bits each; the last code stands for no normal.
-    static constexpr std::uint32_t c_normalBits = 11;
-    static constexpr std::uint32_t c_noNormal = (1U << c_normalBits) - 1U;
-    static constexpr float c_normalScale = 1023.0F;
-    /// What the codes stand for.
-    static constexpr auto c_components = [] {
-        std::array<float, c_noNormal + 1> components{};
-        for (std::uint32_t code = 0; code != components.size(); ++code)
-        {
-            components[code] = static_cast<float>(code) / c_normalScale - 1.0F;
-        }
-        return components;
-    }();
-
+    static constexpr std::uint32_t c_normalBits = SSampleWord::c_normalBits;
+    static constexpr std::uint32_t c_noNormal = SSampleWord::c_noNormal;
+    static constexpr float c_normalScale = SSampleWord::c_normalScale;
     [[nodiscard]] static std::uint32_t encode(float component)
     {
         return static_cast<std::uint32_t>((component + 1.0F) * c_normalScale + 0.5F);
+    }
+
+    [[nodiscard]] static float decode(std::uint32_t code)
+    {
+        return static_cast<float>(code) / c_normalScale - 1.0F;
     }
 
     std::uint32_t m_width;

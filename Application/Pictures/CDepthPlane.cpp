@@ -1,6 +1,5 @@
 #include "Application/Pictures/CDepthPlane.h"
 
-#include "Application/Pictures/Lanes.h"
 #include "Application/Pictures/LargeArrays.h"
 #include "Application/Pictures/RowBands.h"
 
@@ -8,10 +7,9 @@ namespace Application
 {
 
 CDepthPlane::CDepthPlane(const CDepthBuffer& buffer, std::uint32_t border)
-    : m_border(border),
-      m_stride(std::size_t{buffer.GetWidth()} + 2 * std::size_t{border} + c_numLanes)
+    : m_border(border), m_stride(FindStride(buffer.GetWidth(), border))
 {
-    const std::size_t numDepths = (buffer.GetHeight() + 2 * std::size_t{border}) * m_stride;
+    const std::size_t numDepths = (buffer.GetHeight() + 2 * m_border) * m_stride;
     m_depths = MakeLargeArray(numDepths, CDepthBuffer::DepthOf(CDepthBuffer::c_empty));
     ForEachRow(buffer.GetHeight(), [&](std::uint32_t row) {
         float* const target = &m_depths[(std::size_t{row} + m_border) * m_stride + m_border];

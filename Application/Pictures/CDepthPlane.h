@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/Kernels/SampleRows.h"
 
 namespace Application
 {
@@ -17,22 +18,24 @@ class CDepthPlane
 {
 public:
     /// \p border: how far beyond the picture there is something to read, on all sides; on the
-    /// right a register of four more.
+    /// right SSampleRows::c_margin more.
     CDepthPlane(const CDepthBuffer& buffer, std::uint32_t border);
 
-    [[nodiscard]] const float* At(std::uint32_t column, std::uint32_t row) const
+    /// From row to row of a picture that is so wide.
+    [[nodiscard]] static std::size_t FindStride(std::uint32_t width, std::uint32_t border)
     {
-        return &m_depths[(std::size_t{row} + m_border) * m_stride + m_border + column];
+        return width + 2 * std::size_t{border} + SSampleRows::c_margin;
     }
 
-    /// From a sample to the one so many columns to the right and rows below.
-    [[nodiscard]] std::ptrdiff_t OffsetOf(std::int32_t columns, std::int32_t rows) const
+    /// The first sample of the first row.
+    [[nodiscard]] const float* GetFirst() const
     {
-        return static_cast<std::ptrdiff_t>(m_stride) * rows + columns;
+        return &m_depths[m_border * m_stride + m_border];
     }
+    [[nodiscard]] std::size_t GetStride() const { return m_stride; }
 
 private:
-    std::uint32_t m_border;
+    std::size_t m_border;
     std::size_t m_stride;
     std::unique_ptr<float[]> m_depths;
 };

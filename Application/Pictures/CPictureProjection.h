@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Application/Pictures/Lanes.h"
 #include "Application/View/CView.h"
 #include "Base/Math/LqVector3f.h"
 
@@ -40,23 +39,6 @@ public:
     [[nodiscard]] float GetSampleSize(float depth) const
     {
         return m_isPerspective ? m_sampleSize * depth : m_sampleSize;
-    }
-
-    /// GetSampleSize() at several depths.
-    [[nodiscard]] Lanes GetSampleSizes(Lanes depths) const
-    {
-        return m_isPerspective ? FillLanes(m_sampleSize) * depths : FillLanes(m_sampleSize);
-    }
-
-    /// Where the line of sight through a sample's centre runs, per unit of depth; 0 and 0 is the
-    /// viewing direction. Used in perspective only.
-    [[nodiscard]] float GetSightX(float column) const
-    {
-        return m_sampleSize * (column + 0.5F - 0.5F * static_cast<float>(m_width));
-    }
-    [[nodiscard]] float GetSightY(float row) const
-    {
-        return m_sampleSize * (0.5F * static_cast<float>(m_height) - row - 0.5F);
     }
 
 private:

@@ -2,43 +2,56 @@
 
 #include <algorithm>
 
+#include "Application/Pictures/Kernels/SampleRowsKernels.h"
+
 namespace Application
 {
 
-CSurfaceBand::CSurfaceBand(const CDepthBuffer& buffer, std::uint32_t begin, std::uint32_t end,
-                           std::uint32_t border)
-    : m_border(border),
-      m_firstRow(std::int64_t{begin} - border),
-      m_stride(std::int64_t{buffer.GetWidth()} + 2 * m_border + c_numLanes)
+namespace
 {
-    const std::int64_t endRow = std::int64_t{end} + border;
-    const auto size = static_cast<std::size_t>((endRow - m_firstRow) * m_stride);
-    m_depths.resize(size, CDepthBuffer::DepthOf(CDepthBuffer::c_empty));
-    for (std::vector<float>& component : m_normals)
+
+constexpr float c_noDepth = CDepthBuffer::DepthOf(CDepthBuffer::c_empty);
+
+}  // namespace
+
+CSurfaceBand::CSurfaceBand(const CDepthBuffer& buffer, std::uint32_t numRows, std::uint32_t border)
+    : m_buffer(buffer),
+      m_border(border),
+      m_stride(buffer.GetWidth() + 2 * std::size_t{border} + SSampleRows::c_margin),
+      m_depths(
+          std::make_unique_for_overwrite<float[]>((numRows + 2 * std::size_t{border}) * m_stride))
+{
+    const std::size_t size = (numRows + 2 * std::size_t{border}) * m_stride;
+    std::fill_n(m_depths.get(), size, c_noDepth);
+    for (std::unique_ptr<float[]>& component : m_normals)
     {
-        component.resize(size);
+        component = std::make_unique<float[]>(size);
     }
-    const std::int64_t endOfPicture = std::min<std::int64_t>(endRow, buffer.GetHeight());
-    for (std::int64_t row = std::max<std::int64_t>(m_firstRow, 0); row < endOfPicture; ++row)
+}
+
+void CSurfaceBand::Load(std::uint32_t begin, std::uint32_t end)
+{
+    const UnpackSamplesKernel unpack = GetFastestSampleRowsKernels().unpack;
+    const std::uint32_t width = m_buffer.GetWidth();
+    m_firstRow = std::int64_t{begin} - m_border;
+    for (std::int64_t row = m_firstRow; row < std::int64_t{end} + m_border; ++row)
     {
-        const bool hasNormals = row + 1 >= begin && row <= end;
-        const std::size_t source = buffer.IndexOf(0, static_cast<std::uint32_t>(row));
-        const std::size_t target = indexOf(0, row);
-        for (std::size_t column = 0; column < buffer.GetWidth(); ++column)
+        const std::size_t target = indexOf(row);
+        if (row < 0 || row >= m_buffer.GetHeight())
         {
-            const std::uint64_t word = buffer.Get(source + column);
-            if (word == CDepthBuffer::c_empty)
-            {
-                continue;
-            }
-            m_depths[target + column] = CDepthBuffer::DepthOf(word);
-            if (hasNormals)
-            {
-                const CDepthBuffer::SNormal normal = CDepthBuffer::NormalOf(word);
-                m_normals[0][target + column] = normal.x;
-                m_normals[1][target + column] = normal.y;
-                m_normals[2][target + column] = normal.z;
-            }
+            std::fill_n(&m_depths[target], width, c_noDepth);
+            continue;
+        }
+        const std::uint64_t* const words =
+            m_buffer.GetWords() + m_buffer.IndexOf(0, static_cast<std::uint32_t>(row));
+        if (row + 1 >= begin && row <= end)
+        {
+            unpack(words, width, &m_depths[target],
+                   {&m_normals[0][target], &m_normals[1][target], &m_normals[2][target]});
+        }
+        else
+        {
+            std::transform(words, words + width, &m_depths[target], CDepthBuffer::DepthOf);
         }
     }
 }

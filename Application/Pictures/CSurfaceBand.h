@@ -1,12 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "Application/Pictures/CDepthBuffer.h"
-#include "Application/Pictures/Lanes.h"
+#include "Application/Pictures/Kernels/SampleRows.h"
 
 namespace Application
 {
@@ -15,47 +14,43 @@ namespace Application
 /// that several samples can be read at a time and without asking where the picture ends.
 ///
 /// What is empty, and what lies outside the picture, has a depth that is no number: no comparison
-/// with it is true. Immutable.
+/// with it is true.
 class CSurfaceBand
 {
 public:
-    /// The rows \p begin to \p end - 1 of \p buffer. \p border: how far beyond them, on all sides,
-    /// there are depths; on the right also a register more. Normals reach one sample beyond.
-    CSurfaceBand(const CDepthBuffer& buffer, std::uint32_t begin, std::uint32_t end,
-                 std::uint32_t border);
+    /// Room for \p numRows rows of \p buffer. \p border: how far beyond them, on all sides, there
+    /// will be depths, and numbers for normals, of which only those next to the rows are true; on
+    /// the right SSampleRows::c_margin more.
+    CSurfaceBand(const CDepthBuffer& buffer, std::uint32_t numRows, std::uint32_t border);
 
-    struct SNormals
+    /// Unpacks the rows \p begin to \p end - 1, at most as many as there is room for.
+    void Load(std::uint32_t begin, std::uint32_t end);
+
+    // Of the first sample of a row that is loaded; the others follow at GetStride().
+
+    [[nodiscard]] const float* GetDepths(std::uint32_t row) const
     {
-        Lanes x;
-        Lanes y;
-        Lanes z;
-    };
-
-    // Of the samples from the one in \p column and \p row, a row of the picture, on; at most the
-    // border outside.
-
-    [[nodiscard]] Lanes GetDepths(std::int64_t column, std::int64_t row) const
-    {
-        return LoadLanes(&m_depths[indexOf(column, row)]);
+        return &m_depths[indexOf(row)];
     }
-    [[nodiscard]] SNormals GetNormals(std::int64_t column, std::int64_t row) const
+    /// A component of the normal.
+    [[nodiscard]] const float* GetNormals(std::size_t axis, std::uint32_t row) const
     {
-        const std::size_t index = indexOf(column, row);
-        return {LoadLanes(&m_normals[0][index]), LoadLanes(&m_normals[1][index]),
-                LoadLanes(&m_normals[2][index])};
+        return &m_normals[axis][indexOf(row)];
     }
+    [[nodiscard]] std::ptrdiff_t GetStride() const { return static_cast<std::ptrdiff_t>(m_stride); }
 
 private:
-    [[nodiscard]] std::size_t indexOf(std::int64_t column, std::int64_t row) const
+    [[nodiscard]] std::size_t indexOf(std::int64_t row) const
     {
-        return static_cast<std::size_t>((row - m_firstRow) * m_stride + m_border + column);
+        return static_cast<std::size_t>(row - m_firstRow) * m_stride + m_border;
     }
 
-    std::int64_t m_border;
-    std::int64_t m_firstRow;
-    std::int64_t m_stride;
-    std::vector<float> m_depths;
-    std::array<std::vector<float>, 3> m_normals;
+    const CDepthBuffer& m_buffer;
+    std::uint32_t m_border;
+    std::int64_t m_firstRow = 0;
+    std::size_t m_stride;
+    std::unique_ptr<float[]> m_depths;
+    std::unique_ptr<float[]> m_normals[3];
 };
 
 }  // namespace Application

@@ -4,12 +4,13 @@
 #include "Application/Pictures/CPicture.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CSurfaceBand.h"
-#include "Application/Pictures/Lanes.h"
+#include "Application/Pictures/Kernels/SampleRows.h"
 #include "Application/Pictures/SColor.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 namespace Application
@@ -43,34 +44,34 @@ private:
         std::uint32_t light;
         std::uint32_t gloss;
     };
-    static constexpr std::size_t c_numTones = 120;
+    /// Of neighbouring samples; a pattern that is repeated.
+    using Background = std::array<SColor, std::size(SSampleRows::c_thresholds)>;
 
-    /// Writes the colours of a row of samples to \p target.
-    void shadeRow(const CSurfaceBand& band, std::uint32_t row, SColor* target) const;
+    /// What a thread works in.
+    struct SRoom
+    {
+        SRoom(const CDepthBuffer& buffer, std::uint32_t samplesPerSide);
+
+        CSurfaceBand band;
+        std::vector<std::uint8_t> tones;
+        /// The colours of the samples in a row of pixels.
+        std::vector<SColor> samples;
+    };
+
+    /// Writes the colours of a row of samples, which is loaded, to \p target.
+    void shadeRow(std::uint32_t row, SRoom& room, SColor* target) const;
     /// Makes a row of pixels of the rows of samples in it.
     void joinSamples(const std::vector<SColor>& samples, std::uint32_t row,
                      CPicture& picture) const;
     [[nodiscard]] static SColor shine(const SColor& color, const STone& tone);
 
-    // As many neighbouring samples of a row at a time as there are lanes.
-    [[nodiscard]] std::array<SColor, c_numLanes> findBackground(std::uint32_t row,
-                                                                Lanes thresholds) const;
-    /// 1 shows a surface in its own colour; what is above adds a gloss.
-    [[nodiscard]] Lanes findBrightness(const CSurfaceBand& band, std::uint32_t column,
-                                       std::uint32_t row) const;
-    /// The mean normals of the samples around that belong to the same surface.
-    [[nodiscard]] CSurfaceBand::SNormals averageNormals(const CSurfaceBand& band,
-                                                        std::int64_t column,
-                                                        std::int64_t row) const;
-    /// How much nearer than a sample its surroundings at a distance are; 0 when they are not.
-    [[nodiscard]] Lanes findOcclusion(const CSurfaceBand& band, std::int64_t column,
-                                      std::int64_t row, std::int32_t distance) const;
+    [[nodiscard]] Background findBackground(std::uint32_t row) const;
 
     const CPictureProjection& m_projection;
     const CDepthBuffer& m_buffer;
     std::uint32_t m_samplesPerSide;
     SColors m_colors;
-    std::array<STone, c_numTones> m_tones{};
+    std::array<STone, SSampleRows::c_numTones> m_tones{};
 };
 
 }  // namespace Application

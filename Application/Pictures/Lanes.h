@@ -32,11 +32,4 @@ inline void StoreLanes(Lanes lanes, float* first)
     std::memcpy(first, &lanes, sizeof lanes);
 }
 
-[[nodiscard]] inline bool HasAny(LaneMask mask)
-{
-    std::uint64_t halves[2];
-    std::memcpy(halves, &mask, sizeof halves);
-    return (halves[0] | halves[1]) != 0;
-}
-
 }  // namespace Application

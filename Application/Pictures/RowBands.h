@@ -3,18 +3,42 @@
 #include "Base/Support/ParallelFor.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 
 namespace Application
 {
 
+/// The rows of a band, but perhaps of the last one.
+inline constexpr std::uint32_t c_bandRows = 16;
+
 /// Calls \p body(begin, end) for bands of the rows 0 to \p numRows - 1, in parallel.
 template <typename Body>
 void ForEachBand(std::uint32_t numRows, const Body& body)
 {
-    constexpr std::uint32_t c_bandRows = 16;
     Base::ParallelFor((numRows + c_bandRows - 1) / c_bandRows, [&](std::uint32_t band) {
         body(band * c_bandRows, std::min(numRows, (band + 1) * c_bandRows));
+    });
+}
+
+/// As ForEachBand(), with what \p makeRoom() gives to each thread to work in: calls
+/// \p body(room, begin, end). Fresh memory for every band would take longer than the work.
+template <typename MakeRoom, typename Body>
+void ForEachBandInRoom(std::uint32_t numRows, const MakeRoom& makeRoom, const Body& body)
+{
+    constexpr std::uint32_t c_maxThreads = 256;
+    const std::uint32_t numBands = (numRows + c_bandRows - 1) / c_bandRows;
+    std::atomic<std::uint32_t> numTaken = 0;
+    Base::ParallelFor(std::min(numBands, c_maxThreads), [&](std::uint32_t) {
+        std::uint32_t band = numTaken++;
+        if (band >= numBands)
+        {
+            return;
+        }
+        for (auto room = makeRoom(); band < numBands; band = numTaken++)
+        {
+            body(room, band * c_bandRows, std::min(numRows, (band + 1) * c_bandRows));
+        }
     });
 }
 

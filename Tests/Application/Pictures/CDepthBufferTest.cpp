@@ -4,8 +4,6 @@
 
 #include <cmath>
 
-#include "Base/Support/ParallelFor.h"
-
 namespace
 {
 
@@ -82,26 +80,6 @@ TEST(CDepthBuffer, Draw_NearestWinsInAnyOrder)
         buffer.Draw(0, isNearFirst ? nearWord : farWord);
         buffer.Draw(0, isNearFirst ? farWord : nearWord);
         EXPECT_EQ(buffer.Get(0), nearWord);
-    }
-}
-
-TEST(CDepthBuffer, DrawShared_NearestOfManyThreadsWins)
-{
-    constexpr std::uint32_t c_numSurfels = 20000;
-    CDepthBuffer buffer(3, 1);
-    Base::ParallelFor(c_numSurfels, [&](std::uint32_t index) {
-        const auto depth = static_cast<float>(1 + (index * 7919U + 11U) % c_numSurfels);
-        buffer.DrawShared(index % 3, CDepthBuffer::Pack(depth, index % 5, c_none));
-    });
-    CDepthBuffer expected(3, 1);
-    for (std::uint32_t index = 0; index < c_numSurfels; ++index)
-    {
-        const auto depth = static_cast<float>(1 + (index * 7919U + 11U) % c_numSurfels);
-        expected.Draw(index % 3, CDepthBuffer::Pack(depth, index % 5, c_none));
-    }
-    for (std::size_t index = 0; index < 3; ++index)
-    {
-        EXPECT_EQ(buffer.Get(index), expected.Get(index));
     }
 }
 

@@ -65,15 +65,6 @@ TEST(CPictureProjection, GetSampleSize_IsInUnitsOfDeviceZInParallelProjection)
     EXPECT_NEAR(projection.GetSampleSize(0.5F), 0.2F / 16.0F, 1e-7F);
 }
 
-TEST(CPictureProjection, GetSight_IsZeroInTheMiddleAndTheTangentAtTheEdge)
-{
-    const CPictureProjection projection(makeView(CCamera::Projection::Perspective), 1);
-    EXPECT_NEAR(projection.GetSightX(49.5F), 0.0F, 1e-6F);
-    EXPECT_NEAR(projection.GetSightX(99.5F), 2.0F, 1e-5F);
-    EXPECT_NEAR(projection.GetSightY(24.5F), 0.0F, 1e-6F);
-    EXPECT_NEAR(projection.GetSightY(-0.5F), 1.0F, 1e-6F);
-}
-
 TEST(CPictureProjection, MakeNormalChain_TurnsNormalsToRightUpAndViewer)
 {
     expectNear(turnNormal(c_matIdentityD, {1, 0, 0}), {1, 0, 0});

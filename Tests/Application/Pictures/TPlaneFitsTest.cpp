@@ -1,22 +1,28 @@
-#include "Application/Pictures/CPlaneFits.h"
+#include "Application/Pictures/Kernels/TPlaneFits.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
 
 namespace
 {
 
-using Application::CPlaneFits;
-using Application::FillLanes;
-using Application::LaneMask;
-using Application::Lanes;
+struct SFourLanes
+{
+    using Floats = float __attribute__((vector_size(16)));
+    using Integers = std::int32_t __attribute__((vector_size(16)));
+};
+
+using PlaneFits = Application::TPlaneFits<SFourLanes>;
+using Lanes = SFourLanes::Floats;
+using LaneMask = SFourLanes::Integers;
 
 constexpr LaneMask c_all = {-1, -1, -1, -1};
 
-TEST(CPlaneFits, Solve_FindsTheGradientOfEachPlane)
+TEST(TPlaneFits, Solve_FindsTheGradientOfEachPlane)
 {
-    CPlaneFits fits;
+    PlaneFits fits;
     for (int y = -2; y <= 3; ++y)
     {
         for (int x = -1; x <= 4; ++x)
@@ -27,7 +33,7 @@ TEST(CPlaneFits, Solve_FindsTheGradientOfEachPlane)
             fits.Add(c_all, column, row, Lanes{value, 2.0F * value, column, row});
         }
     }
-    const CPlaneFits::SGradients gradients = fits.Solve();
+    const PlaneFits::SGradients gradients = fits.Solve();
     const Lanes expectedX = {0.5F, 1.0F, 1.0F, 0.0F};
     const Lanes expectedY = {-0.25F, -0.5F, 0.0F, 1.0F};
     for (int lane = 0; lane < 4; ++lane)
@@ -37,16 +43,16 @@ TEST(CPlaneFits, Solve_FindsTheGradientOfEachPlane)
     }
 }
 
-TEST(CPlaneFits, Add_LeavesPlanesThatAreNotTakenAsTheyAre)
+TEST(TPlaneFits, Add_LeavesPlanesThatAreNotTakenAsTheyAre)
 {
     constexpr float c_noNumber = std::numeric_limits<float>::quiet_NaN();
-    CPlaneFits expected;
-    CPlaneFits fits;
+    PlaneFits expected;
+    PlaneFits fits;
     for (int step = 0; step < 9; ++step)
     {
         const auto x = static_cast<float>(step % 3);
         const auto y = static_cast<float>(step / 3);
-        const Lanes values = FillLanes(0.3F * x - 0.7F * y);
+        const Lanes values = Lanes() + (0.3F * x - 0.7F * y);
         expected.Add(c_all, x, y, values);
         fits.Add(c_all, x, y, values);
         fits.Add(LaneMask{0, 0, -1, 0}, -7.0F, x, Lanes{c_noNumber, 8.0F, 9.0F, c_noNumber});
@@ -59,13 +65,13 @@ TEST(CPlaneFits, Add_LeavesPlanesThatAreNotTakenAsTheyAre)
     EXPECT_NE(fits.Solve().x[2], expected.Solve().x[2]);
 }
 
-TEST(CPlaneFits, Solve_PlacesOnOneLineGiveNoGradient)
+TEST(TPlaneFits, Solve_PlacesOnOneLineGiveNoGradient)
 {
-    CPlaneFits fits;
+    PlaneFits fits;
     for (int step = 0; step < 10; ++step)
     {
         const auto place = static_cast<float>(step);
-        fits.Add(c_all, place, 2.0F * place, FillLanes(7.0F * place));
+        fits.Add(c_all, place, 2.0F * place, Lanes() + 7.0F * place);
     }
     for (int lane = 0; lane < 4; ++lane)
     {
@@ -74,9 +80,9 @@ TEST(CPlaneFits, Solve_PlacesOnOneLineGiveNoGradient)
     }
 }
 
-TEST(CPlaneFits, Solve_SinglePlaceGivesNoGradient)
+TEST(TPlaneFits, Solve_SinglePlaceGivesNoGradient)
 {
-    CPlaneFits fits;
+    PlaneFits fits;
     fits.Add(c_all, 0.0F, 0.0F, Lanes());
     for (int lane = 0; lane < 4; ++lane)
     {

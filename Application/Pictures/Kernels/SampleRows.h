@@ -1,0 +1,138 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Application
+{
+
+// Plain data without member functions: the kernels are compiled for several instruction sets, and a
+// linker could take an inline function from one of them for all the others.
+
+/// What the lower half of a depth buffer's word is made of, from its lowest bit on: a normal's y,
+/// its x, and the look.
+struct SSampleWord
+{
+    /// A normal's x and y take so many bits each; the last code stands for no normal.
+    static constexpr std::uint32_t c_normalBits = 11;
+    static constexpr std::uint32_t c_noNormal = (1U << c_normalBits) - 1U;
+    /// Codes per unit; the first is for -1.
+    static constexpr float c_normalScale = 1023.0F;
+};
+
+/// The depths of a picture's samples.
+struct SSampleDepths
+{
+    /// Of the first sample of the first row; no number where there is no sample.
+    const float* first = nullptr;
+    /// From row to row.
+    std::ptrdiff_t stride = 0;
+    /// In samples.
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    bool isPerspective = false;
+    /// The side of a sample, in perspective at a depth of 1.
+    float sampleSize = 0.0F;
+};
+
+/// From a sample to another one.
+struct SSampleOffset
+{
+    std::int32_t x = 0;
+    std::int32_t y = 0;
+    float distance = 0.0F;
+    /// From depth to depth.
+    std::ptrdiff_t step = 0;
+};
+
+/// Widens samples to dots. Around every sample there are depths as far as the offsets reach, and on
+/// the right SSampleRows::c_margin more.
+struct SDotsTask
+{
+    SSampleDepths depths;
+    /// Those that a dot may reach, nearest first, without (0, 0).
+    const SSampleOffset* offsets = nullptr;
+    std::size_t numOffsets = 0;
+    /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
+    const SSampleOffset* ring = nullptr;
+    std::size_t numRing = 0;
+    /// Of a sample without neighbours.
+    float singleRadius = 0.0F;
+};
+
+/// Where dots come from and go to.
+struct SDotsTarget
+{
+    /// The words of the row's samples.
+    const std::uint64_t* words = nullptr;
+    /// Their radii, and the largest one to use.
+    const std::uint8_t* radii = nullptr;
+    std::uint8_t largest = 0;
+    /// The first sample of the picture of dots, into which other threads draw too.
+    std::uint64_t* samples = nullptr;
+};
+
+/// The depths and normals of some rows, unpacked; of those that have no normal it is (0, 0, 0).
+struct SShadingTask
+{
+    /// Its first sample is that of the row to shade.
+    SSampleDepths depths;
+    /// The normal's components of that sample.
+    const float* normals[3] = {};
+    std::uint32_t samplesPerSide = 1;
+};
+
+struct SSampleRows
+{
+    /// As many samples as a kernel may read behind the last one of a row.
+    static constexpr std::uint32_t c_margin = 16;
+    /// Radii are given in units of 1 / c_radiusUnits samples.
+    static constexpr float c_radiusUnits = 4.0F;
+    /// Tones are told apart in so many steps from dark to a surface's own colour. With them and the
+    /// background's, the picture of one or two scans has few enough colours for a small file.
+    static constexpr float c_tonesPerUnit = 96.0F;
+    static constexpr std::uint32_t c_numTones = 120;
+    /// What is added to a tone before it is cut off, by the sample's row and column: a pattern, to
+    /// be repeated, that hides the steps.
+    static constexpr float c_thresholds[4][4] = {{0.5F / 16, 8.5F / 16, 2.5F / 16, 10.5F / 16},
+                                                 {12.5F / 16, 4.5F / 16, 14.5F / 16, 6.5F / 16},
+                                                 {3.5F / 16, 11.5F / 16, 1.5F / 16, 9.5F / 16},
+                                                 {15.5F / 16, 7.5F / 16, 13.5F / 16, 5.5F / 16}};
+    /// In pixels: how far away from a sample what darkens it is looked for, beside the next pixel.
+    static constexpr std::int32_t c_farDistance = 4;
+};
+
+/// Finds the radii of the dots of a row's samples; 0 where there is no sample.
+using FindRadiiKernel = void (*)(const SDotsTask& task, std::uint32_t row, std::uint8_t* radii);
+
+/// Draws the dots of a row's samples.
+using DrawDotsKernel = void (*)(const SDotsTask& task, std::uint32_t row,
+                                const SDotsTarget& target);
+
+/// Unpacks the depths and normals of \p count words.
+using UnpackSamplesKernel = void (*)(const std::uint64_t* words, std::uint32_t count, float* depths,
+                                     float* const (&normals)[3]);
+
+/// Finds the tones of a row's samples, of which there must be room for SSampleRows::c_margin more.
+/// Those where there is no sample mean nothing.
+/// \param row of the picture.
+using FindTonesKernel = void (*)(const SShadingTask& task, std::uint32_t row, std::uint8_t* tones);
+
+/// All that is done row by row, with the vectors of one instruction set.
+struct SSampleRowsKernels
+{
+    const char* name = nullptr;
+    FindRadiiKernel findRadii = nullptr;
+    DrawDotsKernel drawDots = nullptr;
+    UnpackSamplesKernel unpack = nullptr;
+    FindTonesKernel findTones = nullptr;
+};
+
+/// The reference, for every processor.
+extern const SSampleRowsKernels g_sampleRowsVector128;
+#if defined(__x86_64__)
+extern const SSampleRowsKernels g_sampleRowsAvx2;
+extern const SSampleRowsKernels g_sampleRowsAvx512;
+#endif
+
+}  // namespace Application

@@ -1,0 +1,34 @@
+#include <immintrin.h>
+
+#include "Application/Pictures/Kernels/TSampleRows.h"
+
+namespace Application
+{
+
+namespace
+{
+
+/// Eight samples at once.
+struct SAvx2
+{
+    static constexpr std::uint32_t c_width = 8;
+    using Floats = float __attribute__((vector_size(32)));
+    using Integers = std::int32_t __attribute__((vector_size(32)));
+
+    static Floats Lanes() { return _mm256_setr_ps(0, 1, 2, 3, 4, 5, 6, 7); }
+    static Floats SquareRoot(Floats values) { return _mm256_sqrt_ps(values); }
+    static Floats Gather(const float* first, Integers places)
+    {
+        return _mm256_i32gather_ps(first, reinterpret_cast<__m256i>(places), sizeof(float));
+    }
+    static std::uint32_t Bits(Integers lanes)
+    {
+        return static_cast<std::uint32_t>(_mm256_movemask_ps(reinterpret_cast<__m256>(lanes)));
+    }
+};
+
+}  // namespace
+
+constinit const SSampleRowsKernels g_sampleRowsAvx2 = MakeSampleRowsKernels<SAvx2>("avx2");
+
+}  // namespace Application

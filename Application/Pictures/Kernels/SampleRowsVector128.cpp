@@ -1,0 +1,42 @@
+#include "Application/Pictures/Kernels/TSampleRows.h"
+
+namespace Application
+{
+
+namespace
+{
+
+/// Four samples at once, on any processor.
+struct SVector128
+{
+    static constexpr std::uint32_t c_width = 4;
+    using Floats = float __attribute__((vector_size(16)));
+    using Integers = std::int32_t __attribute__((vector_size(16)));
+
+    static Floats Lanes() { return Floats{0, 1, 2, 3}; }
+    static Floats SquareRoot(Floats values)
+    {
+        return Floats{__builtin_sqrtf(values[0]), __builtin_sqrtf(values[1]),
+                      __builtin_sqrtf(values[2]), __builtin_sqrtf(values[3])};
+    }
+    static Floats Gather(const float* first, Integers places)
+    {
+        return Floats{first[places[0]], first[places[1]], first[places[2]], first[places[3]]};
+    }
+    static std::uint32_t Bits(Integers lanes)
+    {
+        std::uint64_t halves[2];
+        std::memcpy(halves, &lanes, sizeof halves);
+        // Of each lane, the lowest bit.
+        const std::uint64_t pairs =
+            (halves[0] & 0x0000000200000001U) | (halves[1] & 0x0000000800000004U);
+        return static_cast<std::uint32_t>(pairs | pairs >> 32U);
+    }
+};
+
+}  // namespace
+
+constinit const SSampleRowsKernels g_sampleRowsVector128 =
+    MakeSampleRowsKernels<SVector128>("vector128");
+
+}  // namespace Application

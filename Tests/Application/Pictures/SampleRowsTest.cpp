@@ -1,0 +1,276 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <string_view>
+#include <vector>
+
+#include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CDepthPlane.h"
+#include "Application/Pictures/CSurfaceBand.h"
+#include "Application/Pictures/Kernels/SampleRowsKernels.h"
+
+namespace
+{
+
+using Application::CDepthBuffer;
+using Application::CDepthPlane;
+using Application::CSurfaceBand;
+using Application::GetSampleRowsKernels;
+using Application::SDotsTask;
+using Application::SSampleOffset;
+using Application::SSampleRows;
+using Application::SSampleRowsKernels;
+using Application::SShadingTask;
+
+constexpr std::uint32_t c_height = 9;
+constexpr std::uint32_t c_reach = 8;
+constexpr float c_sampleSize = 0.01F;
+
+/// A rough surface with gaps, so many percent of it there, and so many of those with a normal.
+CDepthBuffer makeBuffer(std::uint32_t width, unsigned percent, unsigned percentOfNormals)
+{
+    std::mt19937 random(width + percent);
+    const auto next = [&] { return static_cast<float>(random()) * 0x1p-32F; };
+    CDepthBuffer buffer(width, c_height);
+    for (std::size_t index = 0; index < std::size_t{width} * c_height; ++index)
+    {
+        const float x = next() - 0.5F;
+        const float y = next() - 0.5F;
+        const bool hasNormal = random() % 100 < percentOfNormals;
+        const float depth = 1.0F + (random() % 9 == 0 ? 0.5F : 0.02F) * next();
+        if (random() % 100 < percent)
+        {
+            buffer.Draw(index,
+                        CDepthBuffer::Pack(depth, random() % CDepthBuffer::c_numLooks,
+                                           {x, y, std::sqrt(1.0F - x * x - y * y), hasNormal}));
+        }
+    }
+    return buffer;
+}
+
+/// What a kernel makes of a buffer, and the task that it is given.
+class CDots
+{
+public:
+    CDots(const CDepthBuffer& buffer, bool isPerspective)
+        : m_buffer(buffer), m_plane(buffer, c_reach), m_radii(buffer.GetWidth() * c_height)
+    {
+        constexpr auto c_side = static_cast<std::int32_t>(c_reach);
+        const auto stride = static_cast<std::ptrdiff_t>(m_plane.GetStride());
+        for (std::int32_t y = -c_side; y <= c_side; ++y)
+        {
+            for (std::int32_t x = -c_side; x <= c_side; ++x)
+            {
+                const auto squared = static_cast<float>(x * x + y * y);
+                if (squared > 0.0F && squared <= c_reach * c_reach)
+                {
+                    m_offsets.push_back({x, y, std::sqrt(squared), y * stride + x});
+                }
+            }
+        }
+        std::stable_sort(
+            m_offsets.begin(), m_offsets.end(),
+            [](const SSampleOffset& a, const SSampleOffset& b) { return a.distance < b.distance; });
+        for (const SSampleOffset& offset : m_offsets)
+        {
+            if (offset.y > 0 && offset.distance > 2.0F && offset.distance < 4.0F)
+            {
+                m_ring.push_back(offset);
+            }
+        }
+        m_task.depths = {m_plane.GetFirst(), stride,        buffer.GetWidth(),
+                         c_height,           isPerspective, c_sampleSize};
+        m_task.offsets = m_offsets.data();
+        m_task.numOffsets = m_offsets.size();
+        m_task.ring = m_ring.data();
+        m_task.numRing = m_ring.size();
+        m_task.singleRadius = 1.5F;
+    }
+
+    [[nodiscard]] std::vector<std::uint8_t> FindRadii(const SSampleRowsKernels& kernels) const
+    {
+        std::vector<std::uint8_t> radii(m_radii.size());
+        for (std::uint32_t row = 0; row < c_height; ++row)
+        {
+            kernels.findRadii(m_task, row, &radii[m_buffer.IndexOf(0, row)]);
+        }
+        return radii;
+    }
+
+    [[nodiscard]] std::vector<std::uint64_t> Draw(const SSampleRowsKernels& kernels,
+                                                  const std::vector<std::uint8_t>& radii) const
+    {
+        std::vector<std::uint64_t> target(radii.size(), CDepthBuffer::c_empty);
+        for (std::uint32_t row = 0; row < c_height; ++row)
+        {
+            const std::size_t first = m_buffer.IndexOf(0, row);
+            kernels.drawDots(m_task, row,
+                             {m_buffer.GetWords() + first, &radii[first], 17, target.data()});
+        }
+        return target;
+    }
+
+private:
+    const CDepthBuffer& m_buffer;
+    CDepthPlane m_plane;
+    std::vector<std::uint8_t> m_radii;
+    std::vector<SSampleOffset> m_offsets;
+    std::vector<SSampleOffset> m_ring;
+    SDotsTask m_task;
+};
+
+/// Widths around whole groups of every kernel, and one that is more than a kernel keeps at a time.
+const std::vector<std::uint32_t> c_widths = {1,  3,  4,  5,  7,  8,  9,  15,  16,
+                                             17, 31, 32, 33, 47, 61, 64, 100, 1030};
+
+/// Calls \p visit(buffer, isPerspective) for pictures of all kinds.
+template <typename Visit>
+void forEachPicture(const Visit& visit)
+{
+    for (const std::uint32_t width : c_widths)
+    {
+        for (const unsigned percent : {4U, 30U, 100U})
+        {
+            for (const unsigned percentOfNormals : {0U, 50U, 100U})
+            {
+                visit(makeBuffer(width, percent, percentOfNormals), width % 2 == 0);
+            }
+        }
+    }
+}
+
+TEST(SampleRows, FindRadii_IsThatOfTheReferenceForEveryKernel)
+{
+    const SSampleRowsKernels reference = GetSampleRowsKernels().back();
+    forEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+        const CDots dots(buffer, isPerspective);
+        const std::vector<std::uint8_t> expected = dots.FindRadii(reference);
+        for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+        {
+            ASSERT_EQ(dots.FindRadii(kernels), expected) << kernels.name << buffer.GetWidth();
+        }
+    });
+}
+
+TEST(SampleRows, DrawDots_IsThatOfTheReferenceForEveryKernel)
+{
+    const SSampleRowsKernels reference = GetSampleRowsKernels().back();
+    forEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+        const CDots dots(buffer, isPerspective);
+        const std::vector<std::uint8_t> radii = dots.FindRadii(reference);
+        const std::vector<std::uint64_t> expected = dots.Draw(reference, radii);
+        for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+        {
+            ASSERT_EQ(dots.Draw(kernels, radii), expected) << kernels.name << buffer.GetWidth();
+        }
+    });
+}
+
+TEST(SampleRows, Unpack_IsWhatTheBufferSaysForEveryKernelAndCount)
+{
+    constexpr float c_untouched = -7.0F;
+    CDepthBuffer buffer = makeBuffer(37, 70, 50);
+    // Rounded, it is longer than 1.
+    buffer.Draw(0, CDepthBuffer::Pack(0.5F, 0, {0.7075F, 0.7075F, 0.0F, true}));
+    for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+    {
+        for (std::uint32_t count = 0; count <= buffer.GetWidth(); ++count)
+        {
+            std::vector<float> depths(count + 1, c_untouched);
+            std::vector<std::vector<float>> normals(3, depths);
+            kernels.unpack(buffer.GetWords(), count, depths.data(),
+                           {normals[0].data(), normals[1].data(), normals[2].data()});
+            for (std::uint32_t index = 0; index < count; ++index)
+            {
+                const std::uint64_t word = buffer.Get(index);
+                const auto normal = CDepthBuffer::NormalOf(word);
+                if (word == CDepthBuffer::c_empty)
+                {
+                    ASSERT_TRUE(std::isnan(depths[index])) << kernels.name << index;
+                }
+                else
+                {
+                    ASSERT_EQ(depths[index], CDepthBuffer::DepthOf(word)) << kernels.name << index;
+                }
+                ASSERT_EQ(normals[0][index], normal.x) << kernels.name << index;
+                ASSERT_EQ(normals[1][index], normal.y) << kernels.name << index;
+                ASSERT_EQ(normals[2][index], normal.z) << kernels.name << index;
+            }
+            ASSERT_EQ(depths[count], c_untouched) << kernels.name << count;
+            ASSERT_EQ(normals[2][count], c_untouched) << kernels.name << count;
+        }
+    }
+}
+
+TEST(SampleRows, FindTones_AreThoseOfTheReferenceForEveryKernel)
+{
+    const SSampleRowsKernels reference = GetSampleRowsKernels().back();
+    forEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+        for (const std::uint32_t samplesPerSide : {1U, 2U})
+        {
+            CSurfaceBand band(buffer, c_height, SSampleRows::c_farDistance * samplesPerSide);
+            band.Load(0, c_height);
+            for (std::uint32_t row = 0; row < c_height; ++row)
+            {
+                SShadingTask task;
+                task.depths = {band.GetDepths(row), band.GetStride(), buffer.GetWidth(), c_height,
+                               isPerspective,       c_sampleSize};
+                for (std::size_t axis = 0; axis < 3; ++axis)
+                {
+                    task.normals[axis] = band.GetNormals(axis, row);
+                }
+                task.samplesPerSide = samplesPerSide;
+                const auto findTones = [&](const SSampleRowsKernels& kernels) {
+                    std::vector<std::uint8_t> tones(buffer.GetWidth() + SSampleRows::c_margin);
+                    kernels.findTones(task, row, tones.data());
+                    for (std::uint32_t column = 0; column < buffer.GetWidth(); ++column)
+                    {
+                        const bool isEmpty =
+                            buffer.Get(buffer.IndexOf(column, row)) == CDepthBuffer::c_empty;
+                        tones[column] = isEmpty ? 0 : tones[column];
+                    }
+                    tones.resize(buffer.GetWidth());
+                    return tones;
+                };
+                const std::vector<std::uint8_t> expected = findTones(reference);
+                for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+                {
+                    ASSERT_EQ(findTones(kernels), expected) << kernels.name << buffer.GetWidth();
+                }
+            }
+        }
+    });
+}
+
+TEST(SampleRows, GetKernels_AreThoseThatTheProcessorRunsTheReferenceLast)
+{
+    std::vector<std::string_view> names;
+    for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+    {
+        names.emplace_back(kernels.name);
+    }
+    std::vector<std::string_view> expected;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f") != 0)
+    {
+        expected.emplace_back("avx512");
+    }
+    if (__builtin_cpu_supports("avx2") != 0)
+    {
+        expected.emplace_back("avx2");
+    }
+#endif
+    expected.emplace_back("vector128");
+    EXPECT_EQ(names, expected);
+}
+
+TEST(SampleRows, GetFastestKernels_AreTheFirst)
+{
+    EXPECT_STREQ(Application::GetFastestSampleRowsKernels().name,
+                 GetSampleRowsKernels().front().name);
+}
+
+}  // namespace

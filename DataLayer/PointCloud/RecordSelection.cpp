@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "DataLayer/PointCloud/SortFive.h"
+
 namespace DataLayer::NearestNeighbor
 {
 
@@ -38,21 +40,6 @@ SRecord* partition(SRecord* first, SRecord* last, std::uint32_t axis, const Acce
     return end;
 }
 
-/// Sorts five values without a branch, since most ranges are small and nothing predicts their
-/// order.
-void sortSmallestSample(float* values)
-{
-    constexpr std::uint8_t c_pairs[][2] = {{0, 1}, {3, 4}, {2, 4}, {2, 3}, {0, 3},
-                                           {0, 2}, {1, 4}, {1, 3}, {1, 2}};
-    for (const auto& pair : c_pairs)
-    {
-        const float a = values[pair[0]];
-        const float b = values[pair[1]];
-        values[pair[0]] = std::min(a, b);
-        values[pair[1]] = std::max(a, b);
-    }
-}
-
 /// A value of the range, likely just beyond record \p rank in the order of coordinates, seen from
 /// the nearer end; so that cutting there leaves little more than that end.
 float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std::uint32_t axis,
@@ -74,7 +61,8 @@ float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std
     const auto chosen = static_cast<std::ptrdiff_t>(std::clamp(target, 0.0, size - 1.0));
     if (sampleCount == c_smallestSample)
     {
-        sortSmallestSample(sample.data());
+        // Most ranges are small, and nothing predicts their order.
+        SortFive(sample.data());
     }
     else
     {

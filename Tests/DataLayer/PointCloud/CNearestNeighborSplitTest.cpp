@@ -284,15 +284,16 @@ TEST_P(CNearestNeighborSplitTest, Look_KnowsWhatTheTransformedPointIsAnswered)
     const Points points = MakeRandom(3000, 12, 29);
     const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 1500, c_bound, GetParam());
-    const Points surfels = MakeRandom(3000, 12, 30);
-    // A perspective along each axis.
-    for (std::size_t row = 0; row < 3; ++row)
+    const Points surfels = MakeRandom(500, 12, 30);
+    // Each number of the last column by itself makes a perspective, here with an axis less or a
+    // shift.
+    for (std::size_t row = 0; row < 4; ++row)
     {
         SCOPED_TRACE(row);
         LqMatrix4Rf trafo(c_matIdentityD);
-        trafo(0, 0) = 0.7F;
-        trafo(row, 3) = 0.125F;
-        trafo(3, 3) = 0.9F;
+        trafo(2, 2) = row == 2 ? 0.0F : 1.0F;
+        trafo(3, 2) = row == 3 ? 1.0F : 0.0F;
+        trafo(row, 3) = row == 3 ? 0.0F : 1.0F;
         const std::vector<std::uint16_t> states =
             LookAt(*split, PositionsOf(surfels), trafo).states;
         std::size_t numKnown = 0;

@@ -277,5 +277,77 @@ TEST_P(CNeighborCellsTest, AtTheEndsOfTheCells_NothingIsToldOfClampedOnes)
     }
 }
 
+/// Most of a cloud in one place, which is the middle of the cells and a corner of its block.
+Points middleWith(Points points)
+{
+    points.resize(points.size() + 20, {1, 2, 3});
+    return points;
+}
+
+TEST_P(CNeighborCellsTest, PositionsThatAreNotFinite_AreInNoCell)
+{
+    for (std::size_t axis = 0; axis < 3; ++axis)
+    {
+        for (const float value : {c_nan, c_infinity, -c_infinity})
+        {
+            SCOPED_TRACE(value);
+            const auto at = [axis](float coordinate) {
+                LqVector3f point{1, 2, 3};
+                (axis == 0 ? point.x : axis == 1 ? point.y : point.z) = coordinate;
+                return point;
+            };
+            const Points points = middleWith({at(value)});
+            const CDeferredNeighborSearch search(PositionsOf(points));
+            const auto split = CNearestNeighborSplit::Make(search, 0, c_bound, GetParam());
+            ASSERT_NE(split, nullptr);
+            // At the end of the cells, which its coordinate is clamped to.
+            EXPECT_EQ(LookAt(*split, PositionsOf({at(value < 0 ? -3e38F : 3e38F)})).states[0],
+                      DataLayer::NeighborCells::c_notAmong);
+        }
+    }
+}
+
+TEST_P(CNeighborCellsTest, NotFiniteBetweenTwoOfABlock_IsNotWhereTheyAre)
+{
+    // Its other coordinates are those of the block.
+    const Points points = middleWith({{-3, 2, 3}, {c_nan, -6, 3}, {-3, 2, 3}});
+    expectRestated(points, 2, {{1, -6, 3}, {-3, -6, 3}, {-3, 2, 3}, {0, -6.5F, 3}});
+}
+
+TEST_P(CNeighborCellsTest, FiniteBesideNotFiniteInAClampedCell_IsFound)
+{
+    const Points points =
+        middleWith({{3e38F, 2, 3}, {c_nan, 2, 3}, {3e38F, 2, 3}, {c_infinity, 2, 3}});
+    for (const std::int32_t last : {-1, 0, 1, 2})
+    {
+        SCOPED_TRACE(last);
+        expectRestated(points, last, {{3e38F, 2, 3}});
+    }
+    expectRestated(middleWith({{c_nan, 2, 3}, {3e38F, 2, 3}}), 1, {{3e38F, 2, 3}});
+}
+
+TEST_P(CNeighborCellsTest, HundredsInOneBlock_AreAllFound)
+{
+    // Each on its own, so that none of them answers for another.
+    Points points;
+    for (int index = 0; index < 700; ++index)
+    {
+        points.push_back({static_cast<float>(index % 9), static_cast<float>(index / 9 % 9),
+                          static_cast<float>(index / 81)});
+    }
+    Points queries = points;
+    for (LqVector3f& query : queries)
+    {
+        query.x += 0.125F;
+    }
+    // The middle of the cells, which is a corner of the block.
+    points.resize(1500, {9, 9, 9});
+    for (const std::int32_t last : {255, 256, 400})
+    {
+        SCOPED_TRACE(last);
+        expectRestated(points, last, queries, 8.0F);
+    }
+}
+
 }  // namespace
 }  // namespace DataLayerTest

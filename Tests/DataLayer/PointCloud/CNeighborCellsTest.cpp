@@ -181,9 +181,10 @@ std::vector<Cell> drawCells(std::mt19937& random)
 class CNeighborCellsTest : public CNearestNeighborSplitTest
 {
 protected:
-    /// Compares what is told of all cubes of a window that begins at these cells with the
-    /// restatement.
-    void expectAllThatIsKnown(const std::array<std::uint32_t, 3>& low, std::uint32_t seed)
+    /// Compares what is told of all cubes of a window that begins at the cells \p low with the
+    /// restatement, where some cells of it hold first and some other positions.
+    void expectAllThatIsKnown(const std::array<std::uint32_t, 3>& low,
+                              const std::vector<Cell>& firsts, const std::vector<Cell>& others)
     {
         constexpr float c_middle = 0.3F;
         constexpr std::uint32_t c_lastBlock = DataLayer::NeighborCells::c_maximumCell / 16;
@@ -201,23 +202,18 @@ protected:
                               coordinates[1][static_cast<std::size_t>(cell[1])],
                               coordinates[2][static_cast<std::size_t>(cell[2])]};
         };
-        std::mt19937 random(seed);
         CKnown known;
         Points points;
-        for (const Cell& cell : drawCells(random))
+        for (const Cell& cell : firsts)
         {
             points.push_back(pointAt(cell));
             known.AddFirst(cell);
         }
         const auto last = static_cast<std::int32_t>(points.size()) - 1;
-        for (const Cell& cell : drawCells(random))
+        for (const Cell& cell : others)
         {
-            // Few of them, that some first ones are left alone.
-            if (random() % 40 == 0)
-            {
-                points.push_back(pointAt(cell));
-                known.AddOther(cell);
-            }
+            points.push_back(pointAt(cell));
+            known.AddOther(cell);
         }
         Points queries;
         std::vector<std::uint16_t> expected;
@@ -252,6 +248,16 @@ protected:
         ASSERT_EQ(found, states.end())
             << "cube " << found - states.begin() << " has " << *found << " instead of " << *wanted;
     }
+
+    void expectAllThatIsKnown(const std::array<std::uint32_t, 3>& low, std::uint32_t seed)
+    {
+        std::mt19937 random(seed);
+        const std::vector<Cell> firsts = drawCells(random);
+        std::vector<Cell> others = drawCells(random);
+        // Few of them, that some first ones are left alone.
+        others.resize(others.size() / 40);
+        expectAllThatIsKnown(low, firsts, others);
+    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Kernels, CNeighborCellsTest, testing::ValuesIn(KernelNames()),
@@ -274,6 +280,83 @@ TEST_P(CNeighborCellsTest, AtTheEndsOfTheCells_NothingIsToldOfClampedOnes)
         SCOPED_TRACE(seed);
         expectAllThatIsKnown({0, 60000 / 16 * 16, 131072 - 64}, seed);
         expectAllThatIsKnown({131072 - 64, 0, 60000 / 16 * 16}, seed);
+    }
+}
+
+TEST_P(CNeighborCellsTest, CubeCoveredFromTwoBlocksTogether_IsKnown)
+{
+    // All cells but one of the cube in a corner of a block are covered by one in the block, and
+    // that one by another outside.
+    constexpr Cell c_inside = {2, 1, 1};
+    constexpr std::array<Cell, 4> c_outside = {{{-1, -1, -1}, {-2, 0, 0}, {0, -2, 0}, {0, 0, -2}}};
+    for (const Cell& outside : c_outside)
+    {
+        for (std::size_t corner = 0; corner < 8; ++corner)
+        {
+            const auto placed = [corner](const Cell& cell) {
+                Cell result;
+                for (std::size_t axis = 0; axis < 3; ++axis)
+                {
+                    const bool isLow = (corner >> axis & 1U) == 0;
+                    result[axis] =
+                        isLow ? c_blockEdge + cell[axis] : 2 * c_blockEdge - 1 - cell[axis];
+                }
+                return result;
+            };
+            SCOPED_TRACE(testing::PrintToString(placed(outside)));
+            expectAllThatIsKnown({60000, 60000, 60000}, {placed(c_inside), placed(outside)}, {});
+        }
+    }
+}
+
+TEST_P(CNeighborCellsTest, FirstAndOtherAFewCellsApart_AnsweredAsRestated)
+{
+    // In all places of a block and in all directions, so that one is in the nearest brick that the
+    // cells between them have beside theirs.
+    constexpr float c_middle = 0.3F;
+    constexpr std::uint32_t c_low = 60000;
+    const CCellGrid grid({c_middle, c_middle, c_middle});
+    const LqVector3f center{grid.Middle(0, c_low + 5), grid.Middle(1, c_low + 5),
+                            grid.Middle(2, c_low + 5)};
+    for (std::uint32_t axis = 0; axis < 3; ++axis)
+    {
+        const auto at = [&](float coordinate) {
+            LqVector3f point = center;
+            (axis == 0 ? point.x : axis == 1 ? point.y : point.z) = coordinate;
+            return point;
+        };
+        for (std::uint32_t cell = c_low; cell < c_low + 16; ++cell)
+        {
+            for (const std::uint32_t other : {cell - 4, cell - 3, cell + 3, cell + 4})
+            {
+                Points queries;
+                for (std::uint32_t asked = cell - 5; asked <= cell + 5; ++asked)
+                {
+                    queries.push_back(at(grid.Middle(axis, asked)));
+                }
+                SCOPED_TRACE(cell);
+                expectRestated(
+                    grid.WithMiddle({at(grid.Middle(axis, cell)), at(grid.Middle(axis, other))}), 0,
+                    queries);
+            }
+        }
+    }
+}
+
+TEST_P(CNeighborCellsTest, PositionsThatAreNotFinite_HaveNoSayInWhereTheCellsAre)
+{
+    const CCellGrid grid({0.3F, 40, -70});
+    const LqVector3f first{grid.Middle(0, 60000), grid.Middle(1, 60000), grid.Middle(2, 60000)};
+    for (const LqVector3f& none : {LqVector3f{c_nan, 1e6F, 1e6F}, LqVector3f{1e6F, c_nan, 1e6F},
+                                   LqVector3f{1e6F, 1e6F, c_nan}})
+    {
+        Points points = grid.WithMiddle({first});
+        points.resize(3 * points.size(), none);
+        const CDeferredNeighborSearch search(PositionsOf(points));
+        const auto split = CNearestNeighborSplit::Make(search, 0, c_bound, GetParam());
+        ASSERT_NE(split, nullptr);
+        EXPECT_EQ(LookAt(*split, PositionsOf({first})).states[0],
+                  DataLayer::NeighborCells::c_amongFirst);
     }
 }
 
@@ -342,7 +425,7 @@ TEST_P(CNeighborCellsTest, HundredsInOneBlock_AreAllFound)
     }
     // The middle of the cells, which is a corner of the block.
     points.resize(1500, {9, 9, 9});
-    for (const std::int32_t last : {255, 256, 400})
+    for (const std::int32_t last : {256, 400})
     {
         SCOPED_TRACE(last);
         expectRestated(points, last, queries, 8.0F);

@@ -9,6 +9,39 @@
 namespace DataLayer
 {
 
+namespace
+{
+
+using Step = std::array<std::int32_t, 3>;
+
+/// The steps from a brick to itself and to those around it, the nearest first.
+constexpr std::array<Step, CNeighborCells::CBricks::c_count> makeSteps()
+{
+    std::array<Step, CNeighborCells::CBricks::c_count> steps{};
+    std::size_t count = 0;
+    for (std::int32_t squaredLength = 0; count < steps.size(); ++squaredLength)
+    {
+        for (std::int32_t z = -1; z <= 1; ++z)
+        {
+            for (std::int32_t y = -1; y <= 1; ++y)
+            {
+                for (std::int32_t x = -1; x <= 1; ++x)
+                {
+                    if (x * x + y * y + z * z == squaredLength)
+                    {
+                        steps[count++] = {x, y, z};
+                    }
+                }
+            }
+        }
+    }
+    return steps;
+}
+
+constexpr std::array c_steps = makeSteps();
+
+}  // namespace
+
 std::optional<CNeighborCells> CNeighborCells::Make(const SPositionArray& positions,
                                                    std::int32_t last, float bound)
 {
@@ -72,13 +105,6 @@ CNeighborCells::CBricks::CBricks(const CNeighborCells& cells, const std::uint32_
 
 std::uint32_t CNeighborCells::CBricks::GetFirst(std::size_t place)
 {
-    // The steps to the bricks around one, sorted by their number.
-    static constexpr std::array<std::array<std::int8_t, 3>, c_count> c_steps = {{
-        {0, 0, 0},   {-1, 0, 0},  {1, 0, 0},   {0, -1, 0}, {0, 1, 0},   {0, 0, -1},   {0, 0, 1},
-        {-1, -1, 0}, {1, -1, 0},  {-1, 1, 0},  {1, 1, 0},  {-1, 0, -1}, {1, 0, -1},   {-1, 0, 1},
-        {1, 0, 1},   {0, -1, -1}, {0, 1, -1},  {0, -1, 1}, {0, 1, 1},   {-1, -1, -1}, {1, -1, -1},
-        {-1, 1, -1}, {1, 1, -1},  {-1, -1, 1}, {1, -1, 1}, {-1, 1, 1},  {1, 1, 1},
-    }};
     constexpr std::uint32_t c_toBlock = NeighborCells::c_blockEdgeBits - c_brickEdgeBits;
     std::uint32_t corner = 0;
     std::uint32_t brick = 0;

@@ -360,6 +360,31 @@ TEST_P(CNeighborCellsTest, PositionsThatAreNotFinite_HaveNoSayInWhereTheCellsAre
     }
 }
 
+TEST_P(CNeighborCellsTest, RegionThatDoesNotExist_HasNoneOfTheFirst)
+{
+    // The lowest block of its region, which is the first one that exists.
+    constexpr std::uint32_t c_low = 60032;
+    constexpr std::uint32_t c_other = c_low + 128 * 20;
+    const CCellGrid grid({0.3F, 0.3F, 0.3F});
+    const auto pointAt = [&grid](std::uint32_t x, std::uint32_t y, std::uint32_t z) {
+        return LqVector3f{grid.Middle(0, x + 5), grid.Middle(1, y + 5), grid.Middle(2, z + 5)};
+    };
+    const Points points = grid.WithMiddle({pointAt(c_low, c_low, c_low)});
+    Points queries;
+    for (std::uint32_t block = 0; block < 512; ++block)
+    {
+        queries.push_back(
+            pointAt(c_other + block % 8 * 16, c_low + block / 8 % 8 * 16, c_low + block / 64 * 16));
+    }
+    const CDeferredNeighborSearch search(PositionsOf(points));
+    const auto split = CNearestNeighborSplit::Make(search, 0, c_bound, GetParam());
+    ASSERT_NE(split, nullptr);
+    EXPECT_EQ(LookAt(*split, PositionsOf({points[0]})).states[0],
+              DataLayer::NeighborCells::c_amongFirst);
+    EXPECT_EQ(LookAt(*split, PositionsOf(queries)).states,
+              std::vector<std::uint16_t>(512, DataLayer::NeighborCells::c_notAmong));
+}
+
 /// Most of a cloud in one place, which is the middle of the cells and a corner of its block.
 Points middleWith(Points points)
 {

@@ -39,13 +39,12 @@ LIBRARIES = ("Veko2_Base", "Veko2_DataLayer", "Veko2_PointCloudEditing")
 PROGRAMS = {
     "Base/Math": "Base DataLayer PointCloudEditing ModifyOperation",
     "DataLayer": "DataLayer PointCloudEditing ModifyOperation",
-    "DataLayer/PointCloud/CN": "NearestNeighbor DataLayer ModifyOperation PointCloudEditing",
-    "DataLayer/PointCloud/CNearestNeighborTree": "Unexported NearestNeighbor DataLayer "
-                                                 "ModifyOperation",
-    "DataLayer/PointCloud/Neighbor": "NearestNeighbor DataLayer ModifyOperation",
+    "DataLayer/PointCloud/CN": "NearestNeighbor ModifyOperation",
+    "DataLayer/PointCloud/CNearestNeighborTree": "Unexported NearestNeighbor ModifyOperation",
+    "DataLayer/PointCloud/Neighbor": "NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/SPosition": "NearestNeighbor DataLayer ModifyOperation",
-    "DataLayer/PointCloud/Kernels": "NearestNeighbor DataLayer ModifyOperation",
-    "DataLayer/PointCloud/RecordSelection": "Unexported NearestNeighbor DataLayer ModifyOperation",
+    "DataLayer/PointCloud/Kernels": "NearestNeighbor ModifyOperation",
+    "DataLayer/PointCloud/RecordSelection": "Unexported NearestNeighbor ModifyOperation",
     "DataLayer/Base3D/CheckTriangles": "Unexported DataLayer PointCloudEditing ModifyOperation",
     "DataLayer/Base3D/PointCloudEditing": "PointCloudEditing ModifyOperation",
     "DataLayer/Base3D/PointCloudEditing/CCutWith": "ModifyOperation",
@@ -409,7 +408,9 @@ class Switched(Trial):
                 return
             if os.path.exists(self.is_made):
                 os.remove(self.is_made)
-            noticed = self.ask_all(self.quick_tests(programs), QUICK_LIMIT)
+            # What noticed one of them is likely to notice another.
+            noticed = self.ask_all(
+                (*self.likely_tests(programs), *self.quick_tests(programs)), QUICK_LIMIT)
             # In a constant, or where no test comes, it is not made.
             if self.is_usable and (noticed or os.path.exists(self.is_made)):
                 yield mutant, noticed

@@ -150,6 +150,13 @@ INSTANTIATE_TEST_SUITE_P(Kernel, CutSurfels, testing::ValuesIn([] {
                          }()),
                          [](const auto& kernel) { return kernel.param; });
 
+TEST(CutSurfelsTask, BeginsWithOnePositionForAllAndWordsInTheCache)
+{
+    const SCutSurfelsTask task;
+    EXPECT_EQ(task.positionStride, 0U);
+    EXPECT_FALSE(task.isStreamed);
+}
+
 TEST_P(CutSurfels, RandomViewsAndLayoutsGiveTheBitsOfTheReference)
 {
     std::size_t numChanged = 0;

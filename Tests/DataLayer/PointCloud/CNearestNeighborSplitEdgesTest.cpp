@@ -36,7 +36,7 @@ TEST_P(CNearestNeighborSplitEdgesTest, Cells_AreThoseOfTheGrid)
     for (const float place : {c_middles[0], c_middles[1], c_middles[2]})
     {
         SCOPED_TRACE(place);
-        const CCellGrid grid({place, place + 400, place - 400});
+        const CCellGrid grid({place, place + 400, place - 401.3F});
         for (const std::uint32_t cell : {60000U, 60001U})
         {
             SCOPED_TRACE(cell);

@@ -1,8 +1,13 @@
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CCutMask.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <numeric>
 
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
@@ -66,12 +71,40 @@ std::uint32_t packWord(const std::uint8_t* pixels)
            packEight(eights[3]) << 24;
 }
 
-/// The same for the fewer than 32 pixels at the end of a row.
+/// The same for the last pixels of a row, up to 32.
 std::uint32_t packLastWord(const std::uint8_t* pixels, std::uint32_t count)
 {
     std::uint8_t word[c_pixelsPerWord] = {};
     std::memcpy(word, pixels, count);
     return packWord(word);
+}
+
+/// Number \p rank of the floats in their order, 0 being number 0.
+float floatOfRank(std::int32_t rank)
+{
+    return std::copysign(std::bit_cast<float>(std::abs(rank)), static_cast<float>(rank));
+}
+
+/// The first device coordinate that lies on \p pixel or behind it in a view of \p size pixels. It
+/// is found by halving, since each step of the projection keeps the order of two numbers.
+float firstDeviceOf(std::uint32_t pixel, float size)
+{
+    const auto wanted = static_cast<float>(pixel);
+    auto found = std::bit_cast<std::int32_t>(std::numeric_limits<float>::infinity());
+    std::int32_t before = -found;
+    while (before + 1 != found)
+    {
+        const std::int32_t middle = std::midpoint(before, found);
+        if (DeviceToPixelX(floatOfRank(middle), size) < wanted)
+        {
+            before = middle;
+        }
+        else
+        {
+            found = middle;
+        }
+    }
+    return floatOfRank(found);
 }
 
 }  // namespace
@@ -132,31 +165,38 @@ void CCutMask::pack(const Geometry::CBox3D& bounds)
     m_mask.firstRow = std::max(static_cast<std::uint32_t>(bounds.min.y), 1U);
     m_mask.endRow = static_cast<std::uint32_t>(bounds.max.y) + 1;
     const std::uint32_t numColumns = m_mask.endColumn - m_mask.firstColumn;
-    const std::uint32_t numWholeWords = numColumns / c_pixelsPerWord;
-    const std::uint32_t numLeft = numColumns % c_pixelsPerWord;
-    m_mask.wordsPerRow = numWholeWords + (numLeft != 0 ? 1 : 0);
+    m_mask.wordsPerRow = (numColumns + c_pixelsPerWord - 1) / c_pixelsPerWord;
     const std::size_t numWords = std::size_t{m_mask.endRow - m_mask.firstRow} * m_mask.wordsPerRow;
     if (numWords > c_maximumWords)
     {
         return;
     }
-    m_words.reserve(numWords);
+    m_words.reserve(numWords + 2 * c_wordsBeside);
+    m_words.assign(c_wordsBeside, 0);
     for (std::uint32_t row = m_mask.firstRow; row < m_mask.endRow; ++row)
     {
-        const std::uint8_t* pixels =
-            m_mask.bytes + std::size_t{row} * m_mask.bytesPerRow + m_mask.firstColumn;
-        for (std::uint32_t word = 0; word < numWholeWords; ++word)
-        {
-            m_words.push_back(packWord(pixels));
-            pixels += c_pixelsPerWord;
-        }
-        if (numLeft != 0)
-        {
-            m_words.push_back(packLastWord(pixels, numLeft));
-        }
+        packRow(row);
     }
-    m_mask.words = m_words.data();
+    m_words.insert(m_words.end(), c_wordsBeside, 0);
+    m_mask.words = m_words.data() + c_wordsBeside;
+    m_mask.deviceColumns = {firstDeviceOf(m_mask.firstColumn, m_mask.width),
+                            firstDeviceOf(m_mask.endColumn, m_mask.width)};
+    m_mask.deviceRows = {firstDeviceOf(m_mask.firstRow, m_mask.height),
+                         firstDeviceOf(m_mask.endRow, m_mask.height)};
     m_mask.isPacked = true;
+}
+
+void CCutMask::packRow(std::uint32_t row)
+{
+    const std::uint8_t* pixels =
+        m_mask.bytes + std::size_t{row} * m_mask.bytesPerRow + m_mask.firstColumn;
+    std::uint32_t numLeft = m_mask.endColumn - m_mask.firstColumn;
+    for (; numLeft > c_pixelsPerWord; numLeft -= c_pixelsPerWord)
+    {
+        m_words.push_back(packWord(pixels));
+        pixels += c_pixelsPerWord;
+    }
+    m_words.push_back(packLastWord(pixels, numLeft));
 }
 
 }  // namespace DataLayer

@@ -35,8 +35,10 @@ public:
 
 private:
     void pack(const Geometry::CBox3D& bounds);
+    void packRow(std::uint32_t row);
 
     SCutMask m_mask;
+    /// With those that may be read beside them.
     std::vector<std::uint32_t> m_words;
 };
 

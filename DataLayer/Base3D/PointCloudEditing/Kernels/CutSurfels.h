@@ -11,6 +11,20 @@ namespace DataLayer
 // Plain data without member functions: the kernels are compiled for several instruction sets, and a
 // linker could take an inline function from one of them for all the others.
 
+/// Columns or rows in device coordinates, which grow with both; those of rows, which run downwards,
+/// are the negative ones. A surfel lies on one of them exactly if its coordinate is at least \p
+/// first and less than \p end: rounded as they are, pixel coordinates keep the order of device
+/// coordinates.
+struct SDeviceRange
+{
+    float first = 0.0F;
+    float end = 0.0F;
+};
+
+/// So many words may be read before a packed mask's first one and behind its last one, so that a
+/// register of words can have any of them in its middle.
+inline constexpr std::uint32_t c_wordsBeside = 8;
+
 /// A selection's mask as the kernels read it.
 struct SCutMask
 {
@@ -37,6 +51,9 @@ struct SCutMask
     /// empty.
     const std::uint32_t* words = nullptr;
     std::uint32_t wordsPerRow = 0;
+    /// The rectangle's columns and rows.
+    SDeviceRange deviceColumns;
+    SDeviceRange deviceRows;
 };
 
 /// The words of more surfels than these do not stay in the nearer caches.

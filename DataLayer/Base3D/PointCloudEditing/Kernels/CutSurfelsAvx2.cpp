@@ -61,9 +61,7 @@ struct SAvx2
         const __m256i bitOfLane = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
         const __m256i isLane =
             _mm256_cmpeq_epi32(_mm256_and_si256(ints(lanes), bitOfLane), bitOfLane);
-        const __m256i word = _mm256_i32gather_epi32(
-            reinterpret_cast<const int*>(words),
-            _mm256_and_si256(isLane, _mm256_srli_epi32(bit, 5)), sizeof(int));
+        const __m256i word = wordsAt(words, _mm256_and_si256(isLane, _mm256_srli_epi32(bit, 5)));
         // The pixel's bit becomes the lane's sign.
         return bits(
             _mm256_castsi256_ps(_mm256_sllv_epi32(word, _mm256_andnot_si256(bit, ints(31)))));
@@ -101,6 +99,21 @@ private:
         return _mm256_insertf128_ps(
             _mm256_castps128_ps256(_mm_loadu_ps(reinterpret_cast<const float*>(low))),
             _mm_loadu_ps(reinterpret_cast<const float*>(high)), 1);
+    }
+    /// In an order in space, one register holds all of them: to gather them takes several times as
+    /// long.
+    static __m256i wordsAt(const std::uint32_t* words, __m256i index)
+    {
+        static_assert(c_wordsBeside >= c_width / 2);
+        const int begin = _mm256_cvtsi256_si32(index) - static_cast<int>(c_width / 2);
+        const __m256i place = _mm256_sub_epi32(index, _mm256_set1_epi32(begin));
+        const __m256i bitsOfOthers = ints(~(c_width - 1));
+        if (_mm256_testz_si256(place, bitsOfOthers) != 0)
+        {
+            return _mm256_permutevar8x32_epi32(
+                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + begin)), place);
+        }
+        return _mm256_i32gather_epi32(reinterpret_cast<const int*>(words), index, sizeof(int));
     }
     template <typename Axis>
     static __m256i bitOf(const Axis& axis, Floats pixel)

@@ -74,9 +74,7 @@ struct SAvx512
         const __mmask16 isLane = mask(lanes);
         const __m512i bit =
             _mm512_add_epi32(bitOf(isLane, axis0, pixel0), bitOf(isLane, axis1, pixel1));
-        const __m512i word = _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), c_all,
-                                                         _mm512_maskz_srli_epi32(isLane, bit, 5),
-                                                         words, sizeof(int));
+        const __m512i word = wordsAt(words, _mm512_maskz_srli_epi32(isLane, bit, 5));
         return _mm512_test_epi32_mask(
             word, _mm512_maskz_sllv_epi32(isLane, ints(1), _mm512_and_si512(bit, ints(31))));
     }
@@ -115,6 +113,20 @@ private:
     static Floats pick(Floats a, Floats b, Floats c, __m512i fromAB, __m512i fromABAndC)
     {
         return _mm512_permutex2var_ps(_mm512_permutex2var_ps(a, fromAB, b), fromABAndC, c);
+    }
+    /// In an order in space, one register holds all of them: to gather them takes several times as
+    /// long.
+    static __m512i wordsAt(const std::uint32_t* words, __m512i index)
+    {
+        static_assert(c_wordsBeside >= c_width / 2);
+        const int begin = _mm512_cvtsi512_si32(index) - static_cast<int>(c_width / 2);
+        const __m512i place = _mm512_sub_epi32(index, _mm512_set1_epi32(begin));
+        if (_mm512_mask_cmplt_epu32_mask(c_all, place, ints(c_width)) == c_all)
+        {
+            return _mm512_maskz_permutexvar_epi32(c_all, place, _mm512_loadu_si512(words + begin));
+        }
+        return _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), c_all, index, words,
+                                           sizeof(int));
     }
     template <typename Axis>
     static __m512i bitOf(__mmask16 isLane, const Axis& axis, Floats pixel)

@@ -17,8 +17,8 @@ namespace
 ///
 /// Every surfel goes through the operations of the reference in the same order, each rounded by
 /// itself, so that its pixel is the same to the bit. Besides, the rectangle of the painted pixels
-/// stands for the view, so that most groups are done after one coordinate; one bit for each pixel
-/// stays in the cache; and the words are copied on the way.
+/// stands for the view, so that most groups are done after one device coordinate; one bit for each
+/// pixel stays in the cache; and the words are copied on the way.
 ///
 /// \tparam Vector a register of `c_width` floats (`Floats`), one of as many flag words (`Words`),
 /// and the operations on them. Sets of lanes are integers, bit k for lane k.
@@ -90,7 +90,7 @@ private:
     {
         SClip clip;
         Floats size;
-        /// The painted pixels' first, and that after the last.
+        /// The painted pixels, see SDeviceRange.
         Floats first;
         Floats end;
         /// Where the packed mask has a pixel: bitsPerPixel x (pixel - firstPixel), for both axes.
@@ -103,8 +103,8 @@ private:
         const SCutMask& mask = *task.mask;
         return {SClip(task.clipX, 1.0F),
                 Vector::Set(mask.width),
-                Vector::Set(static_cast<float>(mask.firstColumn)),
-                Vector::Set(static_cast<float>(mask.endColumn)),
+                Vector::Set(mask.deviceColumns.first),
+                Vector::Set(mask.deviceColumns.end),
                 mask.firstColumn,
                 1};
     }
@@ -116,8 +116,8 @@ private:
         const SCutMask& mask = *task.mask;
         return {SClip(task.clipY, -1.0F),
                 Vector::Set(mask.height),
-                Vector::Set(static_cast<float>(mask.firstRow)),
-                Vector::Set(static_cast<float>(mask.endRow)),
+                Vector::Set(mask.deviceRows.first),
+                Vector::Set(mask.deviceRows.end),
                 mask.firstRow,
                 32 * mask.wordsPerRow};
     }
@@ -244,13 +244,13 @@ private:
         const SPositions positions = Layout::Load(
             m_task.firstPosition + index * m_task.positionStride, m_task.positionStride);
         const Floats w = transform(positions, m_clipW);
-        const Floats first = pixelOf(positions, w, m_first);
+        const Floats first = deviceOf(positions, w, m_first);
         std::uint32_t lanes = Vector::Within(first, m_first.first, m_first.end);
         if (lanes == 0)
         {
             return 0;
         }
-        const Floats second = pixelOf(positions, w, m_second);
+        const Floats second = deviceOf(positions, w, m_second);
         lanes &= Vector::Within(second, m_second.first, m_second.end);
         if (lanes == 0)
         {
@@ -262,7 +262,8 @@ private:
         {
             prefetchPositions<Layout::c_stride>(index + c_groupsPerBatch * c_width);
         }
-        lanes &= Vector::Painted(m_task.mask->words, lanes, m_first, first, m_second, second);
+        lanes &= Vector::Painted(m_task.mask->words, lanes, m_first, pixelOf(first, m_first),
+                                 m_second, pixelOf(second, m_second));
         return Layout::InOrder(lanes);
     }
 
@@ -305,9 +306,13 @@ private:
             clip.one);
     }
 
-    [[nodiscard]] Floats pixelOf(const SPositions& positions, Floats w, const SAxis& axis) const
+    static Floats deviceOf(const SPositions& positions, Floats w, const SAxis& axis)
     {
-        const Floats device = Vector::Divide(transform(positions, axis.clip), w);
+        return Vector::Divide(transform(positions, axis.clip), w);
+    }
+
+    [[nodiscard]] Floats pixelOf(Floats device, const SAxis& axis) const
+    {
         return Vector::Multiply(Vector::Multiply(Vector::Add(device, m_one), axis.size), m_half);
     }
 

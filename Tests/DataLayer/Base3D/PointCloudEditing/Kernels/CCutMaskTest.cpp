@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <utility>
 #include <vector>
 
 #include "Base/Interfaces/SRegionSelectionInfo.h"
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
 #include "Tests/Support/Selections.h"
 
 namespace DataLayer
@@ -106,6 +109,55 @@ TEST(CCutMask, RectangleBeginsAtRowAndColumnOne)
     EXPECT_EQ(mask.Get().firstColumn, 1U);
     EXPECT_EQ(mask.Get().firstRow, 1U);
     EXPECT_TRUE(Unpack(mask.Get()).empty());
+}
+
+/// Expects \p first to be the first device coordinate on \p pixel or behind it.
+void ExpectFirstOf(std::uint32_t pixel, float size, float first)
+{
+    const auto wanted = static_cast<float>(pixel);
+    const float before = std::nextafter(first, -std::numeric_limits<float>::infinity());
+    EXPECT_GE(DeviceToPixelX(first, size), wanted) << pixel << " of " << size;
+    EXPECT_LT(DeviceToPixelX(before, size), wanted) << pixel << " of " << size;
+}
+
+TEST(CCutMask, DeviceRangesBeginAndEndWithTheRectangle)
+{
+    std::mt19937 random(815);
+    const auto expectRanges = [](std::uint32_t width, std::uint32_t height,
+                                 const std::vector<SPixel>& painted) {
+        const auto selection = MakeDeviceSelection(width, height, painted);
+        const CCutMask cutMask(*selection, BoundPaintedPixels(*selection));
+        const SCutMask& mask = cutMask.Get();
+        ExpectFirstOf(mask.firstColumn, mask.width, mask.deviceColumns.first);
+        ExpectFirstOf(mask.endColumn, mask.width, mask.deviceColumns.end);
+        ExpectFirstOf(mask.firstRow, mask.height, mask.deviceRows.first);
+        ExpectFirstOf(mask.endRow, mask.height, mask.deviceRows.end);
+    };
+    for (unsigned round = 0; round < 300; ++round)
+    {
+        const auto width = static_cast<std::uint32_t>(2 + random() % 3000);
+        const auto height = static_cast<std::uint32_t>(2 + random() % 100);
+        const auto pixel = [&] {
+            return SPixel{static_cast<std::uint32_t>(1 + random() % (width - 1)),
+                          static_cast<std::uint32_t>(1 + random() % (height - 1))};
+        };
+        expectRanges(width, height, {pixel(), pixel()});
+    }
+    constexpr std::uint32_t c_largest = 1U << 24;
+    expectRanges(c_largest, 2, {{c_largest - 1, 1}});
+    expectRanges(2, c_largest, {{1, c_largest / 2}});
+}
+
+TEST(CCutMask, WordsBesideMayBeRead)
+{
+    const auto selection = MakeDeviceSelection(100, 3, {{1, 1}, {99, 2}});
+    const CCutMask mask(*selection, BoundPaintedPixels(*selection));
+    const std::uint32_t numWords = 2 * mask.Get().wordsPerRow;
+    for (std::uint32_t word = 1; word <= c_wordsBeside; ++word)
+    {
+        EXPECT_EQ(*(mask.Get().words - word), 0U);
+        EXPECT_EQ(mask.Get().words[numWords - 1 + word], 0U);
+    }
 }
 
 TEST(CCutMask, NothingThatCanCutLeavesAnEmptyRectangle)

@@ -386,6 +386,36 @@ TEST_P(CutSurfels, WideMasksGiveTheBitsOfTheReference)
                        12);
 }
 
+TEST_P(CutSurfels, WordsAnyDistanceApartGiveTheBitsOfTheReference)
+{
+    constexpr std::uint32_t c_numWords = 40;
+    constexpr std::uint32_t c_width = 1 + 32 * c_numWords;
+    std::vector<std::uint8_t> mask(std::size_t{2} * c_width, 1);
+    for (std::uint32_t column = 1; column < c_width; ++column)
+    {
+        // The words differ, and so do the pixels of a word.
+        mask[c_width + column] = column * 2654435761U >> 31 == 0 ? 1 : 0;
+    }
+    const CScene scene(TestSupport::MakeDeviceSelection(mask, c_width, 2));
+    const auto onWord = [](std::uint32_t word, std::uint32_t pixel) {
+        const auto column = static_cast<float>(1 + 32 * word + pixel) + 0.5F;
+        return LqVector3f{2.0F * column / static_cast<float>(c_width) - 1.0F, -0.5F, 0.5F};
+    };
+    for (std::uint32_t first = 0; first < c_numWords; ++first)
+    {
+        for (std::uint32_t other = 0; other < c_numWords; ++other)
+        {
+            std::vector<LqVector3f> positions;
+            for (std::uint32_t index = 0; index < 32; ++index)
+            {
+                positions.push_back(onWord(index == first % 16 ? other : first, index));
+            }
+            expectSameAsScalar(scene, positions, other % 2 == 0 ? 12 : 16);
+            ASSERT_FALSE(HasFailure()) << first << ", " << other;
+        }
+    }
+}
+
 TEST_P(CutSurfels, NothingPaintedKeepsTheWords)
 {
     const CScene scene(TestSupport::MakeDeviceSelection(4, 4, {{0, 2}, {3, 0}}));

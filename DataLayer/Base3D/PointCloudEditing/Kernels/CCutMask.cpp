@@ -107,6 +107,11 @@ float firstDeviceOf(std::uint32_t pixel, float size)
     return floatOfRank(found);
 }
 
+float lengthOf(const SDeviceRange& range)
+{
+    return range.end - range.first;
+}
+
 }  // namespace
 
 Geometry::CBox3D BoundPaintedPixels(const Base::SRegionSelectionInfo& selection)
@@ -183,6 +188,7 @@ void CCutMask::pack(const Geometry::CBox3D& bounds)
                             firstDeviceOf(m_mask.endColumn, m_mask.width)};
     m_mask.deviceRows = {firstDeviceOf(m_mask.firstRow, m_mask.height),
                          firstDeviceOf(m_mask.endRow, m_mask.height)};
+    m_mask.isTall = lengthOf(m_mask.deviceColumns) < lengthOf(m_mask.deviceRows);
     m_mask.isPacked = true;
 }
 

@@ -17,8 +17,8 @@ namespace DataLayer
 /// coordinates.
 struct SDeviceRange
 {
-    float first = 0.0F;
-    float end = 0.0F;
+    float first;
+    float end;
 };
 
 /// So many words may be read before a packed mask's first one and behind its last one, so that a
@@ -52,12 +52,15 @@ struct SCutMask
     const std::uint32_t* words = nullptr;
     std::uint32_t wordsPerRow = 0;
     /// The rectangle's columns and rows.
-    SDeviceRange deviceColumns;
-    SDeviceRange deviceRows;
+    SDeviceRange deviceColumns = {};
+    SDeviceRange deviceRows = {};
+    /// Whether its columns are a smaller part of the view than its rows, so that fewer surfels pass
+    /// their test.
+    bool isTall = false;
 };
 
 /// The words of more surfels than these do not stay in the nearer caches.
-inline constexpr std::uint32_t c_maximumCachedSurfels = 1U << 19;
+inline constexpr std::uint32_t c_maximumCachedSurfels = 0x80000;
 
 /// All that classifying the surfels of one collection needs.
 struct SCutSurfelsTask

@@ -94,6 +94,9 @@ struct SAvx2
     }
 
 private:
+    /// Where a register of words holds the first lane's.
+    static constexpr int c_middle = c_width / 2;
+
     static Floats loadHalves(const std::byte* low, const std::byte* high)
     {
         return _mm256_insertf128_ps(
@@ -104,14 +107,16 @@ private:
     /// long.
     static __m256i wordsAt(const std::uint32_t* words, __m256i index)
     {
-        static_assert(c_wordsBeside >= c_width / 2);
-        const int begin = _mm256_cvtsi256_si32(index) - static_cast<int>(c_width / 2);
-        const __m256i place = _mm256_sub_epi32(index, _mm256_set1_epi32(begin));
-        const __m256i bitsOfOthers = ints(~(c_width - 1));
-        if (_mm256_testz_si256(place, bitsOfOthers) != 0)
+        static_assert(c_wordsBeside >= c_middle);
+        const int first = _mm256_cvtsi256_si32(index);
+        const __m256i place = _mm256_sub_epi32(index, _mm256_set1_epi32(first - c_middle));
+        const __m256i isInRegister =
+            _mm256_cmpeq_epi32(_mm256_min_epu32(place, ints(c_width - 1)), place);
+        if (bits(_mm256_castsi256_ps(isInRegister)) == 0xFF)
         {
             return _mm256_permutevar8x32_epi32(
-                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + begin)), place);
+                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + first - c_middle)),
+                place);
         }
         return _mm256_i32gather_epi32(reinterpret_cast<const int*>(words), index, sizeof(int));
     }

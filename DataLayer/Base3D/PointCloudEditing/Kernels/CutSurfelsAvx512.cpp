@@ -107,8 +107,10 @@ private:
     // and one compiler warns of that; these become the same instructions.
     static constexpr __mmask16 c_all = 0xFFFF;
     static constexpr __mmask8 c_allPairs = 0xFF;
-    /// Where the first of two steps takes a lane from that the second one takes anew.
+    /// A lane of the first step that the second one replaces.
     static constexpr int c_any = 0;
+    /// Where a register of words holds the first lane's.
+    static constexpr int c_middle = c_width / 2;
 
     static Floats pick(Floats a, Floats b, Floats c, __m512i fromAB, __m512i fromABAndC)
     {
@@ -118,12 +120,13 @@ private:
     /// long.
     static __m512i wordsAt(const std::uint32_t* words, __m512i index)
     {
-        static_assert(c_wordsBeside >= c_width / 2);
-        const int begin = _mm512_cvtsi512_si32(index) - static_cast<int>(c_width / 2);
-        const __m512i place = _mm512_sub_epi32(index, _mm512_set1_epi32(begin));
+        static_assert(c_wordsBeside >= c_middle);
+        const int first = _mm512_cvtsi512_si32(index);
+        const __m512i place = _mm512_sub_epi32(index, _mm512_set1_epi32(first - c_middle));
         if (_mm512_mask_cmplt_epu32_mask(c_all, place, ints(c_width)) == c_all)
         {
-            return _mm512_maskz_permutexvar_epi32(c_all, place, _mm512_loadu_si512(words + begin));
+            return _mm512_maskz_permutexvar_epi32(c_all, place,
+                                                  _mm512_loadu_si512(words + first - c_middle));
         }
         return _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), c_all, index, words,
                                            sizeof(int));

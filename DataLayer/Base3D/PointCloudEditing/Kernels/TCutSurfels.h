@@ -29,8 +29,8 @@ public:
     explicit TCutSurfels(const SCutSurfelsTask& task)
         : m_task(task),
           m_clipW(task.clipW, 1.0F),
-          m_first(areColumnsFirst(*task.mask) ? columns(task) : rows(task)),
-          m_second(areColumnsFirst(*task.mask) ? rows(task) : columns(task))
+          m_first(task.mask->isTall ? columns(task) : rows(task)),
+          m_second(task.mask->isTall ? rows(task) : columns(task))
     {}
 
     bool Run(std::uint32_t begin, std::uint32_t end)
@@ -120,13 +120,6 @@ private:
                 Vector::Set(mask.deviceRows.end),
                 mask.firstRow,
                 32 * mask.wordsPerRow};
-    }
-
-    /// Whether fewer surfels pass the columns' test than the rows'.
-    static bool areColumnsFirst(const SCutMask& mask)
-    {
-        return static_cast<float>(mask.endColumn - mask.firstColumn) * mask.height <
-               static_cast<float>(mask.endRow - mask.firstRow) * mask.width;
     }
 
     // How positions lie in memory. The first two may read up to the next position's end; only their

@@ -102,6 +102,20 @@ TEST(CCutMask, RectangleIsThatOfThePixelsThatCanCut)
     EXPECT_EQ(mask.Get().endRow, 34U);
 }
 
+TEST(CCutMask, IsTallWhereTheColumnsAreASmallerPartOfTheViewThanTheRows)
+{
+    const auto isTall = [](std::uint32_t width, std::uint32_t height,
+                           const std::vector<SPixel>& painted) {
+        const auto selection = MakeDeviceSelection(width, height, painted);
+        return CCutMask(*selection, BoundPaintedPixels(*selection)).Get().isTall;
+    };
+    EXPECT_TRUE(isTall(100, 100, {{95, 1}, {99, 99}}));
+    EXPECT_FALSE(isTall(100, 100, {{1, 95}, {99, 99}}));
+    EXPECT_FALSE(isTall(100, 100, {{5, 5}, {20, 20}}));
+    EXPECT_TRUE(isTall(200, 100, {{10, 10}, {29, 29}}));
+    EXPECT_FALSE(isTall(100, 100, {}));
+}
+
 TEST(CCutMask, RectangleBeginsAtRowAndColumnOne)
 {
     const auto selection = MakeDeviceSelection(50, 40, {{0, 9}, {30, 0}});

@@ -125,12 +125,19 @@ std::shared_ptr<const CMappedFile> CMappedFile::Open(const std::filesystem::path
     {
         throw CInputError(file, "expected a regular file, found a device or pipe");
     }
+    // What begins to be written from here on shows in the time; what had begun may still make the
+    // file longer.
+    const timespec changed = status.st_mtim;
+    waitForWrites(descriptor.Get());
+    if (::fstat(descriptor.Get(), &status) != 0)
+    {
+        throw unreadable(file, errno);
+    }
+    status.st_mtim = changed;
     if (status.st_size == 0)
     {
         throw CInputError(file, "expected data, found an empty file");
     }
-    // After its time was asked: what begins to be written from then on shows in that.
-    waitForWrites(descriptor.Get());
     const auto size = static_cast<std::size_t>(status.st_size);
     void* const address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor.Get(), 0);
     if (address == MAP_FAILED)

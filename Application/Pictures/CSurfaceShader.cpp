@@ -106,10 +106,11 @@ void CSurfaceShader::shadeRow(std::uint32_t row, SRoom& room, SColor* target) co
     const std::uint64_t* const words = m_buffer.GetWords() + m_buffer.IndexOf(0, row);
     for (std::uint32_t column = 0; column < m_buffer.GetWidth(); ++column)
     {
-        target[column] = words[column] == CDepthBuffer::c_empty
-                             ? background[column % background.size()]
-                             : shine(m_colors.looks[CDepthBuffer::LookOf(words[column])],
-                                     m_tones[room.tones[column]]);
+        // No number where there is no sample, nor in those of dots as far away as infinity.
+        const float depth = task.depths.first[column];
+        target[column] = depth == depth ? shine(m_colors.looks[CDepthBuffer::LookOf(words[column])],
+                                                m_tones[room.tones[column]])
+                                        : background[column % background.size()];
     }
 }
 

@@ -102,7 +102,8 @@ struct SSampleRows
     static constexpr std::int32_t c_farDistance = 4;
 };
 
-/// Finds the radii of the dots of a row's samples; 0 where there is no sample.
+/// Finds the radii of the dots of a row's samples. \p radii stay as they are, or become 0, where
+/// there is no sample.
 using FindRadiiKernel = void (*)(const SDotsTask& task, std::uint32_t row, std::uint8_t* radii);
 
 /// Draws the dots of a row's samples.

@@ -349,8 +349,10 @@ private:
 
     [[nodiscard]] static Integers encode(Floats components)
     {
+        // What is no number gives other bits than a code's, too.
         return __builtin_convertvector((components + 1.0F) * SSampleWord::c_normalScale + 0.5F,
-                                       Integers);
+                                       Integers) &
+               SSampleWord::c_noNormal;
     }
     [[nodiscard]] static Floats decode(Integers codes)
     {

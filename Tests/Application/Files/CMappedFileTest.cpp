@@ -206,6 +206,25 @@ TEST(CMappedFile, Open_WaitsForAWriteThatHasBegun)
     EXPECT_EQ(changeOf(*file), "");
 }
 
+TEST(CMappedFile, Open_WaitsForAWriteThatMakesTheFileLonger)
+{
+    const CTemporaryFolder folder;
+    writeLongAgo(folder / "a", "o");
+    FileTest::CHeldUpWrite write(folder / "a", 'n');
+    if (!write.HasBegun())
+    {
+        GTEST_SKIP() << "the system lets this process hold up no write";
+    }
+    auto opening = std::async(std::launch::async, [&] { return CMappedFile::Open(folder / "a"); });
+    (void)opening.wait_for(std::chrono::milliseconds(200));
+    write.Finish();
+
+    const auto file = opening.get();
+    EXPECT_TRUE(Application::AsText(file->GetBytes()) ==
+                std::string(FileTest::CHeldUpWrite::GetSize(), 'n'));
+    EXPECT_EQ(changeOf(*file), "");
+}
+
 TEST(CMappedFile, Open_FileThatSomebodyHoldsOpenForWriting)
 {
     const CTemporaryFolder folder;

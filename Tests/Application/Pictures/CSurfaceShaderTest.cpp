@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -238,6 +239,24 @@ TEST(CSurfaceShader, Shade_GivesThePictureOfThePlainLoopToTheBit)
             }
         }
     }
+}
+
+TEST(CSurfaceShader, Shade_SamplesWhoseDepthIsNoNumberAreBackground)
+{
+    const CPictureProjection projection(makeView(CCamera::Projection::Perspective, 32, 12), 1);
+    CDepthBuffer buffer(32, 12);
+    for (std::uint32_t column = 0; column < 32; ++column)
+    {
+        buffer.Draw(buffer.IndexOf(column, 0), CDepthBuffer::Pack(10.0F, 7, {0, 0, 1, true}));
+    }
+    const auto shade = [&] { return CSurfaceShader(projection, buffer, 1, makeColors()).Shade(); };
+    const CPicture expected = shade();
+
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    buffer.Draw(buffer.IndexOf(5, 2), CDepthBuffer::Pack(nan, 0, {0, 0, 1, true}));
+    EXPECT_NE(buffer.Get(buffer.IndexOf(5, 2)), CDepthBuffer::c_empty);
+
+    EXPECT_EQ(shade(), expected);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <string_view>
 #include <vector>
@@ -55,7 +56,7 @@ CDepthBuffer makeBuffer(std::uint32_t width, unsigned percent, unsigned percentO
 class CDots
 {
 public:
-    CDots(const CDepthBuffer& buffer, bool isPerspective)
+    CDots(const CDepthBuffer& buffer, bool isPerspective, float sampleSize = c_sampleSize)
         : m_buffer(buffer), m_plane(buffer, c_reach), m_radii(buffer.GetWidth() * c_height)
     {
         constexpr auto c_side = static_cast<std::int32_t>(c_reach);
@@ -82,7 +83,7 @@ public:
             }
         }
         m_task.depths = {m_plane.GetFirst(), stride,        buffer.GetWidth(),
-                         c_height,           isPerspective, c_sampleSize};
+                         c_height,           isPerspective, sampleSize};
         m_task.offsets = m_offsets.data();
         m_task.numOffsets = m_offsets.size();
         m_task.ring = m_ring.data();
@@ -167,6 +168,31 @@ TEST(SampleRows, DrawDots_IsThatOfTheReferenceForEveryKernel)
             ASSERT_EQ(dots.Draw(kernels, radii), expected) << kernels.name << buffer.GetWidth();
         }
     });
+}
+
+TEST(SampleRows, DrawDots_NormalsThatAreNoNumbersLeaveTheLooksForEveryKernel)
+{
+    CDepthBuffer buffer(64, c_height);
+    for (std::size_t index = 0; index < std::size_t{64} * c_height; index += 3)
+    {
+        buffer.Draw(index, CDepthBuffer::Pack(1.0F, 0, {}));
+    }
+    // Planes that are fitted with samples of that size have no slope.
+    const CDots dots(buffer, true, std::numeric_limits<float>::infinity());
+    for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+    {
+        std::uint32_t numDrawn = 0;
+        for (const std::uint64_t word :
+             dots.Draw(kernels, std::vector<std::uint8_t>(std::size_t{64} * c_height, 17)))
+        {
+            if (word != CDepthBuffer::c_empty)
+            {
+                ++numDrawn;
+                EXPECT_EQ(CDepthBuffer::LookOf(word), 0U) << kernels.name;
+            }
+        }
+        EXPECT_GT(numDrawn, 0U) << kernels.name;
+    }
 }
 
 TEST(SampleRows, Unpack_IsWhatTheBufferSaysForEveryKernelAndCount)

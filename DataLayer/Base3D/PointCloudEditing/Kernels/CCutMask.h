@@ -30,7 +30,7 @@ public:
     CCutMask& operator=(const CCutMask&) = delete;
 
     /// Valid as long as this object. Not packed when the view is so large that not every pixel is a
-    /// float, or that its paint takes too many bits.
+    /// float or a mask's index takes more than 32 bits, or that its paint takes too many bits.
     [[nodiscard]] const SCutMask& Get() const { return m_mask; }
 
 private:

@@ -130,10 +130,10 @@ struct SSampleRowsKernels
 };
 
 /// The reference, for every processor.
-extern const SSampleRowsKernels g_sampleRowsVector128;
+extern const SSampleRowsKernels c_sampleRowsVector128;
 #if defined(__x86_64__)
-extern const SSampleRowsKernels g_sampleRowsAvx2;
-extern const SSampleRowsKernels g_sampleRowsAvx512;
+extern const SSampleRowsKernels c_sampleRowsAvx2;
+extern const SSampleRowsKernels c_sampleRowsAvx512;
 #endif
 
 }  // namespace Application

@@ -29,6 +29,6 @@ struct SAvx2
 
 }  // namespace
 
-constinit const SSampleRowsKernels g_sampleRowsAvx2 = MakeSampleRowsKernels<SAvx2>("avx2");
+constinit const SSampleRowsKernels c_sampleRowsAvx2 = MakeSampleRowsKernels<SAvx2>("avx2");
 
 }  // namespace Application

@@ -38,6 +38,6 @@ private:
 
 }  // namespace
 
-constinit const SSampleRowsKernels g_sampleRowsAvx512 = MakeSampleRowsKernels<SAvx512>("avx512");
+constinit const SSampleRowsKernels c_sampleRowsAvx512 = MakeSampleRowsKernels<SAvx512>("avx512");
 
 }  // namespace Application

@@ -9,14 +9,14 @@ std::vector<SSampleRowsKernels> GetSampleRowsKernels()
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx512f"))
     {
-        kernels.push_back(g_sampleRowsAvx512);
+        kernels.push_back(c_sampleRowsAvx512);
     }
     if (__builtin_cpu_supports("avx2"))
     {
-        kernels.push_back(g_sampleRowsAvx2);
+        kernels.push_back(c_sampleRowsAvx2);
     }
 #endif
-    kernels.push_back(g_sampleRowsVector128);
+    kernels.push_back(c_sampleRowsVector128);
     return kernels;
 }
 

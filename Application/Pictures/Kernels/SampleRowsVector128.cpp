@@ -36,7 +36,7 @@ struct SVector128
 
 }  // namespace
 
-constinit const SSampleRowsKernels g_sampleRowsVector128 =
+constinit const SSampleRowsKernels c_sampleRowsVector128 =
     MakeSampleRowsKernels<SVector128>("vector128");
 
 }  // namespace Application

@@ -25,7 +25,7 @@ void CCoordinateShift::Extend(double x, double y, double z)
     }
 }
 
-void CCoordinateShift::Choose(EPrecision precision)
+void CCoordinateShift::Choose(Precision precision)
 {
     double extent = 0.0;
     double largest = 0.0;
@@ -36,7 +36,7 @@ void CCoordinateShift::Choose(EPrecision precision)
     }
     // Half the distance of neighbouring floats at the largest coordinate, against the extent.
     const bool isFineEnough = largest * 0x1p-24 <= extent * 0x1p-20;
-    if (m_isExact || !std::isfinite(extent) || (precision == EPrecision::Text && isFineEnough))
+    if (m_isExact || !std::isfinite(extent) || (precision == Precision::Text && isFineEnough))
     {
         return;
     }

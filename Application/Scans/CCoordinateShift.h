@@ -15,7 +15,7 @@ class CCoordinateShift
 {
 public:
     /// What the coordinates were meant to hold.
-    enum class EPrecision
+    enum class Precision
     {
         /// Doubles or large integers: any loss is worth a shift.
         Double,
@@ -29,7 +29,7 @@ public:
 
     /// Settles the offset: none when single precision does, else near the middle of the scan and
     /// with few digits, so that subtracting it loses nothing.
-    void Choose(EPrecision precision);
+    void Choose(Precision precision);
 
     /// The coordinates around the chosen origin.
     [[nodiscard]] LqVector3f Apply(double x, double y, double z) const

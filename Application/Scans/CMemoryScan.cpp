@@ -26,7 +26,7 @@ void CMemoryScan::setPoints(Coordinates coordinates, Triangles triangles,
     {
         m_shift.Extend(x, y, z);
     }
-    m_shift.Choose(CCoordinateShift::EPrecision::Text);
+    m_shift.Choose(CCoordinateShift::Precision::Text);
     auto triangulation = std::make_shared<Geometry::CTriangulation>();
     triangulation->triangles = std::move(triangles);
     triangulation->vertices.reserve(coordinates.size());

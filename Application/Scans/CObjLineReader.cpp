@@ -13,26 +13,26 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] EObjStatement classify(std::string_view keyword)
+[[nodiscard]] ObjStatement classify(std::string_view keyword)
 {
-    static constexpr std::array<std::pair<std::string_view, EObjStatement>, 12> c_statements = {{
-        {"v", EObjStatement::Vertex},
-        {"vn", EObjStatement::Normal},
-        {"f", EObjStatement::Face},
-        {"fo", EObjStatement::Face},
-        {"l", EObjStatement::Line},
-        {"p", EObjStatement::Point},
-        {"curv", EObjStatement::FreeForm},
-        {"surf", EObjStatement::FreeForm},
-        {"bzp", EObjStatement::FreeForm},
-        {"bsp", EObjStatement::FreeForm},
-        {"cdc", EObjStatement::FreeForm},
-        {"cdp", EObjStatement::FreeForm},
+    static constexpr std::array<std::pair<std::string_view, ObjStatement>, 12> c_statements = {{
+        {"v", ObjStatement::Vertex},
+        {"vn", ObjStatement::Normal},
+        {"f", ObjStatement::Face},
+        {"fo", ObjStatement::Face},
+        {"l", ObjStatement::Line},
+        {"p", ObjStatement::Point},
+        {"curv", ObjStatement::FreeForm},
+        {"surf", ObjStatement::FreeForm},
+        {"bzp", ObjStatement::FreeForm},
+        {"bsp", ObjStatement::FreeForm},
+        {"cdc", ObjStatement::FreeForm},
+        {"cdp", ObjStatement::FreeForm},
     }};
     const auto found =
         std::find_if(c_statements.begin(), c_statements.end(),
                      [&](const auto& statement) { return statement.first == keyword; });
-    return found == c_statements.end() ? EObjStatement::Other : found->second;
+    return found == c_statements.end() ? ObjStatement::Other : found->second;
 }
 
 [[nodiscard]] bool isSeparator(std::string_view text, std::size_t position)

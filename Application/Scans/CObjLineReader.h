@@ -14,7 +14,7 @@ namespace Application
 {
 
 /// What a line of an OBJ file is to a scan.
-enum class EObjStatement
+enum class ObjStatement
 {
     Vertex,
     Normal,
@@ -55,7 +55,7 @@ public:
     /// @throw CInputError when a carriage return stands inside a line.
     [[nodiscard]] bool Next();
 
-    [[nodiscard]] EObjStatement GetStatement() const { return m_statement; }
+    [[nodiscard]] ObjStatement GetStatement() const { return m_statement; }
 
     /// What follows the statement's first word.
     [[nodiscard]] std::string_view GetWords() const { return m_words; }
@@ -83,7 +83,7 @@ private:
     CLineReader m_lines;
     std::size_t m_begin = 0;
     std::uint64_t m_line = 0;
-    EObjStatement m_statement = EObjStatement::Other;
+    ObjStatement m_statement = ObjStatement::Other;
     std::string_view m_words;
 };
 

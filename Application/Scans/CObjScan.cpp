@@ -17,10 +17,10 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] bool hasReferences(EObjStatement statement)
+[[nodiscard]] bool hasReferences(ObjStatement statement)
 {
-    return statement == EObjStatement::Face || statement == EObjStatement::Line ||
-           statement == EObjStatement::Point;
+    return statement == ObjStatement::Face || statement == ObjStatement::Line ||
+           statement == ObjStatement::Point;
 }
 
 /// Stands for a vertex without a normal.
@@ -51,9 +51,9 @@ void CObjScan::count()
     CObjLineReader reader(m_source.path, AsText(m_source.bytes));
     while (reader.Next())
     {
-        m_counts.vertices += reader.GetStatement() == EObjStatement::Vertex ? 1U : 0U;
-        m_counts.normals += reader.GetStatement() == EObjStatement::Normal ? 1U : 0U;
-        if (reader.GetStatement() == EObjStatement::Face)
+        m_counts.vertices += reader.GetStatement() == ObjStatement::Vertex ? 1U : 0U;
+        m_counts.normals += reader.GetStatement() == ObjStatement::Normal ? 1U : 0U;
+        if (reader.GetStatement() == ObjStatement::Face)
         {
             std::uint64_t corners = 0;
             std::string_view rest = reader.GetWords();
@@ -100,11 +100,11 @@ void CObjScan::read(const ProgressCallback& progress)
     CObjLineReader reader(m_source.path, AsText(m_source.bytes));
     while (reader.Next())
     {
-        if (reader.GetStatement() == EObjStatement::Vertex)
+        if (reader.GetStatement() == ObjStatement::Vertex)
         {
             coordinates.push_back(reader.ReadVector());
         }
-        else if (reader.GetStatement() == EObjStatement::Normal)
+        else if (reader.GetStatement() == ObjStatement::Normal)
         {
             fileNormals.push_back(toNormal(reader.ReadVector()));
         }
@@ -152,7 +152,7 @@ void CObjScan::readCorners(const CObjLineReader& reader, std::uint64_t verticesB
                 normalNumbers[vertex] = static_cast<std::uint32_t>(normal);
             }
         }
-        if (reader.GetStatement() == EObjStatement::Face && index >= 2)
+        if (reader.GetStatement() == ObjStatement::Face && index >= 2)
         {
             triangles.push_back({first, last, vertex});
         }
@@ -188,10 +188,10 @@ void CObjScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
     while (reader.Next())
     {
         steps.Report(reader.GetEnd());
-        const EObjStatement statement = reader.GetStatement();
+        const ObjStatement statement = reader.GetStatement();
         const std::string_view raw =
             text.substr(reader.GetBegin(), reader.GetEnd() - reader.GetBegin());
-        if (statement == EObjStatement::FreeForm)
+        if (statement == ObjStatement::FreeForm)
         {
             throw reader.MakeError("expected vertices and polygons only, to cut them", raw);
         }
@@ -202,7 +202,7 @@ void CObjScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
                 file.Write(line);
             }
         }
-        else if (statement != EObjStatement::Vertex || ranks.IsKept(before++))
+        else if (statement != ObjStatement::Vertex || ranks.IsKept(before++))
         {
             file.Write(raw);
         }

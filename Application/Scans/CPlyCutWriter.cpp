@@ -18,11 +18,10 @@ namespace
 /// Pieces small enough to report progress between them.
 constexpr std::size_t c_pieceSize = std::size_t{8} << 20;
 
-[[nodiscard]] std::int64_t getLargest(EPlyType type)
+[[nodiscard]] std::int64_t getLargest(PlyType type)
 {
     const int bits = static_cast<int>(8 * GetPlyTypeSize(type));
-    const bool isSigned =
-        type == EPlyType::Int8 || type == EPlyType::Int16 || type == EPlyType::Int32;
+    const bool isSigned = type == PlyType::Int8 || type == PlyType::Int16 || type == PlyType::Int32;
     return (std::int64_t{1} << (isSigned ? bits - 1 : bits)) - 1;
 }
 
@@ -183,7 +182,7 @@ void CPlyCutWriter::renumber(const CPlyRecordReader& reader, const SPlyElement& 
             done = renumberStrips(reader, element.properties[property], property);
             continue;
         }
-        const EPlyType type = element.properties[property].type;
+        const PlyType type = element.properties[property].type;
         reader.ForEachInteger(property,
                               [&](std::int64_t vertex, std::size_t begin, std::size_t end) {
                                   appendBytes(done, begin);
@@ -240,7 +239,7 @@ void CPlyCutWriter::appendBytes(std::size_t begin, std::size_t end)
     m_record.insert(m_record.end(), bytes.begin(), bytes.end());
 }
 
-void CPlyCutWriter::appendNumber(EPlyType type, std::int64_t value)
+void CPlyCutWriter::appendNumber(PlyType type, std::int64_t value)
 {
     if (m_document.IsText())
     {

@@ -42,7 +42,7 @@ private:
                                              const SPlyProperty& property, std::size_t index);
     [[nodiscard]] std::int64_t getRank(std::int64_t vertex) const;
     void appendBytes(std::size_t begin, std::size_t end);
-    void appendNumber(EPlyType type, std::int64_t value);
+    void appendNumber(PlyType type, std::int64_t value);
     void copy(CReplacementFile& file, std::size_t begin, std::size_t end);
     void copyMarked(CReplacementFile& file, std::size_t begin, std::size_t recordSize,
                     std::uint64_t marked);

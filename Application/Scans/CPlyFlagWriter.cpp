@@ -68,7 +68,7 @@ std::string CPlyFlagWriter::makeHeader() const
 
 void CPlyFlagWriter::writeVertices(CReplacementFile& file, CProgress& progress) const
 {
-    const bool isBigEndian = m_document.header.GetFormat() == EPlyFormat::BinaryBigEndian;
+    const bool isBigEndian = m_document.header.GetFormat() == PlyFormat::BinaryBigEndian;
     CPlyRecordReader reader(m_document, m_document.vertexElement);
     std::size_t done = reader.GetEnd();
     for (std::size_t index = 0; reader.Next(); ++index)

@@ -49,7 +49,7 @@ public:
     [[nodiscard]] std::size_t GetSize() const { return m_lines.GetEnd(); }
     [[nodiscard]] std::uint64_t GetLineCount() const { return m_lines.GetNumber(); }
 
-    std::optional<EPlyFormat> format;
+    std::optional<PlyFormat> format;
     std::vector<SPlyElement> elements;
     std::vector<std::string> comments;
 
@@ -98,15 +98,15 @@ private:
         }
         if (name == "ascii")
         {
-            format = EPlyFormat::Ascii;
+            format = PlyFormat::Ascii;
         }
         else if (name == "binary_little_endian")
         {
-            format = EPlyFormat::BinaryLittleEndian;
+            format = PlyFormat::BinaryLittleEndian;
         }
         else if (name == "binary_big_endian")
         {
-            format = EPlyFormat::BinaryBigEndian;
+            format = PlyFormat::BinaryBigEndian;
         }
         else
         {
@@ -177,9 +177,9 @@ private:
         elements.back().properties.push_back(std::move(property));
     }
 
-    [[nodiscard]] EPlyType parseType(std::string_view name)
+    [[nodiscard]] PlyType parseType(std::string_view name)
     {
-        const std::optional<EPlyType> type = ParsePlyType(name);
+        const std::optional<PlyType> type = ParsePlyType(name);
         if (!type.has_value())
         {
             fail("expected a number type such as 'uchar', 'int', 'float' or 'float64'", name);
@@ -209,7 +209,7 @@ private:
     std::set<std::string, std::less<>> m_propertyNames;
 };
 
-[[nodiscard]] std::string_view printType(EPlyType type)
+[[nodiscard]] std::string_view printType(PlyType type)
 {
     constexpr std::string_view c_names[] = {"char", "uchar", "short", "ushort",
                                             "int",  "uint",  "float", "double"};

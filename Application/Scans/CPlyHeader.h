@@ -15,7 +15,7 @@ namespace Application
 {
 
 /// How the records of a PLY file are written.
-enum class EPlyFormat
+enum class PlyFormat
 {
     Ascii,
     BinaryLittleEndian,
@@ -26,8 +26,8 @@ enum class EPlyFormat
 struct SPlyProperty
 {
     std::string name;
-    EPlyType type = EPlyType::Float32;
-    std::optional<EPlyType> countType;
+    PlyType type = PlyType::Float32;
+    std::optional<PlyType> countType;
 
     [[nodiscard]] bool IsList() const { return countType.has_value(); }
 };
@@ -63,7 +63,7 @@ public:
     /// @throw CInputError with the line when it is not a valid header.
     [[nodiscard]] static CPlyHeader Parse(const std::filesystem::path& file, std::string_view text);
 
-    [[nodiscard]] EPlyFormat GetFormat() const { return m_format; }
+    [[nodiscard]] PlyFormat GetFormat() const { return m_format; }
     [[nodiscard]] const std::vector<SPlyElement>& GetElements() const { return m_elements; }
     [[nodiscard]] std::optional<std::size_t> FindElement(std::string_view name) const;
 
@@ -82,7 +82,7 @@ private:
 
     std::string_view m_text;
     std::uint64_t m_lineCount = 0;
-    EPlyFormat m_format = EPlyFormat::Ascii;
+    PlyFormat m_format = PlyFormat::Ascii;
     std::vector<SPlyElement> m_elements;
     std::vector<std::string> m_comments;
 };

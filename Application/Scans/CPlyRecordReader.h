@@ -61,7 +61,7 @@ public:
     template <typename Function>
     void ForEachInteger(std::size_t property, Function&& function) const
     {
-        const EPlyType type = m_element.properties[property].type;
+        const PlyType type = m_element.properties[property].type;
         const std::size_t size = GetPlyTypeSize(type);
         std::size_t position = m_fields[property].begin;
         for (std::uint64_t index = 0; index < m_fields[property].length; ++index)

@@ -256,13 +256,13 @@ SScanDescription CPlyScan::Describe() const
     SScanDescription description;
     switch (m_document.header.GetFormat())
     {
-        case EPlyFormat::Ascii:
+        case PlyFormat::Ascii:
             description.format = "PLY, ASCII";
             break;
-        case EPlyFormat::BinaryLittleEndian:
+        case PlyFormat::BinaryLittleEndian:
             description.format = "PLY, binary little endian";
             break;
-        case EPlyFormat::BinaryBigEndian:
+        case PlyFormat::BinaryBigEndian:
             description.format = "PLY, binary big endian";
             break;
     }

@@ -58,7 +58,7 @@ std::optional<CPlyVertices::Triple> CPlyVertices::findTriple(const char* first, 
 const std::byte* CPlyVertices::findInPlace(const Triple& properties) const
 {
     const auto isFloat = [&](std::size_t property) {
-        return m_element.properties[property].type == EPlyType::Float32;
+        return m_element.properties[property].type == PlyType::Float32;
     };
     const bool isInPlace = !m_document.IsSwapped() && properties[1] == properties[0] + 1 &&
                            properties[2] == properties[1] + 1 &&
@@ -69,14 +69,14 @@ const std::byte* CPlyVertices::findInPlace(const Triple& properties) const
                      : nullptr;
 }
 
-CCoordinateShift::EPrecision CPlyVertices::getPrecision() const
+CCoordinateShift::Precision CPlyVertices::getPrecision() const
 {
     const auto isFloat = [&](std::size_t property) {
-        return m_element.properties[property].type == EPlyType::Float32;
+        return m_element.properties[property].type == PlyType::Float32;
     };
     return std::all_of(m_positions.begin(), m_positions.end(), isFloat)
-               ? CCoordinateShift::EPrecision::Text
-               : CCoordinateShift::EPrecision::Double;
+               ? CCoordinateShift::Precision::Text
+               : CCoordinateShift::Precision::Double;
 }
 
 SPlyTable CPlyVertices::Read(CProgress& progress)

@@ -52,7 +52,7 @@ private:
     [[nodiscard]] std::optional<Triple> findTriple(const char* first, const char* second,
                                                    const char* third) const;
     [[nodiscard]] const std::byte* findInPlace(const Triple& properties) const;
-    [[nodiscard]] CCoordinateShift::EPrecision getPrecision() const;
+    [[nodiscard]] CCoordinateShift::Precision getPrecision() const;
     SPlyTable readFixed(CProgress& progress);
     SPlyTable readRecords(CProgress& progress);
     [[nodiscard]] std::array<double, 3> loadTriple(const Triple& properties,

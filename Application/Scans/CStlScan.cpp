@@ -33,7 +33,7 @@ constexpr bool c_isSwapped = std::endian::native == std::endian::big;
 [[nodiscard]] std::uint64_t loadCount(std::span<const std::byte> bytes)
 {
     return static_cast<std::uint64_t>(
-        LoadPlyInteger(bytes.data() + c_countOffset, EPlyType::UInt32, c_isSwapped));
+        LoadPlyInteger(bytes.data() + c_countOffset, PlyType::UInt32, c_isSwapped));
 }
 
 [[nodiscard]] bool isBinary(std::span<const std::byte> bytes)
@@ -186,7 +186,7 @@ void CStlScan::writeBinary(CReplacementFile& file, const CKeptPoints& kept,
         std::count_if(triangles.begin(), triangles.end(),
                       [&](const auto& triangle) { return isKeptTriangle(triangle, kept); });
     std::array<std::byte, 4> count = {};
-    StorePlyInteger(count.data(), EPlyType::UInt32, c_isSwapped, keptCount);
+    StorePlyInteger(count.data(), PlyType::UInt32, c_isSwapped, keptCount);
     file.Write(m_source.bytes.first(c_countOffset));
     file.Write(count);
     std::size_t begin = c_headerSize;

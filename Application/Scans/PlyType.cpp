@@ -6,25 +6,25 @@
 namespace Application
 {
 
-std::optional<EPlyType> ParsePlyType(std::string_view name)
+std::optional<PlyType> ParsePlyType(std::string_view name)
 {
-    static constexpr std::array<std::pair<std::string_view, EPlyType>, 16> c_names = {{
-        {"char", EPlyType::Int8},
-        {"uchar", EPlyType::UInt8},
-        {"short", EPlyType::Int16},
-        {"ushort", EPlyType::UInt16},
-        {"int", EPlyType::Int32},
-        {"uint", EPlyType::UInt32},
-        {"float", EPlyType::Float32},
-        {"double", EPlyType::Float64},
-        {"int8", EPlyType::Int8},
-        {"uint8", EPlyType::UInt8},
-        {"int16", EPlyType::Int16},
-        {"uint16", EPlyType::UInt16},
-        {"int32", EPlyType::Int32},
-        {"uint32", EPlyType::UInt32},
-        {"float32", EPlyType::Float32},
-        {"float64", EPlyType::Float64},
+    static constexpr std::array<std::pair<std::string_view, PlyType>, 16> c_names = {{
+        {"char", PlyType::Int8},
+        {"uchar", PlyType::UInt8},
+        {"short", PlyType::Int16},
+        {"ushort", PlyType::UInt16},
+        {"int", PlyType::Int32},
+        {"uint", PlyType::UInt32},
+        {"float", PlyType::Float32},
+        {"double", PlyType::Float64},
+        {"int8", PlyType::Int8},
+        {"uint8", PlyType::UInt8},
+        {"int16", PlyType::Int16},
+        {"uint16", PlyType::UInt16},
+        {"int32", PlyType::Int32},
+        {"uint32", PlyType::UInt32},
+        {"float32", PlyType::Float32},
+        {"float64", PlyType::Float64},
     }};
     for (const auto& [spelling, type] : c_names)
     {
@@ -36,7 +36,7 @@ std::optional<EPlyType> ParsePlyType(std::string_view name)
     return std::nullopt;
 }
 
-void StorePlyInteger(std::byte* address, EPlyType type, bool isSwapped, std::int64_t value)
+void StorePlyInteger(std::byte* address, PlyType type, bool isSwapped, std::int64_t value)
 {
     const bool isBigEndian = isSwapped == (std::endian::native == std::endian::little);
     const std::size_t size = GetPlyTypeSize(type);

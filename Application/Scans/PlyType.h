@@ -11,7 +11,7 @@ namespace Application
 {
 
 /// The number types of PLY files.
-enum class EPlyType : std::uint8_t
+enum class PlyType : std::uint8_t
 {
     Int8,
     UInt8,
@@ -24,18 +24,18 @@ enum class EPlyType : std::uint8_t
 };
 
 /// The type of either spelling: "uchar" or "uint8", "float" or "float32", and so on.
-[[nodiscard]] std::optional<EPlyType> ParsePlyType(std::string_view name);
+[[nodiscard]] std::optional<PlyType> ParsePlyType(std::string_view name);
 
 /// The size in bytes.
-[[nodiscard]] constexpr std::size_t GetPlyTypeSize(EPlyType type)
+[[nodiscard]] constexpr std::size_t GetPlyTypeSize(PlyType type)
 {
     constexpr std::uint8_t c_sizes[] = {1, 1, 2, 2, 4, 4, 4, 8};
     return c_sizes[static_cast<std::size_t>(type)];
 }
 
-[[nodiscard]] constexpr bool IsIntegerType(EPlyType type)
+[[nodiscard]] constexpr bool IsIntegerType(PlyType type)
 {
-    return type != EPlyType::Float32 && type != EPlyType::Float64;
+    return type != PlyType::Float32 && type != PlyType::Float64;
 }
 
 namespace Detail
@@ -60,40 +60,40 @@ template <typename T>
 /// Calls \p function with the binary number at \p address in its own C++ type; \p isSwapped when
 /// its byte order is not this machine's.
 template <typename Function>
-auto VisitPlyValue(const std::byte* address, EPlyType type, bool isSwapped, Function&& function)
+auto VisitPlyValue(const std::byte* address, PlyType type, bool isSwapped, Function&& function)
 {
     using Detail::LoadPlyValue;
     switch (type)
     {
-        case EPlyType::Int8:
+        case PlyType::Int8:
             return function(LoadPlyValue<std::int8_t>(address, isSwapped));
-        case EPlyType::UInt8:
+        case PlyType::UInt8:
             return function(LoadPlyValue<std::uint8_t>(address, isSwapped));
-        case EPlyType::Int16:
+        case PlyType::Int16:
             return function(LoadPlyValue<std::int16_t>(address, isSwapped));
-        case EPlyType::UInt16:
+        case PlyType::UInt16:
             return function(LoadPlyValue<std::uint16_t>(address, isSwapped));
-        case EPlyType::Int32:
+        case PlyType::Int32:
             return function(LoadPlyValue<std::int32_t>(address, isSwapped));
-        case EPlyType::UInt32:
+        case PlyType::UInt32:
             return function(LoadPlyValue<std::uint32_t>(address, isSwapped));
-        case EPlyType::Float32:
+        case PlyType::Float32:
             return function(LoadPlyValue<float>(address, isSwapped));
-        case EPlyType::Float64:
+        case PlyType::Float64:
             break;
     }
     return function(LoadPlyValue<double>(address, isSwapped));
 }
 
 /// The binary number at \p address.
-[[nodiscard]] inline double LoadPlyReal(const std::byte* address, EPlyType type, bool isSwapped)
+[[nodiscard]] inline double LoadPlyReal(const std::byte* address, PlyType type, bool isSwapped)
 {
     return VisitPlyValue(address, type, isSwapped,
                          [](auto value) { return static_cast<double>(value); });
 }
 
 /// The binary whole number at \p address, whose type is an integer type.
-[[nodiscard]] inline std::int64_t LoadPlyInteger(const std::byte* address, EPlyType type,
+[[nodiscard]] inline std::int64_t LoadPlyInteger(const std::byte* address, PlyType type,
                                                  bool isSwapped)
 {
     return VisitPlyValue(address, type, isSwapped,
@@ -101,6 +101,6 @@ auto VisitPlyValue(const std::byte* address, EPlyType type, bool isSwapped, Func
 }
 
 /// Stores a whole number, which the integer type \p type must hold, at \p address.
-void StorePlyInteger(std::byte* address, EPlyType type, bool isSwapped, std::int64_t value);
+void StorePlyInteger(std::byte* address, PlyType type, bool isSwapped, std::int64_t value);
 
 }  // namespace Application

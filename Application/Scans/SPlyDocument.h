@@ -30,12 +30,12 @@ struct SPlyDocument
     /// One per element of the header, and one more for the end of the last.
     std::vector<SPlyTable> tables;
 
-    [[nodiscard]] bool IsText() const { return header.GetFormat() == EPlyFormat::Ascii; }
+    [[nodiscard]] bool IsText() const { return header.GetFormat() == PlyFormat::Ascii; }
 
     /// True when binary numbers are not in this machine's byte order.
     [[nodiscard]] bool IsSwapped() const
     {
-        return (header.GetFormat() == EPlyFormat::BinaryBigEndian) !=
+        return (header.GetFormat() == PlyFormat::BinaryBigEndian) !=
                (std::endian::native == std::endian::big);
     }
 

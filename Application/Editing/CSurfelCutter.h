@@ -62,7 +62,8 @@ public:
         SResult();
         SResult(SResult&& other) noexcept;
         SResult& operator=(SResult&& other) noexcept;
-        /// Not inline: without much optimisation, a loop over all words is left of it.
+        /// Not inline: users that are compiled with little optimisation would visit every flag
+        /// word, although there is nothing to destroy.
         ~SResult();
 
         /// One word per surfel: the one it had, and SurfelFlagCut where it is cut.

@@ -21,8 +21,9 @@ namespace Application
 /// hundredth of the points at either end may grow by a third towards the outermost points, and what
 /// lies beyond is left out of the frame. The near and far planes enclose the bounding boxes of
 /// all points that are in front of the eye, stray ones included, so that a cut reaches them.
-struct CCameraFit
+class CCameraFit
 {
+public:
     /// A collection and its transform into the world.
     struct SScan
     {

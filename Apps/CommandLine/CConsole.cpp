@@ -56,7 +56,7 @@ std::string MakeProgressLine(std::string_view label, double fraction, int column
 }  // namespace
 
 CConsole::CConsole()
-    : m_isTerminal(IsCapableTerminal()), m_isColoured(m_isTerminal && !IsSet("NO_COLOR"))
+    : m_isTerminal(IsCapableTerminal()), m_isColored(m_isTerminal && !IsSet("NO_COLOR"))
 {}
 
 CConsole::~CConsole()
@@ -104,12 +104,12 @@ void CConsole::ClearProgress()
     eraseProgress();
 }
 
-void CConsole::writeMessage(std::string_view colour, std::string_view kind, std::string_view text)
+void CConsole::writeMessage(std::string_view color, std::string_view kind, std::string_view text)
 {
     std::string line = "veko2: " + std::string(kind);
-    if (m_isColoured)
+    if (m_isColored)
     {
-        line = std::string(colour) + line + "\x1b[0m";
+        line = std::string(color) + line + "\x1b[0m";
     }
     line += EscapeControlCharacters(text) + '\n';
     const std::lock_guard lock(m_mutex);

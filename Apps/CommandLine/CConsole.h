@@ -38,12 +38,12 @@ public:
     void ClearProgress();
 
 private:
-    void writeMessage(std::string_view colour, std::string_view kind, std::string_view text);
+    void writeMessage(std::string_view color, std::string_view kind, std::string_view text);
     void eraseProgress();
 
     std::mutex m_mutex;
     bool m_isTerminal;
-    bool m_isColoured;
+    bool m_isColored;
     std::string m_shownProgress;
 };
 

@@ -21,8 +21,8 @@ namespace DataLayer
 class CNeighborCells
 {
 public:
-    /// Cells per bound. Odd quarters: two bricks that are not neighbours are more than the bound
-    /// apart, and rounding has its room.
+    /// Cells per bound: a little less than the four cells of a brick, so that points in bricks that
+    /// are not neighbours are more than the bound apart, however their places were rounded.
     static constexpr float c_cellsPerBound = 3.9375F;
     /// How far the computed place of a coordinate, in cells, is from its true place at most.
     static constexpr double c_placeError = 0.016;

@@ -18,7 +18,7 @@ public:
 
     /// The changes to make to the map whose current state is \p syncBatch. Safe from any number of
     /// threads at once.
-    /// @throw ScanAPI::BadOptionalAccessException when an entry has no value.
+    /// @throw ScanAPI::BadOptionalAccessException when an entry whose value it needs has none.
     [[nodiscard]] virtual Base::CEntityMapModifyBatch ComputeModifications(
         const Base::CEntityMapSyncBatch& syncBatch) const = 0;
 

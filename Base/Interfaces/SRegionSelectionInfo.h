@@ -17,6 +17,13 @@ struct SRegionSelectionInfo
 {
     /// The view chain: transform1 is applied to world coordinates first, transform3 last; their
     /// product maps world coordinates to homogeneous clip coordinates.
+    ///
+    /// Divided by w, x = -1 is the left and x = 1 the right end of the view, y = 1 its top and
+    /// y = -1 its bottom. The depth z does not decide about a single surfel, but a collection whose
+    /// bounding box lies wholly outside 0 to 1 is not cut: a projection made for depths from -1 to
+    /// 1 has to be followed by one that makes z of (z + w) / 2. Points are row vectors, see
+    /// LqMatrix4R; sixteen numbers that another system keeps column by column, for column vectors,
+    /// are the same sixteen here.
     LqMatrix4Rf transform1;
     LqMatrix4Rf transform2;
     LqMatrix4Rf transform3;

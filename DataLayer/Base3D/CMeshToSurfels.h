@@ -34,8 +34,8 @@ public:
         const Geometry::CTriangulation& mesh) const;
 
     /// The vertex surfels that CreateMinimal() starts with, for who needs their positions only:
-    /// without normals and without a copy, they lie in the memory of \p mesh, which stays alive.
-    /// The triangles are not looked at.
+    /// without normals and without a copy, they lie in the memory of \p mesh, which must not be
+    /// null and stays alive. The triangles are not looked at.
     [[nodiscard]] static std::shared_ptr<const Base::ISurfelCollection> ViewVertices(
         std::shared_ptr<const Geometry::CTriangulation> mesh);
 

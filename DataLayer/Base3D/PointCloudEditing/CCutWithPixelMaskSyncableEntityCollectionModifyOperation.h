@@ -38,7 +38,8 @@ class VEKO2_POINTCLOUDEDITING_EXPORT CCutWithPixelMaskSyncableEntityCollectionMo
 {
 public:
     /// Keeps \p regionSelection alive as long as the operation. \p matrix is applied to each
-    /// entity's surfels after the entity's own trafo and before the selection's view chain.
+    /// entity's surfels after the entity's own trafo and before the selection's view chain. A
+    /// std::shared_ptr given for \p regionSelection throws VekoException when it is empty.
     CCutWithPixelMaskSyncableEntityCollectionModifyOperation(
         const ScanAPI::shared_not_null<const Base::SRegionSelectionInfo>& regionSelection,
         LqMatrix4Rd matrix);

@@ -23,10 +23,11 @@ struct SFuserContent;
 ///     const CSmallComponentModifyOperation operation(content);
 ///     const Base::CEntityMapModifyBatch batch = operation.ComputeModifications(syncBatch);
 ///
-/// A surfel whose nearest fused point within 2.25 units belongs to a main component loses
-/// SurfelFlagSmallComponent; one whose nearest fused point belongs to a small component, or that
-/// has none within the bound, gets it. Surfels with SurfelFlagExcluded are left alone. Surfels,
-/// masks, the content and the map itself are only read.
+/// A surfel whose nearest fused point within 2.25, in the unit of the fused points' coordinates,
+/// belongs to a main component loses SurfelFlagSmallComponent; one whose nearest fused point
+/// belongs to a small component, or that has none within the bound, gets it. On purpose, the first
+/// point of the small components counts as one of a main component. Surfels with SurfelFlagExcluded
+/// are left alone. Surfels, masks, the content and the map itself are only read.
 class VEKO2_POINTCLOUDEDITING_EXPORT CSmallComponentModifyOperation
     : public ISyncableEntityCollectionModifyOperation
 {

@@ -18,7 +18,8 @@ public:
     explicit CStdStreamRead(std::istream& stream) : m_stream(stream) {}
     ~CStdStreamRead() override;
 
-    /// @throw VekoException that names the byte offset and the missing bytes.
+    /// @throw VekoException that names the byte offset and the missing bytes;
+    /// std::ios_base::failure in its place when the stream itself is set to throw.
     void Read(void* data, std::size_t size) override;
 
 private:

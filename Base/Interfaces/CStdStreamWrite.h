@@ -17,7 +17,8 @@ public:
     explicit CStdStreamWrite(std::ostream& stream) : m_stream(stream) {}
     ~CStdStreamWrite() override;
 
-    /// @throw VekoException when the stream reports a failure.
+    /// @throw VekoException when the stream reports a failure; std::ios_base::failure in its place
+    /// when the stream itself is set to throw.
     void Write(const void* data, std::size_t size) override;
 
 private:

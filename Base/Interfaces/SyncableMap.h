@@ -95,8 +95,8 @@ private:
 /// One change to a map: the key of the entry and, by kind, its new state, a part of it, or the old
 /// and the new side of the change.
 ///
-/// The payload is set and read through the operations below, which keep `kind` in step with it.
-/// Copies, moves and the destructor follow the payload that is really there.
+/// The operations below set and read the payload and keep `kind` in step; writing `kind` changes
+/// nothing that is carried. Copies, moves and the destructor follow what is really there.
 template <typename Key, typename Entity, typename Trafo, typename Mask, typename OptimizationLevel>
 class TSyncableMapModifyMessage
 {

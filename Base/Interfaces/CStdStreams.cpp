@@ -12,13 +12,13 @@ void CStdStreamRead::Read(void* data, std::size_t size)
 {
     m_stream.read(static_cast<char*>(data), static_cast<std::streamsize>(size));
     const auto numRead = static_cast<std::size_t>(m_stream.gcount());
+    m_offset += numRead;
     if (numRead != size)
     {
         ThrowVekoException("Base/Interfaces/CStdStreamRead", 20, "Base::CStdStreamRead::Read",
                            L"The stream ends at byte %llu, %zu bytes too early.",
-                           static_cast<unsigned long long>(m_offset) + numRead, size - numRead);
+                           static_cast<unsigned long long>(m_offset), size - numRead);
     }
-    m_offset += size;
 }
 
 void CStdStreamWrite::Write(const void* data, std::size_t size)

@@ -243,4 +243,21 @@ TEST(CStdStreamRead, Read_CountsTheBytesOfEarlierReads)
     }
 }
 
+TEST(CStdStreamRead, Read_AfterOneThatFailedNamesTheSameEnd)
+{
+    std::istringstream stream("abc");
+    Base::CStdStreamRead reader(stream);
+    char data[10];
+    EXPECT_THROW(reader.Read(data, sizeof data), VekoException);
+    try
+    {
+        reader.Read(data, 1);
+        FAIL() << "nothing was thrown";
+    }
+    catch (const VekoException& exception)
+    {
+        EXPECT_STREQ(exception.what(), "The stream ends at byte 3, 1 bytes too early.");
+    }
+}
+
 }  // namespace

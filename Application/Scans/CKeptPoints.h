@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "Base/Interfaces/CSurfelBitMask.h"
 
@@ -19,6 +20,11 @@ public:
                          std::uint16_t dropBits = Base::CSurfelBitMask::SurfelFlagCut)
         : m_flags(flags), m_dropBits(dropBits)
     {}
+
+    /// Words that go away at once would leave a view of nothing.
+    template <typename Allocator>
+    explicit CKeptPoints(const std::vector<Base::CSurfelBitMask, Allocator>&& flags,
+                         std::uint16_t dropBits = 0) = delete;
 
     /// \p index must be less than the number of words, if there are words.
     [[nodiscard]] bool IsKept(std::uint64_t index) const

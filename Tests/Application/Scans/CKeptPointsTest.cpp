@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 #include "Application/Scans/CKeptRanks.h"
@@ -25,6 +26,11 @@ using Base::CSurfelBitMask;
     }
     return flags;
 }
+
+// It would be a view of words that are gone at the end of the line.
+static_assert(std::is_constructible_v<CKeptPoints, const std::vector<CSurfelBitMask>&>);
+static_assert(!std::is_constructible_v<CKeptPoints, std::vector<CSurfelBitMask>>);
+static_assert(!std::is_constructible_v<CKeptPoints, const std::vector<CSurfelBitMask>, int>);
 
 TEST(CKeptPoints, GatherKept_HasABitForEachKeptPoint)
 {

@@ -8,7 +8,9 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 #include <stdexcept>
+#include <system_error>
 #include <unordered_map>
 #include <utility>
 
@@ -144,6 +146,34 @@ std::vector<Mask> FlagSmallComponents(std::shared_ptr<const DataLayer::SFuserCon
         changed.push_back(masks[station.entity->GetID()]);
     }
     return changed;
+}
+
+/// Lets runs that continue the same flag files do so one after the other. All of them take the
+/// locks in the order of the names, whatever that of their scans, so that no two wait for each
+/// other; a file of two names is locked once, or the run would wait for itself.
+std::vector<Application::CFileLock> LockAll(const std::vector<std::string>& files)
+{
+    std::set<std::filesystem::path> names;
+    for (const std::string& file : files)
+    {
+        if (!file.empty())
+        {
+            names.insert(ToTrueName(file));
+        }
+    }
+    std::vector<Application::CFileLock> locks;
+    for (auto name = names.begin(); name != names.end(); ++name)
+    {
+        const bool isLocked = std::any_of(names.begin(), name, [&](const auto& earlier) {
+            std::error_code ignored;
+            return std::filesystem::equivalent(earlier, *name, ignored);
+        });
+        if (!isLocked)
+        {
+            locks.emplace_back(*name);
+        }
+    }
+    return locks;
 }
 
 /// What became of a station's small-component flags.
@@ -339,14 +369,27 @@ void CCleanCommand::checkScans() const
     }
 }
 
-bool CCleanCommand::continuesFlags(std::size_t scan) const
+std::vector<std::string> CCleanCommand::findContinuedFlags() const
 {
-    return !m_flags.empty() && std::filesystem::exists(m_flags[scan]);
+    std::vector<std::string> continued(m_scans.size());
+    for (std::size_t index = 0; index < m_flags.size(); ++index)
+    {
+        // What cannot even be looked at is reported when it is written.
+        std::error_code ignored;
+        if (std::filesystem::exists(m_flags[index], ignored))
+        {
+            continued[index] = m_flags[index];
+        }
+    }
+    return continued;
 }
 
 SReport CCleanCommand::cleanScans(CConsole& console) const
 {
     checkScans();
+    // Asked once: a flag file that somebody makes from here on is not one that was continued.
+    const std::vector<std::string> continued = findContinuedFlags();
+    const auto isReplaced = [&](std::size_t scan) { return m_force || !continued[scan].empty(); };
     std::vector<SOutputFile> outputs;
     for (std::size_t index = 0; index < m_scans.size() && !m_dryRun; ++index)
     {
@@ -357,22 +400,16 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
         }
         if (!m_flags.empty())
         {
-            outputs.push_back({"--flags", m_flags[index], m_force || continuesFlags(index)});
+            outputs.push_back({"--flags", m_flags[index], isReplaced(index)});
         }
     }
     CheckOutputs(outputs, m_scans);
-    std::vector<std::unique_ptr<Application::CFileLock>> locks;
+    const auto locks = LockAll(m_dryRun ? std::vector<std::string>() : continued);
     std::vector<SStation> stations;
     for (std::size_t index = 0; index < m_scans.size(); ++index)
     {
         CInterruption::ThrowIfRequested();
-        if (continuesFlags(index) && !m_dryRun)
-        {
-            // Two runs that continue the same flag file do so one after the other.
-            locks.push_back(std::make_unique<Application::CFileLock>(m_flags[index]));
-        }
-        stations.push_back(OpenStation(
-            m_scans[index], continuesFlags(index) ? m_flags[index] : std::string(), console));
+        stations.push_back(OpenStation(m_scans[index], continued[index], console));
     }
     std::vector<Mask> changed;
     SReport report = clean(stations, changed, console);
@@ -395,7 +432,7 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
         }
         if (!m_flags.empty())
         {
-            Application::CFlagFile::Write(m_flags[index], words, m_force || continuesFlags(index));
+            Application::CFlagFile::Write(m_flags[index], words, isReplaced(index));
             report.text += "flags: " + m_flags[index] + '\n';
         }
     }

@@ -23,7 +23,8 @@ private:
 
     [[nodiscard]] Application::CScanFuser::SParameters parseParameters() const;
     void checkScans() const;
-    [[nodiscard]] bool continuesFlags(std::size_t scan) const;
+    /// Per scan the flag file that is there and goes on, or an empty name.
+    [[nodiscard]] std::vector<std::string> findContinuedFlags() const;
     [[nodiscard]] SReport cleanProject(CConsole& console) const;
     [[nodiscard]] SReport cleanScans(CConsole& console) const;
     [[nodiscard]] SReport clean(std::vector<Application::SStation>& stations,

@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include <algorithm>
+#include <optional>
 
+#include "Application/Files/CFileLock.h"
 #include "Tests/Apps/CommandLine/CProjectCommandTest.h"
 
 // Flagging the small components of projects and scans.
@@ -81,6 +84,96 @@ TEST_F(ProjectCleanCommandTest, Clean_WritesScansOrFlagsLikeCut)
     expectFailure({"clean", "bit.ply", "--min-points", "100", "-o", "rest.ply"}, 4, "--force");
     EXPECT_THAT(expectDone({"clean", "bit.ply", "--min-points", "5", "--flags", "f"}),
                 HasSubstr("9 unflagged"));
+}
+
+/// Whether the program, as this process, has the file open.
+bool HasOpen(int process, const std::filesystem::path& file)
+{
+    std::error_code error;
+    const std::filesystem::path state = "/proc/" + std::to_string(process);
+    // Before, it is a copy of this one, with all that this one has open.
+    if (!std::filesystem::equivalent(state / "exe", VEKO2_PROGRAM, error))
+    {
+        return false;
+    }
+    for (std::filesystem::directory_iterator entry(state / "fd", error), end;
+         !error && entry != end; entry.increment(error))
+    {
+        std::error_code closed;
+        if (std::filesystem::equivalent(entry->path(), file, closed))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Two scans with their flag files.
+class CleanOfTwoScansTest : public TestSupport::CProjectCommandTest
+{
+protected:
+    CleanOfTwoScansTest()
+    {
+        expectDone({"clean", "a.ply", "--flags", "a.flags"});
+        expectDone({"clean", "b.ply", "--flags", "b.flags"});
+    }
+};
+
+// Two runs that are given the same scans in different orders would wait for each other for ever.
+TEST_F(CleanOfTwoScansTest, Flags_AreLockedInTheOrderOfTheirNames)
+{
+    std::optional<Application::CFileLock> lock(in("a.flags"));
+    bool isFirstAlone = false;
+    const auto release = [&](int process) {
+        if (lock && HasOpen(process, in("a.flags")))
+        {
+            isFirstAlone = !HasOpen(process, in("b.flags"));
+            lock.reset();
+        }
+    };
+    const auto result = run({"clean", "b.ply", "a.ply", "--flags", "b.flags", "--flags", "a.flags"},
+                            {.whileRunning = release});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_TRUE(isFirstAlone);
+}
+
+TEST_F(CleanOfTwoScansTest, FlagsOfTwoNames_AreLockedOnce)
+{
+    std::filesystem::create_hard_link(in("a.flags"), in("c.flags"));
+    int rounds = 0;
+    const auto endIfStuck = [&](int process) {
+        if (++rounds == 10000)
+        {
+            kill(process, SIGKILL);
+        }
+    };
+    const auto result = run({"clean", "a.ply", "b.ply", "--flags", "a.flags", "--flags", "c.flags"},
+                            {.whileRunning = endIfStuck});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+}
+
+TEST_F(CleanOfTwoScansTest, FlagFileThatSomebodyMakesMeanwhile_IsNotReplaced)
+{
+    std::optional<Application::CFileLock> lock(in("a.flags"));
+    const auto make = [&](int process) {
+        if (lock && HasOpen(process, in("a.flags")))
+        {
+            std::filesystem::copy_file(in("b.flags"), in("new.flags"));
+            lock.reset();
+        }
+    };
+    const auto result =
+        run({"clean", "b.ply", "a.ply", "--flags", "new.flags", "--flags", "a.flags"},
+            {.whileRunning = make});
+    EXPECT_EQ(result.exitCode, 4);
+    EXPECT_THAT(result.err, HasSubstr("new.flags: exists already"));
+    EXPECT_EQ(read("new.flags"), read("b.flags"));
+}
+
+TEST_F(CleanOfTwoScansTest, FlagFileThatCannotBeLookedAt_IsAnOutputError)
+{
+    const std::string name(300, 'x');
+    expectFailure({"clean", "a.ply", "--flags", name}, 4, name + ": cannot be written");
 }
 
 /// A Gaussian-splat file: 62 float properties per vertex, of which no two values are the same.

@@ -97,7 +97,7 @@ void syncFolder(const std::filesystem::path& folder)
 
 CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool force, Naming naming)
     : m_target(target),
-      m_resolved(target),
+      m_resolved(FollowLinks(target)),
       m_force(force),
       m_buffer(std::make_unique_for_overwrite<std::byte[]>(c_bufferSize))
 {
@@ -119,15 +119,6 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
     {
         throw existing(m_target);
     }
-    std::error_code error;
-    if (std::filesystem::is_symlink(target, error))
-    {
-        m_resolved = std::filesystem::weakly_canonical(target, error);
-        if (error)
-        {
-            throw failure(m_target, error.value());
-        }
-    }
     if (!m_resolved.has_filename())
     {
         throw failure(m_target, EISDIR);
@@ -145,6 +136,24 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
         }
         throw failure(m_target, reason);
     }
+}
+
+std::filesystem::path CReplacementFile::FollowLinks(const std::filesystem::path& file)
+{
+    // As many as the system follows; it refuses longer chains, and those that end nowhere.
+    constexpr int c_mostLinks = 40;
+    std::filesystem::path end = file;
+    for (int count = 0; count < c_mostLinks; ++count)
+    {
+        std::error_code noLink;
+        const std::filesystem::path next = std::filesystem::read_symlink(end, noLink);
+        if (noLink)
+        {
+            break;
+        }
+        end = end.parent_path() / next;
+    }
+    return end;
 }
 
 CReplacementFile::~CReplacementFile()

@@ -44,8 +44,8 @@ public:
         Later,  ///< in MakePermanent()
     };
 
-    /// A target that is a symbolic link stands for the file it points to; a replaced file's
-    /// permissions are kept.
+    /// A target that is a symbolic link stands for the file it points to, see FollowLinks(); a
+    /// replaced file's permissions are kept.
     /// @throw COutputError when the target exists and not \p force, when it is not a regular file,
     /// or when its folder is missing or cannot be written to.
     CReplacementFile(const std::filesystem::path& target, bool force,
@@ -74,6 +74,10 @@ public:
     /// @throw COutputError when they cannot be stored.
     static void MakePermanent(const std::filesystem::path& folder,
                               const std::vector<std::string>& names);
+
+    /// The file that a symbolic link points to, over other links if need be, whether it exists or
+    /// not; \p file itself when that is no link.
+    [[nodiscard]] static std::filesystem::path FollowLinks(const std::filesystem::path& file);
 
     /// Removes from \p folder what processes that no longer live have left unfinished. What cannot
     /// be removed stays.

@@ -77,10 +77,7 @@ CProjectFolder::CProjectFolder(const std::filesystem::path& project) : m_path(Fi
 
 std::filesystem::path CProjectFolder::Find(const std::filesystem::path& project)
 {
-    std::error_code error;
-    const auto resolved = std::filesystem::is_symlink(project, error)
-                              ? std::filesystem::weakly_canonical(project, error)
-                              : project;
+    const std::filesystem::path resolved = CReplacementFile::FollowLinks(project);
     std::string name = resolved.filename().string();
     constexpr std::string_view c_end = ".json";
     if (name.ends_with(c_end))

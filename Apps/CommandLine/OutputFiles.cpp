@@ -16,7 +16,9 @@ namespace CommandLine
 std::filesystem::path ToTrueName(const std::filesystem::path& file)
 {
     std::error_code error;
-    const auto absolute = std::filesystem::absolute(file, error);
+    // A link to a file that is not there yet is that file's name all the same.
+    const auto absolute =
+        std::filesystem::absolute(Application::CReplacementFile::FollowLinks(file), error);
     const auto canonical = std::filesystem::weakly_canonical(absolute, error);
     return error ? absolute : canonical;
 }

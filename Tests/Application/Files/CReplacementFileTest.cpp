@@ -153,6 +153,41 @@ TEST(CReplacementFile, Commit_SymbolicLinkStaysALink)
     EXPECT_EQ(ReadAll(folder / "other/a"), "new");
 }
 
+TEST(CReplacementFile, Commit_SymbolicLinkToNoFileYetMakesThatFile)
+{
+    for (const bool force : {false, true})
+    {
+        const CTemporaryFolder folder;
+        std::filesystem::create_directory(folder / "other");
+        std::filesystem::create_symlink("other/second", folder / "link");
+        std::filesystem::create_symlink("a", folder / "other/second");
+
+        replace(folder / "link", "new", force);
+
+        EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
+        EXPECT_TRUE(std::filesystem::is_symlink(folder / "other/second"));
+        EXPECT_EQ(ReadAll(folder / "other/a"), "new");
+    }
+}
+
+TEST(CReplacementFile, Constructor_RefusesASymbolicLinkToItself)
+{
+    const CTemporaryFolder folder;
+    std::filesystem::create_symlink("link", folder / "link");
+
+    EXPECT_THROW(CReplacementFile(folder / "link", true), COutputError);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
+}
+
+TEST(CReplacementFile, FollowLinks_LeavesANameThatIsNoLink)
+{
+    const CTemporaryFolder folder;
+    WriteAll(folder / "a", "old");
+
+    EXPECT_EQ(CReplacementFile::FollowLinks(folder / "a"), folder / "a");
+    EXPECT_EQ(CReplacementFile::FollowLinks("missing/a"), "missing/a");
+}
+
 TEST(CReplacementFile, Destructor_WithoutCommitLeavesNothing)
 {
     const CTemporaryFolder folder;

@@ -170,4 +170,15 @@ TEST_F(CProjectHistoryTest, Commit_ThroughASymbolicLinkChangesTheProjectBehindIt
     EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "links" / "link.json"));
 }
 
+TEST_F(CProjectHistoryTest, Create_ThroughASymbolicLinkToNoFileYetMakesTheProjectBehindIt)
+{
+    std::filesystem::create_directory(m_folder / "links");
+    std::filesystem::create_symlink(m_folder / "new.json", m_folder / "links" / "link.json");
+    const auto document = CProject::Open(project(), Access::Read).GetDocument();
+    (void)CProject::Create(m_folder / "links" / "link.json", document, {{0, Words(3, {2})}}, false);
+    const CProject created = CProject::Open(m_folder / "new.json", Access::Read);
+    EXPECT_EQ(created.ReadFlags(0), Words(3, {2}));
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "new.data"));
+}
+
 }  // namespace

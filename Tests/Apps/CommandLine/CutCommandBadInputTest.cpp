@@ -135,6 +135,14 @@ TEST_F(CutCommandBadInputTest, TwoOutputsInOneFile)
                      "--output and --flags");
 }
 
+TEST_F(CutCommandBadInputTest, TwoOutputsInOneFileByALinkToIt)
+{
+    std::filesystem::create_symlink("rest.ply", in("link"));
+    expectUsageError({"scan.ply", "--view", "view.json", "--mask", "mask.png", "-o", "rest.ply",
+                      "--picture", "link", "--force"},
+                     "name the same file");
+}
+
 TEST_F(CutCommandBadInputTest, NumbersThatAreNone)
 {
     const std::vector<std::vector<std::string>> cases{

@@ -7,11 +7,13 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <string>
 #include <string_view>
 
 #include "Application/Files/CMappedFile.h"
 #include "Application/Files/CUnfinishedFile.h"
 #include "Apps/CommandLine/ExitCode.h"
+#include "Apps/CommandLine/JsonDocuments.h"
 
 namespace CommandLine
 {
@@ -26,16 +28,44 @@ constexpr suseconds_t c_patienceInMicroseconds = 700'000;
 std::atomic<bool> g_isRequested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "written by a signal handler");
 
-void Print(std::string_view text)
+std::atomic<bool> g_isEnding{false};
+std::atomic<bool> g_isDocumentPromised{false};
+/// Made beforehand: a signal may come while memory is being reserved.
+std::string g_interruptedDocument;
+
+void Print(int stream, std::string_view text)
 {
-    (void)!write(STDERR_FILENO, text.data(), text.size());
+    (void)!write(stream, text.data(), text.size());
+}
+
+/// Called by whoever ends the process at once. Only the first comes back: another thread must not
+/// end it before that one has said why. Signals wait meanwhile, since they may be for this thread.
+void BeginEnd()
+{
+    if (g_isEnding.exchange(true))
+    {
+        for (;;)
+        {
+            pause();
+        }
+    }
+    Application::CUnfinishedFile::RemoveAll();
+}
+
+[[noreturn]] void End(ExitCode code, std::string_view document)
+{
+    if (CInterruption::TakeDocument())
+    {
+        Print(STDOUT_FILENO, document);
+    }
+    _exit(static_cast<int>(code));
 }
 
 void EndAtOnce(int /*signal*/)
 {
-    Application::CUnfinishedFile::RemoveAll();
-    Print("veko2: interrupted\n");
-    _exit(static_cast<int>(ExitCode::Interrupted));
+    BeginEnd();
+    Print(STDERR_FILENO, "veko2: interrupted\n");
+    End(ExitCode::Interrupted, g_interruptedDocument);
 }
 
 /// A page of a mapped input is gone, because the file was shortened or its disk failed.
@@ -45,7 +75,7 @@ void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
     const std::string_view name =
         information->si_code > 0 ? Application::CMappedFile::FindName(information->si_addr, room)
                                  : std::string_view();
-    Application::CUnfinishedFile::RemoveAll();
+    BeginEnd();
     if (name.empty())
     {
         // Not about an input: it means what it always does.
@@ -56,10 +86,12 @@ void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
     std::replace_if(
         room, room + name.size(),
         [](char character) { return static_cast<unsigned char>(character) < 0x20; }, '?');
-    Print("veko2: ");
-    Print(name);
-    Print(": was shortened, or its disk failed, while it was being read\n");
-    _exit(static_cast<int>(ExitCode::InputUnreadable));
+    // It was reading that failed, and not the reservation of memory, so that there is some to be
+    // had for the text.
+    const std::string message =
+        std::string(name) + ": was shortened, or its disk failed, while it was being read";
+    Print(STDERR_FILENO, "veko2: " + message + '\n');
+    End(ExitCode::InputUnreadable, PrintFailure(ExitCode::InputUnreadable, message));
 }
 
 void Remember(int signal)
@@ -83,7 +115,7 @@ void Handle(int signal, void (*handler)(int))
     struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
+    sigfillset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
 }
 
@@ -99,12 +131,23 @@ void CInterruption::Install()
     struct sigaction action = {};
     action.sa_sigaction = EndWithoutInput;
     action.sa_flags = SA_SIGINFO;
-    sigemptyset(&action.sa_mask);
+    sigfillset(&action.sa_mask);
     sigaction(SIGBUS, &action, nullptr);
     // A reader that goes away and a file that may not grow are failed writes with a message, not a
     // sudden end that would leave unfinished files behind.
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
+}
+
+void CInterruption::PromiseDocument()
+{
+    g_interruptedDocument = PrintFailure(ExitCode::Interrupted, CInterruptedError().what());
+    g_isDocumentPromised = true;
+}
+
+bool CInterruption::TakeDocument()
+{
+    return g_isDocumentPromised.exchange(false);
 }
 
 bool CInterruption::IsRequested()

@@ -26,6 +26,14 @@ public:
     /// files.
     static void Install();
 
+    /// From now on an end at once also prints the document of the failure on standard output, as
+    /// `--json` wants it.
+    static void PromiseDocument();
+
+    /// Takes the promise back: the caller prints a document. False when there is none, or it was
+    /// kept already.
+    static bool TakeDocument();
+
     [[nodiscard]] static bool IsRequested();
 
     /// @throw CInterruptedError when IsRequested().

@@ -24,6 +24,7 @@
 #include "Apps/CommandLine/CUsageError.h"
 #include "Apps/CommandLine/CViewCommand.h"
 #include "Apps/CommandLine/ICommand.h"
+#include "Apps/CommandLine/JsonDocuments.h"
 #include "Base/Support/CLogger.h"
 #include "Base/Support/WideText.h"
 
@@ -62,12 +63,6 @@ bool IsJsonWanted(const std::vector<std::string>& arguments)
     return std::find(arguments.begin(), end, "--json") != end;
 }
 
-std::string PrintDocument(const nlohmann::ordered_json& document)
-{
-    // File names may hold any byte; those that are not UTF-8 must not cost the whole document.
-    return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
-}
-
 /// The program while it runs: parses, then runs the chosen command.
 class CRun
 {
@@ -80,6 +75,7 @@ public:
 private:
     [[nodiscard]] ICommand& getChosen() const;
     [[nodiscard]] std::string listCommands() const;
+    void print(const std::string& text);
 
     CConsole& m_console;
     bool m_isJson = false;
@@ -117,12 +113,12 @@ ExitCode CRun::Execute(const std::vector<std::string>& arguments)
     }
     catch (const CLI::CallForHelp&)
     {
-        m_console.PrintResult(m_program.help());
+        print(m_program.help());
         return ExitCode::Done;
     }
     catch (const CLI::CallForVersion& version)
     {
-        m_console.PrintResult(version.what() + std::string("\n"));
+        print(version.what() + std::string("\n"));
         return ExitCode::Done;
     }
     catch (const CLI::ExtrasError&)
@@ -137,8 +133,7 @@ ExitCode CRun::Execute(const std::vector<std::string>& arguments)
     }
     const SReport report = getChosen().Run(m_console);
     // File names and texts in files may hold any byte.
-    m_console.PrintResult(m_isJson ? PrintDocument(report.document)
-                                   : EscapeControlCharacters(report.text));
+    print(m_isJson ? PrintDocument(report.document) : EscapeControlCharacters(report.text));
     for (const std::string& damage : report.damages)
     {
         m_console.Error(damage);
@@ -166,6 +161,13 @@ std::string CRun::listCommands() const
         names += (names.empty() ? "" : ", ") + entry.options->get_name();
     }
     return names;
+}
+
+void CRun::print(const std::string& text)
+{
+    // What is on its way is the only document, whatever happens.
+    (void)CInterruption::TakeDocument();
+    m_console.PrintResult(text);
 }
 
 /// How a run ended that did not come to its end.
@@ -214,12 +216,6 @@ std::optional<SFailure> Guard(const Run& run)
     }
 }
 
-std::string ToText(const SFailure& failure)
-{
-    return PrintDocument(nlohmann::ordered_json{
-        {"error", {{"code", static_cast<int>(failure.code)}, {"message", failure.message}}}});
-}
-
 }  // namespace
 
 ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
@@ -232,6 +228,10 @@ ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
     // The arguments after the program's name, which may be missing too.
     const std::vector<std::string> given(arguments + std::min(argumentCount, 1),
                                          arguments + argumentCount);
+    if (IsJsonWanted(given))
+    {
+        CInterruption::PromiseDocument();
+    }
     ExitCode exitCode = ExitCode::Done;
     const std::optional<SFailure> failure = Guard([&] { exitCode = CRun(console).Execute(given); });
     if (failure)
@@ -241,10 +241,11 @@ ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
         {
             console.Error("see 'veko2 --help' or 'veko2 COMMAND --help'");
         }
-        if (IsJsonWanted(given))
+        if (CInterruption::TakeDocument())
         {
             // Where even this cannot be printed, the message above has said why.
-            (void)Guard([&] { console.PrintResult(ToText(*failure)); });
+            (void)Guard(
+                [&] { console.PrintResult(PrintFailure(failure->code, failure->message)); });
         }
     }
     Logging::SetLogSink({});

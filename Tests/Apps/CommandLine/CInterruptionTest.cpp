@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "Application/Files/CMappedFile.h"
 #include "Application/Files/CReplacementFile.h"
@@ -154,6 +156,53 @@ TEST_F(CInterruptionDeathTest, SignalThatIsIgnoredAtStart_StaysIgnored)
             _exit(CInterruption::IsRequested() ? 1 : 0);
         },
         testing::ExitedWithCode(0), "");
+}
+
+// Two signals end the program where it is, which does not ask in between.
+TEST_F(CInterruptionTest, EndAtOnceWithJson_StillPrintsOneDocument)
+{
+    bool isSent = false;
+    const auto interruptTwice = [&](int process) {
+        if (!isSent && exists("demo"))
+        {
+            kill(process, SIGINT);
+            kill(process, SIGTERM);
+            isSent = true;
+        }
+    };
+    const auto result = run({"demo", "--points", "5000000", "--output", "demo", "--json"},
+                            {.whileRunning = interruptTwice});
+    EXPECT_EQ(result.exitCode, 130) << result.err;
+    const auto document = nlohmann::json::parse(result.out);
+    EXPECT_EQ(document["error"]["code"], 130);
+    EXPECT_EQ(document["error"]["message"], "interrupted");
+}
+
+TEST_F(CInterruptionTest, InputThatIsShortenedWithJson_StillPrintsOneDocument)
+{
+    // Of holes only: it takes no room, and a while to read.
+    const std::string name = "two\nlines \xff.ply";
+    const std::string header =
+        "ply\nformat binary_little_endian 1.0\nelement vertex 100000000\n"
+        "property float x\nproperty float y\nproperty float z\nend_header\n";
+    write(name, header);
+    std::filesystem::resize_file(in(name), header.size() + std::size_t{100000000} * 12);
+    const auto shorten = [&](int process) {
+        std::ifstream mappings("/proc/" + std::to_string(process) + "/maps");
+        const std::string text{std::istreambuf_iterator<char>(mappings),
+                               std::istreambuf_iterator<char>()};
+        if (text.find("lines") != std::string::npos)
+        {
+            std::filesystem::resize_file(in(name), 10);
+        }
+    };
+    const auto result = run({"info", name, "--json"}, {.whileRunning = shorten});
+    EXPECT_EQ(result.exitCode, 3) << result.err;
+    EXPECT_THAT(result.err, testing::HasSubstr("was shortened"));
+    const auto document = nlohmann::json::parse(result.out);
+    EXPECT_EQ(document["error"]["code"], 3);
+    EXPECT_THAT(document["error"]["message"].get<std::string>(),
+                testing::HasSubstr("was shortened, or its disk failed"));
 }
 
 // Whenever the signal comes, the output is whole or not there, and nothing else is left.

@@ -10,6 +10,7 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Application/Files/JsonErrors.h"
+#include "Application/Files/TextTokens.h"
 #include "Application/Projects/CJsonFields.h"
 #include "Application/Projects/CProjectFolder.h"
 #include "Application/Projects/Placement.h"
@@ -459,9 +460,10 @@ bool IsProjectFile(const std::filesystem::path& file)
     std::string begin(4096, '\0');
     stream.read(begin.data(), static_cast<std::streamsize>(begin.size()));
     begin.resize(static_cast<std::size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
-    const std::size_t first = begin.find_first_not_of(" \t\r\n");
-    return first != std::string::npos && begin[first] == '{' &&
-           begin.find(std::string("\"") + c_format + "\"") != std::string::npos;
+    const std::string_view text = WithoutByteOrderMark(begin);
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    return first != std::string_view::npos && text[first] == '{' &&
+           text.find(std::string("\"") + c_format + "\"") != std::string_view::npos;
 }
 
 std::string PrintKey(const Base::CUniqueID& key)

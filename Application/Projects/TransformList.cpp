@@ -82,7 +82,7 @@ std::vector<SListedTransform> ReadTransformList(const std::filesystem::path& fil
     const std::string text = ReadFileBytes(file, c_maxListBytes);
     std::vector<SListedTransform> list;
     std::set<std::string> names;
-    CLineReader lines(text);
+    CLineReader lines(WithoutByteOrderMark(text));
     while (lines.Next())
     {
         std::string_view rest = lines.GetLine();

@@ -269,7 +269,9 @@ TEST(ProjectJsonTest, IsProjectFile_JudgesByContent)
     FileTest::WriteAll(folder / "project", " \n" + Print());
     FileTest::WriteAll(folder / "view.json", "{\"format\": \"veko2-view\"}");
     FileTest::WriteAll(folder / "scan.ply", "ply\ncomment \"veko2-project\"\n");
+    FileTest::WriteAll(folder / "marked", "\xEF\xBB\xBF" + Print());
     EXPECT_TRUE(Application::IsProjectFile(folder / "project"));
+    EXPECT_TRUE(Application::IsProjectFile(folder / "marked"));
     EXPECT_FALSE(Application::IsProjectFile(folder / "view.json"));
     EXPECT_FALSE(Application::IsProjectFile(folder / "scan.ply"));
     EXPECT_FALSE(Application::IsProjectFile(folder / "missing"));

@@ -95,6 +95,16 @@ TEST(TransformListTest, Read_AScanTwiceIsRefused)
                 HasSubstr("line 2: expected one line per scan"));
 }
 
+TEST(TransformListTest, Read_AByteOrderMarkIsNoPartOfTheFirstName)
+{
+    const auto list = Read(
+        "\xEF\xBB\xBF"
+        "a.ply" +
+        std::string(c_identity));
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list[0].file, "a.ply");
+}
+
 TEST(TransformListTest, Read_AnEmptyListIsRefused)
 {
     EXPECT_THAT(ReadMessage("# nothing\n"), HasSubstr("found none"));

@@ -5,6 +5,7 @@
 
 #include "Application/Files/CInputError.h"
 #include "Application/Files/CLineReader.h"
+#include "Application/Files/COutputError.h"
 #include "Application/Files/TextTokens.h"
 #include "Application/Projects/Placement.h"
 #include "Application/View/FileBytes.h"
@@ -106,12 +107,20 @@ std::vector<SListedTransform> ReadTransformList(const std::filesystem::path& fil
     return list;
 }
 
-std::string PrintTransformList(const std::vector<SListedTransform>& list)
+std::string PrintTransformList(const std::vector<SListedTransform>& list,
+                               const std::filesystem::path& file)
 {
     std::string text;
     for (const SListedTransform& entry : list)
     {
-        text += entry.file;
+        const std::string& name = entry.file;
+        if (name.empty() || IsBlank(name.back()) || name.find('\n') != std::string::npos)
+        {
+            throw COutputError(file, "a line cannot hold the scan's name " + Quote(name) +
+                                         ", which has a line end or ends with a blank; rename "
+                                         "the scan");
+        }
+        text += (name.front() == '#' || IsBlank(name.front()) ? "./" : "") + name;
         for (std::size_t index = 0; index < c_numbers; ++index)
         {
             char digits[32];

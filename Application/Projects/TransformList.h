@@ -24,7 +24,10 @@ struct SListedTransform
 /// @throw CInputError naming the file and the line.
 [[nodiscard]] std::vector<SListedTransform> ReadTransformList(const std::filesystem::path& file);
 
-/// The text of such a list.
-[[nodiscard]] std::string PrintTransformList(const std::vector<SListedTransform>& list);
+/// The text of such a list, in which a name that would be read as something else begins with "./".
+/// @throw COutputError naming \p file, where the list is to stand, when a scan's name has a line
+/// end or ends with a blank, which no line can hold.
+[[nodiscard]] std::string PrintTransformList(const std::vector<SListedTransform>& list,
+                                             const std::filesystem::path& file);
 
 }  // namespace Application

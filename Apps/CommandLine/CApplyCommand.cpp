@@ -29,12 +29,14 @@ using Application::SStation;
 using Base::CSurfelBitMask;
 namespace fs = std::filesystem;
 
+constexpr const char* c_listName = "transforms.txt";
+
 /// A name in the folder for each scan: its own, or with a number where scans of several folders
-/// have the same.
+/// have the same, or it is that of the list.
 std::vector<std::string> MakeTargets(const std::vector<SStation>& stations,
                                      const std::string& folder)
 {
-    std::set<std::string> taken;
+    std::set<std::string> taken{c_listName};
     std::map<std::string, std::uint64_t> numbers;
     std::vector<std::string> targets;
     for (const SStation& station : stations)
@@ -52,8 +54,10 @@ std::vector<std::string> MakeTargets(const std::vector<SStation>& stations,
     return targets;
 }
 
-/// The transforms of the scans under their new names, as 'veko2 project create' reads them.
-std::string MakeTransformList(const CProject& project, const std::vector<std::string>& targets)
+/// The transforms of the scans under their new names, as 'veko2 project create' reads them from
+/// \p file.
+std::string MakeTransformList(const CProject& project, const std::vector<std::string>& targets,
+                              const std::string& file)
 {
     std::vector<Application::SListedTransform> list;
     for (std::size_t index = 0; index < targets.size(); ++index)
@@ -61,7 +65,7 @@ std::string MakeTransformList(const CProject& project, const std::vector<std::st
         list.push_back({fs::path(targets[index]).filename().string(),
                         project.GetDocument().scans[index].transform});
     }
-    return Application::PrintTransformList(list);
+    return Application::PrintTransformList(list, file);
 }
 
 }  // namespace
@@ -108,7 +112,8 @@ SReport CApplyCommand::Run(CConsole& console)
     const std::vector<SStation> stations =
         Application::LoadStations(project, MakeStepProgress(console, "Reading"));
     const std::vector<std::string> targets = MakeTargets(stations, m_folder);
-    const std::string transforms = (fs::path(m_folder) / "transforms.txt").string();
+    const std::string transforms = (fs::path(m_folder) / c_listName).string();
+    const std::string list = MakeTransformList(project, targets, transforms);
     std::optional<CNewFolder> folder;
     if (!m_dryRun)
     {
@@ -161,7 +166,7 @@ SReport CApplyCommand::Run(CConsole& console)
     }
     if (!m_dryRun)
     {
-        WriteText(transforms, MakeTransformList(project, targets), m_force);
+        WriteText(transforms, list, m_force);
         report.document["transforms"] = transforms;
         report.text += transforms + '\n';
     }

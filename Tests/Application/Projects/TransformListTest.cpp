@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Application/Files/CInputError.h"
+#include "Application/Files/COutputError.h"
 #include "Tests/Application/Files/FileTestSupport.h"
 
 namespace
@@ -115,10 +116,31 @@ TEST(TransformListTest, Print_ReadsBackAsTheSameNumbers)
     LqMatrix4Rd transform = c_matIdentityD;
     transform(0, 1) = 0.1;
     transform(3, 2) = 1.0 / 3.0;
-    const auto list = Read(Application::PrintTransformList({{"a b.ply", transform}}));
+    const auto list = Read(Application::PrintTransformList({{"a b.ply", transform}}, "list"));
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].file, "a b.ply");
     EXPECT_EQ(list[0].transform, transform);
+}
+
+TEST(TransformListTest, Print_ReadsBackNamesThatLookLikeSomethingElse)
+{
+    const auto list = Read(Application::PrintTransformList(
+        {{"#a.ply", c_matIdentityD}, {" b.ply", c_matIdentityD}, {"1 2.ply", c_matIdentityD}},
+        "list"));
+    ASSERT_EQ(list.size(), 3U);
+    EXPECT_EQ(list[0].file, "./#a.ply");
+    EXPECT_EQ(list[1].file, "./ b.ply");
+    EXPECT_EQ(list[2].file, "1 2.ply");
+}
+
+TEST(TransformListTest, Print_RefusesNamesThatNoLineHolds)
+{
+    for (const char* const name : {"", "a\nb.ply", "a.ply\n", "a.ply ", "a.ply\t"})
+    {
+        EXPECT_THROW((void)Application::PrintTransformList({{name, c_matIdentityD}}, "list.txt"),
+                     Application::COutputError)
+            << name;
+    }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 namespace
 {
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 using ProjectApplyCommandTest = TestSupport::CProjectCommandTest;
@@ -33,6 +34,25 @@ TEST_F(ProjectApplyCommandTest, Apply_WarnsOfAnEmptyResult)
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_THAT(result.err, HasSubstr("nothing is left in 'out/c.xyz'; only PLY and STL"));
     expectFailure({"info", "out/c.xyz"}, 3, "out/c.xyz: expected");
+}
+
+TEST_F(ProjectApplyCommandTest, Apply_ListsScansWhateverTheirNames)
+{
+    write("#c.ply", makeScan());
+    write("transforms.txt", "0 0 0\n");
+    expectDone({"project", "create", "q.json", "#c.ply", "transforms.txt"});
+    expectDone({"apply", "q.json", "--output", "out"});
+    EXPECT_EQ(read("out/transforms-2.txt"), "0 0 0\n");
+    EXPECT_THAT(
+        expectDone({"project", "create", "r.json", "--transforms", "out/transforms.txt"}),
+        AllOf(HasSubstr("out/#c.ply: 4 points"), HasSubstr("out/transforms-2.txt: 1 point")));
+}
+
+TEST_F(ProjectApplyCommandTest, Apply_RefusesANameThatTheListCannotHold)
+{
+    write("c\nd.ply", makeScan());
+    expectDone({"project", "create", "q.json", "c\nd.ply"});
+    expectFailure({"apply", "q.json", "--output", "out"}, 4, "out/transforms.txt: a line cannot");
 }
 
 TEST_F(ProjectApplyCommandTest, Apply_DropsOnlyWhatIsAskedFor)
@@ -77,9 +97,10 @@ TEST_F(ProjectApplyCommandTest, Apply_ScansOfTheSameNameGetNumbers)
 
 TEST_F(ProjectApplyCommandTest, Apply_ThatIsRefusedLeavesNoFolder)
 {
-    write("transforms.txt", "0 0 0\n");
-    expectDone({"project", "create", "q.json", "transforms.txt"});
-    expectFailure({"apply", "q.json", "--output", "new/folder"}, 2, "name the same file");
+    write("c.xyz", "0 0 0\n");
+    expectDone({"project", "create", "q.json", "c.xyz"});
+    expectFailure({"apply", "q.json", "--output", "new/folder", "--property"}, 3,
+                  "expected a PLY file");
 }
 
 }  // namespace

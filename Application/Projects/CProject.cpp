@@ -341,12 +341,12 @@ void CProject::check()
     {
         std::error_code error;
         const std::filesystem::path file = GetScanPath(scan);
-        if (!std::filesystem::is_regular_file(file, error))
+        (void)std::filesystem::file_size(file, error);
+        if (error)
         {
-            m_damages.push_back(
-                "scans[" + std::to_string(scan) + "].file: the scan '" + file.string() +
-                "' is missing; put it back, or correct the file name in the project "
-                "file");
+            m_damages.push_back("scans[" + std::to_string(scan) + "].file: the scan '" +
+                                file.string() + "'" + DescribeAbsence(error) +
+                                "; put it back, or correct the file name in the project file");
         }
         const SProjectScan& entry = m_document.scans[scan];
         try

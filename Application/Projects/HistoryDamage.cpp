@@ -45,7 +45,7 @@ SCheckedEdit CheckEdit(const SProjectEdit& edit, const std::filesystem::path& fi
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     if (error)
     {
-        result.damage = Name(file) + " is missing";
+        result.damage = Name(file) + DescribeAbsence(error);
         return result;
     }
     if (size != edit.bytes)
@@ -132,6 +132,12 @@ FlagChecksums CollectChecksums(const std::vector<SCheckedEdit>& edits, std::size
 }
 
 }  // namespace
+
+std::string DescribeAbsence(const std::error_code& error)
+{
+    return error == std::errc::no_such_file_or_directory ? " is missing"
+                                                         : " cannot be read: " + error.message();
+}
 
 std::vector<std::string> FindHistoryDamage(const SProjectDocument& document,
                                            const CProjectFolder& folder, FlagChecksums& checksums)

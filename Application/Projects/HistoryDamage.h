@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <system_error>
 #include <unordered_map>
 #include <vector>
 
@@ -27,5 +28,9 @@ using FlagChecksums = std::unordered_map<Base::CUniqueID, std::uint32_t>;
 [[nodiscard]] std::vector<std::string> FindHistoryDamage(const SProjectDocument& document,
                                                          const CProjectFolder& folder,
                                                          FlagChecksums& checksums);
+
+/// What is wrong with a file of a project that the system cannot tell the size of: " is missing",
+/// or why it cannot be read.
+[[nodiscard]] std::string DescribeAbsence(const std::error_code& error);
 
 }  // namespace Application

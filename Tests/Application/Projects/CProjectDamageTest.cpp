@@ -41,8 +41,22 @@ protected:
 TEST_F(CProjectDamageTest, Open_NamesAMissingScan)
 {
     std::filesystem::remove(m_folder / "b.ply");
-    EXPECT_THAT(openMessage(),
-                AllOf(HasSubstr("scans[1].file"), HasSubstr("b.ply"), HasSubstr("put it back")));
+    EXPECT_THAT(openMessage(), AllOf(HasSubstr("scans[1].file"), HasSubstr("b.ply' is missing;"),
+                                     HasSubstr("put it back")));
+}
+
+// To be told that it is missing would send the user to look for a file that is there.
+TEST_F(CProjectDamageTest, Open_SaysWhyAScanOrAnEditThatIsThereCannotBeRead)
+{
+    commit(0, 1);
+    std::filesystem::rename(m_folder / "b.ply", m_folder / "aside");
+    std::filesystem::create_directory(m_folder / "b.ply");
+    EXPECT_THAT(openMessage(), HasSubstr("b.ply' cannot be read: Is a directory;"));
+    std::filesystem::remove(m_folder / "b.ply");
+    std::filesystem::rename(m_folder / "aside", m_folder / "b.ply");
+    std::filesystem::remove(data("1.edit"));
+    std::filesystem::create_symlink("1.edit", data("1.edit"));
+    EXPECT_THAT(openMessage(), HasSubstr("1.edit' cannot be read: Too many levels"));
 }
 
 TEST_F(CProjectDamageTest, Open_NamesAMissingDataFolder)

@@ -1,5 +1,6 @@
 #include "Application/Scans/CXyzReader.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -32,6 +33,28 @@ namespace
     const std::string_view column = rest.substr(begin, end - begin);
     rest.remove_prefix(end);
     return column;
+}
+
+/// Whether each of the first three words of a line, between blanks or semicolons, is two numbers
+/// with a comma in between: a decimal comma, as some countries write it, taken for a separator.
+[[nodiscard]] bool hasDecimalCommas(std::string_view line)
+{
+    for (int count = 0; count < 3; ++count)
+    {
+        const auto isBetweenWords = [](char character) {
+            return IsBlank(character) || character == ';';
+        };
+        const auto begin = std::find_if_not(line.begin(), line.end(), isBetweenWords);
+        const auto end = std::find_if(begin, line.end(), isBetweenWords);
+        const auto comma = std::find(begin, end, ',');
+        if (comma == begin || comma == end || comma + 1 == end ||
+            std::find(comma + 1, end, ',') != end)
+        {
+            return false;
+        }
+        line.remove_prefix(static_cast<std::size_t>(end - line.begin()));
+    }
+    return true;
 }
 
 }  // namespace
@@ -75,6 +98,12 @@ std::string_view CXyzReader::getLine() const
 std::array<double, 3> CXyzReader::ReadPoint() const
 {
     std::string_view rest = getLine();
+    if (rest.find(',') != std::string_view::npos && hasDecimalCommas(rest))
+    {
+        throw CInputError::AtLine(
+            m_file, m_lines.GetNumber(),
+            "expected numbers with a decimal point, found decimal commas in " + Quote(rest));
+    }
     std::array<double, 3> point = {};
     for (std::size_t axis = 0; axis < 3; ++axis)
     {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Application/Files/CInputError.h"
 #include "Tests/Application/Scans/ScanTestSupport.h"
 
 namespace
@@ -24,6 +25,23 @@ TEST(CXyzScan, Parse_EverySeparator)
     EXPECT_EQ(positionsOf("1\t2\t3\n4\t5.5\t-6"), c_points);
     EXPECT_EQ(positionsOf("1,2,3\r\n4, 5.5 , -6\r\n"), c_points);
     EXPECT_EQ(positionsOf(" 1;2;3\n4; 5.5;-6;\n"), c_points);
+}
+
+// Taken for separators, they would make (1, 5, 2) of the first point without a word.
+TEST(CXyzScan, Parse_DecimalCommasAreRefused)
+{
+    for (const char* const text : {"1,5;2,5;3,5\n", "1,5 2,5 3,5\n", "1,5\t-2,5\t3,5 255 0 0",
+                                   "1 2 3\n 1,5 ; 2,5 ; 3,5;7\n"})
+    {
+        EXPECT_THROW((void)positionsOf(text), Application::CInputError) << text;
+    }
+}
+
+TEST(CXyzScan, Parse_CommasThatSeparateStaySeparators)
+{
+    EXPECT_EQ(positionsOf("1,2,3 255,0,0\n4,5.5 -6,7 8,9,10\n"), c_points);
+    EXPECT_EQ(positionsOf("1,2 3\n4, 5.5, -6\n"), c_points);
+    EXPECT_EQ(positionsOf("1,2,3;0,1;2\n,4 5.5,-6 7,8\n"), c_points);
 }
 
 TEST(CXyzScan, Parse_EveryExtension)

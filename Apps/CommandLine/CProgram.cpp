@@ -60,7 +60,31 @@ std::vector<std::unique_ptr<ICommand>> MakeCommands()
 bool IsJsonWanted(const std::vector<std::string>& arguments)
 {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
-    return std::find(arguments.begin(), end, "--json") != end;
+    // The parser lets a flag have the value that it stands for.
+    return std::find(arguments.begin(), end, "--json") != end ||
+           std::find(arguments.begin(), end, "--json=true") != end;
+}
+
+/// Lets every option and argument of \p command refuse the empty text, which is what is left of a
+/// variable of a script that was never set, and would do as if the option were not there.
+void RefuseEmptyValues(CLI::App& command)
+{
+    for (CLI::Option* const option : command.get_options())
+    {
+        // Those of several words a time are told apart by empty ones, and look at each themselves.
+        if (option->get_items_expected_max() > 0 && !option->get_inject_separator())
+        {
+            option->check(
+                [](const std::string& value) {
+                    return value.empty() ? "expected a value, found an empty text" : "";
+                },
+                "");
+        }
+    }
+    for (CLI::App* const subcommand : command.get_subcommands({}))
+    {
+        RefuseEmptyValues(*subcommand);
+    }
 }
 
 /// The program while it runs: parses, then runs the chosen command.
@@ -90,7 +114,9 @@ CRun::CRun(CConsole& console) : m_console(console)
         "veko2 cut scan.ply --rectangle 400,200,700,500 --output rest.ply"}));
     m_program.set_help_flag("-h,--help", "Print this help and leave.");
     m_program.set_version_flag("--version", "veko2 " VEKO2_VERSION, "Print the version and leave.");
-    m_program.add_flag("--json", m_isJson, "Print the result as one JSON document.");
+    // No values: whether it is there has to be seen before the arguments are parsed.
+    m_program.add_flag("--json", m_isJson, "Print the result as one JSON document.")
+        ->disable_flag_override();
     m_program.require_subcommand(0, 1);
     m_program.get_formatter()->label("SUBCOMMAND", "COMMAND");
     // So that --json may follow the command.
@@ -100,6 +126,7 @@ CRun::CRun(CConsole& console) : m_console(console)
         CLI::App& options = command->AddTo(m_program);
         options.group("Commands");
         options.footer("--json prints the result as one JSON document.");
+        RefuseEmptyValues(options);
         m_commands.push_back({std::move(command), &options});
     }
 }

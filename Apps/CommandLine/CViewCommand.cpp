@@ -154,9 +154,9 @@ void CViewCommand::check() const
     }
     if (!m_flags.empty() && m_flags.size() != m_scans.size())
     {
-        throw CUsageError(std::to_string(m_scans.size()) + " scans but " +
-                          std::to_string(m_flags.size()) +
-                          " flag files: give --flags once per scan, or not at all");
+        throw CUsageError(ToCount(m_scans.size(), "scan") + " but " +
+                          ToCount(m_flags.size(), "flag file") +
+                          ": give --flags once per scan, or not at all");
     }
     if (!m_likeView.empty() && m_camera.IsGiven())
     {

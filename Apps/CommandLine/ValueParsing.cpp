@@ -66,7 +66,7 @@ std::uint64_t ParseCount(const std::string& option, std::string_view text)
     const auto value = ToNumber<std::uint64_t>(text);
     if (!value)
     {
-        ThrowUnexpected(option, text, "a whole number");
+        ThrowUnexpected(option, text, "a whole number from 0 to 18446744073709551615");
     }
     return *value;
 }

@@ -134,7 +134,7 @@ TEST_F(CViewCommandTest, FlagsForSomeScansOnly_AreAUsageError)
     const auto result =
         run({"view", "scan.ply", "scan.ply", "--flags", "scan.flags", "-o", "p.png"});
     EXPECT_EQ(result.exitCode, 2);
-    EXPECT_THAT(result.err, HasSubstr("2 scans but 1 flag file"));
+    EXPECT_THAT(result.err, HasSubstr("2 scans but 1 flag file:"));
 }
 
 TEST_F(CViewCommandTest, NoOutput_IsAUsageError)

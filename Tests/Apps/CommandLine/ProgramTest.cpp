@@ -87,6 +87,48 @@ TEST(ProgramTest, UsageErrorWithJson_PrintsOneDocumentWithTheSameMessage)
     EXPECT_THAT(result.err, HasSubstr(document["error"]["message"].get<std::string>()));
 }
 
+TEST(ProgramTest, JsonSpelledOut_PrintsTheDocumentOfAFailureToo)
+{
+    const auto result = RunProgram({"info", "missing.ply", "--json=true"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(nlohmann::json::parse(result.out)["error"]["code"], 3);
+}
+
+TEST(ProgramTest, JsonWithAnotherValue_IsAUsageError)
+{
+    for (const char* const option : {"--json=false", "--json=1", "--json=yes"})
+    {
+        const auto result = RunProgram({"info", "missing.ply", option});
+        EXPECT_EQ(result.exitCode, 2) << option;
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+TEST(ProgramTest, EmptyText_IsNoValueOfAnyOptionOrArgument)
+{
+    const std::vector<std::vector<std::string>> cases{
+        {"info", ""},
+        {"info", "a.ply", ""},
+        {"view", "a.ply", "-o", "a.png", "--flags", ""},
+        {"view", "a.ply", "-o", "a.png", "--fov="},
+        {"cut", "a.ply", "--rectangle", "1,1,2,2", "-o", "b.ply", "--picture", ""},
+        {"cut", "a.ply", "--rectangle", "", "-o", "b.ply"},
+        {"cut", "a.ply", "--brush", "", "-o", "b.ply"},
+        {"clean", "a.json", "--min-points", ""},
+        {"project", "create", "a.json", "a.ply", "--transforms", ""},
+        {"project", "list", ""},
+        {"apply", "a.json", "-o", "out", "--drop", ""},
+        {"undo", "a.json", "--steps", ""},
+        {"demo", "--output", "out", "--seed", ""},
+    };
+    for (const auto& arguments : cases)
+    {
+        const auto result = RunProgram(arguments);
+        EXPECT_EQ(result.exitCode, 2) << testing::PrintToString(arguments);
+        EXPECT_EQ(result.out, "");
+    }
+}
+
 TEST(ProgramTest, StandardOutputThatIsFull_IsAnOutputError)
 {
     const auto result = RunProgram({"--version"}, {.standardOutput = "/dev/full"});

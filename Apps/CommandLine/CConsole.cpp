@@ -1,5 +1,6 @@
 #include "Apps/CommandLine/CConsole.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -39,6 +40,20 @@ void WriteToStandardError(std::string_view text)
     std::fflush(stderr);
 }
 
+/// Gives the numbers of streams that the program was started without to a file that nothing can be
+/// written to. An output that got one of them would receive messages.
+void OccupyStandardStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    {
+        if (::fcntl(stream, F_GETFD) < 0)
+        {
+            // The lowest number that is free, which is this one.
+            (void)::open("/dev/null", O_RDONLY);
+        }
+    }
+}
+
 std::string MakeProgressLine(std::string_view label, double fraction, int columns)
 {
     constexpr int c_barCells = 30;
@@ -57,7 +72,9 @@ std::string MakeProgressLine(std::string_view label, double fraction, int column
 
 CConsole::CConsole()
     : m_isTerminal(IsCapableTerminal()), m_isColored(m_isTerminal && !IsSet("NO_COLOR"))
-{}
+{
+    OccupyStandardStreams();
+}
 
 CConsole::~CConsole()
 {

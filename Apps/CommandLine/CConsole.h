@@ -15,6 +15,7 @@ namespace CommandLine
 class CConsole
 {
 public:
+    /// To be made before any file is opened: none gets the number of a stream that is closed.
     CConsole();
     /// Takes a progress bar that still stands off the screen.
     ~CConsole();

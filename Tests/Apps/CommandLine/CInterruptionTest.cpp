@@ -1,5 +1,6 @@
 #include "Apps/CommandLine/CInterruption.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 
 #include "Application/Files/CMappedFile.h"
 #include "Application/Files/CReplacementFile.h"
+#include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CProgram.h"
 #include "Tests/Apps/CommandLine/CCommandTest.h"
 
@@ -144,6 +146,20 @@ TEST_F(CInterruptionDeathTest, BusErrorThatIsAboutNoInput_EndsTheProcessAsEver)
         },
         testing::KilledBySignal(SIGBUS), "");
     EXPECT_TRUE(list().empty());
+}
+
+// It would receive what is printed, such as that the program was interrupted.
+TEST_F(CInterruptionDeathTest, FileThatIsOpened_IsNoStreamThatWasClosed)
+{
+    EXPECT_EXIT(
+        {
+            close(STDIN_FILENO);
+            close(STDOUT_FILENO);
+            const CommandLine::CConsole console;
+            const int file = creat(in("rest.ply").c_str(), 0666);
+            _exit(file > STDERR_FILENO && ::write(STDOUT_FILENO, "x", 1) < 0 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(CInterruptionDeathTest, SignalThatIsIgnoredAtStart_StaysIgnored)

@@ -26,7 +26,7 @@ namespace DataLayer
 /// the points of a cube differ, they are answered one by one. What is judged, and why that is
 /// exact, is told in Docs/NeighborCells.md.
 ///
-/// Takes 16 to 20 bytes for each position of a smooth surface, half a bound apart or a little less.
+/// Takes 13 to 17 bytes for each position of a smooth surface, half a bound apart or a little less.
 /// Const operations are safe from any number of threads; they take no lock and allocate nothing,
 /// but for the index of the search the first time that many positions lie close together.
 ///

@@ -64,8 +64,7 @@ void CNeighborCells::SetState(const std::uint32_t (&cell)[3], std::uint32_t stat
 
 std::size_t CNeighborCells::GetMemorySize() const
 {
-    return m_blocks.GetMemorySize() +
-           (m_states.size() + m_latestStates.size()) * sizeof(SBlockStates) +
+    return m_blocks.GetMemorySize() + m_states.size() * sizeof(SBlockStates) +
            m_lonelyBricks.size() * sizeof(std::uint64_t) +
            m_blockPoints.size() * sizeof(SBlockPoints) + m_nextPoint.size() * sizeof(std::uint32_t);
 }
@@ -85,8 +84,7 @@ std::uint32_t& CNeighborCells::wordOf(const std::uint32_t (&cell)[3]) const
 {
     const std::size_t firstState =
         NeighborCells::firstStateOf(m_lookup, NeighborCells::keyOfCell(cell));
-    return m_latestStates[firstState / NeighborCells::c_stateWords]
-        .words[NeighborCells::stateWord(cell)];
+    return m_states[firstState / NeighborCells::c_stateWords].words[NeighborCells::stateWord(cell)];
 }
 
 /// The positions of a block, or null where there are none.

@@ -30,12 +30,11 @@ public:
     static constexpr std::uint32_t c_noPoint = 0xFFFFFFFFU;
 
     /// Sorts \p positions in and judges what bricks and cells tell by themselves.
-    /// \returns nothing when that takes more than some 180 bytes for each position.
+    /// \returns nothing when that takes more than some 160 bytes for each position.
     [[nodiscard]] static std::optional<CNeighborCells> Make(const SPositionArray& positions,
                                                             std::int32_t last, float bound);
 
-    /// What the kernels read: what bricks and cells tell, which stays as it is, and the latest
-    /// states.
+    /// What the kernels read.
     [[nodiscard]] const NeighborCells::SLookup& GetLookup() const { return m_lookup; }
 
     /// The state of a cell's cube, and one that becomes known of a cube that was c_unjudged. Both
@@ -78,10 +77,8 @@ private:
 
     NeighborCells::SLookup m_lookup{};
     CNeighborBlocks m_blocks;
-    /// Of the blocks that do not exist, then of each: what was known when the cells were made, and
-    /// what has become known since besides.
-    States m_states;
-    mutable States m_latestStates;
+    /// Of the blocks that do not exist, then of each.
+    mutable States m_states;
     /// Of the same, the bricks that have none but first positions beside them.
     std::vector<std::uint64_t> m_lonelyBricks;
     /// Of the blocks that have positions, which have the lowest numbers, from 1 on.

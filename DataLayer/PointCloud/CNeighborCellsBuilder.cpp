@@ -191,13 +191,10 @@ bool CNeighborCellsBuilder::Build()
     }
     m_cells.m_blocks.Publish(m_cells.m_lookup);
     Base::ResizeInLargePages(m_cells.m_states, m_keys.size() + 1);
-    Base::ResizeInLargePages(m_cells.m_latestStates, m_keys.size() + 1);
     m_cells.m_lonelyBricks.resize(m_keys.size() + 1);
     m_cells.m_lookup.states = m_cells.m_states.front().words;
-    m_cells.m_lookup.latest = m_cells.m_latestStates.front().words;
     // The states of all blocks that do not exist.
     std::fill_n(m_cells.m_states.front().words, c_stateWords, 0xFFFF0000U);
-    m_cells.m_latestStates.front() = m_cells.m_states.front();
     forEachShare(m_keys.size(), [this](std::size_t block) { judgeBlock(block); });
     return true;
 }
@@ -395,7 +392,6 @@ void CNeighborCellsBuilder::judgeBlock(std::size_t block)
     {
         m_cells.m_lonelyBricks[block + 1] = JudgeNeighborBlock(blocksAround(block), states.words);
     }
-    m_cells.m_latestStates[block + 1] = states;
 }
 
 SBlocksAround CNeighborCellsBuilder::blocksAround(std::size_t block) const

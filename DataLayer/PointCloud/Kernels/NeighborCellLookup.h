@@ -96,7 +96,7 @@ inline std::uint32_t stateIn(std::uint32_t word, const std::uint32_t (&cell)[3])
 /// A word of what is known by now.
 inline std::uint32_t latestWord(const SLookup& lookup, std::uint32_t place)
 {
-    return __atomic_load_n(lookup.latest + place, __ATOMIC_RELAXED);
+    return __atomic_load_n(lookup.states + place, __ATOMIC_RELAXED);
 }
 
 inline bool isKnown(std::uint32_t state)

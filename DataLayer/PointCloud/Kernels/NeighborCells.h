@@ -34,7 +34,7 @@ inline constexpr std::uint32_t c_regionBits = c_blockBits - c_regionEdgeBits;
 inline constexpr std::uint32_t c_regionBlocks = 1U << (3U * c_regionEdgeBits);
 /// A block's states: a word for the sixteen cubes of two rows on x, those of cube rows 2 y and
 /// 2 y + 1 at 4 z + y. The cube at x of the first row has the low bit of its state at x, that of
-/// the second at 8 + x, and the high ones are 16 above. All fit two registers of 64 bytes.
+/// the second at 8 + x, and the high ones are 16 above.
 inline constexpr std::uint32_t c_stateWords = 32;
 
 /// A place of the table: a region's key, its numbers on x, y and z from the lowest bit on, and the
@@ -51,15 +51,13 @@ inline constexpr std::uint32_t c_noRegion = ~0U;
 /// none from `region * c_hashFactor >> hashShift` on, round and round. Its blocks follow each other
 /// by their places, the numbers in the region on x, y and z from the lowest bit on; of each, where
 /// its c_stateWords words of states begin. All blocks that do not exist have the words at 0.
-/// Nothing of all this ever changes but what is at \p latest: the same states, and those that have
-/// become known since besides. Others may set bits there meanwhile, so its words are read one by
-/// one and atomically.
+/// Nothing of all this ever changes but the states: others may set bits there meanwhile, so their
+/// words are read one by one and atomically.
 struct SLookup
 {
     const SSlot* slots;
     const std::uint32_t* blocks;
     const std::uint32_t* states;
-    const std::uint32_t* latest;
     std::uint32_t slotMask;
     std::uint32_t hashShift;
     float low[3];
@@ -80,7 +78,7 @@ struct SSurfels
     bool isAffine;
 };
 
-/// Writes the latest EState of the cube of each of \p surfels into \p states, and the numbers of
+/// Writes the EState of the cube of each of \p surfels into \p states, and the numbers of
 /// those that are neither c_amongFirst nor c_notAmong into \p open, in ascending order. Returns how
 /// many those are. Each has room for all surfels. All kernels give the same answers.
 using LookFunction = std::size_t (*)(const SLookup& lookup, const SSurfels& surfels,

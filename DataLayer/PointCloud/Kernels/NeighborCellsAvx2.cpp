@@ -56,19 +56,6 @@ struct SAvx2
     {
         return _mm256_blendv_epi8(others, values, maskOf(lanes));
     }
-    static Numbers LookUp(const std::uint32_t* table, Numbers places)
-    {
-        const auto lookUp = [&](std::size_t quarter) {
-            return _mm256_castsi256_ps(
-                _mm256_permutevar8x32_epi32(LoadNumbers(table + quarter * c_width), places));
-        };
-        // What chooses the quarter goes to the lanes' sign bits.
-        const Floats isOdd = _mm256_castsi256_ps(ShiftLeft<28>(places));
-        const Floats isUpper = _mm256_castsi256_ps(ShiftLeft<27>(places));
-        return _mm256_castps_si256(_mm256_blendv_ps(_mm256_blendv_ps(lookUp(0), lookUp(1), isOdd),
-                                                    _mm256_blendv_ps(lookUp(2), lookUp(3), isOdd),
-                                                    isUpper));
-    }
     static Numbers LoadNumbers(const std::uint32_t* values)
     {
         Numbers numbers;

@@ -58,10 +58,6 @@ struct SAvx512
     {
         return _mm512_mask_mov_epi32(others, static_cast<__mmask16>(lanes), values);
     }
-    static Numbers LookUp(const std::uint32_t* table, Numbers places)
-    {
-        return _mm512_permutex2var_epi32(LoadNumbers(table), places, LoadNumbers(table + c_width));
-    }
     static Numbers LoadNumbers(const std::uint32_t* values) { return _mm512_loadu_si512(values); }
     static void StoreNumbers(Numbers a, std::uint32_t* values) { _mm512_store_si512(values, a); }
     static void Store(Numbers a, std::uint16_t* values)

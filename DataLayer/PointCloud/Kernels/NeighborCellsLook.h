@@ -11,10 +11,23 @@ namespace DataLayer::NeighborCells
 namespace
 {
 
+/// Reads the words of states at \p places of the blocks that are named at \p names. Apart from the
+/// loops over registers, whose constants would leave none for its addresses.
+[[gnu::noinline]] void readWords(const SLookup& lookup, const std::uint32_t* names,
+                                 const std::uint32_t* places, std::size_t count,
+                                 std::uint32_t* words)
+{
+    const std::uint32_t* const blocks = lookup.blocks;
+#pragma GCC unroll 8
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        words[index] = latestWord(lookup, blocks[names[index]] + places[index]);
+    }
+}
+
 /// Looks up surfels in batches: finds out where the cubes of some hundred are, as many at a time as
-/// one register of \p Vector holds, before it reads their states. `Min(a, b)` is b where a is NaN.
-/// `LookUp(table, places)` gives the word of a table of c_stateWords at the low five bits of each
-/// place.
+/// one register of \p Vector holds, then reads the words of their states, then picks the states out
+/// of these. `Min(a, b)` is b where a is NaN.
 template <typename Vector>
 class TLook
 {
@@ -39,7 +52,8 @@ public:
         for (std::size_t first = 0; first < m_surfels.count; first += c_batch)
         {
             locate(batch, first);
-            openEnd = readStates(batch, first, states, openEnd);
+            readWords(m_lookup, batch.blocks, batch.places, batch.count, batch.words);
+            openEnd = pickStates(batch, first, states, openEnd);
         }
         return static_cast<std::size_t>(openEnd - open);
     }
@@ -81,11 +95,12 @@ private:
     struct SBatch
     {
         std::size_t count;
-        /// Of each: where its block is named, from the second register on; the word of its cube's
-        /// state in that block, in the low five bits, and the state's place in the word.
-        alignas(64) std::uint32_t blocks[c_width + c_batch];
-        alignas(64) std::uint32_t words[c_batch];
+        /// Of each: where its block is named, the place of the word of its cube's state in that
+        /// block, the state's place in the word, and the word.
+        alignas(64) std::uint32_t blocks[c_batch];
+        alignas(64) std::uint32_t places[c_batch];
         alignas(64) std::uint32_t bits[c_batch];
+        alignas(64) std::uint32_t words[c_batch];
     };
 
     /// The positions of \p count surfels, one by one, and of none beyond those.
@@ -136,10 +151,16 @@ private:
         return collect(index, left < c_width ? left : c_width);
     }
 
-    /// Fetches a register's share, that of number \p index of a batch, of the half batch that
-    /// begins with surfel number \p first: the first half of the next batch while this one is
-    /// placed, and the second one while its states are read. Memory takes only so many requests at
-    /// a time, and would idle during one of the two if the other made all of them.
+    /// Has the processor find the page of a batch to come, the first of which is surfel number
+    /// \p first: it would otherwise do so at the first surfel there, and wait.
+    void findPage(std::size_t first) const
+    {
+        __builtin_prefetch(m_surfels.first + first * m_surfels.stride);
+    }
+
+    /// Fetches a register's share, that of number \p index of a batch, of the first half of the
+    /// batch that begins with surfel number \p first. The second half the processor fetches by
+    /// itself, once it has seen the first.
     void fetchAhead(std::size_t first, std::size_t index) const
     {
         constexpr std::size_t c_lineSize = 64;
@@ -158,6 +179,7 @@ private:
     /// Finds out where the cubes of a batch are, the first of which is surfel number \p first.
     void locate(SBatch& batch, std::size_t first)
     {
+        findPage(first + 4 * c_batch);
         const std::size_t left = m_surfels.count - first;
         batch.count = left < c_batch ? left : c_batch;
         for (std::size_t index = 0; index < batch.count; index += c_width)
@@ -171,22 +193,23 @@ private:
     /// the batch.
     void place(const SPoints& points, SBatch& batch, std::size_t index)
     {
-        Floats places[3] = {transformed(points, 0), transformed(points, 1), transformed(points, 2)};
+        Floats moved[3] = {transformed(points, 0), transformed(points, 1), transformed(points, 2)};
         if (!m_surfels.isAffine)
         {
             const Floats w = transformed(points, 3);
-            for (Floats& place : places)
+            for (Floats& coordinates : moved)
             {
-                place = Vector::Divide(place, w);
+                coordinates = Vector::Divide(coordinates, w);
             }
         }
-        const SCells cells = {cellsOf(places[0], 0), cellsOf(places[1], 1), cellsOf(places[2], 2)};
-        Vector::StoreNumbers(blocksOf(cells), batch.blocks + c_width + index);
-        // What stateWord() gives, with more above it, and what stateBit() gives.
-        Vector::StoreNumbers(
+        const SCells cells = {cellsOf(moved[0], 0), cellsOf(moved[1], 1), cellsOf(moved[2], 2)};
+        Vector::StoreNumbers(blocksOf(cells), batch.blocks + index);
+        // What stateWord() gives, and what stateBit() gives.
+        const Numbers places =
             Vector::Select(Vector::SetNumber(3), Vector::template ShiftRight<2>(cells.y),
-                           Vector::template ShiftLeft<1>(cells.z)),
-            batch.words + index);
+                           Vector::template ShiftLeft<1>(cells.z));
+        Vector::StoreNumbers(Vector::And(places, Vector::SetNumber(c_stateWords - 1U)),
+                             batch.places + index);
         const Numbers bits =
             Vector::Select(Vector::SetNumber(7), Vector::template ShiftRight<1>(cells.x),
                            Vector::template ShiftLeft<2>(cells.y));
@@ -242,8 +265,8 @@ private:
 
     /// Writes the states of a batch, and the numbers of those that are unknown to \p open. Returns
     /// the end of these.
-    std::uint32_t* readStates(const SBatch& batch, std::size_t first, std::uint16_t* states,
-                              std::uint32_t* open) const
+    static std::uint32_t* pickStates(const SBatch& batch, std::size_t first, std::uint16_t* states,
+                                     std::uint32_t* open)
     {
         const Numbers zero = Vector::SetNumber(0);
         const Numbers one = Vector::SetNumber(1);
@@ -251,10 +274,8 @@ private:
         Lanes unknown[c_batch / c_width]{};
         for (std::size_t index = 0; index < batch.count; index += c_width)
         {
-            fetchAhead(first + c_batch + c_batch / 2, index);
-            const Numbers found =
-                Vector::ShiftRightEach(wordsOf(batch.blocks + c_width + index, batch.words + index),
-                                       Vector::LoadNumbers(batch.bits + index));
+            const Numbers found = Vector::ShiftRightEach(Vector::LoadNumbers(batch.words + index),
+                                                         Vector::LoadNumbers(batch.bits + index));
             const Numbers those = Vector::Or(
                 Vector::And(found, one), Vector::And(Vector::template ShiftRight<15>(found), two));
             std::uint32_t lanes = Vector::Equal(Vector::And(Vector::Add(those, one), two), zero);
@@ -272,12 +293,12 @@ private:
             }
             unknown[index / c_width] = static_cast<Lanes>(lanes);
         }
-        return readLatest(batch, unknown, first, states, open);
+        return listUnknown(unknown, first, open);
     }
 
-    /// Reads once more the states of the surfels of a batch that are unknown so far.
-    std::uint32_t* readLatest(const SBatch& batch, const Lanes (&unknown)[c_batch / c_width],
-                              std::size_t first, std::uint16_t* states, std::uint32_t* open) const
+    /// Writes the numbers of the surfels of a batch that are unknown. Returns the end of these.
+    static std::uint32_t* listUnknown(const Lanes (&unknown)[c_batch / c_width], std::size_t first,
+                                      std::uint32_t* open)
     {
         // One or two in a hundred: how many there are next is foreseen badly, so many registers
         // are looked through at once.
@@ -287,42 +308,11 @@ private:
             std::memcpy(&lanes, unknown + begin / c_width, sizeof lanes);
             for (; lanes != 0; lanes &= lanes - 1U)
             {
-                const std::size_t index = begin + static_cast<std::size_t>(__builtin_ctzll(lanes));
-                const std::uint32_t place = m_lookup.blocks[batch.blocks[c_width + index]] +
-                                            (batch.words[index] & (c_stateWords - 1U));
-                const std::uint32_t state = stateAt(latestWord(m_lookup, place), batch.bits[index]);
-                states[first + index] = static_cast<std::uint16_t>(state);
-                *open = static_cast<std::uint32_t>(first + index);
-                open += isKnown(state) ? 0 : 1;
+                const auto index = static_cast<std::size_t>(__builtin_ctzll(lanes));
+                *open++ = static_cast<std::uint32_t>(first + begin + index);
             }
         }
         return open;
-    }
-
-    /// The words at \p places of the blocks that are named at \p names. Most surfels lie in the
-    /// block of those before them, so the words of a whole block are read for all behind its first.
-    Numbers wordsOf(const std::uint32_t* names, const std::uint32_t* places) const
-    {
-        // Mostly as many blocks as this suffice: a loop that ended sooner would be foreseen badly.
-        constexpr std::uint32_t c_atOnce = 4;
-        constexpr std::uint32_t c_lastLane = 1U << (c_width - 1U);
-        const Numbers at = Vector::LoadNumbers(places);
-        Numbers words = at;
-        std::uint32_t firsts = 1U | (c_all & ~Vector::Equal(Vector::LoadNumbers(names),
-                                                            Vector::LoadNumbers(names - 1)));
-        do
-        {
-            for (std::uint32_t step = 0; step < c_atOnce; ++step)
-            {
-                const std::uint32_t block = names[__builtin_ctz(firsts | c_lastLane)];
-                const std::uint32_t first = firsts & (0U - firsts);
-                words =
-                    Vector::Replace(words, c_all & (0U - first),
-                                    Vector::LookUp(m_lookup.states + m_lookup.blocks[block], at));
-                firsts ^= first;
-            }
-        } while (firsts != 0);
-        return words;
     }
 
     const SLookup& m_lookup;

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "Application/Pictures/SColor.h"
+
+namespace Application
+{
+
+/// Numbers the colours of pixels in the order in which they first occur.
+class CColorIndex
+{
+public:
+    /// As many as a byte tells apart.
+    static constexpr std::size_t c_maxColors = 256;
+
+    /// Finds the numbers of so many pixels of red, green and blue samples. False when there are
+    /// more colours than c_maxColors.
+    [[nodiscard]] bool Find(std::span<const std::uint8_t> samples, std::uint8_t* numbers);
+
+    [[nodiscard]] const std::vector<SColor>& GetColors() const { return m_colors; }
+
+private:
+    static constexpr std::uint32_t c_slotBits = 10;
+    static constexpr std::uint32_t c_none = ~std::uint32_t{0};
+
+    struct SSlot
+    {
+        std::uint32_t color = c_none;
+        std::uint32_t number = 0;
+    };
+
+    // A fourth of it is in use at most.
+    std::array<SSlot, 1U << c_slotBits> m_slots{};
+    std::vector<SColor> m_colors;
+};
+
+}  // namespace Application

@@ -1,0 +1,108 @@
+#include "Application/Pictures/CPngEncoder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <span>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "Application/Pictures/CPngDecoder.h"
+
+namespace
+{
+
+using Application::CPngDecoder;
+using Application::CPngEncoder;
+using Application::PngColor;
+
+constexpr std::uint32_t c_width = 60;
+constexpr std::uint32_t c_height = 45;
+
+/// So many colours; one more in the last row if told so.
+std::vector<std::uint8_t> makeSamples(std::uint32_t numColors, bool hasOneMore)
+{
+    std::mt19937 random(numColors);
+    std::vector<std::uint8_t> samples;
+    for (std::uint32_t pixel = 0; pixel < c_width * c_height; ++pixel)
+    {
+        const auto color =
+            static_cast<std::uint32_t>(pixel < numColors ? pixel : random() % numColors);
+        samples.push_back(static_cast<std::uint8_t>(color));
+        samples.push_back(static_cast<std::uint8_t>(color / 256));
+        samples.push_back(3);
+    }
+    if (hasOneMore)
+    {
+        samples.back() = 4;
+    }
+    return samples;
+}
+
+TEST(CPngEncoder, EncodeTo_AnyStepsGiveTheBytesOfTheWhole)
+{
+    for (const std::uint32_t numColors : {1U, 250U, 256U, 257U, 600U})
+    {
+        for (const bool hasOneMore : {false, true})
+        {
+            const std::vector<std::uint8_t> samples = makeSamples(numColors, hasOneMore);
+            const auto expected = Application::EncodePng(c_width, c_height, PngColor::Rgb, samples);
+            for (const std::uint32_t step : {1U, 7U, 44U})
+            {
+                CPngEncoder encoder(c_width, c_height, PngColor::Rgb);
+                for (std::uint32_t row = 0; row < c_height; row += step)
+                {
+                    encoder.EncodeTo(row, samples);
+                }
+                encoder.EncodeTo(c_height, samples);
+                EXPECT_EQ(encoder.Finish(), expected) << numColors << ' ' << step;
+            }
+            CPngDecoder decoder(
+                std::string_view(reinterpret_cast<const char*>(expected.data()), expected.size()),
+                "x");
+            EXPECT_EQ(decoder.Decode(), samples) << numColors;
+        }
+    }
+}
+
+TEST(CPngEncoder, EncodeTo_DoesNotLookAtLaterRows)
+{
+    const std::vector<std::uint8_t> samples = makeSamples(40, false);
+    CPngEncoder encoder(c_width, c_height, PngColor::Rgb);
+    const std::span<const std::uint8_t> firstRows(samples.data(), 5 * 3 * c_width);
+    encoder.EncodeTo(5, firstRows);
+    encoder.EncodeTo(c_height, samples);
+    EXPECT_EQ(encoder.Finish(), Application::EncodePng(c_width, c_height, PngColor::Rgb, samples));
+}
+
+TEST(CPngEncoder, Finish_PaletteHasTheColorsOfThePictureOnly)
+{
+    const auto png =
+        Application::EncodePng(c_width, c_height, PngColor::Rgb, makeSamples(40, false));
+    // Behind the signature and the header: three bytes for each colour.
+    constexpr std::size_t c_palette = 33;
+    const std::vector<std::byte> length(png.begin() + c_palette, png.begin() + c_palette + 4);
+    EXPECT_EQ(length, std::vector<std::byte>(
+                          {std::byte{0}, std::byte{0}, std::byte{0}, std::byte{3 * 40}}));
+    EXPECT_EQ(png.at(c_palette + 4), std::byte{'P'});
+    EXPECT_EQ(png.at(c_palette + 7), std::byte{'E'});
+}
+
+TEST(CPngEncoder, Finish_WithoutRowsThrows)
+{
+    for (const PngColor color : {PngColor::Grey, PngColor::Rgb})
+    {
+        CPngEncoder encoder(c_width, c_height, color);
+        EXPECT_THROW(static_cast<void>(encoder.Finish()), std::runtime_error);
+    }
+}
+
+TEST(CPngEncoder, Construct_SizeOfZeroThrows)
+{
+    EXPECT_THROW(CPngEncoder(0, 2, PngColor::Rgb), std::runtime_error);
+    EXPECT_THROW(CPngEncoder(2, 0, PngColor::Grey), std::runtime_error);
+}
+
+}  // namespace

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <utility>
@@ -24,6 +25,9 @@ constexpr std::uint64_t c_leastSampled = 400000;
 /// Enough points to place quantiles well, few enough to be read in no time.
 constexpr std::uint64_t c_numSamples = 50000;
 constexpr std::uint64_t c_samplesPerBlock = 8192;
+/// Those of a large scan lie on pages of their own, each of which is waited for unless asked for
+/// in time.
+constexpr std::uint64_t c_samplesAhead = 16;
 /// The share of points on either side of an axis that may be strays.
 constexpr double c_strayShare = 0.01;
 /// How far beyond the others, as a share of their range, a point still counts.
@@ -101,10 +105,19 @@ void takeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axe
 {
     const auto& positions = scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
     const std::uint64_t numSamples = (scan.collection->GetCount() - 1) / step + 1;
-    std::vector<Samples> blocks(CountBlocks(numSamples));
+    const std::byte* const bytes = positions.GetFirstElement();
+    const std::size_t bytesPerStep = positions.GetStrideInBytes() * step;
+    const std::size_t first = samples[0].size();
+    for (std::vector<double>& values : samples)
+    {
+        values.resize(first + numSamples);
+    }
+    std::vector<std::size_t> numFinite(CountBlocks(numSamples));
     ForEachBlock(numSamples, [&](std::uint32_t block, std::uint64_t begin, std::uint64_t end) {
+        std::size_t target = first + begin;
         for (std::uint64_t sample = begin; sample < end; ++sample)
         {
+            __builtin_prefetch(bytes + std::min(sample + c_samplesAhead, end - 1) * bytesPerStep);
             const LqVector3f position = positions.At(sample * step);
             const auto point =
                 TransformHomogeneous<double>(scan.trafo, position.x, position.y, position.z);
@@ -112,17 +125,28 @@ void takeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axe
             {
                 for (std::size_t axis = 0; axis < 3; ++axis)
                 {
-                    blocks[block][axis].push_back(along(axes[axis], point));
+                    samples[axis][target] = along(axes[axis], point);
                 }
+                ++target;
             }
         }
+        numFinite[block] = target - (first + begin);
     });
-    for (const Samples& block : blocks)
+    std::size_t numTaken = first;
+    for (std::size_t block = 0; block < numFinite.size(); ++block)
     {
-        for (std::size_t axis = 0; axis < 3; ++axis)
+        const std::size_t begin = first + block * c_samplesPerBlock;
+        for (std::vector<double>& values : samples)
         {
-            samples[axis].insert(samples[axis].end(), block[axis].begin(), block[axis].end());
+            const auto source = values.begin() + static_cast<std::ptrdiff_t>(begin);
+            std::copy(source, source + static_cast<std::ptrdiff_t>(numFinite[block]),
+                      values.begin() + static_cast<std::ptrdiff_t>(numTaken));
         }
+        numTaken += numFinite[block];
+    }
+    for (std::vector<double>& values : samples)
+    {
+        values.resize(numTaken);
     }
 }
 
@@ -199,20 +223,24 @@ bool isStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::s
     return false;
 }
 
-Samples withoutStrays(const Samples& samples, const std::array<SRange, 3>& ranges)
+void removeStrays(Samples& samples, const std::array<SRange, 3>& ranges)
 {
-    Samples kept;
+    std::size_t numKept = 0;
     for (std::size_t index = 0; index < samples[0].size(); ++index)
     {
         if (!isStray(samples, ranges, index))
         {
-            for (std::size_t axis = 0; axis < 3; ++axis)
+            for (std::vector<double>& values : samples)
             {
-                kept[axis].push_back(samples[axis][index]);
+                values[numKept] = values[index];
             }
+            ++numKept;
         }
     }
-    return kept;
+    for (std::vector<double>& values : samples)
+    {
+        values.resize(numKept);
+    }
 }
 
 /// How far the eye must be from the centre for all samples to be in the picture, none of them
@@ -291,7 +319,7 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
         ranges[axis] = findRobustRange(samples[axis]);
         centre[axis] = 0.5 * (ranges[axis].min + ranges[axis].max);
     });
-    samples = withoutStrays(samples, ranges);
+    removeStrays(samples, ranges);
 
     const double aspect = static_cast<double>(width) / height;
     const double radius =

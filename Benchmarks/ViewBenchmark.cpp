@@ -14,6 +14,8 @@
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CPointRenderer.h"
+#include "Application/Pictures/CPointSamples.h"
+#include "Application/Pictures/CPointSplatter.h"
 #include "Application/Pictures/CScanPainter.h"
 #include "Application/View/CCamera.h"
 #include "Base/Math/PointTransform.h"
@@ -27,6 +29,7 @@ namespace
 
 using Application::CDepthBuffer;
 using Application::CPictureProjection;
+using Application::CPointSamples;
 
 constexpr std::size_t c_stride = sizeof(LqVector3f);
 constexpr std::size_t c_blockSize = 32768;
@@ -119,22 +122,26 @@ void PaintPlainly(const CPictureProjection& projection, std::size_t count, CDept
     }
 }
 
-CDepthBuffer Paint(const CPictureProjection& projection, const Base::ISurfelCollection& collection)
+CPointSamples Paint(const CPictureProjection& projection, const Base::ISurfelCollection& collection)
 {
     std::vector<Application::CScanPainter> painters;
     painters.emplace_back(projection, collection, c_matIdentityD,
                           std::span<const Base::CSurfelBitMask>(), 0, false);
-    return std::move(Application::CScanPainter::PaintAll(painters, projection).front());
+    return Application::CScanPainter::PaintAll(painters, projection,
+                                               Application::CPointSplatter::FindReach(1))
+        .samples;
 }
 
-bool AreEqual(const CDepthBuffer& first, const CDepthBuffer& second)
+bool AreEqual(const CDepthBuffer& plain, const CPointSamples& samples)
 {
-    const std::size_t numSamples = std::size_t{first.GetWidth()} * first.GetHeight();
-    for (std::size_t index = 0; index < numSamples; ++index)
+    for (std::uint32_t row = 0; row < plain.GetHeight(); ++row)
     {
-        if (first.Get(index) != second.Get(index))
+        for (std::uint32_t column = 0; column < plain.GetWidth(); ++column)
         {
-            return false;
+            if (plain.Get(plain.IndexOf(column, row)) != samples.Get(column, row))
+            {
+                return false;
+            }
         }
     }
     return true;

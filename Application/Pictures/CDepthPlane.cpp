@@ -1,24 +1,49 @@
 #include "Application/Pictures/CDepthPlane.h"
 
+#include <algorithm>
+#include <bit>
+
 #include "Application/Pictures/LargeArrays.h"
 #include "Application/Pictures/RowBands.h"
 
 namespace Application
 {
 
+CDepthPlane::CDepthPlane(std::uint32_t width, std::uint32_t height, std::uint32_t border)
+    : m_width(width),
+      m_border(border),
+      m_stride(FindStride(width, border)),
+      m_depths(MakeLargeArray((height + 2 * m_border) * m_stride,
+                              CDepthBuffer::DepthOf(CDepthBuffer::c_empty)))
+{}
+
 CDepthPlane::CDepthPlane(const CDepthBuffer& buffer, std::uint32_t border)
-    : m_border(border), m_stride(FindStride(buffer.GetWidth(), border))
+    : CDepthPlane(buffer.GetWidth(), buffer.GetHeight(), border)
 {
-    const std::size_t numDepths = (buffer.GetHeight() + 2 * m_border) * m_stride;
-    m_depths = MakeLargeArray(numDepths, CDepthBuffer::DepthOf(CDepthBuffer::c_empty));
     ForEachRow(buffer.GetHeight(), [&](std::uint32_t row) {
-        float* const target = &m_depths[(std::size_t{row} + m_border) * m_stride + m_border];
+        float* const target = GetFirst() + row * m_stride;
         const std::size_t first = buffer.IndexOf(0, row);
-        for (std::uint32_t column = 0; column < buffer.GetWidth(); ++column)
+        for (std::uint32_t column = 0; column < m_width; ++column)
         {
             target[column] = CDepthBuffer::DepthOf(buffer.Get(first + column));
         }
     });
+}
+
+void CDepthPlane::Join(const CDepthPlane& other, std::uint32_t begin, std::uint32_t end)
+{
+    for (std::uint32_t row = begin; row < end; ++row)
+    {
+        float* const samples = GetFirst() + row * m_stride;
+        const float* const others = other.GetFirst() + row * m_stride;
+        for (std::uint32_t column = 0; column < m_width; ++column)
+        {
+            // The bits of what is no number are the largest of all.
+            const auto bits = std::min(std::bit_cast<std::uint32_t>(samples[column]),
+                                       std::bit_cast<std::uint32_t>(others[column]));
+            samples[column] = std::bit_cast<float>(bits);
+        }
+    }
 }
 
 }  // namespace Application

@@ -10,15 +10,19 @@
 namespace Application
 {
 
-/// The depths of a depth buffer by themselves, with a border around them, so that the surroundings
-/// of a sample can be read several at a time and without asking where the picture ends.
+/// The depths of a picture's samples by themselves, with a border around them, so that the
+/// surroundings of a sample can be read several at a time and without asking where the picture
+/// ends.
 ///
-/// What is empty, and the border is, holds no number: no comparison with it is true. Immutable.
+/// What is empty, and the border is, holds no number: no comparison with it is true.
 class CDepthPlane
 {
 public:
-    /// \p border: how far beyond the picture there is something to read, on all sides; on the
-    /// right SSampleRows::c_margin more.
+    /// An empty one. \p border: how far beyond the picture there is something to read, on all
+    /// sides; on the right SSampleRows::c_margin more.
+    CDepthPlane(std::uint32_t width, std::uint32_t height, std::uint32_t border);
+
+    /// The depths of \p buffer.
     CDepthPlane(const CDepthBuffer& buffer, std::uint32_t border);
 
     /// From row to row of a picture that is so wide.
@@ -32,9 +36,17 @@ public:
     {
         return &m_depths[m_border * m_stride + m_border];
     }
+    [[nodiscard]] float* GetFirst() { return &m_depths[m_border * m_stride + m_border]; }
     [[nodiscard]] std::size_t GetStride() const { return m_stride; }
 
+    /// Keeps the smaller of \p sample and \p depth, which must be a number, without a jump.
+    static void Draw(float& sample, float depth) { sample = sample < depth ? sample : depth; }
+
+    /// Draws what \p other, of the same size, has in the rows \p begin to \p end - 1.
+    void Join(const CDepthPlane& other, std::uint32_t begin, std::uint32_t end);
+
 private:
+    std::uint32_t m_width;
     std::size_t m_border;
     std::size_t m_stride;
     std::unique_ptr<float[]> m_depths;

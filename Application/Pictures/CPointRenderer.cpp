@@ -3,10 +3,12 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/CPngEncoder.h"
 #include "Application/Pictures/CPointSplatter.h"
 #include "Application/Pictures/CScanPainter.h"
 #include "Application/Pictures/CSurfaceShader.h"
 #include "Application/Pictures/RowBands.h"
+#include "Base/Support/ParallelFor.h"
 
 #include <algorithm>
 #include <string>
@@ -48,9 +50,9 @@ SScanColors collectColors(const std::vector<CPointRenderer::SScan>& scans)
     return result;
 }
 
-std::vector<CDepthBuffer> paintScans(const CPictureProjection& projection,
-                                     const std::vector<CPointRenderer::SScan>& scans,
-                                     const SScanColors& colors, bool hideCut)
+CScanPainter::SPainting paintScans(const CPictureProjection& projection,
+                                   const std::vector<CPointRenderer::SScan>& scans,
+                                   const SScanColors& colors, std::uint32_t border, bool hideCut)
 {
     std::vector<CScanPainter> painters;
     for (std::size_t scan = 0; scan < scans.size(); ++scan)
@@ -61,22 +63,7 @@ std::vector<CDepthBuffer> paintScans(const CPictureProjection& projection,
                                   scans[scan].flags, colors.indices[scan], hideCut);
         }
     }
-    return CScanPainter::PaintAll(painters, projection);
-}
-
-CSurfaceShader::SColors makeColors(const CPointRenderer::SSettings& settings,
-                                   const SScanColors& scanColors)
-{
-    CSurfaceShader::SColors colors{std::vector<SColor>(CDepthBuffer::c_numLooks), settings.topColor,
-                                   settings.bottomColor};
-    std::copy(scanColors.colors.begin(), scanColors.colors.end(), colors.looks.begin());
-    const auto fillMark = [&](EMark mark, SColor color) {
-        std::fill_n(colors.looks.begin() + static_cast<std::uint32_t>(mark) * c_numScanColors,
-                    c_numScanColors, color);
-    };
-    fillMark(EMark::SmallComponent, settings.smallComponentColor);
-    fillMark(EMark::Cut, settings.cutColor);
-    return colors;
+    return CScanPainter::PaintAll(painters, projection, border);
 }
 
 std::uint32_t chooseSamplesPerSide(const CView& view,
@@ -89,6 +76,49 @@ std::uint32_t chooseSamplesPerSide(const CView& view,
         numSurfels += scan.collection->GetCount();
     }
     return numPixels <= c_maxSmoothedPixels && numSurfels <= c_maxSmoothedSurfels ? 2 : 1;
+}
+
+/// The samples of \p scans, widened to surfaces.
+CDepthBuffer drawSurfaces(const CPictureProjection& projection, std::uint32_t samplesPerSide,
+                          const std::vector<CPointRenderer::SScan>& scans, bool hideCut)
+{
+    const SScanColors colors = collectColors(scans);
+    const std::uint32_t reach = CPointSplatter::FindReach(samplesPerSide);
+    const CPointSplatter splatter(projection, samplesPerSide);
+    CScanPainter::SPainting painting = paintScans(projection, scans, colors, reach, hideCut);
+    CPointSplatter::SRadii radii = splatter.FindRadii(painting.samples);
+    if (hideCut)
+    {
+        // No dot larger than where nothing is hidden, so that the two pictures can be compared.
+        radii.largest =
+            splatter.FindRadii(paintScans(projection, scans, colors, reach, false).samples).largest;
+    }
+    if (painting.spare.has_value())
+    {
+        painting.spare->Clear();
+    }
+    else
+    {
+        painting.spare.emplace(projection.GetWidth(), projection.GetHeight());
+    }
+    splatter.Splat(painting.samples, radii, *painting.spare);
+    return *std::move(painting.spare);
+}
+
+CSurfaceShader::SColors makeColors(const CPointRenderer::SSettings& settings,
+                                   const std::vector<CPointRenderer::SScan>& scans)
+{
+    CSurfaceShader::SColors colors{std::vector<SColor>(CDepthBuffer::c_numLooks), settings.topColor,
+                                   settings.bottomColor};
+    const std::vector<SColor> scanColors = collectColors(scans).colors;
+    std::copy(scanColors.begin(), scanColors.end(), colors.looks.begin());
+    const auto fillMark = [&](EMark mark, SColor color) {
+        std::fill_n(colors.looks.begin() + static_cast<std::uint32_t>(mark) * c_numScanColors,
+                    c_numScanColors, color);
+    };
+    fillMark(EMark::SmallComponent, settings.smallComponentColor);
+    fillMark(EMark::Cut, settings.cutColor);
+    return colors;
 }
 
 bool isBorder(const CMask& mask, std::uint32_t column, std::uint32_t row)
@@ -136,31 +166,42 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
     }
     const std::uint32_t samplesPerSide = chooseSamplesPerSide(m_view, scans);
     const CPictureProjection projection(m_view, samplesPerSide);
-    const SScanColors scanColors = collectColors(scans);
-
-    const CPointSplatter splatter(projection, samplesPerSide);
-    std::vector<CDepthBuffer> buffers =
-        paintScans(projection, scans, scanColors, m_settings.hideCut);
-    CPointSplatter::SRadii radii = splatter.FindRadii(buffers.front());
-    if (m_settings.hideCut)
-    {
-        // No dot larger than where nothing is hidden, so that the two pictures can be compared.
-        radii.largest =
-            splatter.FindRadii(paintScans(projection, scans, scanColors, false).front()).largest;
-    }
-    if (buffers.size() == 1)
-    {
-        buffers.emplace_back(projection.GetWidth(), projection.GetHeight());
-    }
-    splatter.Splat(buffers.front(), radii, buffers.back());
-    CPicture picture = CSurfaceShader(projection, buffers.back(), samplesPerSide,
-                                      makeColors(m_settings, scanColors))
-                           .Shade();
+    const CDepthBuffer surfaces =
+        drawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
+    CPicture picture =
+        CSurfaceShader(projection, surfaces, samplesPerSide, makeColors(m_settings, scans)).Shade();
     if (painted != nullptr)
     {
         tintPainted(*painted, m_settings.paintColor, picture);
     }
     return picture;
+}
+
+std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
+                                                 const std::function<void()>& afterReading) const
+{
+    const std::uint32_t samplesPerSide = chooseSamplesPerSide(m_view, scans);
+    const CPictureProjection projection(m_view, samplesPerSide);
+    const CDepthBuffer surfaces =
+        drawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
+    const CSurfaceShader shader(projection, surfaces, samplesPerSide,
+                                makeColors(m_settings, scans));
+    CPngEncoder encoder(m_view.GetWidth(), m_view.GetHeight(), PngColor::Rgb);
+    // It takes the system a while to let go of large files that were mapped.
+    Base::ParallelFor(2, [&](std::uint32_t step) {
+        if (step == 0)
+        {
+            static_cast<void>(shader.Shade([&](const CPicture& picture, std::uint32_t numRows) {
+                encoder.EncodeTo(numRows, picture.GetSamples());
+            }));
+        }
+        else
+        {
+            scans.clear();
+            afterReading();
+        }
+    });
+    return encoder.Finish();
 }
 
 }  // namespace Application

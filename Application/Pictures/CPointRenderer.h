@@ -7,7 +7,9 @@
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Interfaces/ISurfelCollection.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -71,6 +73,13 @@ public:
     /// @throw VekoException when a collection has no positions.
     [[nodiscard]] CPicture Render(const std::vector<SScan>& scans,
                                   const CMask* painted = nullptr) const;
+
+    /// Render(scans).ToPng(), but sooner: the first rows are encoded while the last are drawn.
+    /// \param afterReading is called, on any thread, when \p scans have been read and let go: it
+    /// may free them meanwhile. What it throws leaves, too.
+    /// @throw VekoException when a collection has no positions.
+    [[nodiscard]] std::vector<std::byte> RenderPng(std::vector<SScan> scans,
+                                                   const std::function<void()>& afterReading) const;
 
 private:
     CView m_view;

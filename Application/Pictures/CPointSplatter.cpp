@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <utility>
 
 namespace Application
@@ -22,16 +23,40 @@ constexpr float c_maxRadiusPerMedian = 1.75F;
 /// Where samples are dense, those at this distance tell of a plane nearly as much as all within it.
 constexpr float c_ringInside = 2.8F;
 constexpr float c_ringOutside = 3.7F;
+/// Few enough to keep many threads busy.
+constexpr std::uint32_t c_leastBandRows = 8;
 
-/// The largest radius to use, in the units of \p radii.
-std::uint8_t findLargestRadius(const std::vector<std::uint8_t>& radii)
+/// How many samples have each radius.
+using RadiusCounts = std::array<std::uint32_t, 256>;
+
+RadiusCounts count(std::span<const std::uint8_t> radii)
+{
+    // Neighbours are mostly alike, and a count waits for the one before it of the same radius.
+    std::array<RadiusCounts, 4> counts{};
+    for (std::size_t index = 0; index < radii.size(); ++index)
+    {
+        ++counts[index % counts.size()][radii[index]];
+    }
+    for (std::size_t radius = 0; radius < counts[0].size(); ++radius)
+    {
+        counts[0][radius] += counts[1][radius] + counts[2][radius] + counts[3][radius];
+    }
+    return counts[0];
+}
+
+/// The largest radius to use, in the units of the radii, from the counts of all bands.
+std::uint8_t findLargestRadius(const std::vector<RadiusCounts>& bands)
 {
     std::array<std::uint64_t, 256> counts{};
-    for (const std::uint8_t radius : radii)
+    std::uint64_t numSamples = 0;
+    for (const RadiusCounts& band : bands)
     {
-        ++counts[radius];
+        for (std::size_t radius = 1; radius < counts.size(); ++radius)
+        {
+            counts[radius] += band[radius];
+            numSamples += band[radius];
+        }
     }
-    const std::uint64_t numSamples = radii.size() - counts[0];
     std::uint64_t numSmaller = 0;
     std::size_t median = 1;
     while (median < 255 && numSmaller + counts[median] <= numSamples / 2)
@@ -48,7 +73,7 @@ std::uint8_t findLargestRadius(const std::vector<std::uint8_t>& radii)
 CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide)
     : m_projection(projection),
       m_singleRadius(c_singleRadius * static_cast<float>(samplesPerSide)),
-      m_reach(c_maxRadius * samplesPerSide)
+      m_reach(FindReach(samplesPerSide))
 {
     const auto reach = static_cast<std::int32_t>(m_reach);
     const auto stride =
@@ -77,30 +102,55 @@ CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32
     }
 }
 
-void CPointSplatter::Splat(const CDepthBuffer& points, const SRadii& radii,
-                           CDepthBuffer& target) const
+std::uint32_t CPointSplatter::FindReach(std::uint32_t samplesPerSide)
 {
-    target.Clear();
-    const SDotsTask task = makeTask(radii.depths);
-    const DrawDotsKernel drawDots = GetFastestSampleRowsKernels().drawDots;
-    ForEachRow(points.GetHeight(), [&](std::uint32_t row) {
-        const std::size_t first = points.IndexOf(0, row);
-        drawDots(
-            task, row,
-            {points.GetWords() + first, &radii.radii[first], radii.largest, target.GetWords()});
-    });
+    return c_maxRadius * samplesPerSide;
 }
 
-CPointSplatter::SRadii CPointSplatter::FindRadii(const CDepthBuffer& points) const
+void CPointSplatter::Splat(const CPointSamples& points, const SRadii& radii,
+                           CDepthBuffer& target) const
 {
-    CDepthPlane plane(points, m_reach);
-    std::vector<std::uint8_t> radii(std::size_t{points.GetWidth()} * points.GetHeight());
-    const SDotsTask task = makeTask(plane);
+    const SDotsTask task = makeTask(points.GetDepths());
+    const DrawDotsKernel drawDots = GetFastestSampleRowsKernels().drawDots;
+    // Dots reach into the neighbouring bands, but not beyond the middle of these. So what every
+    // other band draws lies apart, and nothing has to be locked.
+    const auto reach =
+        static_cast<std::uint32_t>(static_cast<float>(radii.largest) / SSampleRows::c_radiusUnits);
+    const std::uint32_t bandRows = std::max(c_leastBandRows, 2 * reach);
+    const std::uint32_t numBands = (target.GetHeight() + bandRows - 1) / bandRows;
+    for (const std::uint32_t firstBand : {0U, 1U})
+    {
+        Base::ParallelFor((numBands + 1 - firstBand) / 2, [&](std::uint32_t pair) {
+            const std::uint32_t begin = (2 * pair + firstBand) * bandRows;
+            const std::uint32_t end = std::min(begin + bandRows, target.GetHeight());
+            for (std::uint32_t row = begin; row < end; ++row)
+            {
+                drawDots(task, row,
+                         {points.FindWords(row), static_cast<std::uint32_t>(points.GetBareWord()),
+                          &radii.radii[target.IndexOf(0, row)], radii.largest, target.GetWords()});
+            }
+        });
+    }
+}
+
+CPointSplatter::SRadii CPointSplatter::FindRadii(const CPointSamples& points) const
+{
+    const std::uint32_t width = m_projection.GetWidth();
+    const std::uint32_t height = m_projection.GetHeight();
+    std::vector<std::uint8_t> radii(std::size_t{width} * height);
+    const SDotsTask task = makeTask(points.GetDepths());
     const FindRadiiKernel findRadii = GetFastestSampleRowsKernels().findRadii;
-    ForEachRow(points.GetHeight(),
-               [&](std::uint32_t row) { findRadii(task, row, &radii[points.IndexOf(0, row)]); });
-    const std::uint8_t largest = findLargestRadius(radii);
-    return {std::move(radii), largest, std::move(plane)};
+    std::vector<RadiusCounts> counts(CountBands(height));
+    ForEachBand(height, [&](std::uint32_t begin, std::uint32_t end) {
+        for (std::uint32_t row = begin; row < end; ++row)
+        {
+            findRadii(task, row, &radii[std::size_t{row} * width]);
+        }
+        counts[begin / c_bandRows] =
+            count({&radii[std::size_t{begin} * width], std::size_t{end - begin} * width});
+    });
+    const std::uint8_t largest = findLargestRadius(counts);
+    return {std::move(radii), largest};
 }
 
 SDotsTask CPointSplatter::makeTask(const CDepthPlane& plane) const

@@ -3,6 +3,7 @@
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CDepthPlane.h"
 #include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/CPointSamples.h"
 #include "Application/Pictures/Kernels/SampleRows.h"
 
 #include <cstdint>
@@ -23,6 +24,9 @@ public:
     /// \p samplesPerSide: the samples of a pixel on a side, for sizes given in pixels.
     CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide);
 
+    /// How far a dot may reach, in samples: the border that the planes of depths must have.
+    [[nodiscard]] static std::uint32_t FindReach(std::uint32_t samplesPerSide);
+
     /// The radius of each sample's dot; 0 where there is no sample.
     struct SRadii
     {
@@ -30,15 +34,13 @@ public:
         std::vector<std::uint8_t> radii;
         /// Dots that would be larger are drawn as large as this.
         std::uint8_t largest = 0;
-        /// What they were found in.
-        CDepthPlane depths;
     };
 
-    [[nodiscard]] SRadii FindRadii(const CDepthBuffer& points) const;
+    [[nodiscard]] SRadii FindRadii(const CPointSamples& points) const;
 
-    /// Makes \p target, of the same size, the picture of \p points with every sample widened to the
-    /// radius that FindRadii() gave it; all of them have a normal then.
-    void Splat(const CDepthBuffer& points, const SRadii& radii, CDepthBuffer& target) const;
+    /// Draws \p points into \p target, of the same size, every sample widened to the radius that
+    /// FindRadii() gave it; all of them have a normal then.
+    void Splat(const CPointSamples& points, const SRadii& radii, CDepthBuffer& target) const;
 
 private:
     [[nodiscard]] SDotsTask makeTask(const CDepthPlane& plane) const;

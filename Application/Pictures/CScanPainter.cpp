@@ -27,12 +27,14 @@ void setColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column
     }
 }
 
-constexpr std::uint64_t c_chunkSurfels = 32768;
+/// Surfels in a row mostly lie side by side in the picture, too: who draws many of them in a row
+/// finds their samples in the cache.
+constexpr std::uint64_t c_chunkSurfels = 131072;
 /// More threads would wait for the memory.
 constexpr std::uint64_t c_maxPainters = 8;
 /// Of all buffers together, a gigabyte; two of them are needed for any picture.
 constexpr std::uint64_t c_maxSamples = std::uint64_t{1} << 27U;
-constexpr std::size_t c_numKept = 2;
+constexpr std::size_t c_leastBuffers = 2;
 /// In bytes. The processor itself does not look beyond the page that it reads.
 constexpr std::size_t c_prefetchDistance = 8192;
 
@@ -69,6 +71,14 @@ void joinRows(std::vector<CDepthBuffer>& buffers, std::uint32_t begin, std::uint
         {
             nearest.Draw(index, buffers[buffer].Get(index));
         }
+    }
+}
+
+void joinRows(std::vector<CDepthPlane>& planes, std::uint32_t begin, std::uint32_t end)
+{
+    for (std::size_t plane = 1; plane < planes.size(); ++plane)
+    {
+        planes.front().Join(planes[plane], begin, end);
     }
 }
 
@@ -109,9 +119,40 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
     }
 }
 
-std::vector<CDepthBuffer> CScanPainter::PaintAll(const std::vector<CScanPainter>& painters,
-                                                 const CPictureProjection& projection)
+CScanPainter::SPainting CScanPainter::PaintAll(const std::vector<CScanPainter>& painters,
+                                               const CPictureProjection& projection,
+                                               std::uint32_t border)
 {
+    const std::uint32_t width = projection.GetWidth();
+    const std::uint32_t height = projection.GetHeight();
+    const bool isBare =
+        std::all_of(painters.begin(), painters.end(), [&](const CScanPainter& painter) {
+            return painter.m_normals == nullptr && painter.m_flags.empty() &&
+                   painter.m_colorIndex == painters.front().m_colorIndex;
+        });
+    if (isBare)
+    {
+        const std::uint64_t word = painters.empty() ? 0 : painters.front().m_bareWords.front();
+        std::vector<CDepthPlane> planes =
+            paintAll(painters, height, width, [&] { return CDepthPlane(width, height, border); });
+        return {CPointSamples(std::move(planes.front()), word), std::nullopt};
+    }
+    std::vector<CDepthBuffer> buffers =
+        paintAll(painters, height, width, [&] { return CDepthBuffer(width, height); });
+    std::optional<CDepthBuffer> spare;
+    for (; buffers.size() > 1; buffers.pop_back())
+    {
+        spare = std::move(buffers.back());
+    }
+    return {CPointSamples(std::move(buffers.front()), border), std::move(spare)};
+}
+
+template <typename MakeBuffer>
+std::vector<std::invoke_result_t<MakeBuffer>> CScanPainter::paintAll(
+    const std::vector<CScanPainter>& painters, std::uint32_t height, std::uint32_t width,
+    const MakeBuffer& makeBuffer)
+{
+    using Buffer = std::invoke_result_t<MakeBuffer>;
     std::vector<SChunk> chunks;
     std::uint64_t numSurfels = 0;
     for (const CScanPainter& painter : painters)
@@ -125,26 +166,26 @@ std::vector<CDepthBuffer> CScanPainter::PaintAll(const std::vector<CScanPainter>
     // Each thread draws into a buffer of its own, because one for all of them would have to be
     // locked for every surfel. Since the nearest wins, it does not matter who draws what.
     // For fewer surfels than samples, clearing and joining them takes longer than drawing.
-    const std::uint64_t numSamples = std::uint64_t{projection.GetWidth()} * projection.GetHeight();
+    const std::uint64_t numSamples = std::uint64_t{width} * height;
     const std::uint64_t mostBuffers =
-        std::clamp<std::uint64_t>(c_maxSamples / numSamples, c_numKept, c_maxPainters);
+        std::clamp<std::uint64_t>(c_maxSamples / numSamples, c_leastBuffers, c_maxPainters);
     const std::uint64_t numBuffers =
         std::clamp<std::uint64_t>(numSurfels / numSamples, 1, mostBuffers);
-    std::array<std::optional<CDepthBuffer>, c_maxPainters> buffers;
+    std::array<std::optional<Buffer>, c_maxPainters> buffers;
     std::atomic<std::size_t> numTaken = 0;
     Base::ParallelFor(static_cast<std::uint32_t>(numBuffers), [&](std::uint32_t buffer) {
         for (std::size_t next = numTaken++; next < chunks.size(); next = numTaken++)
         {
             if (!buffers[buffer].has_value())
             {
-                buffers[buffer].emplace(projection.GetWidth(), projection.GetHeight());
+                buffers[buffer].emplace(makeBuffer());
             }
             const SChunk& chunk = chunks[next];
             chunk.painter->Paint(chunk.begin, chunk.end, *buffers[buffer]);
         }
     });
-    std::vector<CDepthBuffer> drawn;
-    for (std::optional<CDepthBuffer>& buffer : buffers)
+    std::vector<Buffer> drawn;
+    for (std::optional<Buffer>& buffer : buffers)
     {
         if (buffer.has_value())
         {
@@ -153,19 +194,45 @@ std::vector<CDepthBuffer> CScanPainter::PaintAll(const std::vector<CScanPainter>
     }
     if (drawn.empty())
     {
-        drawn.emplace_back(projection.GetWidth(), projection.GetHeight());
+        drawn.push_back(makeBuffer());
     }
-    ForEachBand(projection.GetHeight(),
+    ForEachBand(height,
                 [&](std::uint32_t begin, std::uint32_t end) { joinRows(drawn, begin, end); });
-    while (drawn.size() > c_numKept)
-    {
-        drawn.pop_back();
-    }
     return drawn;
 }
 
 void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& buffer) const
 {
+    forEachBatch(begin, end, buffer.GetWidth(),
+                 [&](std::uint64_t first, const SSurfelBatch& batch) {
+                     if (m_normals == nullptr)
+                     {
+                         drawBare(first, batch, buffer);
+                     }
+                     else
+                     {
+                         drawWithNormals(first, batch, buffer);
+                     }
+                 });
+}
+
+void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthPlane& plane) const
+{
+    float* const samples = plane.GetFirst();
+    forEachBatch(begin, end, plane.GetStride(), [&](std::uint64_t, const SSurfelBatch& batch) {
+        for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
+        {
+            CDepthPlane::Draw(samples[batch.samples[seen]], batch.depths[seen]);
+        }
+    });
+}
+
+template <typename Draw>
+void CScanPainter::forEachBatch(std::uint64_t begin, std::uint64_t end, std::size_t stride,
+                                const Draw& draw) const
+{
+    SSurfelProjection projection = m_projection;
+    projection.stride = static_cast<std::uint32_t>(stride);
     // In batches, because projection and drawing are then free of jumps.
     SSurfelBatch batch{};
     for (std::uint64_t first = begin; first < end; first += SSurfelBatch::c_size)
@@ -173,15 +240,8 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& b
         batch.count =
             static_cast<std::uint32_t>(std::min<std::uint64_t>(SSurfelBatch::c_size, end - first));
         load(first, batch);
-        m_project(m_projection, batch);
-        if (m_normals == nullptr)
-        {
-            drawBare(first, batch, buffer);
-        }
-        else
-        {
-            drawWithNormals(first, batch, buffer);
-        }
+        m_project(projection, batch);
+        draw(first, batch);
     }
 }
 

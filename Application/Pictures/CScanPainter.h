@@ -1,12 +1,17 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 #include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CDepthPlane.h"
 #include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/CPointSamples.h"
 #include "Application/Pictures/Kernels/ProjectSurfels.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Interfaces/ISurfelCollection.h"
@@ -41,17 +46,40 @@ public:
                  const LqMatrix4Rd& trafo, std::span<const Base::CSurfelBitMask> flags,
                  std::uint32_t colorIndex, bool hideCut);
 
-    /// What all surfels of \p painters, made for \p projection, look like: the first buffer. A
-    /// second one, if there is one, was needed on the way and may serve for something else. Runs in
-    /// parallel; the picture is the same on any number of threads. On the way, two buffers or a
-    /// gigabyte of them are needed at most, and no more samples than there are surfels.
-    [[nodiscard]] static std::vector<CDepthBuffer> PaintAll(
-        const std::vector<CScanPainter>& painters, const CPictureProjection& projection);
+    struct SPainting
+    {
+        CPointSamples samples;
+        /// A buffer of the picture's size that was needed on the way and may serve for something
+        /// else.
+        std::optional<CDepthBuffer> spare;
+    };
+
+    /// What all surfels of \p painters, made for \p projection, look like. Runs in parallel; the
+    /// picture is the same on any number of threads. On the way, two buffers or a gigabyte of them
+    /// are needed at most, and no more samples than there are surfels.
+    /// \param border: of the samples' plane of depths.
+    [[nodiscard]] static SPainting PaintAll(const std::vector<CScanPainter>& painters,
+                                            const CPictureProjection& projection,
+                                            std::uint32_t border);
 
     /// Draws the surfels \p begin to \p end - 1 into \p buffer, which has the projection's size.
     void Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& buffer) const;
 
+    /// Draws the depths of those surfels into \p plane, whatever their normals and flags are.
+    void Paint(std::uint64_t begin, std::uint64_t end, CDepthPlane& plane) const;
+
 private:
+    /// What is drawn of \p painters by several threads, each into a buffer of its own: the first
+    /// of them, and those that were needed besides.
+    template <typename MakeBuffer>
+    [[nodiscard]] static std::vector<std::invoke_result_t<MakeBuffer>> paintAll(
+        const std::vector<CScanPainter>& painters, std::uint32_t height, std::uint32_t width,
+        const MakeBuffer& makeBuffer);
+    /// Calls \p draw(first, batch) for the surfels in batches, from \p first on, with the samples
+    /// that they are seen in.
+    template <typename Draw>
+    void forEachBatch(std::uint64_t begin, std::uint64_t end, std::size_t stride,
+                      const Draw& draw) const;
     void load(std::uint64_t first, SSurfelBatch& batch) const;
     void drawBare(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
     void drawWithNormals(std::uint64_t first, const SSurfelBatch& batch,

@@ -1,5 +1,6 @@
 #include "Application/Pictures/CSurfaceShader.h"
 
+#include "Application/Pictures/CBandQueue.h"
 #include "Application/Pictures/Kernels/SampleRowsKernels.h"
 #include "Application/Pictures/RowBands.h"
 
@@ -35,10 +36,11 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
     }
 }
 
-CPicture CSurfaceShader::Shade() const
+CPicture CSurfaceShader::Shade(const RowsCallback& onRows) const
 {
     CPicture picture(m_buffer.GetWidth() / m_samplesPerSide,
                      m_buffer.GetHeight() / m_samplesPerSide);
+    CBandQueue finished(CountBands(picture.GetHeight()));
     ForEachBandInRoom(
         picture.GetHeight(), [&] { return SRoom(m_buffer, m_samplesPerSide); },
         [&](SRoom& room, std::uint32_t begin, std::uint32_t end) {
@@ -51,6 +53,12 @@ CPicture CSurfaceShader::Shade() const
                              &room.samples[std::size_t{line} * m_buffer.GetWidth()]);
                 }
                 joinSamples(room.samples, row, picture);
+            }
+            if (onRows)
+            {
+                finished.Finish(begin / c_bandRows, [&](std::uint32_t numBands) {
+                    onRows(picture, std::min(numBands * c_bandRows, picture.GetHeight()));
+                });
             }
         });
     return picture;

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <vector>
 
@@ -35,7 +36,11 @@ public:
     CSurfaceShader(const CPictureProjection& projection, const CDepthBuffer& buffer,
                    std::uint32_t samplesPerSide, SColors colors);
 
-    [[nodiscard]] CPicture Shade() const;
+    /// Told, on any thread but one call at a time, that so many rows of the picture are done.
+    using RowsCallback = std::function<void(const CPicture& picture, std::uint32_t numRows)>;
+
+    /// Calls \p onRows, unless it is empty, with more rows each time, in the end with all.
+    [[nodiscard]] CPicture Shade(const RowsCallback& onRows = {}) const;
 
 private:
     /// What a brightness makes of a colour, in 256ths: a factor, and what is added.

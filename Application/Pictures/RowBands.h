@@ -12,11 +12,16 @@ namespace Application
 /// The rows of a band, but perhaps of the last one.
 inline constexpr std::uint32_t c_bandRows = 16;
 
+[[nodiscard]] constexpr std::uint32_t CountBands(std::uint32_t numRows)
+{
+    return (numRows + c_bandRows - 1) / c_bandRows;
+}
+
 /// Calls \p body(begin, end) for bands of the rows 0 to \p numRows - 1, in parallel.
 template <typename Body>
 void ForEachBand(std::uint32_t numRows, const Body& body)
 {
-    Base::ParallelFor((numRows + c_bandRows - 1) / c_bandRows, [&](std::uint32_t band) {
+    Base::ParallelFor(CountBands(numRows), [&](std::uint32_t band) {
         body(band * c_bandRows, std::min(numRows, (band + 1) * c_bandRows));
     });
 }
@@ -27,7 +32,7 @@ template <typename MakeRoom, typename Body>
 void ForEachBandInRoom(std::uint32_t numRows, const MakeRoom& makeRoom, const Body& body)
 {
     constexpr std::uint32_t c_maxThreads = 256;
-    const std::uint32_t numBands = (numRows + c_bandRows - 1) / c_bandRows;
+    const std::uint32_t numBands = CountBands(numRows);
     std::atomic<std::uint32_t> numTaken = 0;
     Base::ParallelFor(std::min(numBands, c_maxThreads), [&](std::uint32_t) {
         std::uint32_t band = numTaken++;

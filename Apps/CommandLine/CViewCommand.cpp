@@ -1,12 +1,11 @@
 #include "Apps/CommandLine/CViewCommand.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdint>
+#include <cstddef>
 #include <memory>
-#include <optional>
 #include <utility>
+#include <vector>
 
-#include "Application/Pictures/CPicture.h"
 #include "Application/Pictures/CPointRenderer.h"
 #include "Application/Projects/CProject.h"
 #include "Application/Projects/ProjectJson.h"
@@ -18,7 +17,6 @@
 #include "Apps/CommandLine/OutputFiles.h"
 #include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
-#include "Base/Support/ParallelFor.h"
 
 namespace CommandLine
 {
@@ -111,29 +109,22 @@ SReport CViewCommand::Run(CConsole& console)
                        {"scans", m_scans},
                        {"width", view.GetWidth()},
                        {"height", view.GetHeight()}};
-    std::optional<Application::CPicture> picture;
-    if (!m_output.empty())
+    if (m_output.empty())
+    {
+        CheckUnchanged(stations);
+    }
+    else
     {
         console.ShowProgress("Drawing", 0.0);
         CPointRenderer::SSettings settings;
         settings.hideCut = m_hideCut;
-        picture = CPointRenderer(view, settings).Render(ToDraw(stations));
-        CInterruption::ThrowIfRequested();
-    }
-    CheckUnchanged(stations);
-    if (picture)
-    {
-        // It takes the system a while to let go of large files that were mapped.
-        Base::ParallelFor(2, [&](std::uint32_t step) {
-            if (step == 0)
-            {
-                WritePicture(m_output, *picture, m_force);
-            }
-            else
-            {
+        const std::vector<std::byte> png =
+            CPointRenderer(view, settings).RenderPng(ToDraw(stations), [&stations] {
+                CheckUnchanged(stations);
                 stations.clear();
-            }
-        });
+            });
+        CInterruption::ThrowIfRequested();
+        WriteBytes(m_output, png, m_force);
         report.document["picture"] = m_output;
         report.text += "picture: " + m_output + '\n';
     }

@@ -76,18 +76,21 @@ void CheckOutsideData(const std::string& option, const std::string& file,
     }
 }
 
-void WriteText(const std::string& file, std::string_view text, bool force)
+void WriteBytes(const std::string& file, std::span<const std::byte> bytes, bool force)
 {
     Application::CReplacementFile output(file, force);
-    output.Write(text);
+    output.Write(bytes);
     output.Commit();
+}
+
+void WriteText(const std::string& file, std::string_view text, bool force)
+{
+    WriteBytes(file, std::as_bytes(std::span(text)), force);
 }
 
 void WritePicture(const std::string& file, const Application::CPicture& picture, bool force)
 {
-    Application::CReplacementFile output(file, force);
-    output.Write(picture.ToPng());
-    output.Commit();
+    WriteBytes(file, picture.ToPng(), force);
 }
 
 }  // namespace CommandLine

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +42,7 @@ void CheckOutsideData(const std::string& option, const std::string& file,
 
 /// Writes a whole file, complete or not at all.
 /// @throw Application::COutputError when it exists and not \p force, or cannot be written.
+void WriteBytes(const std::string& file, std::span<const std::byte> bytes, bool force);
 void WriteText(const std::string& file, std::string_view text, bool force);
 void WritePicture(const std::string& file, const Application::CPicture& picture, bool force);
 

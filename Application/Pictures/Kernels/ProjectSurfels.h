@@ -17,6 +17,8 @@ struct SSurfelProjection
     /// In samples.
     std::uint32_t width = 0;
     std::uint32_t height = 0;
+    /// From a sample to the one below it.
+    std::uint32_t stride = 0;
     /// Whether w is the depth, else z / w.
     bool isPerspective = false;
 };

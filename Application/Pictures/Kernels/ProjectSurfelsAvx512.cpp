@@ -71,7 +71,7 @@ void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& bat
     const __m512 height = set(static_cast<float>(projection.height));
     const __m512 halfWidth = _mm512_mul_ps(set(0.5F), width);
     const __m512 halfHeight = _mm512_mul_ps(set(0.5F), height);
-    const __m512i samplesPerRow = _mm512_set1_epi32(static_cast<int>(projection.width));
+    const __m512i stride = _mm512_set1_epi32(static_cast<int>(projection.stride));
     const __m512i lanes = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     std::uint32_t numSeen = 0;
     for (std::uint32_t first = 0; first < batch.count; first += c_width)
@@ -98,7 +98,7 @@ void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& bat
         isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, one, _CMP_LE_OQ);
         isVisible = isWithin(isWithin(isVisible, x, width), y, height);
         const __m512i samples = _mm512_add_epi32(
-            _mm512_mullo_epi32(toIntegers(isVisible, y), samplesPerRow), toIntegers(isVisible, x));
+            _mm512_mullo_epi32(toIntegers(isVisible, y), stride), toIntegers(isVisible, x));
         const __m512 depths = _mm512_add_ps(projection.isPerspective ? w : z, zero);
         append(isVisible, _mm512_add_epi32(lanes, _mm512_set1_epi32(static_cast<int>(first))),
                batch.indices + numSeen);

@@ -75,7 +75,7 @@ void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& 
         {
             batch.indices[batch.numSeen] = first + lane;
             batch.samples[batch.numSeen] =
-                static_cast<std::uint32_t>(rows[lane]) * projection.width +
+                static_cast<std::uint32_t>(rows[lane]) * projection.stride +
                 static_cast<std::uint32_t>(columns[lane]);
             batch.depths[batch.numSeen] = depths[lane];
             batch.numSeen += isVisible[lane] != 0 ? 1 : 0;

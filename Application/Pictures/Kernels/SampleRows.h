@@ -63,12 +63,15 @@ struct SDotsTask
 /// Where dots come from and go to.
 struct SDotsTarget
 {
-    /// The words of the row's samples.
+    /// The words of the row's samples; null where all have the same lower half.
     const std::uint64_t* words = nullptr;
+    /// The same lower half.
+    std::uint32_t bareWord = 0;
     /// Their radii, and the largest one to use.
     const std::uint8_t* radii = nullptr;
     std::uint8_t largest = 0;
-    /// The first sample of the picture of dots, into which other threads draw too.
+    /// The first sample of the picture of dots. No other thread may draw into the rows that dots of
+    /// the largest radius reach.
     std::uint64_t* samples = nullptr;
 };
 

@@ -174,10 +174,10 @@ private:
     void load(const SDotsTarget& target)
     {
         const std::uint32_t count = m_end - m_begin;
-        const std::uint64_t* const words = target.words + m_begin;
         for (std::uint32_t index = 0; index < count; ++index)
         {
-            m_lows[index] = static_cast<std::int32_t>(words[index]);
+            m_lows[index] = static_cast<std::int32_t>(
+                target.words != nullptr ? target.words[m_begin + index] : target.bareWord);
         }
         const std::uint8_t* const radii = target.radii + m_begin;
         const std::uint8_t largest = target.largest;
@@ -448,13 +448,9 @@ private:
         }
     }
 
-    /// While any number of threads draw.
     static void keepSmaller(std::uint64_t& sample, std::uint64_t word)
     {
-        std::uint64_t current = __atomic_load_n(&sample, __ATOMIC_RELAXED);
-        while (word < current && !__atomic_compare_exchange_n(&sample, &current, word, true,
-                                                              __ATOMIC_RELAXED, __ATOMIC_RELAXED))
-        {}
+        sample = word < sample ? word : sample;
     }
 
     const SDotsTask& m_task;

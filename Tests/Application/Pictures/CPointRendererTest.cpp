@@ -16,6 +16,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -447,6 +450,43 @@ TEST(CPointRenderer, Render_DoesNotDependOnTheNumberOfThreads)
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
         EXPECT_EQ(renderer.Render(scans), expected) << numThreads << " threads";
     }
+}
+
+TEST(CPointRenderer, RenderPng_IsThePngOfThePicture)
+{
+    const CPointRenderer renderer(makeView(90));
+    const std::vector<CPointRenderer::SScan> scans = {
+        makeScan(strewPlane(9000, 40.0F, 0.0F, 0.5F)),
+        makeScan(strewPlane(50, 30.0F, -5.0F), c_green)};
+    for (const std::size_t numThreads : {1U, 2U, 7U})
+    {
+        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
+        EXPECT_EQ(renderer.RenderPng(scans, [] {}), renderer.Render(scans).ToPng());
+    }
+    EXPECT_EQ(renderer.RenderPng({}, [] {}), renderer.Render({}).ToPng());
+}
+
+TEST(CPointRenderer, RenderPng_LetsGoOfTheScansBeforeItTellsSo)
+{
+    CPointRenderer::SScan scan = makeScan({{1, 0, 1}});
+    const std::weak_ptr<const Base::ISurfelCollection> collection = scan.collection;
+    std::vector<CPointRenderer::SScan> scans;
+    scans.push_back(std::move(scan));
+    scan.collection.reset();
+    int numCalls = 0;
+    static_cast<void>(CPointRenderer(makeView(8)).RenderPng(std::move(scans), [&] {
+        ++numCalls;
+        EXPECT_TRUE(collection.expired());
+    }));
+    EXPECT_EQ(numCalls, 1);
+}
+
+TEST(CPointRenderer, RenderPng_WhatTheCallThrowsLeaves)
+{
+    const CPointRenderer renderer(makeView(8));
+    EXPECT_THROW(static_cast<void>(renderer.RenderPng(
+                     {makeScan({{1, 0, 1}})}, [] { throw CInputError("scan", "has changed"); })),
+                 CInputError);
 }
 
 }  // namespace

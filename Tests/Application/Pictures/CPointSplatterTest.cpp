@@ -1,10 +1,13 @@
 #include "Application/Pictures/CPointSplatter.h"
 
 #include <gtest/gtest.h>
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "Application/View/CCamera.h"
@@ -14,11 +17,13 @@ namespace
 
 using Application::CCamera;
 using Application::CDepthBuffer;
+using Application::CDepthPlane;
 using Application::CPictureProjection;
+using Application::CPointSamples;
 using Application::CPointSplatter;
 
 constexpr std::uint32_t c_width = 41;
-constexpr std::uint32_t c_height = 23;
+constexpr std::uint32_t c_height = 47;
 
 CPictureProjection makeProjection(CCamera::Projection projection)
 {
@@ -27,6 +32,13 @@ CPictureProjection makeProjection(CCamera::Projection projection)
     parameters.width = c_width;
     parameters.height = c_height;
     return CPictureProjection(CCamera(parameters).MakeView(), 1);
+}
+
+CPointSamples toSamples(const CDepthBuffer& buffer)
+{
+    CDepthBuffer copy(buffer.GetWidth(), buffer.GetHeight());
+    std::copy_n(buffer.GetWords(), std::size_t{c_width} * c_height, copy.GetWords());
+    return {std::move(copy), CPointSplatter::FindReach(1)};
 }
 
 /// So many percent of the samples, at depths of two surfaces or in between.
@@ -124,7 +136,7 @@ TEST(CPointSplatter, FindRadii_AreThoseOfThePlainSearch)
             for (const float thickness : {0.0F, 0.2F, 3.0F})
             {
                 const CDepthBuffer buffer = strewSamples(percent, thickness);
-                const CPointSplatter::SRadii radii = splatter.FindRadii(buffer);
+                const CPointSplatter::SRadii radii = splatter.FindRadii(toSamples(buffer));
                 for (std::uint32_t row = 0; row < c_height; ++row)
                 {
                     for (std::uint32_t column = 0; column < c_width; ++column)
@@ -156,7 +168,8 @@ TEST(CPointSplatter, Splat_SamplesOfOneSurfaceGetItsNormalUpToTheEdge)
         }
     }
     CDepthBuffer surface(c_width, c_height);
-    splatter.Splat(buffer, splatter.FindRadii(buffer), surface);
+    const CPointSamples samples = toSamples(buffer);
+    splatter.Splat(samples, splatter.FindRadii(samples), surface);
     for (std::uint32_t row = 0; row < c_height; ++row)
     {
         for (std::uint32_t column = 0; column < c_width; ++column)
@@ -190,7 +203,8 @@ TEST(CPointSplatter, Splat_SamplesOfAPlaneWithGapsGetItsNormal)
         }
     }
     CDepthBuffer surface(c_width, c_height);
-    splatter.Splat(buffer, splatter.FindRadii(buffer), surface);
+    const CPointSamples samples = toSamples(buffer);
+    splatter.Splat(samples, splatter.FindRadii(samples), surface);
     // The plane of all places whose inverse depth is 0.5 + 0.4 x / depth.
     const float length = std::sqrt(0.4F * 0.4F + 0.5F * 0.5F);
     for (std::uint32_t row = 0; row < c_height; ++row)
@@ -227,15 +241,62 @@ TEST(CPointSplatter, Splat_IsTheNearestOfAllDotsInEachSample)
                                 CDepthBuffer::Pack(1.0F + next() * 0.1F, 0, {x, y, z, true}));
                 }
             }
-            const CPointSplatter::SRadii radii = splatter.FindRadii(buffer);
-            CDepthBuffer surface = strewSamples(50, 0.5F);
-            splatter.Splat(buffer, radii, surface);
+            const CPointSplatter::SRadii radii = splatter.FindRadii(toSamples(buffer));
+            CDepthBuffer surface(c_width, c_height);
+            splatter.Splat(toSamples(buffer), radii, surface);
             const CDepthBuffer expected = splatPlainly(projection, buffer, radii);
             for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
             {
                 ASSERT_EQ(surface.Get(index), expected.Get(index)) << percent << ' ' << index;
             }
         }
+    }
+}
+
+TEST(CPointSplatter, Splat_BareSamplesAreDrawnAsThoseOfEqualWords)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPointSplatter splatter(projection, 1);
+    const CPointSamples samples = toSamples(strewSamples(60, 0.1F));
+    const CPointSamples bare(
+        [&] {
+            CDepthPlane plane(c_width, c_height, CPointSplatter::FindReach(1));
+            for (std::uint32_t row = 0; row < c_height; ++row)
+            {
+                std::copy_n(samples.GetDepths().GetFirst() + row * plane.GetStride(), c_width,
+                            plane.GetFirst() + row * plane.GetStride());
+            }
+            return plane;
+        }(),
+        CDepthBuffer::Pack(0.0F, 0, {}));
+    CDepthBuffer expected(c_width, c_height);
+    splatter.Splat(samples, splatter.FindRadii(samples), expected);
+    CDepthBuffer surface(c_width, c_height);
+    splatter.Splat(bare, splatter.FindRadii(bare), surface);
+    for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
+    {
+        ASSERT_EQ(surface.Get(index), expected.Get(index)) << index;
+    }
+}
+
+TEST(CPointSplatter, Splat_IsTheSameOnAnyNumberOfThreads)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPointSplatter splatter(projection, 1);
+    const CPointSamples samples = toSamples(strewSamples(30, 3.0F));
+    const CPointSplatter::SRadii radii = splatter.FindRadii(samples);
+    const auto splat = [&](std::size_t numThreads) {
+        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
+        tbb::task_arena arena(static_cast<int>(numThreads));
+        CDepthBuffer surface(c_width, c_height);
+        arena.execute([&] { splatter.Splat(samples, radii, surface); });
+        return std::vector<std::uint64_t>(surface.GetWords(),
+                                          surface.GetWords() + std::size_t{c_width} * c_height);
+    };
+    const std::vector<std::uint64_t> expected = splat(1);
+    for (int run = 0; run < 20; ++run)
+    {
+        ASSERT_EQ(splat(7), expected);
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <array>
@@ -11,6 +10,7 @@
 #include <memory>
 #include <random>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "Application/View/CCamera.h"
@@ -22,7 +22,9 @@ namespace
 
 using Application::CCamera;
 using Application::CDepthBuffer;
+using Application::CDepthPlane;
 using Application::CPictureProjection;
+using Application::CPointSamples;
 using Application::CScanPainter;
 using Base::CSurfelBitMask;
 
@@ -132,6 +134,20 @@ std::vector<std::uint64_t> readAll(const CDepthBuffer& buffer)
     return words;
 }
 
+std::vector<std::uint64_t> readAll(const CPointSamples& samples,
+                                   const CPictureProjection& projection)
+{
+    std::vector<std::uint64_t> words;
+    for (std::uint32_t row = 0; row < projection.GetHeight(); ++row)
+    {
+        for (std::uint32_t column = 0; column < projection.GetWidth(); ++column)
+        {
+            words.push_back(samples.Get(column, row));
+        }
+    }
+    return words;
+}
+
 TEST(CScanPainter, Paint_GivesThePicturesOfThePlainLoopToTheBit)
 {
     for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
@@ -148,6 +164,10 @@ TEST(CScanPainter, Paint_GivesThePicturesOfThePlainLoopToTheBit)
                 CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
                 painter.Paint(0, count, buffer);
                 ASSERT_EQ(readAll(buffer), expected) << count << ' ' << stride;
+                CDepthPlane plane(projection.GetWidth(), projection.GetHeight(), 5);
+                painter.Paint(0, count, plane);
+                const CPointSamples samples(std::move(plane), CDepthBuffer::Pack(0.0F, 7, {}));
+                ASSERT_EQ(readAll(samples, projection), expected) << count << ' ' << stride;
             }
         }
         EXPECT_NE(paintPlainly(projection, strewPoints(20000), {}, 7, false),
@@ -223,29 +243,60 @@ TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)
     for (const std::size_t numThreads : {1U, 2U, 7U, 2U, 7U, 2U, 7U, 2U, 7U})
     {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
-        EXPECT_EQ(readAll(CScanPainter::PaintAll(painters, projection).front()), expected);
+        EXPECT_EQ(readAll(CScanPainter::PaintAll(painters, projection, 3).samples, projection),
+                  expected);
     }
 }
 
-TEST(CScanPainter, PaintAll_KeepsTwoBuffersAtMost)
+TEST(CScanPainter, PaintAll_SurfelsThatAllLookTheSameNeedNoWords)
 {
     const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
-    const auto collection = makeCollection(strewPoints(600000), 12);
-    const std::vector<CScanPainter> painters(
-        24, CScanPainter(projection, *collection, c_matIdentityD, {}, 0, false));
-    // Also where there are fewer processors.
-    const tbb::global_control control(tbb::global_control::max_allowed_parallelism, 7);
-    tbb::task_arena arena(7);
-    for (int run = 0; run < 8; ++run)
+    const std::vector<LqVector3f> points = strewPoints(20000);
+    const auto collection = makeCollection(points, 12);
+    const std::vector<CSurfelBitMask> flags(points.size());
+    const auto paint = [&](std::span<const CSurfelBitMask> ownFlags, std::uint32_t otherColor) {
+        std::vector<CScanPainter> painters;
+        painters.emplace_back(projection, *collection, c_matIdentityD, ownFlags, 9, false);
+        painters.emplace_back(projection, *collection, c_matIdentityD,
+                              std::span<const CSurfelBitMask>(), otherColor, false);
+        return CScanPainter::PaintAll(painters, projection, 3);
+    };
+    const std::vector<std::uint64_t> expected = paintPlainly(projection, points, {}, 9, false);
+    for (const std::size_t numThreads : {1U, 2U, 7U, 2U, 7U})
     {
-        arena.execute([&] { EXPECT_LE(CScanPainter::PaintAll(painters, projection).size(), 2U); });
+        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
+        const CScanPainter::SPainting painting = paint({}, 9);
+        EXPECT_EQ(painting.samples.FindWords(0), nullptr);
+        EXPECT_EQ(readAll(painting.samples, projection), expected);
     }
+    // Flags and another colour make a difference, though not here.
+    EXPECT_NE(paint(flags, 9).samples.FindWords(0), nullptr);
+    EXPECT_NE(paint({}, 10).samples.FindWords(0), nullptr);
+    EXPECT_EQ(readAll(paint({}, 10).samples, projection), expected);
+}
+
+TEST(CScanPainter, PaintAll_SurfelsWithNormalsNeedWords)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const auto places = std::make_shared<const std::array<LqVector3f, 2>>(
+        std::array<LqVector3f, 2>{{{0.1F, 0.2F, 0.3F}, {0.0F, -1.0F, 0.0F}}});
+    const DataLayer::CSurfelCollectionView collection(places, 1, places->data(), 12,
+                                                      places->data() + 1, 12);
+    std::vector<CScanPainter> painters;
+    painters.emplace_back(projection, collection, c_matIdentityD, std::span<const CSurfelBitMask>(),
+                          0, false);
+    const CScanPainter::SPainting painting = CScanPainter::PaintAll(painters, projection, 0);
+    EXPECT_NE(painting.samples.FindWords(0), nullptr);
+    const std::vector<std::uint64_t> words = readAll(painting.samples, projection);
+    EXPECT_EQ(std::count_if(words.begin(), words.end(),
+                            [](std::uint64_t word) { return CDepthBuffer::HasNormal(word); }),
+              1);
 }
 
 TEST(CScanPainter, PaintAll_NothingIsEmpty)
 {
     const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
-    EXPECT_EQ(readAll(CScanPainter::PaintAll({}, projection).front()),
+    EXPECT_EQ(readAll(CScanPainter::PaintAll({}, projection, 3).samples, projection),
               readAll(CDepthBuffer(projection.GetWidth(), projection.GetHeight())));
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -257,6 +258,30 @@ TEST(CSurfaceShader, Shade_SamplesWhoseDepthIsNoNumberAreBackground)
     EXPECT_NE(buffer.Get(buffer.IndexOf(5, 2)), CDepthBuffer::c_empty);
 
     EXPECT_EQ(shade(), expected);
+}
+
+TEST(CSurfaceShader, Shade_TellsOfRowsThatAreDone)
+{
+    for (const std::uint32_t height : {1U, 16U, 17U, 300U})
+    {
+        const CPictureProjection projection(makeView(CCamera::Projection::Perspective, 12, height),
+                                            1);
+        const CDepthBuffer buffer = makeBuffer(projection);
+        const CSurfaceShader shader(projection, buffer, 1, makeColors());
+        std::vector<std::uint8_t> samples;
+        std::uint32_t last = 0;
+        const CPicture picture = shader.Shade([&](const CPicture& unfinished, std::uint32_t rows) {
+            EXPECT_GT(rows, last);
+            EXPECT_EQ(unfinished.GetSamples().size(), std::size_t{12} * 3 * height);
+            const auto first = unfinished.GetSamples().begin();
+            samples.insert(samples.end(), first + std::ptrdiff_t{36} * last,
+                           first + std::ptrdiff_t{36} * rows);
+            last = rows;
+        });
+        EXPECT_EQ(last, height);
+        EXPECT_EQ(samples, picture.GetSamples());
+        EXPECT_EQ(picture, shader.Shade());
+    }
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ SSurfelProjection makeProjection(bool isPerspective)
     projection.clip[3][3] = 2.0F;
     projection.width = 37;
     projection.height = 23;
+    projection.stride = 53;
     projection.isPerspective = isPerspective;
     return projection;
 }
@@ -66,7 +67,7 @@ std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SSu
         {
             seen.push_back(
                 {index,
-                 static_cast<std::uint32_t>(y) * projection.width + static_cast<std::uint32_t>(x),
+                 static_cast<std::uint32_t>(y) * projection.stride + static_cast<std::uint32_t>(x),
                  std::bit_cast<std::uint32_t>((projection.isPerspective ? w : z) + 0.0F)});
         }
     }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <random>
 #include <string_view>
 #include <vector>
@@ -101,15 +102,18 @@ public:
         return radii;
     }
 
-    [[nodiscard]] std::vector<std::uint64_t> Draw(const SSampleRowsKernels& kernels,
-                                                  const std::vector<std::uint8_t>& radii) const
+    /// With the words of the buffer, or with this one for all.
+    [[nodiscard]] std::vector<std::uint64_t> Draw(
+        const SSampleRowsKernels& kernels, const std::vector<std::uint8_t>& radii,
+        const std::optional<std::uint32_t>& bareWord = std::nullopt) const
     {
         std::vector<std::uint64_t> target(radii.size(), CDepthBuffer::c_empty);
         for (std::uint32_t row = 0; row < c_height; ++row)
         {
             const std::size_t first = m_buffer.IndexOf(0, row);
             kernels.drawDots(m_task, row,
-                             {m_buffer.GetWords() + first, &radii[first], 17, target.data()});
+                             {bareWord ? nullptr : m_buffer.GetWords() + first,
+                              bareWord.value_or(0), &radii[first], 17, target.data()});
         }
         return target;
     }
@@ -168,6 +172,31 @@ TEST(SampleRows, DrawDots_IsThatOfTheReferenceForEveryKernel)
             ASSERT_EQ(dots.Draw(kernels, radii), expected) << kernels.name << buffer.GetWidth();
         }
     });
+}
+
+TEST(SampleRows, DrawDots_OneWordForAllIsAsGoodAsEqualOnes)
+{
+    const auto bareWord = static_cast<std::uint32_t>(CDepthBuffer::Pack(0.0F, 515, {}));
+    for (const std::uint32_t width : c_widths)
+    {
+        const CDepthBuffer depths = makeBuffer(width, 40, 0);
+        CDepthBuffer buffer(width, c_height);
+        for (std::size_t index = 0; index < std::size_t{width} * c_height; ++index)
+        {
+            if (depths.Get(index) != CDepthBuffer::c_empty)
+            {
+                buffer.Draw(index,
+                            CDepthBuffer::Pack(CDepthBuffer::DepthOf(depths.Get(index)), 515, {}));
+            }
+        }
+        const CDots dots(buffer, true);
+        for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+        {
+            const std::vector<std::uint8_t> radii = dots.FindRadii(kernels);
+            ASSERT_EQ(dots.Draw(kernels, radii, bareWord), dots.Draw(kernels, radii))
+                << kernels.name << width;
+        }
+    }
 }
 
 TEST(SampleRows, DrawDots_NormalsThatAreNoNumbersLeaveTheLooksForEveryKernel)

@@ -1,0 +1,41 @@
+#include "Application/Pictures/CPointSamples.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <utility>
+
+namespace
+{
+
+using Application::CDepthBuffer;
+using Application::CDepthPlane;
+using Application::CPointSamples;
+
+TEST(CPointSamples, Get_IsTheWordOfTheBuffer)
+{
+    const std::uint64_t word = CDepthBuffer::Pack(2.0F, 77, {0.6F, 0.0F, 0.8F, true});
+    CDepthBuffer buffer(4, 3);
+    buffer.Draw(buffer.IndexOf(3, 2), word);
+    const CPointSamples samples(std::move(buffer), 2);
+    EXPECT_EQ(samples.Get(3, 2), word);
+    EXPECT_EQ(samples.Get(2, 2), CDepthBuffer::c_empty);
+    EXPECT_EQ(samples.FindWords(2)[3], word);
+    EXPECT_EQ(samples.GetDepths().GetFirst()[2 * samples.GetDepths().GetStride() + 3], 2.0F);
+}
+
+TEST(CPointSamples, Get_IsTheBareWordWithTheDepth)
+{
+    CDepthPlane plane(4, 3, 2);
+    CDepthPlane::Draw(plane.GetFirst()[2 * plane.GetStride() + 3], 2.0F);
+    CDepthPlane::Draw(plane.GetFirst()[0], std::numeric_limits<float>::infinity());
+    const CPointSamples samples(std::move(plane), CDepthBuffer::Pack(0.0F, 77, {}));
+    EXPECT_EQ(samples.Get(3, 2), CDepthBuffer::Pack(2.0F, 77, {}));
+    EXPECT_EQ(samples.Get(0, 0),
+              CDepthBuffer::Pack(std::numeric_limits<float>::infinity(), 77, {}));
+    EXPECT_EQ(samples.Get(3, 1), CDepthBuffer::c_empty);
+    EXPECT_EQ(samples.FindWords(2), nullptr);
+    EXPECT_EQ(samples.GetBareWord(), CDepthBuffer::Pack(0.0F, 77, {}));
+}
+
+}  // namespace

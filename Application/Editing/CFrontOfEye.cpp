@@ -165,12 +165,11 @@ std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
     return standIn != nullptr ? standIn : m_collection;
 }
 
-std::uint64_t CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
-                                          std::vector<Base::CSurfelBitMask>& after,
-                                          std::uint32_t begin, std::uint32_t end) const
+void CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
+                                 std::vector<Base::CSurfelBitMask>& after, std::uint32_t begin,
+                                 std::uint32_t end) const
 {
     const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    std::uint64_t numKept = 0;
     for (std::uint32_t index = begin; index < end; ++index)
     {
         const bool wasCut = !before.empty() && (before[index].bits & c_cut) != 0;
@@ -180,16 +179,11 @@ std::uint64_t CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask
         }
         const LqVector3f position = positions.At(index);
         const float w = TransformHomogeneous(m_combined, position.x, position.y, position.z).w;
-        if (w > 0.0F)
-        {
-            ++numKept;
-        }
-        else
+        if (!(w > 0.0F))
         {
             after[index].bits = static_cast<std::uint16_t>(after[index].bits & ~c_cut);
         }
     }
-    return numKept;
 }
 
 }  // namespace Application

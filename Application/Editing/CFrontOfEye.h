@@ -48,10 +48,10 @@ public:
 
     /// Takes SurfelFlagCut back from the words \p after of the surfels \p begin to \p end - 1 that
     /// did not have it in \p before (which may be empty: none had it) and are not in front of the
-    /// eye. Returns how many of them keep it.
-    [[nodiscard]] std::uint64_t TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
-                                               std::vector<Base::CSurfelBitMask>& after,
-                                               std::uint32_t begin, std::uint32_t end) const;
+    /// eye.
+    void TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
+                        std::vector<Base::CSurfelBitMask>& after, std::uint32_t begin,
+                        std::uint32_t end) const;
 
 private:
     const SCutRegion& m_region;

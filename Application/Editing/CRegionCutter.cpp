@@ -15,27 +15,6 @@ namespace
 
 using Words = std::vector<Base::CSurfelBitMask>;
 
-constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
-
-std::uint64_t CountNewlyCut(const Words& before, const Words& after)
-{
-    std::uint32_t count = 0;
-    if (before.empty())
-    {
-        for (const Base::CSurfelBitMask& word : after)
-        {
-            count += (word.bits & c_cut) != 0 ? 1 : 0;
-        }
-        return count;
-    }
-    const Base::CSurfelBitMask* const oldWords = before.data();
-    for (std::size_t index = 0; index < after.size(); ++index)
-    {
-        count += (after[index].bits & ~oldWords[index].bits & c_cut) != 0 ? 1 : 0;
-    }
-    return count;
-}
-
 }  // namespace
 
 CRegionCutter::CRegionCutter(const SCutRegion& region, CSurfelCutter::Reach reach,
@@ -55,7 +34,7 @@ bool CRegionCutter::IsAccepted(const Surfels& collection) const
            (m_isFrontOnly && m_hasStandIn && CFrontOfEye(m_region, collection).ReachesBehind());
 }
 
-std::uint64_t CRegionCutter::Cut(const Surfels& block, Words& words) const
+void CRegionCutter::Cut(const Surfels& block, Words& words) const
 {
     std::vector<DataLayer::CCutPointCloudWithPixelMask::SInputData> inputs(1);
     inputs[0].collection = std::make_shared<CStandInCollection>(block, m_box);
@@ -66,15 +45,16 @@ std::uint64_t CRegionCutter::Cut(const Surfels& block, Words& words) const
     results[0].second.resize(block->GetCount());
     m_cutter.Compute(inputs, results);
     words = std::move(results[0].second);
-    if (!results[0].first)
+    if (!results[0].first || !m_isFrontOnly)
     {
-        return 0;
+        return;
     }
-    const Words& before = inputs[0].bitMasks;
     const CFrontOfEye front(m_region, block);
-    return m_isFrontOnly && front.ReachesBehind()
-               ? front.TakeBackBehind(before, words, 0, static_cast<std::uint32_t>(words.size()))
-               : CountNewlyCut(before, words);
+    if (front.ReachesBehind())
+    {
+        front.TakeBackBehind(inputs[0].bitMasks, words, 0,
+                             static_cast<std::uint32_t>(words.size()));
+    }
 }
 
 }  // namespace Application

@@ -32,9 +32,8 @@ public:
     [[nodiscard]] bool IsAccepted(const Surfels& collection) const;
 
     /// Adds SurfelFlagCut to \p words, which are empty (none has flags yet) or one per surfel, and
-    /// are so afterwards. Returns how many surfels did not have it before.
-    [[nodiscard]] std::uint64_t Cut(const Surfels& block,
-                                    std::vector<Base::CSurfelBitMask>& words) const;
+    /// are so afterwards.
+    void Cut(const Surfels& block, std::vector<Base::CSurfelBitMask>& words) const;
 
 private:
     SCutRegion m_region;

@@ -30,21 +30,20 @@ constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
 /// So many positions and words stay in a core's own cache from one step to the next.
 constexpr std::uint64_t c_surfelsPerBlock = 16384;
 
-/// Exchanges what this edit cut and what it left; what was cut before stays cut. Returns how many
-/// are cut now and were not before.
-std::uint64_t Invert(std::span<const Base::CSurfelBitMask> before,
-                     std::vector<Base::CSurfelBitMask>& words)
+/// A block's groups are its own.
+constexpr std::uint64_t c_groupSize = CKeptPoints::c_groupSize;
+static_assert(c_surfelsPerBlock % c_groupSize == 0);
+
+/// Exchanges what this edit cut and what it left; what was cut before stays cut.
+void Invert(std::span<const Base::CSurfelBitMask> before, std::vector<Base::CSurfelBitMask>& words)
 {
-    std::uint64_t count = 0;
     for (std::size_t index = 0; index < words.size(); ++index)
     {
         if (before.empty() || (before[index].bits & c_cut) == 0)
         {
             words[index].bits ^= c_cut;
-            count += (words[index].bits & c_cut) != 0 ? 1 : 0;
         }
     }
-    return count;
 }
 
 /// A collection, its flags before a cut, and how to cut it block by block.
@@ -56,13 +55,14 @@ public:
         : m_collection(collection), m_count(collection->GetCount()), m_flags(flags), m_side(side)
     {}
 
-    /// Cuts what lies under any of the regions of \p cutters, as if they accepted it. \p flags
-    /// becomes the new words. Returns how many surfels are newly cut.
-    std::uint64_t Cut(const RegionCutters& cutters, CSurfelCutter::Words& flags)
+    /// Cuts what lies under any of the regions of \p cutters, as if they accepted it. \p result has
+    /// room for the new words, if they are asked for.
+    void Cut(const RegionCutters& cutters, CSurfelCutter::SResult& result)
     {
         const auto numBlocks =
             static_cast<std::uint32_t>((m_count + c_surfelsPerBlock - 1) / c_surfelsPerBlock);
-        std::vector<std::uint64_t> numsCut(numBlocks);
+        std::vector<std::uint64_t> groups((m_count + c_groupSize - 1) / c_groupSize);
+        std::vector<std::uint64_t> numsKeptBefore(numBlocks);
         m_boxes.assign(numBlocks, Geometry::CBox3D());
         Base::ParallelFor(numBlocks, [&](std::uint32_t index) {
             const std::uint64_t begin = index * c_surfelsPerBlock;
@@ -75,7 +75,7 @@ public:
                 const Surfels block = makeBlock(begin, size);
                 for (const CRegionCutter& cutter : cutters)
                 {
-                    numsCut[index] += cutter.Cut(block, words);
+                    cutter.Cut(block, words);
                 }
                 // Last: a cut asks for positions ahead of those it works on, and a box does not.
                 m_boxes[index] = block->GetPointCloudSupport()->GetBoundingBox().box;
@@ -83,11 +83,23 @@ public:
             words.resize(size);
             if (m_side == CSurfelCutter::Side::Unpainted)
             {
-                numsCut[index] = Invert(before, words);
+                Invert(before, words);
             }
-            std::copy(words.begin(), words.end(), flags.data() + begin);
+            for (std::uint64_t first = 0; first < size; first += c_groupSize)
+            {
+                groups[(begin + first) / c_groupSize] = CKeptPoints::Gather(
+                    std::span(words).subspan(first, std::min(size - first, c_groupSize)));
+            }
+            if (!result.flags.empty())
+            {
+                std::copy(words.begin(), words.end(), result.flags.data() + begin);
+            }
+            numsKeptBefore[index] = CKeptPoints(before).CountKept(size);
         });
-        return std::accumulate(numsCut.begin(), numsCut.end(), std::uint64_t{0});
+        result.kept = CKeptPoints(std::move(groups), m_count);
+        result.numNewlyCut =
+            std::accumulate(numsKeptBefore.begin(), numsKeptBefore.end(), std::uint64_t{0}) -
+            result.kept.CountKept(m_count);
     }
 
     /// The bounding box of all positions that the latest cut read.
@@ -148,7 +160,8 @@ CSurfelCutter::CSurfelCutter(std::vector<SCutRegion> regions, Reach reach, Side 
 {}
 
 CSurfelCutter::SResult CSurfelCutter::Apply(const Surfels& collection,
-                                            std::span<const Base::CSurfelBitMask> flags) const
+                                            std::span<const Base::CSurfelBitMask> flags,
+                                            Answer answer) const
 {
     const std::uint64_t count = collection->GetCount();
     if (!flags.empty() && flags.size() != count)
@@ -173,13 +186,16 @@ CSurfelCutter::SResult CSurfelCutter::Apply(const Surfels& collection,
         RemoveRejecting(cutters, collection);
     }
     SResult result;
-    Base::ResizeInLargePages(result.flags, count);
+    if (answer == Answer::Flags)
+    {
+        Base::ResizeInLargePages(result.flags, count);
+    }
     CBlocks blocks(collection, flags, m_side);
-    result.numNewlyCut = blocks.Cut(cutters, result.flags);
+    blocks.Cut(cutters, result);
     if (isBoxOpen &&
         RemoveRejecting(cutters, std::make_shared<CStandInCollection>(collection, blocks.GetBox())))
     {
-        result.numNewlyCut = blocks.Cut(cutters, result.flags);
+        blocks.Cut(cutters, result);
     }
     return result;
 }

@@ -130,8 +130,8 @@ void CProjectCutter::cut(const SCutRegion& region, std::vector<SStation>& statio
             return;
         }
         Words words = mask->GetBitMasks();
-        (void)fronts[index]->TakeBackBehind(stations[index].GetFlags(), words, 0,
-                                            static_cast<std::uint32_t>(words.size()));
+        fronts[index]->TakeBackBehind(stations[index].GetFlags(), words, 0,
+                                      static_cast<std::uint32_t>(words.size()));
         stations[index].mask =
             std::make_shared<const Base::CSurfelCollectionMask>(std::move(words));
     });

@@ -2,59 +2,66 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
+#include <numeric>
+#include <utility>
 
 namespace Application
 {
 
-std::uint64_t CKeptPoints::CountKept(std::uint64_t pointCount) const
+namespace
 {
-    if (m_flags.empty())
+
+constexpr std::uint64_t c_groupSize = CKeptPoints::c_groupSize;
+
+/// Multiplied by eight bytes of 0 or 1, takes the bit of byte i to bit 56 + i; no two meet below.
+constexpr std::uint64_t c_gatherBytes =
+    std::endian::native == std::endian::little ? 0x0102040810204080U : 0x8040201008040201U;
+
+[[nodiscard]] std::vector<std::uint64_t> gatherAll(std::span<const Base::CSurfelBitMask> flags,
+                                                   std::uint16_t dropBits)
+{
+    std::vector<std::uint64_t> groups;
+    groups.reserve((flags.size() + c_groupSize - 1) / c_groupSize);
+    for (std::size_t begin = 0; begin < flags.size(); begin += c_groupSize)
     {
-        return pointCount;
+        const std::size_t size = std::min<std::size_t>(flags.size() - begin, c_groupSize);
+        groups.push_back(CKeptPoints::Gather(flags.subspan(begin, size), dropBits));
     }
-    // Few enough for 16 bits, of which a register has more than of wider ones.
-    constexpr std::size_t c_blockSize = 32768;
-    const std::size_t numBlocks = (m_flags.size() + c_blockSize - 1) / c_blockSize;
-    std::uint64_t count = 0;
-    for (std::size_t block = 0; block < numBlocks; ++block)
-    {
-        const std::size_t begin = block * c_blockSize;
-        std::uint16_t kept = 0;
-        for (const Base::CSurfelBitMask word :
-             m_flags.subspan(begin, std::min(m_flags.size() - begin, c_blockSize)))
-        {
-            kept = static_cast<std::uint16_t>(kept + ((word.bits & m_dropBits) == 0 ? 1 : 0));
-        }
-        count += kept;
-    }
-    return count;
+    return groups;
 }
 
-std::uint64_t CKeptPoints::GatherKept(std::uint64_t begin, std::uint64_t count) const
+}  // namespace
+
+CKeptPoints::CKeptPoints(std::span<const Base::CSurfelBitMask> flags, std::uint16_t dropBits)
+    : CKeptPoints(gatherAll(flags, dropBits), flags.size())
+{}
+
+CKeptPoints::CKeptPoints(std::vector<std::uint64_t> groups, std::uint64_t count)
+    : m_groups(std::move(groups)),
+      m_count(count),
+      m_numKept(std::accumulate(m_groups.begin(), m_groups.end(), std::uint64_t{0},
+                                [](std::uint64_t sum, std::uint64_t group) {
+                                    return sum + static_cast<std::uint64_t>(std::popcount(group));
+                                }))
+{}
+
+std::uint64_t CKeptPoints::Gather(std::span<const Base::CSurfelBitMask> flags,
+                                  std::uint16_t dropBits)
 {
-    const std::uint64_t all =
-        count < c_groupSize ? (std::uint64_t{1} << count) - 1 : ~std::uint64_t{0};
-    if (m_flags.empty())
-    {
-        return all;
-    }
     // A byte for each point first: the compiler fills these many at a time.
     std::array<std::uint8_t, c_groupSize> isKept{};
-    const Base::CSurfelBitMask* const words = m_flags.data() + begin;
-    for (std::uint64_t index = 0; index < count; ++index)
+    for (std::size_t index = 0; index < flags.size(); ++index)
     {
-        isKept[index] = (words[index].bits & m_dropBits) == 0 ? 1 : 0;
+        isKept[index] = (flags[index].bits & dropBits) == 0 ? 1 : 0;
     }
     std::uint64_t kept = 0;
     for (std::uint64_t first = 0; first < c_groupSize; first += 8)
     {
         std::uint64_t bytes = 0;
-        for (std::uint64_t index = 0; index < 8; ++index)
-        {
-            bytes |= std::uint64_t{isKept[first + index]} << 8 * index;
-        }
-        // Byte i's bit comes to lie at bit 56 + i; no two meet below.
-        kept |= (bytes * 0x0102040810204080U >> 56) << first;
+        std::memcpy(&bytes, isKept.data() + first, sizeof bytes);
+        kept |= (bytes * c_gatherBytes >> 56) << first;
     }
     return kept;
 }

@@ -9,49 +9,57 @@
 namespace Application
 {
 
-/// Which points of a scan stay, read from their flag words: all but those that have any of the drop
-/// bits. No words at all mean that no point has flags, so all stay.
-///
-/// A view: the words belong to the caller and must stay as they are meanwhile.
+/// Which points of a scan stay, in one bit per point: all but those whose flag words have any of
+/// the drop bits. No words at all mean that no point has flags, so all stay.
 class CKeptPoints
 {
 public:
     explicit CKeptPoints(std::span<const Base::CSurfelBitMask> flags,
-                         std::uint16_t dropBits = Base::CSurfelBitMask::SurfelFlagCut)
-        : m_flags(flags), m_dropBits(dropBits)
-    {}
+                         std::uint16_t dropBits = Base::CSurfelBitMask::SurfelFlagCut);
 
-    /// Words that go away at once would leave a view of nothing.
-    template <typename Allocator>
-    explicit CKeptPoints(const std::vector<Base::CSurfelBitMask, Allocator>&& flags,
-                         std::uint16_t dropBits = 0) = delete;
+    /// \p groups has a bit for each of \p count points, as GetGroup() answers them.
+    CKeptPoints(std::vector<std::uint64_t> groups, std::uint64_t count);
 
-    /// \p index must be less than the number of words, if there are words.
+    /// \p index must be less than the number of words, if there were words.
     [[nodiscard]] bool IsKept(std::uint64_t index) const
     {
-        return m_flags.empty() || (m_flags[index].bits & m_dropBits) == 0;
+        return (GetGroup(index / c_groupSize) >> index % c_groupSize & 1U) != 0;
     }
 
-    /// True when there are as many words as \p pointCount, or none.
+    /// True when there were as many words as \p pointCount, or none.
     [[nodiscard]] bool Fits(std::uint64_t pointCount) const
     {
-        return m_flags.empty() || m_flags.size() == pointCount;
+        return m_groups.empty() || m_count == pointCount;
     }
 
-    [[nodiscard]] std::span<const Base::CSurfelBitMask> GetFlags() const { return m_flags; }
+    /// For how many points there were words.
+    [[nodiscard]] std::uint64_t GetWordCount() const { return m_count; }
 
     /// How many of \p pointCount points stay.
-    [[nodiscard]] std::uint64_t CountKept(std::uint64_t pointCount) const;
-
-    /// Which of the \p count points from \p begin on stay, the first in the lowest bit. At most
-    /// c_groupSize of them, and if there are words, no more than those.
-    [[nodiscard]] std::uint64_t GatherKept(std::uint64_t begin, std::uint64_t count) const;
+    [[nodiscard]] std::uint64_t CountKept(std::uint64_t pointCount) const
+    {
+        return m_groups.empty() ? pointCount : m_numKept;
+    }
 
     static constexpr std::uint64_t c_groupSize = 64;
 
+    /// Which of the c_groupSize points from \p group x c_groupSize on stay, the first in the lowest
+    /// bit. If there were words, the group must begin before their end, and no point behind it
+    /// stays.
+    [[nodiscard]] std::uint64_t GetGroup(std::uint64_t group) const
+    {
+        return m_groups.empty() ? ~std::uint64_t{0} : m_groups[group];
+    }
+
+    /// The group of at most c_groupSize points with these flag words.
+    [[nodiscard]] static std::uint64_t Gather(
+        std::span<const Base::CSurfelBitMask> flags,
+        std::uint16_t dropBits = Base::CSurfelBitMask::SurfelFlagCut);
+
 private:
-    std::span<const Base::CSurfelBitMask> m_flags;
-    std::uint16_t m_dropBits;
+    std::vector<std::uint64_t> m_groups;
+    std::uint64_t m_count;
+    std::uint64_t m_numKept;
 };
 
 }  // namespace Application

@@ -3,18 +3,14 @@
 namespace Application
 {
 
-CKeptRanks::CKeptRanks(const CKeptPoints& kept) : m_words((kept.GetFlags().size() + 63) / 64)
+CKeptRanks::CKeptRanks(const CKeptPoints& kept)
+    : m_words((kept.GetWordCount() + CKeptPoints::c_groupSize - 1) / CKeptPoints::c_groupSize)
 {
-    const std::uint64_t count = kept.GetFlags().size();
-    for (std::uint64_t index = 0; index < count; ++index)
-    {
-        m_words[index / 64].bits |= (kept.IsKept(index) ? std::uint64_t{1} : 0) << index % 64;
-    }
     std::uint64_t rank = 0;
-    for (SWord& word : m_words)
+    for (std::size_t index = 0; index < m_words.size(); ++index)
     {
-        word.rank = rank;
-        rank += static_cast<std::uint64_t>(std::popcount(word.bits));
+        m_words[index] = {kept.GetGroup(index), rank};
+        rank += static_cast<std::uint64_t>(std::popcount(m_words[index].bits));
     }
 }
 

@@ -125,7 +125,7 @@ void CPlyCutWriter::writeFixedVertices(CReplacementFile& file)
     for (std::uint64_t first = 0; first < count; first += CKeptPoints::c_groupSize)
     {
         const std::uint64_t numRecords = std::min(count - first, CKeptPoints::c_groupSize);
-        const std::uint64_t kept = m_kept.GatherKept(first, numRecords);
+        const std::uint64_t kept = m_kept.GetGroup(first / CKeptPoints::c_groupSize);
         const std::size_t groupBegin = wholeEnd;
         wholeEnd += static_cast<std::size_t>(numRecords) * size;
         if (static_cast<std::uint64_t>(std::popcount(kept)) != numRecords)

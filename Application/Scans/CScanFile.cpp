@@ -111,9 +111,9 @@ void CScanFile::WriteKept(const std::filesystem::path& target, const CKeptPoints
 {
     if (!kept.Fits(GetPointCount()))
     {
-        throw std::invalid_argument(
-            "CScanFile::WriteKept: " + std::to_string(kept.GetFlags().size()) + " flag words for " +
-            std::to_string(GetPointCount()) + " points");
+        throw std::invalid_argument("CScanFile::WriteKept: " + std::to_string(kept.GetWordCount()) +
+                                    " flag words for " + std::to_string(GetPointCount()) +
+                                    " points");
     }
     CReplacementFile file(target, force);
     m_content->WriteKept(file, kept, progress);

@@ -146,13 +146,14 @@ SReport CCutCommand::Run(CConsole& console)
     const CSurfelCutter cutter(MakeRegions(painted, scan.GetTransform()), reach, side);
     SCounts counts;
     counts.points = scan.GetPointCount();
-    const std::uint64_t keptBefore = Application::CKeptPoints(before).CountKept(counts.points);
-    const auto [flags, numNewlyCut] = cutter.Apply(surfels, before);
+    const bool needsFlags = (!m_flags.empty() && !m_dryRun) || !m_picture.empty();
+    const auto [kept, numNewlyCut, flags] =
+        cutter.Apply(surfels, before,
+                     needsFlags ? CSurfelCutter::Answer::Flags : CSurfelCutter::Answer::KeptPoints);
+    counts.newlyCut = numNewlyCut;
+    counts.kept = kept.CountKept(counts.points);
     // Not needed beside what writing takes. An empty list would leave the memory as it is.
     before = std::vector<Base::CSurfelBitMask>();
-    counts.newlyCut = numNewlyCut;
-    counts.kept = keptBefore - numNewlyCut;
-    const Application::CKeptPoints kept(flags);
     std::optional<Application::CPicture> picture;
     if (!m_picture.empty())
     {

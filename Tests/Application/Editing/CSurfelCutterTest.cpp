@@ -20,6 +20,7 @@ using Application::CSurfelCutter;
 using Application::SCutRegion;
 using TestSupport::CMockSurfelCollection;
 using TestSupport::SPixel;
+using Answer = CSurfelCutter::Answer;
 using Reach = CSurfelCutter::Reach;
 using Side = CSurfelCutter::Side;
 using Words = std::vector<Base::CSurfelBitMask>;
@@ -64,8 +65,14 @@ SCutRegion LookFromOrigin(std::uint32_t size, const std::vector<SPixel>& painted
 std::uint64_t Apply(const CSurfelCutter& cutter,
                     const std::shared_ptr<const Base::ISurfelCollection>& scan, Words& flags)
 {
-    const CSurfelCutter::SResult result = cutter.Apply(scan, flags);
+    const CSurfelCutter::SResult result = cutter.Apply(scan, flags, Answer::Flags);
     flags.assign(result.flags.begin(), result.flags.end());
+    const Application::CKeptPoints kept(flags);
+    EXPECT_EQ(result.kept.GetWordCount(), flags.size());
+    for (std::uint64_t group = 0; group * kept.c_groupSize < flags.size(); ++group)
+    {
+        EXPECT_EQ(result.kept.GetGroup(group), kept.GetGroup(group)) << group;
+    }
     return result.numNewlyCut;
 }
 
@@ -143,6 +150,23 @@ TEST(CSurfelCutterTest, Apply_EmptyScanHasNothingToCut)
         EXPECT_EQ(Apply(cutter, MakeScan({}), flags), 0U);
         EXPECT_TRUE(flags.empty());
     }
+}
+
+TEST(CSurfelCutterTest, Apply_KeptPointsAloneAreTheSameWithoutWords)
+{
+    std::vector<LqVector3f> positions(20000, AtPixel(3, 3));
+    positions[70] = positions[19999] = AtPixel(2, 3);
+    Words flags(positions.size());
+    flags[71].bits = 8;
+    const CSurfelCutter cutter({PaintDevicePixels({{2, 3}})}, Reach::FrontOfEye, Side::Painted);
+    const CSurfelCutter::SResult result =
+        cutter.Apply(MakeScan(positions), flags, Answer::KeptPoints);
+    EXPECT_TRUE(result.flags.empty());
+    EXPECT_EQ(result.numNewlyCut, 2U);
+    EXPECT_EQ(result.kept.CountKept(positions.size()), positions.size() - 3);
+    EXPECT_FALSE(result.kept.IsKept(70));
+    EXPECT_FALSE(result.kept.IsKept(71));
+    EXPECT_FALSE(result.kept.IsKept(19999));
 }
 
 TEST(CSurfelCutterTest, Apply_UnpaintedCutsTheOthers)

@@ -182,7 +182,8 @@ TEST(CProjectCutterTest, Apply_AnswersLikeTheCutterOfASingleScan)
         {
             const CSurfelCutter cutter({{selection, stations[scan].trafo * toView}}, reach, side);
             const CSurfelCutter::SResult expected =
-                cutter.Apply(stations[scan].scan.GetSurfelCollection(), stations[scan].GetFlags());
+                cutter.Apply(stations[scan].scan.GetSurfelCollection(), stations[scan].GetFlags(),
+                             CSurfelCutter::Answer::Flags);
             EXPECT_EQ(results[scan].mask ? WordsOf(results[scan]) : stations[scan].GetFlags(),
                       Words(expected.flags.begin(), expected.flags.end()));
             EXPECT_EQ(results[scan].numNewlyCut, expected.numNewlyCut);

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
-#include <type_traits>
 #include <vector>
 
 #include "Application/Scans/CKeptRanks.h"
@@ -27,34 +25,64 @@ using Base::CSurfelBitMask;
     return flags;
 }
 
-// It would be a view of words that are gone at the end of the line.
-static_assert(std::is_constructible_v<CKeptPoints, const std::vector<CSurfelBitMask>&>);
-static_assert(!std::is_constructible_v<CKeptPoints, std::vector<CSurfelBitMask>>);
-static_assert(!std::is_constructible_v<CKeptPoints, const std::vector<CSurfelBitMask>, int>);
-
-TEST(CKeptPoints, GatherKept_HasABitForEachKeptPoint)
+/// The groups of all points, by the definition of their bits.
+[[nodiscard]] std::vector<std::uint64_t> makeGroups(const std::vector<CSurfelBitMask>& flags,
+                                                    unsigned dropBits)
 {
-    const std::vector<CSurfelBitMask> flags = randomFlags(200, 3);
-    for (const unsigned dropBits : {8U, 5U, 0xFFFFU, 0U})
+    std::vector<std::uint64_t> groups((flags.size() + 63) / 64);
+    for (std::size_t index = 0; index < flags.size(); ++index)
     {
-        const CKeptPoints kept(flags, static_cast<std::uint16_t>(dropBits));
-        for (std::uint64_t begin = 0; begin < flags.size(); ++begin)
+        const bool isKept = (flags[index].bits & dropBits) == 0;
+        groups[index / 64] |= std::uint64_t{isKept ? 1U : 0U} << index % 64;
+    }
+    return groups;
+}
+
+TEST(CKeptPoints, GetGroup_HasABitForEachKeptPoint)
+{
+    for (const std::size_t count : {1U, 7U, 8U, 9U, 63U, 64U, 65U, 200U})
+    {
+        const std::vector<CSurfelBitMask> flags = randomFlags(count, 3);
+        for (const unsigned dropBits : {8U, 5U, 0xFFFFU, 0U})
         {
-            for (const std::uint64_t wanted : {0U, 1U, 7U, 8U, 9U, 63U, 64U})
+            const CKeptPoints kept(flags, static_cast<std::uint16_t>(dropBits));
+            const std::vector<std::uint64_t> expected = makeGroups(flags, dropBits);
+            for (std::size_t group = 0; group < expected.size(); ++group)
             {
-                const std::uint64_t count = std::min<std::uint64_t>(wanted, flags.size() - begin);
-                std::uint64_t expected = 0;
-                for (std::uint64_t index = 0; index < count; ++index)
-                {
-                    expected |= std::uint64_t{kept.IsKept(begin + index) ? 1U : 0U} << index;
-                }
-                ASSERT_EQ(kept.GatherKept(begin, count), expected) << begin << ' ' << count;
+                ASSERT_EQ(kept.GetGroup(group), expected[group]) << count << ' ' << group;
             }
         }
     }
 }
 
-TEST(CKeptPoints, CountKept_CountsBeyondSixteenBits)
+TEST(CKeptPoints, IsKept_WithoutAnyDropBit)
+{
+    const std::vector<CSurfelBitMask> flags = randomFlags(200, 3);
+    for (const unsigned dropBits : {8U, 5U, 0xFFFFU, 0U})
+    {
+        const CKeptPoints kept(flags, static_cast<std::uint16_t>(dropBits));
+        for (std::size_t index = 0; index < flags.size(); ++index)
+        {
+            ASSERT_EQ(kept.IsKept(index), (flags[index].bits & dropBits) == 0) << index;
+        }
+    }
+}
+
+TEST(CKeptPoints, GroupsStandForWords)
+{
+    const std::vector<CSurfelBitMask> flags = randomFlags(100, 5);
+    const CKeptPoints fromFlags(flags);
+    const CKeptPoints kept(makeGroups(flags, CSurfelBitMask::SurfelFlagCut), flags.size());
+
+    EXPECT_EQ(kept.GetGroup(0), fromFlags.GetGroup(0));
+    EXPECT_EQ(kept.GetGroup(1), fromFlags.GetGroup(1));
+    EXPECT_EQ(kept.CountKept(100), fromFlags.CountKept(100));
+    EXPECT_EQ(kept.GetWordCount(), 100U);
+    EXPECT_TRUE(kept.Fits(100));
+    EXPECT_FALSE(kept.Fits(128));
+}
+
+TEST(CKeptPoints, CountKept_CountsAllGroups)
 {
     std::vector<CSurfelBitMask> flags(200000);
     EXPECT_EQ(CKeptPoints(flags).CountKept(flags.size()), 200000U);
@@ -72,8 +100,8 @@ TEST(CKeptPoints, NoWordsKeepEverything)
     EXPECT_TRUE(kept.IsKept(1000));
     EXPECT_TRUE(kept.Fits(5));
     EXPECT_EQ(kept.CountKept(5), 5U);
-    EXPECT_EQ(kept.GatherKept(2, 3), 7U);
-    EXPECT_EQ(kept.GatherKept(0, 64), ~std::uint64_t{0});
+    EXPECT_EQ(kept.GetWordCount(), 0U);
+    EXPECT_EQ(kept.GetGroup(2), ~std::uint64_t{0});
 }
 
 TEST(CKeptPoints, Fits_AsManyWordsAsPoints)

@@ -44,10 +44,9 @@ void BeginEnd()
 {
     if (g_isEnding.exchange(true))
     {
-        for (;;)
-        {
-            pause();
-        }
+        // It may hold what the first one waits for, the lock of the reserved memory.
+        sleep(1);
+        _exit(static_cast<int>(ExitCode::Interrupted));
     }
     Application::CUnfinishedFile::RemoveAll();
 }

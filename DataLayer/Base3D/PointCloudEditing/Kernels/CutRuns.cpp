@@ -57,9 +57,10 @@ Places judgeGroup(const SCutSurfelsTask& task, const SSurfelRuns& runs, std::uin
                   std::uint32_t end)
 {
     const SSurfelRunGroup& group = runs.groups[begin / c_surfelsPerGroup];
+    const ERunPlace whole = JudgeRun(task, group.whole, c_maxNumWordsOfGroup);
     Places places;
-    places.fill(JudgeRun(task, group.whole, c_maxNumWordsOfGroup));
-    if (places[0] == ERunPlace::Unknown && group.hasSmallRuns)
+    places.fill(whole);
+    if (whole == ERunPlace::Unknown && group.hasSmallRuns)
     {
         const std::size_t firstRun = begin / c_surfelsPerRun;
         const std::size_t numRuns = (end - begin - 1) / c_surfelsPerRun + 1;

@@ -140,7 +140,7 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
 
 std::filesystem::path CReplacementFile::FollowLinks(const std::filesystem::path& file)
 {
-    // As many as the system follows; it refuses longer chains, and those that end nowhere.
+    // As many as the system follows; it refuses what is left of longer chains, and rings.
     constexpr int c_mostLinks = 40;
     std::filesystem::path end = file;
     for (int count = 0; count < c_mostLinks; ++count)

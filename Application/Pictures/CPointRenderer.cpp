@@ -11,6 +11,7 @@
 #include "Base/Support/ParallelFor.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 
 namespace Application
@@ -85,14 +86,17 @@ CDepthBuffer drawSurfaces(const CPictureProjection& projection, std::uint32_t sa
     const SScanColors colors = collectColors(scans);
     const std::uint32_t reach = CPointSplatter::FindReach(samplesPerSide);
     const CPointSplatter splatter(projection, samplesPerSide);
-    CScanPainter::SPainting painting = paintScans(projection, scans, colors, reach, hideCut);
-    CPointSplatter::SRadii radii = splatter.FindRadii(painting.samples);
+    std::optional<std::uint8_t> largest;
     if (hideCut)
     {
         // No dot larger than where nothing is hidden, so that the two pictures can be compared.
-        radii.largest =
+        // First, so that not both pictures' samples are held at once.
+        largest =
             splatter.FindRadii(paintScans(projection, scans, colors, reach, false).samples).largest;
     }
+    CScanPainter::SPainting painting = paintScans(projection, scans, colors, reach, hideCut);
+    CPointSplatter::SRadii radii = splatter.FindRadii(painting.samples);
+    radii.largest = largest.value_or(radii.largest);
     if (painting.spare.has_value())
     {
         painting.spare->Clear();

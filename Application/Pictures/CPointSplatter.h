@@ -24,7 +24,8 @@ public:
     /// \p samplesPerSide: the samples of a pixel on a side, for sizes given in pixels.
     CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide);
 
-    /// How far a dot may reach, in samples: the border that the planes of depths must have.
+    /// How far a dot may reach, in samples: the border that the planes of depths must have in all
+    /// samples that are given to this class.
     [[nodiscard]] static std::uint32_t FindReach(std::uint32_t samplesPerSide);
 
     /// The radius of each sample's dot; 0 where there is no sample.

@@ -120,7 +120,10 @@ std::string PrintTransformList(const std::vector<SListedTransform>& list,
                                          ", which has a line end or ends with a blank; rename "
                                          "the scan");
         }
-        text += (name.front() == '#' || IsBlank(name.front()) ? "./" : "") + name;
+        // A byte order mark is none of the first name's when it is read.
+        const bool isMisread = name.front() == '#' || IsBlank(name.front()) ||
+                               WithoutByteOrderMark(name).size() < name.size();
+        text += (isMisread ? "./" : "") + name;
         for (std::size_t index = 0; index < c_numbers; ++index)
         {
             char digits[32];

@@ -150,7 +150,8 @@ std::vector<Mask> FlagSmallComponents(std::shared_ptr<const DataLayer::SFuserCon
 
 /// Lets runs that continue the same flag files do so one after the other. All of them take the
 /// locks in the order of the names, whatever that of their scans, so that no two wait for each
-/// other; a file of two names is locked once, or the run would wait for itself.
+/// other, unless they know a file by different names; a file of two names is locked once, or the
+/// run would wait for itself.
 std::vector<Application::CFileLock> LockAll(const std::vector<std::string>& files)
 {
     std::set<std::filesystem::path> names;

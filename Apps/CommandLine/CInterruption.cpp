@@ -28,7 +28,10 @@ constexpr suseconds_t c_patienceInMicroseconds = 700'000;
 std::atomic<bool> g_isRequested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "written by a signal handler");
 
-std::atomic<bool> g_isEnding{false};
+constexpr int c_goesOn = -1;
+/// What the process ends with, once somebody ends it at once.
+std::atomic<int> g_exitCode{c_goesOn};
+static_assert(std::atomic<int>::is_always_lock_free, "written by a signal handler");
 std::atomic<bool> g_isDocumentPromised{false};
 /// Made beforehand: a signal may come while memory is being reserved.
 std::string g_interruptedDocument;
@@ -40,31 +43,32 @@ void Print(int stream, std::string_view text)
 
 /// Called by whoever ends the process at once. Only the first comes back: another thread must not
 /// end it before that one has said why. Signals wait meanwhile, since they may be for this thread.
-void BeginEnd()
+void BeginEnd(ExitCode code)
 {
-    if (g_isEnding.exchange(true))
+    int known = c_goesOn;
+    if (!g_exitCode.compare_exchange_strong(known, static_cast<int>(code)))
     {
         // It may hold what the first one waits for, the lock of the reserved memory.
         sleep(1);
-        _exit(static_cast<int>(ExitCode::Interrupted));
+        _exit(known);
     }
     Application::CUnfinishedFile::RemoveAll();
 }
 
-[[noreturn]] void End(ExitCode code, std::string_view document)
+[[noreturn]] void End(std::string_view document)
 {
     if (CInterruption::TakeDocument())
     {
         Print(STDOUT_FILENO, document);
     }
-    _exit(static_cast<int>(code));
+    _exit(g_exitCode);
 }
 
 void EndAtOnce(int /*signal*/)
 {
-    BeginEnd();
+    BeginEnd(ExitCode::Interrupted);
     Print(STDERR_FILENO, "veko2: interrupted\n");
-    End(ExitCode::Interrupted, g_interruptedDocument);
+    End(g_interruptedDocument);
 }
 
 /// A page of a mapped input is gone, because the file was shortened or its disk failed.
@@ -74,7 +78,7 @@ void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
     const std::string_view name =
         information->si_code > 0 ? Application::CMappedFile::FindName(information->si_addr, room)
                                  : std::string_view();
-    BeginEnd();
+    BeginEnd(ExitCode::InputUnreadable);
     if (name.empty())
     {
         // Not about an input: it means what it always does.
@@ -90,7 +94,7 @@ void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
     const std::string message =
         std::string(name) + ": was shortened, or its disk failed, while it was being read";
     Print(STDERR_FILENO, "veko2: " + message + '\n');
-    End(ExitCode::InputUnreadable, PrintFailure(ExitCode::InputUnreadable, message));
+    End(PrintFailure(ExitCode::InputUnreadable, message));
 }
 
 void Remember(int signal)

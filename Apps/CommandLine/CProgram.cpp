@@ -192,7 +192,7 @@ std::string CRun::listCommands() const
 
 void CRun::print(const std::string& text)
 {
-    // What is on its way is the only document, whatever happens.
+    // What is on its way is the only document, even if it is cut short.
     (void)CInterruption::TakeDocument();
     m_console.PrintResult(text);
 }
@@ -268,12 +268,14 @@ ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
         {
             console.Error("see 'veko2 --help' or 'veko2 COMMAND --help'");
         }
-        if (CInterruption::TakeDocument())
-        {
-            // Where even this cannot be printed, the message above has said why.
-            (void)Guard(
-                [&] { console.PrintResult(PrintFailure(failure->code, failure->message)); });
-        }
+        // Where even this cannot be printed, the message above has said why.
+        (void)Guard([&] {
+            const std::string document = PrintFailure(failure->code, failure->message);
+            if (CInterruption::TakeDocument())
+            {
+                console.PrintResult(document);
+            }
+        });
     }
     Logging::SetLogSink({});
     return failure ? failure->code : exitCode;

@@ -16,9 +16,8 @@ public:
     /// A new mesh that holds, in their order, the vertices of \p mesh whose entry in \p mask is
     /// true, and the triangles of which all three corners are kept, with their new indices.
     ///
-    /// The name is spelt as its callers know it. A mask that is shorter than the vertices drops
-    /// those it does not name; surplus entries are ignored. The mask is only read. Safe for
-    /// concurrent calls.
+    /// A mask that is shorter than the vertices drops those it does not name; surplus entries are
+    /// ignored. The mask is only read. Safe for concurrent calls.
     ///
     /// @throw VekoException when a triangle names a vertex that is not there; the message names
     /// both.

@@ -124,13 +124,20 @@ TEST(TransformListTest, Print_ReadsBackAsTheSameNumbers)
 
 TEST(TransformListTest, Print_ReadsBackNamesThatLookLikeSomethingElse)
 {
-    const auto list = Read(Application::PrintTransformList(
-        {{"#a.ply", c_matIdentityD}, {" b.ply", c_matIdentityD}, {"1 2.ply", c_matIdentityD}},
-        "list"));
-    ASSERT_EQ(list.size(), 3U);
-    EXPECT_EQ(list[0].file, "./#a.ply");
-    EXPECT_EQ(list[1].file, "./ b.ply");
-    EXPECT_EQ(list[2].file, "1 2.ply");
+    const auto list = Read(Application::PrintTransformList({{"\xEF\xBB\xBF"
+                                                             "0.ply",
+                                                             c_matIdentityD},
+                                                            {"#a.ply", c_matIdentityD},
+                                                            {" b.ply", c_matIdentityD},
+                                                            {"1 2.ply", c_matIdentityD}},
+                                                           "list"));
+    ASSERT_EQ(list.size(), 4U);
+    EXPECT_EQ(list[0].file,
+              "./\xEF\xBB\xBF"
+              "0.ply");
+    EXPECT_EQ(list[1].file, "./#a.ply");
+    EXPECT_EQ(list[2].file, "./ b.ply");
+    EXPECT_EQ(list[3].file, "1 2.ply");
 }
 
 TEST(TransformListTest, Print_RefusesNamesThatNoLineHolds)

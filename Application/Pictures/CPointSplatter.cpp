@@ -146,8 +146,9 @@ CPointSplatter::SRadii CPointSplatter::FindRadii(const CPointSamples& points) co
         {
             findRadii(task, row, &radii[std::size_t{row} * width]);
         }
-        counts[begin / c_bandRows] =
-            count({&radii[std::size_t{begin} * width], std::size_t{end - begin} * width});
+        const std::span<const std::uint8_t> ofBand(&radii[std::size_t{begin} * width],
+                                                   std::size_t{end - begin} * width);
+        counts[begin / c_bandRows] = count(ofBand);
     });
     const std::uint8_t largest = findLargestRadius(counts);
     return {std::move(radii), largest};

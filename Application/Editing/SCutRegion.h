@@ -18,7 +18,7 @@ struct SCutRegion
     /// Must not be null.
     std::shared_ptr<const Base::SRegionSelectionInfo> selection;
     /// Carries the scan's own coordinates to those in which the selection's view chain starts.
-    LqMatrix4Rd trafo;
+    LqMatrix4Rd trafo = c_matIdentityD;
 };
 
 }  // namespace Application

@@ -17,7 +17,7 @@ struct SStation
     /// Its identity is also its key in a synchronised map.
     std::shared_ptr<const CScanEntity> entity;
     /// From the surfels' own coordinates to the world.
-    LqMatrix4Rd trafo;
+    LqMatrix4Rd trafo = c_matIdentityD;
     /// Empty while no flag is set.
     std::shared_ptr<const Base::CSurfelCollectionMask> mask;
     int optimizationLevel = 0;

@@ -19,7 +19,7 @@ class VEKO2_BASE_EXPORT IGeometricEntity : public virtual IIdentified, public vi
 public:
     ~IGeometricEntity() override;
 
-    /// The entity's surfels in its own coordinates, never empty.
+    /// The entity's surfels in its own coordinates, never null.
     ///
     /// \p forEditing is true where the surfels themselves are about to be read, and false where
     /// only the collection's support (its bounding box) is; an entity that loads its surfels when

@@ -166,6 +166,7 @@ public:
     /// part of it.
     /// @throw VekoException when the lists differ in length or a collection is null or has no
     /// positions.
+    /// @throw std::length_error when there cannot be so many surfels in one collection.
     [[nodiscard]] virtual std::unique_ptr<ISurfelCollection> CloneFromCollection(
         const std::vector<const ISurfelCollection*>& collections,
         const std::vector<LqMatrix4Rd>& trafos) const = 0;
@@ -176,6 +177,7 @@ public:
 
     /// Adds the surfels of \p collection, moved by \p trafo, behind this one's own.
     /// @throw VekoException when \p collection has no positions, or this one cannot be changed.
+    /// @throw std::length_error when there cannot be so many surfels in one collection.
     virtual void Append(const ISurfelCollection& collection, const LqMatrix4Rd& trafo) = 0;
 
     /// Overwrites, for each pair in order, the surfel at the pair's second index by the surfel of

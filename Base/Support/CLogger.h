@@ -32,7 +32,11 @@ VEKO2_BASE_EXPORT void SetLogLevel(int level);
 /// error, one line per message in UTF-8.
 ///
 /// Messages of all threads reach the sink one after another. A sink may itself log, but must not
-/// wait for other threads that do. An exception that it throws reaches the code that logged.
+/// wait for other threads that log or set a sink. An exception that it throws reaches the code that
+/// logged.
+///
+/// Safe from any thread: waits for a call of the old sink that another thread is in; once this
+/// returns, the old one is not called any more.
 VEKO2_BASE_EXPORT void SetLogSink(std::function<void(const SLogRecord&)> sink);
 
 /// A named source of messages.

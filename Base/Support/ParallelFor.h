@@ -20,6 +20,7 @@ VEKO2_BASE_EXPORT void RunParallelFor(std::uint32_t count, ParallelForItem item,
 /// thread, in no particular order; a single item runs directly on the calling thread. \p body is
 /// shared by all of them and called as const. Calls may themselves call ParallelFor(): an inner
 /// loop shares the same workers, and a thread that waits for it runs only items of that inner loop.
+/// Safe from any number of threads at once.
 ///
 /// When a call throws, the items that have not started are cancelled, those that have are waited
 /// for, the inner loops they run included, and the first exception that was captured leaves with

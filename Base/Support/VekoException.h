@@ -36,7 +36,10 @@ private:
     std::string m_narrowMessage;
 };
 
-/// Throws a VekoException; the only way in which the system reports a broken precondition.
+/// Throws a VekoException; the way in which the libraries report a broken precondition.
+///
+/// \p file and \p line are the place's fixed name: it stays the same between versions, so that
+/// reports can be compared; not necessarily today's file and line.
 ///
 /// A \p format without `%` is the message itself, whatever its length. Otherwise the message is the
 /// formatted text, cut after 8191 characters; `%s` takes a wide string. \p file and \p function

@@ -14,8 +14,7 @@
 namespace DataLayer
 {
 
-/// @throw VekoException that names \p function when a list of \p numIndices indices holds one that
-/// is not less than \p count.
+/// @throw VekoException that names \p function when one of \p indices is not less than \p count.
 void CheckSurfelIndices(const char* function, const std::vector<std::size_t>& indices,
                         std::uint64_t count);
 

@@ -50,10 +50,12 @@ public:
 
     /// Appends one surfel at the next index. Neither the box nor the search is built anew; call
     /// ForceUpdate() after the last surfel.
+    /// @throw std::length_error, std::bad_alloc when there cannot be so many.
     void AddSurfelNoReset(Surfel&& surfel);
 
     /// Appends \p count surfels without values and returns the first of them, to be written by the
     /// caller, if need be from several threads. Otherwise like AddSurfelNoReset().
+    /// @throw std::length_error, std::bad_alloc when there cannot be so many.
     [[nodiscard]] Surfel* AddSurfelsNoReset(std::uint64_t count);
 
     /// Replaces all surfels by \p surfels, which is taken over without copying.

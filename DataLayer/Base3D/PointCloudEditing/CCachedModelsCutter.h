@@ -56,8 +56,9 @@ public:
     /// The model's triangulation is classified or, where there is none, its surfel collection. A
     /// model with neither is returned as it is, after a warning to the log.
     ///
-    /// @throw VekoException when the model no longer exists, its collection has no positions, or a
-    /// triangle names a vertex that is not there.
+    /// @throw VekoException when the model no longer exists, its collection has no positions or,
+    /// where something is cut, its count changed while it was classified, or a triangle names a
+    /// vertex that is not there.
     /// @throw std::length_error when there are 2^32 surfels or more.
     [[nodiscard]] std::shared_ptr<CCachedModel> Apply(
         std::vector<std::shared_ptr<const Base::SRegionSelectionInfo>>& regionSelections) const;

@@ -48,7 +48,8 @@ public:
         /// another length the surplus words are kept, and surfels without a word are left out.
         std::vector<Base::CSurfelBitMask> bitMasks;
         /// Carries the entity's own coordinates to the world coordinates in which the selection's
-        /// view chain starts.
+        /// view chain starts. To be set: the zero matrix that it is at first places nothing on
+        /// the screen.
         LqMatrix4Rd trafo;
     };
 
@@ -71,8 +72,8 @@ public:
     /// as it has surfels when there were none), and its positions are not asked for.
     ///
     /// @throw VekoException when a collection that is not rejected has no positions.
-    /// @throw std::length_error when a collection has 2^32 surfels or more and they are counted:
-    /// because it has no flags yet, or is not rejected.
+    /// @throw std::length_error when there are 2^32 inputs or more, or when a collection has 2^32
+    /// surfels or more and they are counted: because it has no flags yet, or is not rejected.
     /// After an exception \p results has one entry per input, finished or not.
     void Compute(const std::vector<SInputData>& inputs, Results& results) const;
 

@@ -35,7 +35,8 @@ public:
     /// Shares \p fuserContent, which may be empty and must not change while the operation lives,
     /// and indexes its points once. Without points of small components, or without points of main
     /// ones, the operation answers every batch with no messages.
-    /// @throw std::length_error when there are more than 2^31 - 1 fused points.
+    /// @throw std::length_error when there are more than 2^31 - 1 fused points, but only after they
+    /// have been gathered in memory.
     explicit CSmallComponentModifyOperation(std::shared_ptr<const SFuserContent>& fuserContent);
     ~CSmallComponentModifyOperation() override;
 

@@ -147,12 +147,17 @@ void CMaskChanges::parse()
 {
     const std::filesystem::path& file = m_file->GetPath();
     const std::span<const std::byte> bytes = m_file->GetBytes();
-    if (!AsText(bytes).starts_with(c_magic) || bytes.size() < c_headerSize)
+    if (!AsText(bytes).starts_with(c_magic))
     {
         throw CInputError::AtByte(file, 0,
                                   "expected an edit of a project's history, which begins with "
                                   "'VEKO2EDT', found " +
                                       Quote(AsText(bytes).substr(0, c_magic.size())));
+    }
+    if (bytes.size() < c_headerSize)
+    {
+        throw CInputError::AtByte(file, bytes.size(),
+                                  "expected a header of 24 bytes, found the end of the file");
     }
     const auto version = Load<std::uint32_t>(bytes, 8);
     if (version != c_version)

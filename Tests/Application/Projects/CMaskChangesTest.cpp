@@ -101,6 +101,33 @@ TEST_F(CMaskChangesTest, Read_RefusesEveryShorterFile)
     }
 }
 
+TEST_F(CMaskChangesTest, Read_TellsAnotherFileFromACutOne)
+{
+    const auto messageOf = [&](const std::string& content) -> std::string {
+        FileTest::WriteAll(m_folder / "other", content);
+        try
+        {
+            (void)CMaskChanges::Read(m_folder / "other");
+        }
+        catch (const CInputError& error)
+        {
+            return error.what();
+        }
+        return {};
+    };
+    const std::string whole = FileTest::ReadAll(m_folder / "edit");
+    for (const std::size_t size : {std::size_t{8}, c_headerSize - 1})
+    {
+        EXPECT_THAT(
+            messageOf(whole.substr(0, size)),
+            testing::EndsWith("byte " + std::to_string(size) +
+                              ": expected a header of 24 bytes, found the end of the file"));
+    }
+    EXPECT_THAT(messageOf(whole.substr(0, 7)), testing::HasSubstr("found 'VEKO2ED'"));
+    EXPECT_THAT(messageOf("VEKO2FLG" + std::string(40, 'x')),
+                testing::HasSubstr("begins with 'VEKO2EDT', found 'VEKO2FLG'"));
+}
+
 TEST_F(CMaskChangesTest, Read_RefusesAnyChangedByte)
 {
     const std::string whole = FileTest::ReadAll(m_folder / "edit");

@@ -271,15 +271,21 @@ void CReplacementFile::Commit(Permanence permanence)
     {
         throw failure(m_target, errno);
     }
-    rename();
-    m_temporary.clear();
-    if (!m_descriptor.Close())
+    // Some file systems say only as a file is closed that they cannot store it. The descriptor
+    // itself is needed for the name, and holds the lock until then.
+    CFileDescriptor second(::fcntl(m_descriptor.Get(), F_DUPFD_CLOEXEC, 0));
+    if (!second.IsOpen() || !second.Close())
     {
         throw failure(m_target, errno);
     }
+    const std::filesystem::path folder = folderOf(m_resolved);
+    rename();
+    // The target is replaced: nothing from here on may fail.
+    m_temporary.clear();
+    m_descriptor.Close();
     if (permanence == Permanence::Now)
     {
-        syncFolder(folderOf(m_resolved));
+        syncFolder(folder);
     }
 }
 

@@ -66,7 +66,7 @@ public:
 
     /// Stores everything permanently and gives it the target's name.
     /// @throw COutputError when it cannot be stored, or the target has come into being since and
-    /// was not to be replaced.
+    /// was not to be replaced. Whatever it throws, the target is what it was.
     void Commit(Permanence permanence = Permanence::Now);
 
     /// Makes files of one folder permanent that were committed for later. For many of them it

@@ -119,6 +119,39 @@ TEST(CReplacementFilePermanence, Commit_NameThatTheDiskRefusesLeavesTheOldFile)
     EXPECT_THAT(folder.List(), ElementsAre("a"));
 }
 
+TEST(CReplacementFilePermanence, Commit_DataThatClosingRefusesLeavesTheOldFile)
+{
+    for (const Permanence permanence : {Permanence::Now, Permanence::Later})
+    {
+        for (const Naming naming : {Naming::WhenComplete, Naming::FromTheStart})
+        {
+            const CTemporaryFolder folder;
+            WriteAll(folder / "a", "old");
+            CSystemCallLog log;
+            log.Fail(Kind::Close, EIO);
+            EXPECT_THROW(write(folder / "a", naming, permanence), COutputError);
+            EXPECT_EQ(ReadAll(folder / "a"), "old");
+            EXPECT_THAT(folder.List(), ElementsAre("a"));
+        }
+    }
+}
+
+TEST(CReplacementFilePermanence, Commit_ClosingThatFailsBehindTheNameIsNoFailure)
+{
+    for (const Permanence permanence : {Permanence::Now, Permanence::Later})
+    {
+        for (const Naming naming : {Naming::WhenComplete, Naming::FromTheStart})
+        {
+            const CTemporaryFolder folder;
+            WriteAll(folder / "a", "old");
+            CSystemCallLog log;
+            log.FailOnceNamed("a", Kind::Close, EIO);
+            EXPECT_NO_THROW(write(folder / "a", naming, permanence));
+            EXPECT_EQ(ReadAll(folder / "a"), "content");
+        }
+    }
+}
+
 TEST(CReplacementFilePermanence, MakePermanent_FewFilesAreOnTheDiskOneByOne)
 {
     const CTemporaryFolder folder;

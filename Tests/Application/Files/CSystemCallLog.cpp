@@ -61,6 +61,11 @@ template <typename Call>
 
 [[nodiscard]] CSystemCallLog::SCall naming(const char* from, const char* to)
 {
+    if (!CSystemCallLog::IsWatched())
+    {
+        // Takes no memory where a test leaves none.
+        return {CSystemCallLog::Kind::Name, 0, 0, {}};
+    }
     const std::filesystem::path target(to);
     return {CSystemCallLog::Kind::Name, numberOf(std::filesystem::path(from)),
             numberOf(target.parent_path()), target.filename().string()};
@@ -80,16 +85,22 @@ CSystemCallLog::~CSystemCallLog()
     g_log = nullptr;
 }
 
+bool CSystemCallLog::IsWatched()
+{
+    const std::lock_guard lock(g_mutex);
+    return g_log != nullptr;
+}
+
 int CSystemCallLog::FindFailure(Kind kind)
 {
     const std::lock_guard lock(g_mutex);
     if (g_log != nullptr)
     {
-        for (const auto& [failing, error] : g_log->m_failures)
+        for (const SFailure& failure : g_log->m_failures)
         {
-            if (failing == kind)
+            if (failure.kind == kind && (failure.name.empty() || g_log->hasNamed(failure.name)))
             {
-                return error;
+                return failure.error;
             }
         }
     }
@@ -98,17 +109,49 @@ int CSystemCallLog::FindFailure(Kind kind)
 
 void CSystemCallLog::Note(SCall call)
 {
-    const std::lock_guard lock(g_mutex);
-    if (g_log != nullptr)
+    std::function<void()> action;
     {
+        const std::lock_guard lock(g_mutex);
+        if (g_log == nullptr)
+        {
+            return;
+        }
+        if (call.kind == Kind::Name && call.name == g_log->m_awaited)
+        {
+            action.swap(g_log->m_action);
+        }
         g_log->m_calls.push_back(std::move(call));
     }
+    if (action)
+    {
+        action();
+    }
+}
+
+void CSystemCallLog::DoOnceNamed(const std::string& name, std::function<void()> action)
+{
+    const std::lock_guard lock(g_mutex);
+    m_awaited = name;
+    m_action = std::move(action);
 }
 
 void CSystemCallLog::Fail(Kind kind, int error)
 {
     const std::lock_guard lock(g_mutex);
-    m_failures.emplace_back(kind, error);
+    m_failures.push_back({kind, error, {}});
+}
+
+void CSystemCallLog::FailOnceNamed(const std::string& name, Kind kind, int error)
+{
+    const std::lock_guard lock(g_mutex);
+    m_failures.push_back({kind, error, name});
+}
+
+bool CSystemCallLog::hasNamed(const std::string& name) const
+{
+    return std::any_of(m_calls.begin(), m_calls.end(), [&](const SCall& call) {
+        return call.kind == Kind::Name && call.name == name;
+    });
 }
 
 std::size_t CSystemCallLog::Count(Kind kind) const
@@ -158,6 +201,8 @@ std::vector<std::string> CSystemCallLog::FindLosable(std::size_t numCalls) const
                 unwritten.clear();
                 unnamed.clear();
                 break;
+            case Kind::Close:
+                break;
         }
     }
     std::vector<std::string> losable;
@@ -204,6 +249,7 @@ std::vector<std::string> CSystemCallLog::FindNamedTooEarly() const
 // The linker leads the program's calls here, as --wrap tells it to; see CMakeLists.txt.
 extern "C" {
 ssize_t RealWrite(int descriptor, const void* data, size_t size) asm("__real_write");
+int RealClose(int descriptor) asm("__real_close");
 int RealSync(int descriptor) asm("__real_fsync");
 int RealLink(const char* from, const char* to) asm("__real_link");
 int RealLinkAt(int fromFolder, const char* from, int toFolder, const char* to,
@@ -213,6 +259,7 @@ int RealRenameAt(int fromFolder, const char* from, int toFolder, const char* to,
                  unsigned flags) asm("__real_renameat2");
 
 ssize_t LoggedWrite(int descriptor, const void* data, size_t size) asm("__wrap_write");
+int LoggedClose(int descriptor) asm("__wrap_close");
 int LoggedSync(int descriptor) asm("__wrap_fsync");
 int LoggedSyncAll(int descriptor) asm("__wrap_syncfs");
 int LoggedLink(const char* from, const char* to) asm("__wrap_link");
@@ -229,6 +276,19 @@ ssize_t LoggedWrite(int descriptor, const void* data, size_t size)
 {
     return FileTest::note({Log::Kind::Write, FileTest::numberOf(descriptor), 0, {}},
                           [&] { return RealWrite(descriptor, data, size); });
+}
+
+int LoggedClose(int descriptor)
+{
+    // A failing one closes all the same.
+    if (const int error = Log::FindFailure(Log::Kind::Close); error != 0)
+    {
+        RealClose(descriptor);
+        errno = error;
+        return -1;
+    }
+    return FileTest::note({Log::Kind::Close, FileTest::numberOf(descriptor), 0, {}},
+                          [&] { return RealClose(descriptor); });
 }
 
 int LoggedSync(int descriptor)

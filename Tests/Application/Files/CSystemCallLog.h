@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,6 +23,7 @@ public:
         SyncFile,    ///< its data and size are on the disk
         SyncFolder,  ///< the names in it are
         SyncAll,     ///< both are, of the whole file system
+        Close,
     };
 
     struct SCall
@@ -37,8 +39,15 @@ public:
     CSystemCallLog(const CSystemCallLog&) = delete;
     CSystemCallLog& operator=(const CSystemCallLog&) = delete;
 
-    /// From here on calls of that kind do nothing but fail with \p error.
+    /// From here on calls of that kind do nothing but fail with \p error; those that close a file
+    /// do that, as they do where they fail.
     void Fail(Kind kind, int error);
+
+    /// The same once a file got \p name; before, they are made as always.
+    void FailOnceNamed(const std::string& name, Kind kind, int error);
+
+    /// Calls \p action once, right after a file got \p name.
+    void DoOnceNamed(const std::string& name, std::function<void()> action);
 
     [[nodiscard]] std::size_t Count(Kind kind) const;
 
@@ -57,6 +66,9 @@ public:
     /// The names that were given to files whose data was not on the disk at that moment.
     [[nodiscard]] std::vector<std::string> FindNamedTooEarly() const;
 
+    /// Whether there is an object of this class.
+    [[nodiscard]] static bool IsWatched();
+
     /// What calls of that kind fail with now; 0 when they do not.
     [[nodiscard]] static int FindFailure(Kind kind);
 
@@ -64,8 +76,19 @@ public:
     static void Note(SCall call);
 
 private:
+    struct SFailure
+    {
+        Kind kind{};
+        int error = 0;
+        std::string name;  ///< given before it begins; empty where it begins at once
+    };
+
+    [[nodiscard]] bool hasNamed(const std::string& name) const;
+
     std::vector<SCall> m_calls;
-    std::vector<std::pair<Kind, int>> m_failures;
+    std::vector<SFailure> m_failures;
+    std::string m_awaited;
+    std::function<void()> m_action;
 };
 
 }  // namespace FileTest

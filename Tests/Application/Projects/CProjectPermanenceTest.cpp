@@ -104,6 +104,33 @@ TEST_P(CProjectPermanenceTest, Commit_FlagsThatTheDiskRefusesLeaveTheProjectAsIt
     EXPECT_EQ(snapshot(), before);
 }
 
+TEST_P(CProjectPermanenceTest, Commit_FlagsThatClosingRefusesLeaveTheProjectAsItWas)
+{
+    edit().Commit("edit", makeFlags(1));
+    const auto before = snapshot();
+    {
+        CProject open = edit();
+        CSystemCallLog log;
+        log.Fail(Kind::Close, EIO);
+        EXPECT_THROW(open.Commit("edit", makeFlags(2)), COutputError);
+        EXPECT_THROW(open.Undo(1), COutputError);
+    }
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_P(CProjectPermanenceTest, Commit_ClosingThatFailsBehindTheProjectFileIsNoFailure)
+{
+    edit().Commit("edit", makeFlags(1));
+    {
+        CProject open = edit();
+        CSystemCallLog log;
+        log.FailOnceNamed("p.veko2.json", Kind::Close, EIO);
+        EXPECT_NO_THROW(open.Commit("edit", makeFlags(2)));
+    }
+    EXPECT_EQ(openMessage(), "");
+    EXPECT_EQ(read(0), Words(3, {2}));
+}
+
 INSTANTIATE_TEST_SUITE_P(FewAndManyScans, CProjectPermanenceTest, testing::Values(1, 2, 12));
 
 }  // namespace

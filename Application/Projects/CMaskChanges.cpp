@@ -118,7 +118,7 @@ std::uint64_t CMaskChanges::Write(const std::filesystem::path& file,
     Append(header, Checksum(content));
     Append(header, std::uint32_t{0});
 
-    CReplacementFile output(file, true);
+    CReplacementFile output(file, false);
     output.Write(header);
     output.Write(content);
     output.Commit(CReplacementFile::Permanence::Later);

@@ -51,9 +51,9 @@ public:
         Back,     ///< from after the edit to before it
     };
 
-    /// Writes \p file, replacing it, and returns its size. To make it permanent is left to
+    /// Writes \p file and returns its size. To make it permanent is left to
     /// CReplacementFile::MakePermanent().
-    /// @throw COutputError when it cannot be written.
+    /// @throw COutputError when it exists or cannot be written.
     static std::uint64_t Write(const std::filesystem::path& file, const std::vector<SScan>& scans);
 
     /// Checks every byte, and holds the file mapped.

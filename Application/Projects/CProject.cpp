@@ -385,7 +385,7 @@ std::vector<std::string> CProject::writeFlags(SProjectDocument& document, std::u
         if (IsAnySet(entry.words))
         {
             name = CProjectFolder::MakeFlagFileName(number, entry.scan);
-            CFlagFile::Write(m_folder.GetPath(name), entry.words, true,
+            CFlagFile::Write(m_folder.GetPath(name), entry.words, false,
                              CReplacementFile::Permanence::Later);
             names.push_back(name);
         }

@@ -1,7 +1,11 @@
 #include "Application/Projects/CProjectFolder.h"
 
+#include <dirent.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -55,15 +59,28 @@ std::optional<std::uint64_t> ParseName(std::string_view name)
 /// Of the kind that is removed with other unfinished files as soon as there is a project.
 constexpr std::string_view c_markName = ".veko2-new-project.part";
 
-std::vector<std::string> ListNames(const std::filesystem::path& folder)
+struct SFolderCloser
+{
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+/// What is in a folder; \p error tells whether some of it could not be read. The standard
+/// library's iterator ends the program where there is no memory for a name.
+std::vector<std::string> ListNames(const std::filesystem::path& folder, std::error_code& error)
 {
     std::vector<std::string> names;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error))
+    const std::unique_ptr<DIR, SFolderCloser> opened(::opendir(folder.c_str()));
+    while (opened)
     {
-        names.push_back(entry->path().filename().string());
+        errno = 0;
+        const dirent* const entry = ::readdir(opened.get());
+        if (entry == nullptr)
+        {
+            break;
+        }
+        names.emplace_back(entry->d_name);
     }
+    error.assign(errno, std::generic_category());
     return names;
 }
 
@@ -108,7 +125,13 @@ void CProjectFolder::Mark() const
 std::uint64_t CProjectFolder::FindFreeNumber() const
 {
     std::uint64_t free = 1;
-    for (const std::string& name : ListNames(m_path))
+    std::error_code error;
+    const std::vector<std::string> names = ListNames(m_path, error);
+    if (error)
+    {
+        throw COutputError(m_path, "cannot be listed: " + error.message());
+    }
+    for (const std::string& name : names)
     {
         if (const auto number = ParseName(name))
         {
@@ -145,12 +168,12 @@ bool CProjectFolder::IsEditFileName(std::string_view name)
 
 void CProjectFolder::RemoveAllBut(const std::set<std::string>& names) const
 {
-    for (const std::string& name : ListNames(m_path))
+    std::error_code ignored;
+    for (const std::string& name : ListNames(m_path, ignored))
     {
         if ((ParseName(name).has_value() && names.count(name) == 0) ||
             CReplacementFile::IsUnfinishedName(name))
         {
-            std::error_code ignored;
             std::filesystem::remove(m_path / name, ignored);
         }
     }

@@ -46,7 +46,7 @@ public:
     }
 
     /// A number whose names no file in the folder has.
-    /// @throw COutputError when there is none left.
+    /// @throw COutputError when there is none left, or the folder cannot be listed whole.
     [[nodiscard]] std::uint64_t FindFreeNumber() const;
 
     /// The names of the flags of scan \p index, and of the edit, of the step \p number.

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "Application/Files/CInputError.h"
+#include "Application/Files/COutputError.h"
 #include "Tests/Application/Files/FileTestSupport.h"
 
 namespace
@@ -50,6 +51,14 @@ protected:
 TEST_F(CMaskChangesTest, Write_AnswersTheSizeOfTheFile)
 {
     EXPECT_EQ(FileTest::ReadAll(m_folder / "edit").size(), m_size);
+}
+
+TEST_F(CMaskChangesTest, Write_NeverReplaces)
+{
+    const std::string before = FileTest::ReadAll(m_folder / "edit");
+    EXPECT_THROW((void)CMaskChanges::Write(m_folder / "edit", {{c_first, 2, {}, m_otherAfter}}),
+                 Application::COutputError);
+    EXPECT_EQ(FileTest::ReadAll(m_folder / "edit"), before);
 }
 
 TEST_F(CMaskChangesTest, Read_FindsEveryScan)

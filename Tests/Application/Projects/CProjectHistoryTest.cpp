@@ -4,7 +4,9 @@
 
 #include "Application/Files/COutputError.h"
 #include "Application/Projects/CProject.h"
+#include "Tests/Application/Files/CSystemCallLog.h"
 #include "Tests/Application/Projects/CProjectTestFixture.h"
+#include "Tests/Support/Allocations.h"
 
 // The edits of a project: making, undoing and redoing them.
 
@@ -111,6 +113,26 @@ TEST_F(CProjectHistoryTest, Commit_NumbersNeverBeginAgain)
     const auto before = snapshot();
     EXPECT_THROW(commit(0, 2), COutputError);
     EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectHistoryTest, FindFreeNumber_RefusesToGuessWhereTheFolderCannotBeListed)
+{
+    const Application::CProjectFolder folder(project(), Application::CFolderLock::Kind::Exclusive);
+    std::filesystem::rename(data(""), m_folder / "aside");
+    EXPECT_THROW((void)folder.FindFreeNumber(), COutputError);
+}
+
+TEST_F(CProjectHistoryTest, Commit_NeverReplacesFlags)
+{
+    commit(0, 1);
+    {
+        CProject open = edit();
+        FileTest::CSystemCallLog log;
+        log.DoOnceNamed("2-0.flags", [&] { FileTest::WriteAll(data("2-1.flags"), "x"); });
+        EXPECT_THROW(open.Commit("edit", {{0, Words(3, {2})}, {1, Words(3, {2})}}), COutputError);
+    }
+    EXPECT_EQ(read(0), Words(3, {1}));
+    EXPECT_TRUE(read(1).empty());
 }
 
 TEST_F(CProjectHistoryTest, Commit_LeavesFilesOfOtherNamesAlone)

@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <map>
+#include <new>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 
 #include "Application/Files/CInputError.h"
@@ -177,7 +181,7 @@ CProject CProject::Create(const std::filesystem::path& file, SProjectDocument do
         document.numDone = 0;
         const auto names = project.writeFlags(document, project.m_folder.FindFreeNumber(), flags);
         CReplacementFile::MakePermanent(folder, names);
-        project.write(document, force);
+        project.write(std::move(document), force);
         return project;
     }
     catch (...)
@@ -253,7 +257,7 @@ std::size_t CProject::Commit(const std::string& command, const std::vector<SNewF
         document.edits.push_back({edit, command, bytes});
         document.numDone = document.edits.size();
         const std::size_t numDropped = DropOldest(document);
-        write(document, true);
+        write(std::move(document), true);
         return numDropped;
     }
     catch (...)
@@ -321,7 +325,7 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
     {
         CReplacementFile::MakePermanent(m_folder.GetPath(),
                                         writeFlags(document, m_folder.FindFreeNumber(), changed));
-        write(document, true);
+        write(std::move(document), true);
     }
     catch (...)
     {
@@ -393,7 +397,8 @@ std::vector<std::string> CProject::writeFlags(SProjectDocument& document, std::u
     return names;
 }
 
-void CProject::write(const SProjectDocument& document, bool force)
+/// Whatever it throws, the project file is what it was.
+void CProject::write(SProjectDocument document, bool force)
 {
     CReplacementFile file(m_file, force);
     file.Write(PrintProject(document, m_file));
@@ -406,22 +411,32 @@ void CProject::write(const SProjectDocument& document, bool force)
             m_flagChecksums.erase(m_document.scans[scan].key);
         }
     }
-    m_document = document;
+    static_assert(std::is_nothrow_move_assignable_v<SProjectDocument>);
+    m_document = std::move(document);
     removeOthers();
 }
 
+/// Removes the files that no longer count, or leaves them to the next edit.
 void CProject::removeOthers() const
 {
-    std::set<std::string> names;
-    for (const SProjectScan& scan : m_document.scans)
+    try
     {
-        names.insert(scan.flags);
+        std::set<std::string> names;
+        for (const SProjectScan& scan : m_document.scans)
+        {
+            names.insert(scan.flags);
+        }
+        for (const SProjectEdit& edit : m_document.edits)
+        {
+            names.insert(edit.file);
+        }
+        m_folder.RemoveAllBut(names);
     }
-    for (const SProjectEdit& edit : m_document.edits)
+    catch (const std::bad_alloc&)
     {
-        names.insert(edit.file);
+        // The project is what it shall be with or without them.
+        return;
     }
-    m_folder.RemoveAllBut(names);
 }
 
 }  // namespace Application

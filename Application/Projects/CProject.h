@@ -113,7 +113,7 @@ private:
     [[nodiscard]] std::vector<std::string> writeFlags(SProjectDocument& document,
                                                       std::uint64_t number,
                                                       const std::vector<SNewFlags>& flags) const;
-    void write(const SProjectDocument& document, bool force);
+    void write(SProjectDocument document, bool force);
     void removeOthers() const;
 
     std::filesystem::path m_file;

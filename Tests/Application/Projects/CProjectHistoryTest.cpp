@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <new>
 
 #include "Application/Files/COutputError.h"
 #include "Application/Projects/CProject.h"
@@ -180,6 +181,48 @@ TEST_F(CProjectHistoryTest, Commit_AFailureLeavesTheProjectAsItWas)
     std::filesystem::remove(project());
     std::filesystem::rename(m_folder / "aside", project());
     EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectHistoryTest, Commit_MemoryThatRunsOutAtItsEndLeavesTheProjectWhole)
+{
+    const std::string command = "edit";
+    const std::vector<CProject::SNewFlags> flags{{0, Words(3, {2})}};
+    const auto begin = [&] {
+        create(1U << 20U);
+        commit(0, 1);
+        return edit();
+    };
+    std::size_t numAllocations = 0;
+    {
+        CProject open = begin();
+        const std::size_t before = TestSupport::GetAllocationCount();
+        open.Commit(command, flags);
+        numAllocations = TestSupport::GetAllocationCount() - before;
+    }
+    // From the last one back to the first that comes before the project file is replaced.
+    bool isDone = true;
+    std::size_t fromEnd = 0;
+    for (; isDone && fromEnd < numAllocations; ++fromEnd)
+    {
+        {
+            CProject open = begin();
+            try
+            {
+                const TestSupport::CAllocationFaults faults(numAllocations - fromEnd,
+                                                            TestSupport::EFailing::FromThereOn);
+                open.Commit(command, flags);
+            }
+            catch (const std::bad_alloc&)
+            {
+                isDone = false;
+            }
+            EXPECT_EQ(open.GetDocument().edits.size(), isDone ? 2U : 1U) << fromEnd;
+        }
+        EXPECT_EQ(openMessage(), "") << fromEnd;
+        EXPECT_EQ(read(0), Words(3, {static_cast<std::uint16_t>(isDone ? 2 : 1)})) << fromEnd;
+    }
+    EXPECT_FALSE(isDone);
+    EXPECT_GT(fromEnd, 1U);
 }
 
 TEST_F(CProjectHistoryTest, Commit_ThroughASymbolicLinkChangesTheProjectBehindIt)

@@ -91,6 +91,33 @@ auto WithHistoryHelp(const std::filesystem::path& project, Read&& read)
     }
 }
 
+/// @throw std::invalid_argument when the scans of a project cannot have these flags.
+void CheckFlags(const SProjectDocument& document, const std::vector<CProject::SNewFlags>& flags)
+{
+    std::vector<bool> isNamed(document.scans.size());
+    for (const CProject::SNewFlags& entry : flags)
+    {
+        const std::string subject = "flags of scan " + std::to_string(entry.scan) + ": ";
+        if (entry.scan >= document.scans.size())
+        {
+            throw std::invalid_argument(subject + "the project has " +
+                                        std::to_string(document.scans.size()) + " scans");
+        }
+        const std::uint64_t points = document.scans[entry.scan].points;
+        if (!entry.words.empty() && entry.words.size() != points)
+        {
+            throw std::invalid_argument(subject + std::to_string(entry.words.size()) +
+                                        " words, but the scan has " + std::to_string(points) +
+                                        " points");
+        }
+        if (isNamed[entry.scan])
+        {
+            throw std::invalid_argument(subject + "named twice");
+        }
+        isNamed[entry.scan] = true;
+    }
+}
+
 /// Takes the oldest edits off until the history fits its budget, but never the newest that is done.
 std::size_t DropOldest(SProjectDocument& document)
 {
@@ -159,6 +186,7 @@ void CProject::CheckCreate(const std::filesystem::path& file, bool force)
 CProject CProject::Create(const std::filesystem::path& file, SProjectDocument document,
                           const std::vector<SNewFlags>& flags, bool force)
 {
+    CheckFlags(document, flags);
     CheckCreate(file, force);
     const std::filesystem::path folder = CProjectFolder::Find(file);
     std::error_code error;
@@ -236,6 +264,7 @@ CProject::Words CProject::readFlagFile(const SProjectScan& entry) const
 
 std::size_t CProject::Commit(const std::string& command, const std::vector<SNewFlags>& changed)
 {
+    CheckFlags(m_document, changed);
     SProjectDocument document = m_document;
     const std::uint64_t number = m_folder.FindFreeNumber();
     std::vector<Words> before;

@@ -66,7 +66,9 @@ public:
     /// Writes a new project with the flags given, and opens it for editing. Its history is empty.
     /// With \p force a project that is there is replaced; its history is given up then. A process
     /// that is killed meanwhile leaves no project, and nothing in the way of the next Create().
-    /// @throw COutputError when CheckCreate() does, or it cannot be written.
+    /// @throw std::invalid_argument when \p flags name a scan that \p document does not have, or
+    /// one twice, or are not one word per point; COutputError when CheckCreate() does, or it cannot
+    /// be written.
     static CProject Create(const std::filesystem::path& file, SProjectDocument document,
                            const std::vector<SNewFlags>& flags, bool force);
 
@@ -92,7 +94,9 @@ public:
     /// Makes \p changed, which must not be empty, the project's flags, as one edit that can be
     /// undone. What was undone before can no longer be redone. Returns how many of the oldest edits
     /// were dropped because the history had grown beyond its budget; the newest is always kept.
-    /// @throw COutputError when it cannot be written; the project is what it was then.
+    /// @throw std::invalid_argument when \p changed names a scan that there is not, or one twice,
+    /// or has flags that are not one word per point; COutputError when it cannot be written. The
+    /// project is what it was then.
     std::size_t Commit(const std::string& command, const std::vector<SNewFlags>& changed);
 
     /// Takes the last \p count edits back, or all that there are.

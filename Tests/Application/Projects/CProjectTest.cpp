@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <optional>
+#include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "Application/Files/COutputError.h"
 #include "Tests/Application/Projects/CProjectTestFixture.h"
@@ -112,6 +115,45 @@ TEST_F(CProjectTest, Create_GivesTheOldHistoryUp)
     create(100);
     EXPECT_TRUE(read(0).empty());
     EXPECT_THAT(listData(), IsEmpty());
+}
+
+/// Flags that the project of the tests cannot have, and what is said of them.
+const std::pair<std::vector<CProject::SNewFlags>, const char*> c_wrongFlags[] = {
+    {{{0, {{1}, {2}, {3}}}, {2, {}}}, "flags of scan 2: the project has 2 scans"},
+    {{{1, {{1}, {2}}}}, "flags of scan 1: 2 words, but the scan has 3 points"},
+    {{{1, {{1}, {2}, {3}, {4}}}}, "flags of scan 1: 4 words, but the scan has 3 points"},
+    {{{1, {}}, {0, {}}, {1, {}}}, "flags of scan 1: named twice"},
+};
+
+TEST_F(CProjectTest, Commit_RefusesFlagsThatTheProjectCannotHave)
+{
+    commit(0, 8);
+    const auto before = snapshot();
+    for (const auto& [flags, message] : c_wrongFlags)
+    {
+        CProject open = edit();
+        const auto& wrong = flags;
+        EXPECT_THAT([&] { open.Commit("edit", wrong); },
+                    testing::ThrowsMessage<std::invalid_argument>(message));
+    }
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectTest, Create_RefusesFlagsThatTheProjectCannotHave)
+{
+    commit(0, 8);
+    const SProjectDocument document = edit().GetDocument();
+    const auto before = snapshot();
+    for (const auto& [flags, message] : c_wrongFlags)
+    {
+        const auto& wrong = flags;
+        EXPECT_THAT([&] { CProject::Create(project(), document, wrong, true); },
+                    testing::ThrowsMessage<std::invalid_argument>(message));
+        EXPECT_THAT([&] { CProject::Create(m_folder / "q.json", document, wrong, false); },
+                    testing::ThrowsMessage<std::invalid_argument>(message));
+    }
+    EXPECT_EQ(snapshot(), before);
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "q.data"));
 }
 
 TEST_F(CProjectTest, GetScanPath_StartsAtTheProject)

@@ -21,6 +21,16 @@ std::string_view FirstWord(std::string_view line)
 
 }  // namespace
 
+void CPlyFlagWriter::Check(const SPlyDocument& document)
+{
+    if (document.GetVertices().FindProperty(c_propertyName))
+    {
+        throw CInputError(document.source.path, "the vertices have a property '" +
+                                                    std::string(c_propertyName) +
+                                                    "' already; start from a file without it");
+    }
+}
+
 CPlyFlagWriter::CPlyFlagWriter(const SPlyDocument& document,
                                std::span<const Base::CSurfelBitMask> flags)
     : m_document(document), m_flags(flags)
@@ -28,12 +38,6 @@ CPlyFlagWriter::CPlyFlagWriter(const SPlyDocument& document,
 
 void CPlyFlagWriter::Write(CReplacementFile& file, const ProgressCallback& progress) const
 {
-    if (m_document.GetVertices().FindProperty(c_propertyName))
-    {
-        throw CInputError(m_document.source.path, "the vertices have a property '" +
-                                                      std::string(c_propertyName) +
-                                                      "' already; start from a file without it");
-    }
     const auto bytes = m_document.source.bytes;
     CProgress steps(progress, bytes.size());
     const std::size_t begin = m_document.tables[m_document.vertexElement].begin;

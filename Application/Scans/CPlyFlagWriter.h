@@ -20,10 +20,13 @@ class CPlyFlagWriter
 public:
     static constexpr std::string_view c_propertyName = "veko2_flags";
 
-    /// Both must live. \p flags has one word per vertex, or none, which stands for words of 0.
+    /// @throw CInputError when the vertices have a property of that name already.
+    static void Check(const SPlyDocument& document);
+
+    /// Both must live. \p document has passed Check(). \p flags has one word per vertex, or none,
+    /// which stands for words of 0.
     CPlyFlagWriter(const SPlyDocument& document, std::span<const Base::CSurfelBitMask> flags);
 
-    /// @throw CInputError when the vertices have a property of that name already.
     /// @throw COutputError when the file cannot be written.
     void Write(CReplacementFile& file, const ProgressCallback& progress) const;
 

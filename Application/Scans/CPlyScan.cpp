@@ -288,11 +288,16 @@ void CPlyScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
     CPlyCutWriter(m_document, kept).Write(file, progress);
 }
 
-bool CPlyScan::WriteFlagged(CReplacementFile& file, std::span<const Base::CSurfelBitMask> flags,
+bool CPlyScan::CheckFlaggable() const
+{
+    CPlyFlagWriter::Check(m_document);
+    return true;
+}
+
+void CPlyScan::WriteFlagged(CReplacementFile& file, std::span<const Base::CSurfelBitMask> flags,
                             const ProgressCallback& progress) const
 {
     CPlyFlagWriter(m_document, flags).Write(file, progress);
-    return true;
 }
 
 }  // namespace Application

@@ -32,9 +32,9 @@ public:
     [[nodiscard]] SScanDescription Describe() const override;
     void WriteKept(CReplacementFile& file, const CKeptPoints& kept,
                    const ProgressCallback& progress) const override;
-    [[nodiscard]] bool WriteFlagged(CReplacementFile& file,
-                                    std::span<const Base::CSurfelBitMask> flags,
-                                    const ProgressCallback& progress) const override;
+    [[nodiscard]] bool CheckFlaggable() const override;
+    void WriteFlagged(CReplacementFile& file, std::span<const Base::CSurfelBitMask> flags,
+                      const ProgressCallback& progress) const override;
 
 private:
     CPlyScan(SPlyDocument document, const ProgressCallback& progress);

@@ -125,6 +125,16 @@ void CScanFile::WriteKept(const std::filesystem::path& target, const CKeptPoints
     }
 }
 
+void CScanFile::CheckFlaggable() const
+{
+    if (!m_content->CheckFlaggable())
+    {
+        throw CInputError(m_path,
+                          "expected a PLY file, the only format whose points can get a property "
+                          "with their flags");
+    }
+}
+
 void CScanFile::WriteFlagged(const std::filesystem::path& target,
                              std::span<const Base::CSurfelBitMask> flags, bool force,
                              const ProgressCallback& progress) const
@@ -135,13 +145,9 @@ void CScanFile::WriteFlagged(const std::filesystem::path& target,
                                     " flag words for " + std::to_string(GetPointCount()) +
                                     " points");
     }
+    CheckFlaggable();
     CReplacementFile file(target, force);
-    if (!m_content->WriteFlagged(file, flags, progress))
-    {
-        throw CInputError(m_path,
-                          "expected a PLY file, the only format whose points can get a property "
-                          "with their flags");
-    }
+    m_content->WriteFlagged(file, flags, progress);
     CheckUnchanged();
     file.Commit();
     if (progress)

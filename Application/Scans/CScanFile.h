@@ -101,12 +101,15 @@ public:
     void WriteKept(const std::filesystem::path& target, const CKeptPoints& kept, bool force,
                    const ProgressCallback& progress = {}) const;
 
+    /// Asked before the first of several scans is written; WriteFlagged() asks by itself.
+    /// @throw CInputError when the file is no PLY file, or has a property "veko2_flags" already.
+    void CheckFlaggable() const;
+
     /// Writes the file again with all its points and, as one more property "ushort veko2_flags" of
     /// each, its flag word. Everything else stays byte for byte what it was. \p flags has one word
     /// per point, or none, which stands for words of 0. The target may be the scan file itself.
     /// @throw COutputError as WriteKept().
-    /// @throw CInputError when the file is no PLY file, or has that property already, or
-    /// CheckUnchanged() does.
+    /// @throw CInputError as CheckFlaggable() and CheckUnchanged().
     /// @throw std::invalid_argument when \p flags has neither one word per point nor none.
     void WriteFlagged(const std::filesystem::path& target,
                       std::span<const Base::CSurfelBitMask> flags, bool force,

@@ -52,14 +52,16 @@ public:
     virtual void WriteKept(CReplacementFile& file, const CKeptPoints& kept,
                            const ProgressCallback& progress) const = 0;
 
+    /// Whether WriteFlagged() can write: false in a format that has no such thing.
+    /// @throw CInputError when the points have a property of that name already.
+    [[nodiscard]] virtual bool CheckFlaggable() const { return false; }
+
     /// Writes the file with the points' flags, one word each or none, as one more property of
-    /// theirs. Answers false, without having written anything, in a format that has no such thing.
-    [[nodiscard]] virtual bool WriteFlagged(CReplacementFile& /*file*/,
-                                            std::span<const Base::CSurfelBitMask> /*flags*/,
-                                            const ProgressCallback& /*progress*/) const
-    {
-        return false;
-    }
+    /// theirs. To be called only where CheckFlaggable() answers true.
+    virtual void WriteFlagged(CReplacementFile& /*file*/,
+                              std::span<const Base::CSurfelBitMask> /*flags*/,
+                              const ProgressCallback& /*progress*/) const
+    {}
 
 protected:
     IScanContent() = default;

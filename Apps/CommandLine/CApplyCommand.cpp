@@ -111,6 +111,14 @@ SReport CApplyCommand::Run(CConsole& console)
     const CProject project = CProject::Open(m_project, CProject::Access::Read);
     const std::vector<SStation> stations =
         Application::LoadStations(project, MakeStepProgress(console, "Reading"));
+    if (m_isProperty)
+    {
+        // All of them, before the first is written.
+        for (const SStation& station : stations)
+        {
+            station.scan.CheckFlaggable();
+        }
+    }
     const std::vector<std::string> targets = MakeTargets(stations, m_folder);
     const std::string transforms = (fs::path(m_folder) / c_listName).string();
     const std::string list = MakeTransformList(project, targets, transforms);

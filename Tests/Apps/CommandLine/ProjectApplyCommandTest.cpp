@@ -103,4 +103,27 @@ TEST_F(ProjectApplyCommandTest, Apply_ThatIsRefusedLeavesNoFolder)
                   "expected a PLY file");
 }
 
+TEST_F(ProjectApplyCommandTest, Apply_WritesNoScanWhereOneCannotHaveTheProperty)
+{
+    write("c.obj", "v 0 0 0\n");
+    expectDone({"project", "create", "q.json", "a.ply", "c.obj"});
+    expectFailure({"apply", "q.json", "--output", "out", "--property"}, 3,
+                  "c.obj: expected a PLY file");
+}
+
+TEST_F(ProjectApplyCommandTest, Apply_WritesNoScanWhereOneHasThePropertyAlready)
+{
+    expectDone({"apply", "p.json", "--output", "out", "--property"});
+    expectDone({"project", "create", "q.json", "a.ply", "out/b.ply"});
+    expectFailure({"apply", "q.json", "--output", "again", "--property"}, 3,
+                  "out/b.ply: the vertices have a property 'veko2_flags' already");
+}
+
+TEST_F(ProjectApplyCommandTest, Apply_DryRunSaysThatAScanCannotHaveTheProperty)
+{
+    write("c.obj", "v 0 0 0\n");
+    expectDone({"project", "create", "q.json", "a.ply", "c.obj"});
+    expectFailure({"apply", "q.json", "--property", "--dry-run"}, 3, "c.obj: expected a PLY file");
+}
+
 }  // namespace

@@ -63,6 +63,18 @@ std::optional<std::int64_t> ParseInteger(std::string_view token)
     return isWhole ? std::optional(value) : std::nullopt;
 }
 
+std::size_t MeasureControlCharacter(std::string_view text)
+{
+    const auto at = [&](std::size_t index) {
+        return index < text.size() ? static_cast<unsigned char>(text[index]) : 0x20;
+    };
+    if (at(0) < 0x20 || at(0) == 0x7F)
+    {
+        return 1;
+    }
+    return at(0) == 0xC2 && at(1) >= 0x80 && at(1) <= 0x9F ? 2 : 0;
+}
+
 std::string Quote(std::string_view text)
 {
     if (text.empty())
@@ -70,10 +82,11 @@ std::string Quote(std::string_view text)
         return "the end of the line";
     }
     std::string quoted = "'";
-    for (const char character : text.substr(0, c_longestQuote))
+    for (std::string_view rest = text.substr(0, c_longestQuote); !rest.empty();)
     {
-        const bool isControl = static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
-        quoted += isControl ? '?' : character;
+        const std::size_t length = MeasureControlCharacter(rest);
+        quoted += length > 0 ? '?' : rest.front();
+        rest.remove_prefix(length > 0 ? length : 1);
     }
     return quoted + (text.size() > c_longestQuote ? "...'" : "'");
 }

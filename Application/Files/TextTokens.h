@@ -59,6 +59,10 @@ namespace Application
 /// The whole number that all of \p token spells, when 64 bits hold it.
 [[nodiscard]] std::optional<std::int64_t> ParseInteger(std::string_view token);
 
+/// How many bytes the control character takes that \p text begins with: 1 in ASCII, 2 for U+0080 to
+/// U+009F in UTF-8, which terminals obey as well; 0 where it begins with none.
+[[nodiscard]] std::size_t MeasureControlCharacter(std::string_view text);
+
 /// A piece of input for a message: in single quotes, shortened, without control characters; "the
 /// end of the line" when empty.
 [[nodiscard]] std::string Quote(std::string_view text);

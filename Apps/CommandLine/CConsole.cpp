@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "Application/Files/COutputError.h"
+#include "Application/Files/TextTokens.h"
 
 namespace CommandLine
 {
@@ -147,20 +148,23 @@ std::string EscapeControlCharacters(std::string_view text)
 {
     std::string escaped;
     escaped.reserve(text.size());
-    for (const char character : text)
+    while (!text.empty())
     {
-        const auto byte = static_cast<unsigned char>(character);
-        if ((byte < 0x20 && character != '\n') || byte == 0x7F)
+        const std::size_t length =
+            text.front() == '\n' ? 0 : Application::MeasureControlCharacter(text);
+        for (const char character : text.substr(0, length))
         {
             constexpr const char* c_digits = "0123456789abcdef";
+            const auto byte = static_cast<unsigned char>(character);
             escaped += "\\x";
             escaped += c_digits[byte >> 4];
             escaped += c_digits[byte & 0xF];
         }
-        else
+        if (length == 0)
         {
-            escaped += character;
+            escaped += text.front();
         }
+        text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return escaped;
 }

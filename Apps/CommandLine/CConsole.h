@@ -48,7 +48,7 @@ private:
     std::string m_shownProgress;
 };
 
-/// \p text with every control character but the line feed shown as `\xNN`.
+/// \p text with every byte of a control character but the line feed shown as `\xNN`.
 [[nodiscard]] std::string EscapeControlCharacters(std::string_view text);
 
 /// The number of columns of the terminal behind the file descriptor, or \p otherwise.

@@ -4,7 +4,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "Application/Files/CMappedFile.h"
 #include "Application/Files/CUnfinishedFile.h"
+#include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/ExitCode.h"
 #include "Apps/CommandLine/JsonDocuments.h"
 
@@ -86,14 +86,11 @@ void EndWithoutInput(int signal, siginfo_t* information, void* /*context*/)
         raise(signal);
         return;
     }
-    std::replace_if(
-        room, room + name.size(),
-        [](char character) { return static_cast<unsigned char>(character) < 0x20; }, '?');
     // It was reading that failed, and not the reservation of memory, so that there is some to be
     // had for the text.
     const std::string message =
         std::string(name) + ": was shortened, or its disk failed, while it was being read";
-    Print(STDERR_FILENO, "veko2: " + message + '\n');
+    Print(STDERR_FILENO, "veko2: " + EscapeControlCharacters(message) + '\n');
     End(PrintFailure(ExitCode::InputUnreadable, message));
 }
 

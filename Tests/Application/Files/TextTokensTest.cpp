@@ -94,6 +94,7 @@ TEST(Quote, ShortensAndHidesControlCharacters)
 {
     EXPECT_EQ(Quote("a b"), "'a b'");
     EXPECT_EQ(Quote("a\x01z\nz\x7F"), "'a?z?z?'");
+    EXPECT_EQ(Quote("a\xC2\x9Bz\xC2\xA0"), "'a?z\xC2\xA0'");
     EXPECT_EQ(Quote(""), "the end of the line");
     EXPECT_EQ(Quote(std::string(40, 'a')), "'" + std::string(40, 'a') + "'");
     EXPECT_EQ(Quote(std::string(41, 'a')), "'" + std::string(40, 'a') + "...'");

@@ -197,7 +197,7 @@ TEST_F(CInterruptionTest, EndAtOnceWithJson_StillPrintsOneDocument)
 TEST_F(CInterruptionTest, InputThatIsShortenedWithJson_StillPrintsOneDocument)
 {
     // Of holes only: it takes no room, and a while to read.
-    const std::string name = "two\nlines \xff.ply";
+    const std::string name = "two\nlines \xff\xc2\x9b.ply";
     const std::string header =
         "ply\nformat binary_little_endian 1.0\nelement vertex 100000000\n"
         "property float x\nproperty float y\nproperty float z\nend_header\n";
@@ -214,7 +214,7 @@ TEST_F(CInterruptionTest, InputThatIsShortenedWithJson_StillPrintsOneDocument)
     };
     const auto result = run({"info", name, "--json"}, {.whileRunning = shorten});
     EXPECT_EQ(result.exitCode, 3) << result.err;
-    EXPECT_THAT(result.err, testing::HasSubstr("was shortened"));
+    EXPECT_THAT(result.err, testing::HasSubstr("\\xc2\\x9b.ply: was shortened"));
     const auto document = nlohmann::json::parse(result.out);
     EXPECT_EQ(document["error"]["code"], 3);
     EXPECT_THAT(document["error"]["message"].get<std::string>(),

@@ -1,5 +1,6 @@
 #include "Application/Files/TextTokens.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <system_error>
@@ -18,20 +19,24 @@ constexpr std::size_t c_longestQuote = 40;
     return isSigned ? token.substr(1) : token;
 }
 
-/// A number outside the range of double: 0 when its exponent is negative, else an infinity.
+/// A number outside the range of double: 0 when its first digit but zeros stands behind the point,
+/// moved by the exponent, else an infinity.
 [[nodiscard]] double saturate(std::string_view token)
 {
-    const bool isNegative = token.front() == '-';
-    const std::size_t exponent = token.find_first_of("eE");
-    bool isTiny = exponent != std::string_view::npos && exponent + 1 < token.size() &&
-                  token[exponent + 1] == '-';
-    if (exponent == std::string_view::npos)
+    const std::size_t end = token.find_first_of("eE");
+    const std::string_view digits = token.substr(0, end);
+    const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+    const auto first = static_cast<std::int64_t>(digits.find_first_of("123456789"));
+    const std::int64_t power = first < point ? point - first - 1 : point - first;
+    std::int64_t exponent = 0;
+    if (end != std::string_view::npos)
     {
-        const std::size_t first = token.find_first_of("123456789.");
-        isTiny = first != std::string_view::npos && token[first] == '.';
+        using Limits = std::numeric_limits<std::int64_t>;
+        exponent = ParseInteger(token.substr(end + 1))
+                       .value_or(token[end + 1] == '-' ? Limits::min() : Limits::max());
     }
-    const double magnitude = isTiny ? 0.0 : std::numeric_limits<double>::infinity();
-    return isNegative ? -magnitude : magnitude;
+    const double magnitude = exponent < -power ? 0.0 : std::numeric_limits<double>::infinity();
+    return token.front() == '-' ? -magnitude : magnitude;
 }
 
 }  // namespace

@@ -56,6 +56,29 @@ TEST(ParseReal, BeyondTheRangeIsInfinityOrZero)
     EXPECT_EQ(ParseReal("1" + std::string(400, '0')), infinity);
     EXPECT_EQ(ParseReal("0." + std::string(400, '0') + "1"), 0.0);
     EXPECT_EQ(ParseReal("5e-324"), 5e-324);
+    EXPECT_EQ(ParseReal("0e999"), 0.0);
+}
+
+TEST(ParseReal, BeyondTheRangeTheFirstDigitCountsWithTheExponent)
+{
+    const double infinity = std::numeric_limits<double>::infinity();
+    const std::string zeros(400, '0');
+
+    EXPECT_EQ(ParseReal("0." + zeros + "1e5"), 0.0);
+    EXPECT_EQ(ParseReal("1" + zeros + "e-5"), infinity);
+    EXPECT_EQ(ParseReal("-00." + zeros + "1E+5"), 0.0);
+    EXPECT_TRUE(std::signbit(ParseReal("-00." + zeros + "1E+5").value()));
+    EXPECT_EQ(ParseReal("-001" + zeros + ".5e-5"), -infinity);
+    EXPECT_EQ(ParseReal("1e-99999999999999999999"), 0.0);
+    EXPECT_EQ(ParseReal("0.001e+99999999999999999999"), infinity);
+}
+
+TEST(ParseReal, AnExponentMayBringLongDigitsBackIntoTheRange)
+{
+    const std::string zeros(400, '0');
+
+    EXPECT_EQ(ParseReal("0." + zeros + "1e401"), 1.0);
+    EXPECT_EQ(ParseReal("1" + zeros + "e-400"), 1.0);
 }
 
 TEST(ParseReal, LocaleDoesNotMatter)

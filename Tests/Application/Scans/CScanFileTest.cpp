@@ -172,6 +172,23 @@ TEST_P(EveryKind, ProgressThatThrowsLeavesNoFile)
     EXPECT_TRUE(folder.List().empty());
 }
 
+TEST_P(EveryKind, ProgressThatThrowsAtTheEndTakesNothingBack)
+{
+    const CTemporaryFolder folder;
+    const std::string content = makeContent(GetParam());
+    const CScanFile scan = ScanTest::ParseScan(content, GetParam());
+
+    EXPECT_THROW(scan.WriteKept(folder / "cut", CKeptPoints({}), false,
+                                [](double done) {
+                                    if (done == 1.0)
+                                    {
+                                        throw std::runtime_error("stop");
+                                    }
+                                }),
+                 std::runtime_error);
+    EXPECT_EQ(ScanTest::ReadAll(folder / "cut"), content);
+}
+
 TEST_P(EveryKind, WriteKept_AScanThatWasWrittenToMeanwhileIsRefused)
 {
     const CTemporaryFolder folder;

@@ -54,7 +54,7 @@ public:
                         std::uint32_t end) const;
 
 private:
-    const SCutRegion& m_region;
+    SCutRegion m_region;
     std::shared_ptr<const Base::ISurfelCollection> m_collection;
     LqMatrix4Rf m_combined;
 };

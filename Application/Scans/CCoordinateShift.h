@@ -38,6 +38,13 @@ public:
                 static_cast<float>(z - m_offset[2])};
     }
 
+    /// A normal, which stays the same around any origin.
+    [[nodiscard]] static LqVector3f ConvertNormal(const std::array<double, 3>& normal)
+    {
+        return {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
+                static_cast<float>(normal[2])};
+    }
+
     /// Adds the offset back: the identity or a translation.
     [[nodiscard]] LqMatrix4Rd GetTransform() const;
 

@@ -26,12 +26,6 @@ namespace
 /// Stands for a vertex without a normal.
 constexpr std::uint32_t c_noNormal = std::numeric_limits<std::uint32_t>::max();
 
-[[nodiscard]] LqVector3f toNormal(const std::array<double, 3>& normal)
-{
-    return {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
-            static_cast<float>(normal[2])};
-}
-
 }  // namespace
 
 std::shared_ptr<const IScanContent> CObjScan::Parse(const SScanBytes& bytes,
@@ -106,7 +100,7 @@ void CObjScan::read(const ProgressCallback& progress)
         }
         else if (reader.GetStatement() == ObjStatement::Normal)
         {
-            fileNormals.push_back(toNormal(reader.ReadVector()));
+            fileNormals.push_back(CCoordinateShift::ConvertNormal(reader.ReadVector()));
         }
         else if (hasReferences(reader.GetStatement()))
         {

@@ -9,17 +9,6 @@
 namespace Application
 {
 
-namespace
-{
-
-[[nodiscard]] LqVector3f toNormal(const std::array<double, 3>& normal)
-{
-    return {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
-            static_cast<float>(normal[2])};
-}
-
-}  // namespace
-
 CPlyVertices::CPlyVertices(const SPlyDocument& document)
     : m_document(document), m_element(document.GetVertices())
 {
@@ -118,7 +107,8 @@ SPlyTable CPlyVertices::readFixed(CProgress& progress)
         arrays.normals.reserve(count);
         for (std::uint64_t index = 0; index < count; ++index)
         {
-            arrays.normals.push_back(toNormal(loadTriple(*m_normals, records + index * size)));
+            arrays.normals.push_back(
+                CCoordinateShift::ConvertNormal(loadTriple(*m_normals, records + index * size)));
         }
     }
     share(std::move(arrays), positions, normals);
@@ -155,7 +145,7 @@ SPlyTable CPlyVertices::readRecords(CProgress& progress)
         m_shift.Extend(x, y, z);
         if (m_normals.has_value())
         {
-            arrays.normals.push_back(toNormal(read(*m_normals)));
+            arrays.normals.push_back(CCoordinateShift::ConvertNormal(read(*m_normals)));
         }
         progress.Report(reader.GetEnd());
     }

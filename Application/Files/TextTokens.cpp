@@ -87,11 +87,12 @@ std::string Quote(std::string_view text)
         return "the end of the line";
     }
     std::string quoted = "'";
-    for (std::string_view rest = text.substr(0, c_longestQuote); !rest.empty();)
+    const std::string_view shown = text.substr(0, c_longestQuote);
+    for (std::size_t index = 0; index < shown.size();)
     {
-        const std::size_t length = MeasureControlCharacter(rest);
-        quoted += length > 0 ? '?' : rest.front();
-        rest.remove_prefix(length > 0 ? length : 1);
+        const std::size_t length = MeasureControlCharacter(shown.substr(index));
+        quoted += length > 0 ? '?' : shown[index];
+        index += length > 0 ? length : 1;
     }
     return quoted + (text.size() > c_longestQuote ? "...'" : "'");
 }

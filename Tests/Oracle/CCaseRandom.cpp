@@ -48,6 +48,35 @@ float CCaseRandom::Between(float low, float high)
 
 float CCaseRandom::DirectedFloat()
 {
+    const float value = chooseDirectedFloat();
+    remember(static_cast<double>(value));
+    return value;
+}
+
+double CCaseRandom::DirectedDouble()
+{
+    const double value = chooseDirectedDouble();
+    remember(value);
+    remember(static_cast<double>(static_cast<float>(value)));
+    return value;
+}
+
+std::uint64_t CCaseRandom::BitsOf(double value)
+{
+    return std::bit_cast<std::uint64_t>(std::isnan(value) ? Double::quiet_NaN() : value);
+}
+
+void CCaseRandom::remember(double value)
+{
+    const std::uint64_t bits = BitsOf(value);
+    if (bits != BitsOf(0.0) && bits != BitsOf(1.0))
+    {
+        m_directedBits.insert(bits);
+    }
+}
+
+float CCaseRandom::chooseDirectedFloat()
+{
     const float sign = OneIn(2) ? -1.0F : 1.0F;
     switch (Below(13))
     {
@@ -81,7 +110,7 @@ float CCaseRandom::DirectedFloat()
     }
 }
 
-double CCaseRandom::DirectedDouble()
+double CCaseRandom::chooseDirectedDouble()
 {
     const double sign = OneIn(2) ? -1.0 : 1.0;
     switch (Below(6))
@@ -106,7 +135,7 @@ double CCaseRandom::DirectedDouble()
         case 3:
             return std::bit_cast<double>(Bits());
         default:
-            return static_cast<double>(DirectedFloat());
+            return static_cast<double>(chooseDirectedFloat());
     }
 }
 
@@ -130,6 +159,16 @@ LqVector3f CCaseRandom::Point(float low, float high)
     const float x = Coordinate(low, high);
     const float y = Coordinate(low, high);
     return {x, y, Coordinate(low, high)};
+}
+
+LqVector3f CCaseRandom::WithDirected(LqVector3f point)
+{
+    if (m_isDirected && m_directedBits.empty())
+    {
+        float* const component = OneOf({&point.x, &point.y, &point.z});
+        *component = DirectedFloat();
+    }
+    return point;
 }
 
 LqMatrix4Rd CCaseRandom::Transform()

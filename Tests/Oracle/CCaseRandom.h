@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <span>
 #include <vector>
 
@@ -41,6 +42,14 @@ public:
     /// A double of these kinds, and of those that round to a float in a special way.
     [[nodiscard]] double DirectedDouble();
 
+    /// The bits of the directed floats and doubles so far, all as doubles; of a double that is no
+    /// float, its float's as well. All NaNs are one. Plain zeros and ones are left out, since there
+    /// are such in every case.
+    [[nodiscard]] const std::set<std::uint64_t>& GetDirectedBits() const { return m_directedBits; }
+
+    /// The bits with which a value is known to GetDirectedBits().
+    [[nodiscard]] static std::uint64_t BitsOf(double value);
+
     /// \p value, moved by up to two steps of its representation in some direction.
     [[nodiscard]] float Nudged(float value);
 
@@ -49,6 +58,9 @@ public:
 
     /// A point with such coordinates.
     [[nodiscard]] LqVector3f Point(float low, float high);
+
+    /// \p point, with a directed float in one component if this is a directed case without any yet.
+    [[nodiscard]] LqVector3f WithDirected(LqVector3f point);
 
     /// An affine, projective or arbitrary transform; with directed elements in directed cases.
     [[nodiscard]] LqMatrix4Rd Transform();
@@ -61,8 +73,13 @@ public:
     }
 
 private:
+    [[nodiscard]] float chooseDirectedFloat();
+    [[nodiscard]] double chooseDirectedDouble();
+    void remember(double value);
+
     std::uint64_t m_state;
     bool m_isDirected;
+    std::set<std::uint64_t> m_directedBits;
 };
 
 }  // namespace Oracle

@@ -114,6 +114,31 @@ std::uint64_t CNamedArrays::GetCount(const std::string& name) const
     return array.bytes.size() / array.BytesPerElement();
 }
 
+bool CNamedArrays::AnyNew(const std::function<bool(double)>& matches)
+{
+    bool found = false;
+    for (auto& [name, array] : m_arrays)
+    {
+        const std::size_t first = std::exchange(array.numSeenBytes, array.bytes.size());
+        const auto look = [&, &bytes = array.bytes]<typename T>(T value) {
+            for (std::size_t at = first; !found && at < bytes.size(); at += sizeof value)
+            {
+                std::memcpy(&value, bytes.data() + at, sizeof value);
+                found = matches(static_cast<double>(value));
+            }
+        };
+        if (array.type == typeName<float>())
+        {
+            look(0.0F);
+        }
+        else if (array.type == typeName<double>())
+        {
+            look(0.0);
+        }
+    }
+    return found;
+}
+
 std::size_t CNamedArrays::SArray::ValuesPerElement() const
 {
     std::size_t product = 1;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <span>
 #include <stdexcept>
@@ -78,6 +79,9 @@ public:
     /// The number of elements of an array.
     [[nodiscard]] std::uint64_t GetCount(const std::string& name) const;
 
+    /// Whether \p matches one of the floats and doubles that were appended since the last call.
+    [[nodiscard]] bool AnyNew(const std::function<bool(double)>& matches);
+
     /// All values of an array.
     template <typename T>
     [[nodiscard]] std::span<const T> Get(const std::string& name) const
@@ -105,6 +109,7 @@ private:
         ElementType type{};
         std::vector<std::uint64_t> width;
         std::vector<std::byte> bytes;
+        std::size_t numSeenBytes = 0;  ///< by AnyNew()
 
         [[nodiscard]] std::size_t ValuesPerElement() const;
         [[nodiscard]] std::size_t BytesPerElement() const;

@@ -81,10 +81,17 @@ void Run(std::map<std::string, std::string>& options)
         const std::uint64_t first = std::stoull(options["--first"]);
         const std::uint64_t count = std::stoull(options["--count"]);
         kinds[kind].declare(cases);
+        cases.Declare<std::uint8_t>("directed");
         for (std::uint64_t index = first; index < first + count; ++index)
         {
             CCaseRandom random(seed, kind, index);
             kinds[kind].generate(random, cases);
+            // Only what the case holds in the end counts, not what was chosen for it.
+            const auto& directed = random.GetDirectedBits();
+            const bool isHeld = cases.AnyNew([&](double value) {
+                return !directed.empty() && directed.contains(CCaseRandom::BitsOf(value));
+            });
+            cases.Append<std::uint8_t>("directed", isHeld ? 1 : 0);
         }
         cases.Write(options["--cases"]);
     }

@@ -64,7 +64,7 @@ void GenerateArithmeticCase(CCaseRandom& random, CNamedArrays& cases)
 {
     AppendMatrix(cases, "a", random.Transform());
     AppendMatrix(cases, "b", random.Transform());
-    AppendPoint(cases, "point", random.Point(-4.0F, 4.0F));
+    AppendPoint(cases, "point", random.WithDirected(random.Point(-4.0F, 4.0F)));
     cases.Append<float>("size", static_cast<float>(random.Below(5000)));
     const auto bits = static_cast<std::uint32_t>(random.Bits());
     cases.Append<float>("size", static_cast<float>(bits >> random.Below(32)));
@@ -149,15 +149,20 @@ void DeclareNormalCases(CNamedArrays& cases)
 
 void GenerateNormalCase(CCaseRandom& random, CNamedArrays& cases)
 {
-    LqVector3f vector = random.Point(-1.0F, 1.0F);
+    LqVector3f vector;
     if (random.OneIn(3))
     {
         // On the borders of the code's triangles.
         const auto step = [&] { return static_cast<float>(random.Below(129)); };
-        const float i = step();
-        vector = {random.Nudged(i), random.Nudged(step()), step()};
+        vector.x = random.Nudged(step());
+        vector.y = random.Nudged(step());
+        vector.z = step();
     }
-    AppendPoint(cases, "vector", vector);
+    else
+    {
+        vector = random.Point(-1.0F, 1.0F);
+    }
+    AppendPoint(cases, "vector", random.WithDirected(vector));
     cases.Append<std::uint16_t>("code", static_cast<std::uint16_t>(random.Bits()));
 }
 

@@ -18,7 +18,7 @@ try:
     import numpy as np
 except ImportError:
     print("Skipped: python3-numpy is not installed; scripts/install-dependencies installs it.")
-    sys.exit(0)
+    sys.exit(77)  # not 0: nothing was compared
 
 import arithmetic
 import cached_models
@@ -31,12 +31,14 @@ from arrays import read_arrays, write_arrays
 
 
 class Kind:
-    def __init__(self, answer, share, chunk, counted=None, needs_answers=False):
+    def __init__(self, answer, share, chunk, counted=None, needs_answers=False,
+                 has_floats=True):
         self.answer = answer
         self.share = share  # how many cases for each one that is asked for
         self.chunk = chunk  # how many are made at once
         self.counted = counted  # the offsets that tell how many surfels there were
         self.needs_answers = needs_answers
+        self.has_floats = has_floats
         self.has_kernels = counted is not None  # whether a loop does the work
 
 
@@ -44,7 +46,7 @@ KINDS = {
     "arithmetic": Kind(arithmetic.answer, 1, 50000),
     "box": Kind(arithmetic.answer_boxes, 1, 50000),
     "normal": Kind(normals.answer, 1, 100000, needs_answers=True),
-    "freeze": Kind(cut_operation.answer_freezing, 1, 50000),
+    "freeze": Kind(cut_operation.answer_freezing, 1, 50000, has_floats=False),
     "nearest": Kind(small_components.answer_nearest, 0.1, 2000, "query_offsets"),
     "cut": Kind(cutting.answer, 1, 4000, "position_offsets"),
     "cut-operation": Kind(cut_operation.answer, 0.1, 1000, "position_offsets"),
@@ -55,6 +57,8 @@ KINDS = {
 UNSIGNED_ZEROS = {"transformed_box"}
 # How many values of an array are shown when a case fails.
 SHOWN_VALUES = 48
+# One in so many cases holds a directed float at least.
+DIRECTED_INTERVAL = 5
 
 
 class Comparison:
@@ -75,31 +79,32 @@ class Comparison:
         return subprocess.Popen(command), cases, answers, kind
 
     def finish(self, started):
-        """The cases, and the names of the arrays that differ."""
+        """The cases, how many of them hold a directed float, and the arrays that differ."""
         process, cases_path, answers_path, kind = started
         if process.wait() != 0:
             raise SystemExit(f"{self.program[-1]} failed.")
         cases, answers = read_arrays(cases_path), read_arrays(answers_path)
         os.remove(cases_path)
         os.remove(answers_path)
+        directed = int(np.count_nonzero(cases.pop("directed", ())))
         with np.errstate(all="ignore"):
             if KINDS[kind].needs_answers:
                 expected = KINDS[kind].answer(cases, answers)
             else:
                 expected = KINDS[kind].answer(cases)
-        return cases, differences(answers, expected)
+        return cases, directed, differences(answers, expected)
 
     def compare(self, kind, cases):
         """The arrays that differ in the answers to given cases."""
         write_arrays(os.path.join(self.folder, "cases0"), cases)
-        return self.finish(self.start(kind, None, 0, 0, 0))[1]
+        return self.finish(self.start(kind, None, 0, 0, 0))[2]
 
     def run(self, kind, seed, first, count):
         return self.finish(self.start(kind, seed, first, count, 0))
 
     def failing_cases(self, kind, seed, first, count, limit):
         """The single cases that fail, found by halving, and how large each is."""
-        cases, different = self.run(kind, seed, first, count)
+        cases, _, different = self.run(kind, seed, first, count)
         if not different:
             return []
         if count == 1:
@@ -165,10 +170,14 @@ def report(comparison, kind, seed, first, count):
 
 
 def check(comparison, kind, seed, first, count):
-    """Compares that many cases in chunks; the number of surfels, or None after a difference."""
+    """Compares that many cases in chunks.
+
+    Returns how many of them hold a directed float and the number of surfels, or None after a
+    difference.
+    """
     chunk = KINDS[kind].chunk
     starts = list(range(first, first + count, chunk))
-    surfels = 0
+    all_directed, surfels = 0, 0
 
     def start(position):
         at = starts[position]
@@ -178,16 +187,17 @@ def check(comparison, kind, seed, first, count):
     started = start(0)
     for position, at in enumerate(starts):
         following = start(position + 1) if position + 1 < len(starts) else None
-        cases, different = comparison.finish(started)
+        cases, directed, different = comparison.finish(started)
         if different:
             if following:
                 following[0].wait()
             report(comparison, kind, seed, at, min(chunk, first + count - at))
             return None
+        all_directed += directed
         if KINDS[kind].counted:
             surfels += int(cases[KINDS[kind].counted][-1])
         started = following
-    return surfels
+    return all_directed, surfels
 
 
 def stored_cases(path):
@@ -200,13 +210,14 @@ def stored_cases(path):
 
 
 def jobs(options):
-    """What is compared: kind, seed, first, count."""
+    """What is compared: kind, seed, first, count, and whether all sorts of cases are among them."""
     if options.kind:
-        return [(kind, options.seed, options.first, options.cases) for kind in options.kind]
-    stored = list(stored_cases(os.path.join(os.path.dirname(os.path.abspath(__file__)),
-                                            "Seeds.txt")))
-    made = [(name, options.seed, options.first, max(1, round(options.cases * kind.share)))
-            for name, kind in KINDS.items()]
+        return [(kind, options.seed, options.first, options.cases, options.long)
+                for kind in options.kind]
+    stored = [(*case, False) for case in stored_cases(
+        os.path.join(os.path.dirname(os.path.abspath(__file__)), "Seeds.txt"))]
+    made = [(name, options.seed, options.first, max(1, round(options.cases * kind.share)),
+             options.long) for name, kind in KINDS.items()]
     return [job for job in stored + made if not options.kernel or KINDS[job[0]].has_kernels]
 
 
@@ -252,12 +263,17 @@ def main():
     options = parser.parse_args()
     if options.long:
         options.cases = 1000000
+    if options.cases < 1:
+        parser.error("--cases must be at least 1")
 
     program = [*shlex.split(options.emulator), options.program]
     kernels = [options.kernel]
     if options.kernel == "all":
         kernels = subprocess.run([*program, "--kernels", "all"], check=True,
                                  stdout=subprocess.PIPE, text=True).stdout.split()
+        if not kernels:
+            print(f"Nothing was compared: {options.program} lists no kernel.")
+            return 1
     total_cases, total_surfels = 0, 0
     with tempfile.TemporaryDirectory(prefix="check-oracle-") as folder:
         for kernel in kernels:
@@ -266,20 +282,28 @@ def main():
                 if not check_scans(comparison, options.scans):
                     return 1
                 continue
-            for kind, seed, first, count in jobs(options):
+            for kind, seed, first, count, is_long in jobs(options):
                 begin = time.monotonic()
-                surfels = check(comparison, kind, seed, first, count)
-                if surfels is None:
+                numbers = check(comparison, kind, seed, first, count)
+                if numbers is None:
                     print(f"There are differences; seed {seed}.")
                     return 1
+                directed, surfels = numbers
                 total_cases += count
                 total_surfels += surfels
-                print(f"{kind}{' by ' + kernel if kernel else ''}: {count} cases, "
+                share = f", {directed} of them with directed floats"
+                print(f"{kind}{' by ' + kernel if kernel else ''}: {count} cases"
+                      f"{share if KINDS[kind].has_floats else ''}, "
                       f"{surfels} points, 0 differences, {time.monotonic() - begin:.1f} s",
                       flush=True)
-    if not options.scans:
-        print(f"{total_cases} cases, {total_surfels} points, 0 differences")
-    return 0
+                too_few = KINDS[kind].has_floats and directed * DIRECTED_INTERVAL < count
+                if is_long and too_few:
+                    print(f"Less than one in {DIRECTED_INTERVAL} cases has directed floats.")
+                    return 1
+    if options.scans:
+        return 0
+    print(f"{total_cases} cases, {total_surfels} points, 0 differences")
+    return 0 if total_cases > 0 else 1
 
 
 if __name__ == "__main__":

@@ -6,11 +6,11 @@
 #include <atomic>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "Tests/Support/CLogCapture.h"
+#include "Tests/Support/ConcurrentCallers.h"
 
 namespace
 {
@@ -181,23 +181,15 @@ TEST_F(CLoggerTest, ManyThreads_ReachTheSinkOneAfterAnother)
     // No lock of its own: the frame promises that calls do not overlap.
     std::vector<std::wstring> messages;
     Logging::SetLogSink([&](const SLogRecord& record) { messages.push_back(record.message); });
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-    {
-        threads.emplace_back([this, number] {
-            for (int round = 0; round < 250; ++round)
-            {
-                m_logger.Info("f", 1, "g", L"%d/%d", number, round);
-                Logging::SetLogLevel(Logging::c_levelInfo);
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
+    TestSupport::RunCallers([this](std::size_t caller) {
+        for (int round = 0; round < 250; ++round)
+        {
+            m_logger.Info("f", 1, "g", L"%zu/%d", caller, round);
+            Logging::SetLogLevel(Logging::c_levelInfo);
+        }
+    });
     std::sort(messages.begin(), messages.end());
-    EXPECT_EQ(messages.size(), 1000U);
+    EXPECT_EQ(messages.size(), 2000U);
     EXPECT_EQ(std::unique(messages.begin(), messages.end()), messages.end());
 }
 

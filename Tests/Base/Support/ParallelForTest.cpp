@@ -17,6 +17,8 @@
 #include <thread>
 #include <vector>
 
+#include "Tests/Support/ConcurrentCallers.h"
+
 namespace
 {
 
@@ -138,24 +140,34 @@ TEST_F(ParallelForTest, CalledFromAThreadOfTheCallersOwn_Works)
 
 TEST_F(ParallelForTest, ManyCallersAtOnce_DoNotMixTheirItems)
 {
-    std::vector<std::uint64_t> sums(4);
-    std::vector<std::thread> callers;
-    for (std::uint64_t& sum : sums)
+    std::vector<std::uint64_t> sums(TestSupport::c_numCallers);
+    TestSupport::RunCallers([&](std::size_t caller) {
+        for (int round = 0; round < 50; ++round)
+        {
+            std::atomic<std::uint64_t> total = 0;
+            ParallelFor(200, [&](std::uint32_t index) { total += index; });
+            sums[caller] += total;
+        }
+    });
+    EXPECT_EQ(sums, std::vector<std::uint64_t>(sums.size(), 50 * 19'900));
+}
+
+TEST_F(ParallelForTest, ManyCallersAtOnce_EachGetsWhatItsOwnItemsThrow)
+{
+    for (int round = 0; round < 50; ++round)
     {
-        callers.emplace_back([&sum] {
-            for (int round = 0; round < 50; ++round)
-            {
-                std::atomic<std::uint64_t> total = 0;
-                ParallelFor(200, [&](std::uint32_t index) { total += index; });
-                sum += total;
-            }
+        TestSupport::ExpectEverySecondGetsItsFault([](std::size_t caller) {
+            std::atomic<std::uint64_t> total = 0;
+            ParallelFor(200, [&](std::uint32_t index) {
+                if (TestSupport::IsThrowingCaller(caller) && index % 64 == caller)
+                {
+                    throw TestSupport::CCallerFault(caller);
+                }
+                total += index;
+            });
+            return total == 19'900;
         });
     }
-    for (std::thread& caller : callers)
-    {
-        caller.join();
-    }
-    EXPECT_EQ(sums, std::vector<std::uint64_t>(4, 50 * 19'900));
 }
 
 class ParallelForThrowTest : public ParallelForTest, public testing::WithParamInterface<unsigned>

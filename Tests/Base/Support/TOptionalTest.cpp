@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
+#include <utility>
 #include <vector>
 
 namespace
@@ -14,6 +16,22 @@ namespace
 
 using ScanAPI::BadOptionalAccessException;
 using ScanAPI::TOptional;
+
+/// Expects that \p read throws what reading an absent value throws, and nothing derived from it.
+template <typename Read>
+void ExpectBadAccess(const Read& read)
+{
+    try
+    {
+        read();
+        FAIL() << "nothing was thrown";
+    }
+    catch (const BadOptionalAccessException& exception)
+    {
+        EXPECT_EQ(typeid(exception), typeid(BadOptionalAccessException));
+        EXPECT_STREQ(exception.what(), "Accessing invalid TOptional value");
+    }
+}
 
 TEST(TOptional, DefaultConstructed_HasNoValue)
 {
@@ -23,8 +41,8 @@ TEST(TOptional, DefaultConstructed_HasNoValue)
 TEST(TOptional, GetValue_OfAnEmptyOneThrows)
 {
     TOptional<int> optional;
-    EXPECT_THROW(static_cast<void>(optional.GetValue()), BadOptionalAccessException);
-    EXPECT_THROW(static_cast<void>(std::as_const(optional).GetValue()), BadOptionalAccessException);
+    ExpectBadAccess([&] { static_cast<void>(optional.GetValue()); });
+    ExpectBadAccess([&] { static_cast<void>(std::as_const(optional).GetValue()); });
 }
 
 TEST(TOptional, GetValue_ThrowsWhatCanBeCaughtAsStandardException)

@@ -10,10 +10,10 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Tests/Support/Allocations.h"
+#include "Tests/Support/ConcurrentCallers.h"
 
 namespace DataLayerTest
 {
@@ -225,28 +225,22 @@ TEST_P(CNearestNeighborSplitTest, ConcurrentQueries_AnsweredAsRestated)
     }
     const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 600, c_bound, GetParam());
-    std::vector<std::vector<std::uint16_t>> answers(4, std::vector<std::uint16_t>(queries.size()));
-    std::vector<std::thread> threads;
-    for (std::vector<std::uint16_t>& answer : answers)
-    {
-        threads.emplace_back([&] {
-            for (std::size_t first = 0; first < queries.size(); first += 100)
+    std::vector<std::vector<std::uint16_t>> answers(TestSupport::c_numCallers,
+                                                    std::vector<std::uint16_t>(queries.size()));
+    TestSupport::RunCallers([&](std::size_t caller) {
+        std::vector<std::uint16_t>& answer = answers[caller];
+        for (std::size_t first = 0; first < queries.size(); first += 100)
+        {
+            const SLooked looked = LookAt(
+                *split,
+                {reinterpret_cast<const std::byte*>(&queries[first]), sizeof(LqVector3f), 100});
+            std::copy(looked.states.begin(), looked.states.end(), answer.begin() + first);
+            for (const std::uint32_t index : looked.open)
             {
-                const SLooked looked = LookAt(
-                    *split,
-                    {reinterpret_cast<const std::byte*>(&queries[first]), sizeof(LqVector3f), 100});
-                std::copy(looked.states.begin(), looked.states.end(), answer.begin() + first);
-                for (const std::uint32_t index : looked.open)
-                {
-                    answer[first + index] = split->IsAmongFirst(queries[first + index]) ? 1 : 2;
-                }
+                answer[first + index] = split->IsAmongFirst(queries[first + index]) ? 1 : 2;
             }
-        });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
+        }
+    });
     EXPECT_THAT(answers, testing::Each(expected));
 }
 

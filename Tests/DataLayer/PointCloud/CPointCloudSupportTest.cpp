@@ -2,12 +2,13 @@
 
 #include <limits>
 #include <random>
-#include <thread>
+#include <vector>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "DataLayer/PointCloud/CSurfelCollectionMinimal.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "Tests/DataLayer/PointCloud/SurfelCollections.h"
+#include "Tests/Support/ConcurrentCallers.h"
 
 namespace DataLayerTest
 {
@@ -93,23 +94,15 @@ TEST(CPointCloudSupport, BoundingBox_OfManyPositionsSeesEveryBlock)
 TEST(CPointCloudSupport, BoundingBox_ConcurrentReadersGetTheSameObject)
 {
     const auto cloud = MakeCollection<DataLayer::CSurfelCollectionMinimal>(c_manySurfels);
-    std::vector<const UxBoundingBox3D*> boxes(4);
-    std::vector<std::int32_t> found(4);
-    std::vector<std::thread> threads;
-    for (std::size_t index = 0; index < 4; ++index)
-    {
-        threads.emplace_back([&, index] {
-            const auto support = cloud->GetPointCloudSupport();
-            boxes[index] = &support->GetBoundingBox();
-            found[index] = support->GetNearestNeighborSearch()->FindNearestNeighbor(
-                MakePosition(70000), 0.0F, nullptr);
-        });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
-    for (std::size_t index = 0; index < 4; ++index)
+    std::vector<const UxBoundingBox3D*> boxes(TestSupport::c_numCallers);
+    std::vector<std::int32_t> found(boxes.size());
+    TestSupport::RunCallers([&](std::size_t caller) {
+        const auto support = cloud->GetPointCloudSupport();
+        boxes[caller] = &support->GetBoundingBox();
+        found[caller] = support->GetNearestNeighborSearch()->FindNearestNeighbor(
+            MakePosition(70000), 0.0F, nullptr);
+    });
+    for (std::size_t index = 0; index < boxes.size(); ++index)
     {
         EXPECT_EQ(boxes[index], boxes[0]);
         EXPECT_EQ(found[index], 70000);

@@ -10,7 +10,6 @@
 #include <memory>
 #include <random>
 #include <span>
-#include <thread>
 #include <vector>
 
 #include "Base/Interfaces/IPointCloudSupport.h"
@@ -19,6 +18,7 @@
 #include "Tests/DataLayer/PointCloud/CForeignCollection.h"
 #include "Tests/DataLayer/PointCloud/SurfelCollections.h"
 #include "Tests/Support/CLastBytes.h"
+#include "Tests/Support/ConcurrentCallers.h"
 
 namespace DataLayerTest
 {
@@ -353,21 +353,13 @@ TEST(ISurfelRuns, FindSurfelRuns_ChangedCollectionHasNewOnes)
 TEST(ISurfelRuns, FindSurfelRuns_ConcurrentCallersFindNoneOrTheSame)
 {
     const auto cloud = MakeCollection<CSurfelCollectionMinimal>(c_manySurfels);
-    std::vector<const SSurfelRuns*> found(4);
-    std::vector<std::thread> threads;
-    for (auto& result : found)
-    {
-        threads.emplace_back([&] {
-            const auto support = cloud->GetPointCloudSupport();
-            const auto& runs = dynamic_cast<const ISurfelRuns&>(*support);
-            static_cast<void>(runs.FindSurfelRuns());
-            result = runs.FindSurfelRuns();
-        });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
+    std::vector<const SSurfelRuns*> found(TestSupport::c_numCallers);
+    TestSupport::RunCallers([&](std::size_t caller) {
+        const auto support = cloud->GetPointCloudSupport();
+        const auto& runs = dynamic_cast<const ISurfelRuns&>(*support);
+        static_cast<void>(runs.FindSurfelRuns());
+        found[caller] = runs.FindSurfelRuns();
+    });
     const SSurfelRuns* const runs = GetInterface(*cloud)->FindSurfelRuns();
     ASSERT_NE(runs, nullptr);
     ExpectPlainBounds(*cloud, *runs);

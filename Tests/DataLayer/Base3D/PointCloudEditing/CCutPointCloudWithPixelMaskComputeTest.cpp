@@ -13,6 +13,7 @@
 #include "Base/Support/CLogger.h"
 #include "Base/Support/ParallelFor.h"
 #include "Tests/Support/CLogCapture.h"
+#include "Tests/Support/ConcurrentCallers.h"
 
 namespace DataLayer
 {
@@ -269,19 +270,11 @@ TEST(CCutPointCloudWithPixelMaskCompute, RunsOnSeveralThreadsAtOnce)
     const std::vector<Cutter::SInputData> inputs(3, {collection, {}, c_matIdentityD});
     const Cutter::Results expected = Compute(cutter, inputs);
     std::atomic<unsigned> numEqual = 0;
-    std::vector<std::thread> threads;
-    for (unsigned index = 0; index < 4; ++index)
-    {
-        threads.emplace_back([&] {
-            const bool intersects = cutter.IntersectsRegion(c_matIdentityD, *collection);
-            numEqual += intersects && Compute(cutter, inputs) == expected ? 1 : 0;
-        });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
-    EXPECT_EQ(numEqual, 4U);
+    TestSupport::RunCallers([&](std::size_t) {
+        const bool intersects = cutter.IntersectsRegion(c_matIdentityD, *collection);
+        numEqual += intersects && Compute(cutter, inputs) == expected ? 1 : 0;
+    });
+    EXPECT_EQ(numEqual, TestSupport::c_numCallers);
 }
 
 TEST(CCutPointCloudWithPixelMaskCompute, RunsInsideItemsOfAnotherLoop)

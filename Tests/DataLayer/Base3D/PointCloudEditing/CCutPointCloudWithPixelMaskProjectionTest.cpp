@@ -75,8 +75,13 @@ TEST(CCutPointCloudWithPixelMaskProjection, RowAndColumnAtTheSizeAreOutside)
 TEST(CCutPointCloudWithPixelMaskProjection, JustBelowTheTopIsRowZeroAndOutside)
 {
     const Cutter cutter(MakeFullyPaintedDeviceSelection(640, 480));
-    const LqVector3f position{0, std::nextafter(1.0F, 0.0F), 0.5F};
-    EXPECT_FALSE(ComputeOne(cutter, MakeCollectionInView({position})).first);
+    const auto isCutAt = [&](float y) {
+        return ComputeOne(cutter, MakeCollectionInView({{0, y, 0.5F}})).first;
+    };
+    EXPECT_FALSE(isCutAt(std::nextafter(1.0F, 0.0F)));
+    // A row is 2 / 480 high: to the end of row 0, and from where row 1 begins.
+    EXPECT_FALSE(isCutAt(1.0F - 1.999F / 480.0F));
+    EXPECT_TRUE(isCutAt(1.0F - 2.001F / 480.0F));
 }
 
 TEST(CCutPointCloudWithPixelMaskProjection, BottomIsRowHeightAndOutside)

@@ -8,7 +8,6 @@
 #include <limits>
 #include <memory>
 #include <random>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -19,6 +18,7 @@
 #include "Tests/DataLayer/Base3D/PointCloudEditing/ScanScenes.h"
 #include "Tests/Support/CMockPointCloudSupport.h"
 #include "Tests/Support/CMockSurfelCollection.h"
+#include "Tests/Support/ConcurrentCallers.h"
 #include "Tests/Support/ReferenceCut.h"
 #include "Tests/Support/Selections.h"
 
@@ -431,19 +431,11 @@ TEST(CCutPointCloudWithPixelMaskRepeated, ConcurrentCutsOfOneCollectionAreAllThe
         const Cutter cutter(MakeHalfPainted());
         // Several inputs on the scheduler's threads, and several callers.
         const std::vector<Cutter::SInputData> inputs(3, {collection, {}, c_matIdentityD});
-        std::vector<Cutter::Results> results(4);
-        std::vector<std::thread> threads;
-        for (auto& result : results)
-        {
-            threads.emplace_back([&] {
-                cutter.Compute(inputs, result);
-                cutter.Compute(inputs, result);
-            });
-        }
-        for (std::thread& thread : threads)
-        {
-            thread.join();
-        }
+        std::vector<Cutter::Results> results(TestSupport::c_numCallers);
+        TestSupport::RunCallers([&](std::size_t caller) {
+            cutter.Compute(inputs, results[caller]);
+            cutter.Compute(inputs, results[caller]);
+        });
         const SReferenceResult expected =
             TestSupport::ReferenceCut(*MakeHalfPainted(), positions, {-1e30F, -1e30F, 0},
                                       {1e30F, 1e30F, 1}, {}, c_matIdentityD);

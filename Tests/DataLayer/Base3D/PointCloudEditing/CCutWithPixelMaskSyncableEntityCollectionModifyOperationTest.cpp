@@ -16,6 +16,7 @@
 #include "Tests/DataLayer/Base3D/PointCloudEditing/CutOperationTest.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/EntityBatches.h"
 #include "Tests/Support/CLogCapture.h"
+#include "Tests/Support/ConcurrentCallers.h"
 #include "Tests/Support/MockTags.h"
 #include "Tests/Support/Selections.h"
 
@@ -215,29 +216,20 @@ TEST_F(CutOperationTest, ConcurrentCalls_GiveTheSameAndAddUp)
         entries.push_back(MakeEntry(m_missed.entity, m_noFlags));
     }
     const Base::CEntityMapSyncBatch batch(entries);
-    constexpr unsigned numThreads = 4;
     constexpr unsigned numCalls = 5;
-    std::vector<std::size_t> numCutWords(numThreads);
-    std::vector<std::thread> threads;
-    for (unsigned thread = 0; thread < numThreads; ++thread)
-    {
-        threads.emplace_back([&, thread] {
-            for (unsigned call = 0; call < numCalls; ++call)
+    std::vector<std::size_t> numCutWords(c_numCallers);
+    RunCallers([&](std::size_t caller) {
+        for (unsigned call = 0; call < numCalls; ++call)
+        {
+            for (const Message& message : messagesOf(batch))
             {
-                for (const Message& message : messagesOf(batch))
-                {
-                    const auto& mask = message.GetNewState().mask.GetValue();
-                    numCutWords[thread] += WordsOf(mask).front().bits == 0x0109 ? 1 : 0;
-                }
+                const auto& mask = message.GetNewState().mask.GetValue();
+                numCutWords[caller] += WordsOf(mask).front().bits == 0x0109 ? 1 : 0;
             }
-        });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
+        }
+    });
     EXPECT_THAT(numCutWords, testing::Each(50 * numCalls));
-    EXPECT_EQ(m_operation.GetNumModifiedPackets(), 50 * numCalls * numThreads);
+    EXPECT_EQ(m_operation.GetNumModifiedPackets(), 50 * numCalls * c_numCallers);
 }
 
 TEST_F(CutOperationTest, SkeletonEntity_IsNotCut)

@@ -6,10 +6,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <latch>
 #include <memory>
 #include <random>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -19,6 +17,7 @@
 #include "Tests/DataLayer/Base3D/PointCloudEditing/CSmallComponentModifyOperationTestPeer.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/EntityBatches.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/FuserContents.h"
+#include "Tests/Support/ConcurrentCallers.h"
 
 namespace DataLayer
 {
@@ -202,20 +201,8 @@ TEST(SmallComponentOperationSplitTest, ConcurrentPasses_FlagAsTheSearchTells)
                               sizeof(LqVector3f), surfels.size()},
                              LqMatrix4Rf(c_matIdentityD), states.data(), open.data()),
                   1000U);
-        std::vector<Words> answers(4);
-        std::latch start(static_cast<std::ptrdiff_t>(answers.size()));
-        std::vector<std::thread> threads;
-        for (Words& answer : answers)
-        {
-            threads.emplace_back([&] {
-                start.arrive_and_wait();
-                answer = scene.Compute(*operation);
-            });
-        }
-        for (std::thread& thread : threads)
-        {
-            thread.join();
-        }
+        std::vector<Words> answers(c_numCallers);
+        RunCallers([&](std::size_t caller) { answers[caller] = scene.Compute(*operation); });
         for (const Words& answer : answers)
         {
             EXPECT_EQ(answer, expected);

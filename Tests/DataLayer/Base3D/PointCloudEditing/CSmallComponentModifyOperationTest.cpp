@@ -15,6 +15,7 @@
 #include "Tests/DataLayer/Base3D/PointCloudEditing/EntityBatches.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/FuserContents.h"
 #include "Tests/Support/CLogCapture.h"
+#include "Tests/Support/ConcurrentCallers.h"
 #include "Tests/Support/Selections.h"
 
 namespace DataLayer
@@ -361,21 +362,14 @@ TEST_F(SmallComponentOperationTest, ConcurrentCalls_GiveTheSame)
     const Base::CEntityMapSyncBatch batch(entries);
     ContentPointer content = m_content;
     const Operation operation(content);
-    std::vector<std::size_t> numFlagged(4);
-    std::vector<std::thread> threads;
-    for (std::size_t& count : numFlagged)
-    {
-        threads.emplace_back([&] {
-            for (const Message& message : operation.ComputeModifications(batch).messages)
-            {
-                count += WordsOf(message.GetNewState().mask.GetValue())[1].bits == 2 ? 1 : 0;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
+    std::vector<std::size_t> numFlagged(c_numCallers);
+    RunCallers([&](std::size_t caller) {
+        for (const Message& message : operation.ComputeModifications(batch).messages)
+        {
+            numFlagged[caller] +=
+                WordsOf(message.GetNewState().mask.GetValue())[1].bits == 2 ? 1 : 0;
+        }
+    });
     EXPECT_THAT(numFlagged, testing::Each(50U));
 }
 

@@ -28,13 +28,17 @@ TRIALS = os.path.join(FOLDER, "trials", str(os.getpid()))  # of this run alone
 FEWEST_AT_ONCE = 4  # mistakes in one source, for which it is worth it to compile them at once
 
 
+def is_asked_for(path, arguments):
+    return ((not arguments.file or any(part in path for part in arguments.file)) and
+            not any(part in path for part in arguments.without))
+
+
 def list_mutants(arguments):
     """The mistakes that were asked for, each with its source's text."""
     listed = subprocess.run(["git", "ls-files", "--", *SOURCES], cwd=ROOT, capture_output=True,
                             check=True, text=True).stdout.split()
     paths = [path for path in listed if path.endswith((".h", ".cpp")) and
-             (not arguments.file or any(part in path for part in arguments.file)) and
-             not any(part in path for part in arguments.without)]
+             is_asked_for(path, arguments)]
     paths.sort(key=lambda path: [part in path for part in arguments.file].index(True)
                if arguments.file else 0)
     mutants = []
@@ -134,6 +138,8 @@ def main():
                         help="those once more that had survived, each compiled by itself")
     parser.add_argument("--list", action="store_true", help="list the mistakes, make none")
     parser.add_argument("--report", action="store_true", help="tell what is known, make none")
+    parser.add_argument("--at-least", type=float, metavar="PERCENT",
+                        help="fail when fewer are noticed, or when any were not made or asked on")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     arguments = parser.parse_args()
 
@@ -148,8 +154,9 @@ def main():
     untried = [(mutant, text) for mutant, text in mutants if mutant.name not in tried]
     if untried and not arguments.report:
         try_all(untried, results, arguments.jobs, arguments.again)
-    is_all = not (arguments.file or arguments.without or arguments.only or arguments.sample)
-    return report(mutants, results, is_all)
+    are_sources_whole = not (arguments.only or arguments.sample)
+    return report(mutants, results, arguments.at_least,
+                  lambda path: are_sources_whole and is_asked_for(path, arguments))
 
 
 if __name__ == "__main__":

@@ -34,7 +34,9 @@ def explained():
         return {line.strip() for line in file if line.startswith("    ")}
 
 
-def report(mutants, results, is_all):
+def report(mutants, results, at_least, is_whole):
+    """Tells the outcomes; 1 when something is wrong. Sources are whole when all of their mistakes are
+    among these: a reason for any other is stale."""
     outcomes = {}
     for mutant, _ in mutants:
         known = results.known.get(mutant.name, ("untried", ""))
@@ -44,7 +46,8 @@ def report(mutants, results, is_all):
     unexplained = [mutant for mutant in survived if mutant.name not in reasons]
     for mutant in unexplained:
         print(f"survived without a reason: {mutant.place}\n    {mutant.name}")
-    stale = reasons - {mutant.name for mutant, _ in mutants} if is_all else set()
+    stale = {name for name in reasons - {mutant.name for mutant, _ in mutants}
+             if is_whole(name.split(": ")[0])}
     for name in sorted(stale):
         print(f"Tests/Mutation/Survivors.txt: there is no such mistake:\n    {name}")
     noticed = count.get("noticed", 0)
@@ -55,5 +58,13 @@ def report(mutants, results, is_all):
           f"of the other {judged} {noticed} are noticed "
           f"({100 * noticed / max(judged, 1):.1f} %), {len(survived)} survive, "
           f"{len(unexplained)} of these without a reason")
+    is_enough = True
+    if at_least is not None:
+        is_enough = 100 * noticed >= at_least * judged
+        if not is_enough:
+            print(f"Less than {at_least:g} % are noticed")
+        if count.get("untried") or count.get("open"):
+            print("It is not known yet whether all of the others are noticed")
+            is_enough = False
     # When none could be judged, something else is wrong.
-    return 1 if unexplained or stale or judged == 0 else 0
+    return 1 if unexplained or stale or judged == 0 or not is_enough else 0

@@ -114,6 +114,7 @@ private:
     static constexpr float c_normalScale = SSampleWord::c_normalScale;
     [[nodiscard]] static std::uint32_t encode(float component)
     {
+        // A step, to the nearest one or nearly so. NOLINTNEXTLINE(bugprone-incorrect-roundings)
         return static_cast<std::uint32_t>((component + 1.0F) * c_normalScale + 0.5F);
     }
 

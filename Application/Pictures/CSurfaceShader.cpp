@@ -31,6 +31,7 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
     {
         const float brightness = static_cast<float>(tone) / SSampleRows::c_tonesPerUnit;
         m_tones[tone] = {
+            // The nearest shade, or nearly. NOLINTNEXTLINE(bugprone-incorrect-roundings)
             static_cast<std::uint32_t>(256.0F * std::min(brightness, 1.0F) + 0.5F),
             static_cast<std::uint32_t>(256.0F * c_gloss * std::max(brightness - 1.0F, 0.0F)) + 128};
     }
@@ -141,6 +142,7 @@ CSurfaceShader::Background CSurfaceShader::findBackground(std::uint32_t row) con
         const float part = std::floor(step) / c_numBackgroundSteps;
         const auto mix = [&](std::uint8_t top, std::uint8_t bottom) {
             return static_cast<std::uint8_t>(
+                // NOLINTNEXTLINE(bugprone-incorrect-roundings): as above
                 (static_cast<float>(top) * (1.0F - part) + static_cast<float>(bottom) * part) +
                 0.5F);
         };

@@ -51,6 +51,7 @@ private:
 
     [[nodiscard]] static bool isSame(const Point& left, const Point& right)
     {
+        // Zeros by their sign. NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
         return std::memcmp(left.data(), right.data(), sizeof left) == 0;
     }
 

@@ -8,6 +8,7 @@ namespace CommandLine
 {
 
 /// What a command has to say when it is done, in both forms; the user's choice is printed.
+// The document's move says that it throws nothing. NOLINTNEXTLINE(bugprone-exception-escape)
 struct SReport
 {
     /// For programs: the one document of `--json`.

@@ -272,7 +272,7 @@ private:
     {
         std::intmax_t value = 0;
         if (conversion.length == "l")
-        {
+        {  // NOLINT(bugprone-branch-clone): types that are one only on some systems
             value = va_arg(m_arguments, long);
         }
         else if (conversion.length == "ll")
@@ -301,7 +301,7 @@ private:
     {
         std::uintmax_t value = 0;
         if (conversion.length == "l")
-        {
+        {  // NOLINT(bugprone-branch-clone): types that are one only on some systems
             value = va_arg(m_arguments, unsigned long);
         }
         else if (conversion.length == "ll")

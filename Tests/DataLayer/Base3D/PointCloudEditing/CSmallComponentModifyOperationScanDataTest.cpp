@@ -108,22 +108,55 @@ TEST_F(CSmallComponentScanDataTest, FirstPointBehindTheMainOnes_CountsAsMain)
     EXPECT_EQ(wordsAfter({3}, MakeWords({2})), MakeWords({0}));
 }
 
-TEST_F(CSmallComponentScanDataTest, Count_IsComparedByItsLowWord)
+/// With more main points or surfels than 32 bits, or 31, can tell.
+using BigScanDataTest = CSmallComponentScanDataTest;
+
+TEST_F(BigScanDataTest, Count_IsComparedByItsLowWord)
 {
-    setCount((std::uint64_t{1} << 32) + 3);
-    EXPECT_EQ(wordsAfter({3, 4}, MakeWords({2, 0})), MakeWords({0, 2}));
+    setCount((std::uint64_t{1} << 32) + 5);
+    EXPECT_EQ(wordsAfter({0, 5, 6, 0x7FFFFFFF, c_none}, MakeWords({2, 2, 0, 0, 0})),
+              MakeWords({0, 0, 2, 2, 2}));
 }
 
-TEST_F(CSmallComponentScanDataTest, Count_IsComparedAsASignedNumber)
+TEST_F(BigScanDataTest, CountOfNoLowWord_TakesTheFirstIndexAloneAsMain)
 {
-    setCount(0x80000000U);
-    EXPECT_EQ(wordsAfter({0, 5}, MakeWords({0, 0})), MakeWords({2, 2}));
+    setCount(std::uint64_t{1} << 32);
+    EXPECT_EQ(wordsAfter({0, 1, c_none}, MakeWords({2, 0, 0})), MakeWords({0, 2, 2}));
 }
 
-TEST_F(CSmallComponentScanDataTest, LargestCount_TakesTheLargestIndexAsMain)
+TEST_F(BigScanDataTest, Count_IsComparedAsASignedNumber)
+{
+    // From 2^31 on it is negative, and no index is at most that.
+    for (const std::uint64_t count : {0x80000000U, 0x80000005U, 0xFFFFFFFFU})
+    {
+        setCount(count);
+        EXPECT_EQ(wordsAfter({0, 1, 5, 6, 0x7FFFFFFE, 0x7FFFFFFF, c_none}, Words(7)),
+                  MakeWords({2, 2, 2, 2, 2, 2, 2}))
+            << count;
+    }
+}
+
+TEST_F(BigScanDataTest, LargestCount_TakesEveryIndexAsMain)
 {
     setCount(0x7FFFFFFFU);
-    EXPECT_EQ(wordsAfter({0x7FFFFFFF}, MakeWords({2})), MakeWords({0}));
+    EXPECT_EQ(wordsAfter({0, 5, 0x7FFFFFFE, 0x7FFFFFFF, c_none}, MakeWords({2, 2, 2, 2, 0})),
+              MakeWords({0, 0, 0, 0, 2}));
+}
+
+TEST_F(BigScanDataTest, CountBelowTheLargest_TakesIndicesBehindItAsSmall)
+{
+    setCount(0x7FFFFFFDU);
+    EXPECT_EQ(wordsAfter({0, 0x7FFFFFFD, 0x7FFFFFFE, 0x7FFFFFFF}, MakeWords({2, 2, 0, 0})),
+              MakeWords({0, 0, 2, 2}));
+}
+
+TEST_F(BigScanDataTest, Surfels_AreCountedModuloTwoToThe32)
+{
+    const SMockEntity entity(std::vector<LqVector3f>(5));
+    entity.collection->SetCount((std::uint64_t{1} << 32) + 3);
+    const auto mask = compute(entity, {c_none}, MakeSurfelMask(MakeWords({0, 0, 0, 0, 0})));
+    ASSERT_NE(mask, nullptr);
+    EXPECT_EQ(mask->GetBitMasks(), MakeWords({2, 2, 2, 0, 0}));
 }
 
 TEST_F(CSmallComponentScanDataTest, ExcludedSurfel_KeepsItsWord)
@@ -180,15 +213,6 @@ TEST_F(CSmallComponentScanDataTest, SurfelsWithoutAWord_AreLeftOut)
     ASSERT_NE(mask, nullptr);
     EXPECT_EQ(mask->GetBitMasks(), MakeWords({2, 2}));
     EXPECT_EQ(m_search->queries.size(), 2U);
-}
-
-TEST_F(CSmallComponentScanDataTest, Surfels_AreCountedModuloTwoToThe32)
-{
-    const SMockEntity entity(std::vector<LqVector3f>(5));
-    entity.collection->SetCount((std::uint64_t{1} << 32) + 3);
-    const auto mask = compute(entity, {c_none}, MakeSurfelMask(MakeWords({0, 0, 0, 0, 0})));
-    ASSERT_NE(mask, nullptr);
-    EXPECT_EQ(mask->GetBitMasks(), MakeWords({2, 2, 2, 0, 0}));
 }
 
 TEST_F(CSmallComponentScanDataTest, NoSurfels_GiveNothing)

@@ -19,10 +19,9 @@ namespace
 using Columns = std::vector<std::uint32_t>;
 using TestSupport::CLogCapture;
 
-/// Expects a VekoException with this place and text from cutting \p model with column 1.
-void ExpectThrow(const std::shared_ptr<CCachedModel>& model, unsigned line, const wchar_t* message)
+/// Expects a VekoException with this place and text from cutting with column 1.
+void ExpectThrow(const CCachedModelsCutter& cutter, unsigned line, const wchar_t* message)
 {
-    const CCachedModelsCutter cutter(model);
     try
     {
         static_cast<void>(cutter.Apply(PaintColumn(1)));
@@ -40,7 +39,7 @@ void ExpectThrow(const std::shared_ptr<CCachedModel>& model, unsigned line, cons
 
 TEST(CCachedModelsCutterOneSelection, EmptyPointerThrows)
 {
-    ExpectThrow(nullptr, 51, L"Invalid cached model");
+    ExpectThrow(CCachedModelsCutter(nullptr), 51, L"Invalid cached model");
 }
 
 TEST(CCachedModelsCutterOneSelection, DestroyedModelThrows)
@@ -48,7 +47,7 @@ TEST(CCachedModelsCutterOneSelection, DestroyedModelThrows)
     auto model = SurfelModel(SurfelsInColumns({1}));
     const CCachedModelsCutter cutter(model);
     model.reset();
-    EXPECT_THROW(static_cast<void>(cutter.Apply(PaintColumn(1))), VekoException);
+    ExpectThrow(cutter, 51, L"Invalid cached model");
 }
 
 TEST(CCachedModelsCutterOneSelection, NothingCutReturnsTheModelItself)
@@ -188,7 +187,8 @@ TEST(CCachedModelsCutterOneSelection, BuiltMeshIsNotBuiltAgain)
 TEST(CCachedModelsCutterOneSelection, NoGeometryAtAllThrows)
 {
     const auto model = std::make_shared<CBuildingModel>(nullptr, nullptr);
-    ExpectThrow(model, 77, L"Encountered empty cached model while applying regionselectioninfo!");
+    ExpectThrow(CCachedModelsCutter(model), 77,
+                L"Encountered empty cached model while applying regionselectioninfo!");
     EXPECT_EQ(model->numBuilds, 1U);
 }
 
@@ -207,7 +207,7 @@ TEST(CCachedModelsCutterOneSelection, CountThatChangesMeanwhileThrows)
     const auto surfels = SurfelsInColumns({1, 2, 3});
     surfels->onGetCount = [&] { return surfels->numGetCountCalls <= 2 ? 3U : 4U; };
     const CLogCapture capture(Logging::c_levelInfo);
-    ExpectThrow(SurfelModel(surfels), 105, L"Invalid copy mask vector size!");
+    ExpectThrow(CCachedModelsCutter(SurfelModel(surfels)), 105, L"Invalid copy mask vector size!");
     EXPECT_EQ(capture.GetRecords().size(), 1U) << "the message comes before the check";
 }
 

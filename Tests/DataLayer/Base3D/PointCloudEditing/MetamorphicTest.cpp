@@ -15,11 +15,16 @@
 #include "Base/Interfaces/SyncableEntityMap.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutWithPixelMaskSyncableEntityCollectionModifyOperation.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
+#include "DataLayer/PointCloud/ISurfelRuns.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/RandomCuts.h"
+#include "Tests/DataLayer/Base3D/PointCloudEditing/ScanScenes.h"
 #include "Tests/Support/CMockSurfelCollection.h"
 
-// What must hold between the answers to related questions, whatever each answer is. The variable
-// VEKO2_METAMORPHIC_ROUNDS of the environment makes the tests run longer.
+// What must hold between the answers to related questions, whatever each answer is. Most rounds ask
+// about a few nasty surfels; some ask about scans, of which whole runs of surfels are answered for
+// without looking at each. The variable VEKO2_METAMORPHIC_ROUNDS of the environment makes the tests
+// run longer.
 
 namespace DataLayer
 {
@@ -33,6 +38,8 @@ using Selection = std::shared_ptr<const Base::SRegionSelectionInfo>;
 constexpr std::size_t c_shortRounds = 3000;
 constexpr std::size_t c_roundsPerView = 20;
 constexpr std::size_t c_maximumSurfels = 80;
+/// One round in so many is of scans, which take a hundred times as long.
+constexpr std::size_t c_roundsPerScan = 300;
 
 /// One collection's surfels before a cut.
 struct SSurfels
@@ -40,6 +47,9 @@ struct SSurfels
     std::vector<LqVector3f> positions;
     Words words;
     LqMatrix4Rd trafo;
+    /// Of a scan, its positions: the same collection in every cut, so that it keeps boxes of runs
+    /// from the second one on. Of few surfels null.
+    std::shared_ptr<const Base::ISurfelCollection> scan;
 };
 
 struct SRound
@@ -78,6 +88,35 @@ struct SRound
     return surfels;
 }
 
+[[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeScan(
+    const std::vector<LqVector3f>& positions)
+{
+    const auto owner = std::make_shared<const std::vector<LqVector3f>>(positions);
+    return std::make_shared<CSurfelCollectionView>(owner, owner->size(), owner->data(),
+                                                   sizeof(LqVector3f));
+}
+
+[[nodiscard]] SRound MakeRoundOfScans(std::mt19937_64& random)
+{
+    constexpr std::size_t c_surfelsPerGroup = SSurfelRuns::c_surfelsPerGroup;
+    CScanScenes scenes(random());
+    SRound made{random, scenes.MakeSelection(), scenes.MakeSelection(), {}};
+    for (std::size_t numScans = 1 + Below(random, 2); numScans > 0; --numScans)
+    {
+        // Whole groups of runs and mostly a rest, which ends anywhere.
+        const std::size_t numGroups = 1 + Below(random, 2);
+        const std::size_t rest = random() % 4 == 0 ? 0 : Below(random, c_surfelsPerGroup);
+        const std::size_t count = numGroups * c_surfelsPerGroup + rest;
+        SSurfels surfels;
+        surfels.positions = scenes.MakePositions(count, random() % 2 == 0);
+        surfels.words = scenes.MakeBitMasks(count);
+        surfels.trafo = scenes.MakeTrafo();
+        surfels.scan = MakeScan(surfels.positions);
+        made.collections.push_back(std::move(surfels));
+    }
+    return made;
+}
+
 void ForEachRound(std::uint64_t seed, const std::function<void(SRound&)>& check)
 {
     std::mt19937_64 random(seed);
@@ -95,12 +134,20 @@ void ForEachRound(std::uint64_t seed, const std::function<void(SRound&)>& check)
             inputs.push_back(cuts.MakeInput(*selection));
             inputs.push_back(cuts.MakeInput(*otherSelection));
         }
-        SRound made{random, selection, otherSelection, {}};
-        for (std::size_t count = 1 + Below(random, 3); count > 0; --count)
+        if (round % c_roundsPerScan == 0)
         {
-            made.collections.push_back(SomeOf(inputs[Below(random, inputs.size())], random));
+            SRound made = MakeRoundOfScans(random);
+            check(made);
         }
-        check(made);
+        else
+        {
+            SRound made{random, selection, otherSelection, {}};
+            for (std::size_t count = 1 + Below(random, 3); count > 0; --count)
+            {
+                made.collections.push_back(SomeOf(inputs[Below(random, inputs.size())], random));
+            }
+            check(made);
+        }
         if (testing::Test::HasFailure())
         {
             FAIL() << "in round " << round;
@@ -108,16 +155,46 @@ void ForEachRound(std::uint64_t seed, const std::function<void(SRound&)>& check)
     }
 }
 
+/// Whoever looks at every surfel and whoever judges runs of them comes to the same \p results.
+void ExpectSameFromRuns(const Cutter& cutter, const std::vector<Cutter::SInputData>& inputs,
+                        const Cutter::Results& results)
+{
+    for (unsigned pass = 1; pass < 3; ++pass)
+    {
+        Cutter::Results again;
+        cutter.Compute(inputs, again);
+        EXPECT_EQ(again, results) << "in pass " << pass;
+    }
+    for (std::size_t index = 0; index < inputs.size(); ++index)
+    {
+        // Where something is cut the runs have been asked for; the first time there are none yet.
+        const auto support = inputs[index].collection->GetPointCloudSupport();
+        const auto* const runs = dynamic_cast<const ISurfelRuns*>(support.get());
+        EXPECT_TRUE(!results[index].first || runs->FindSurfelRuns() != nullptr);
+    }
+}
+
 [[nodiscard]] Cutter::Results Cut(const Selection& selection, const std::vector<SSurfels>& surfels)
 {
     std::vector<Cutter::SInputData> inputs;
+    bool hasScans = false;
     for (const SSurfels& each : surfels)
     {
-        inputs.push_back({std::make_shared<TestSupport::CMockSurfelCollection>(each.positions),
-                          each.words, each.trafo});
+        std::shared_ptr<const Base::ISurfelCollection> collection = each.scan;
+        if (collection == nullptr)
+        {
+            collection = std::make_shared<TestSupport::CMockSurfelCollection>(each.positions);
+        }
+        hasScans = hasScans || each.scan != nullptr;
+        inputs.push_back({std::move(collection), each.words, each.trafo});
     }
+    const Cutter cutter(selection);
     Cutter::Results results;
-    Cutter(selection).Compute(inputs, results);
+    cutter.Compute(inputs, results);
+    if (hasScans)
+    {
+        ExpectSameFromRuns(cutter, inputs, results);
+    }
     return results;
 }
 
@@ -179,6 +256,10 @@ TEST(Metamorphic, PermutedSurfelsPermuteTheirWords)
             const auto order = RandomOrder(permuted.positions.size(), round.random);
             permuted.positions = InOrder(permuted.positions, order);
             permuted.words = InOrder(permuted.words, order);
+            if (permuted.scan != nullptr)
+            {
+                permuted.scan = MakeScan(permuted.positions);
+            }
             const auto result = Cut(round.selection, {permuted}).front();
             EXPECT_EQ(result.first, results[index].first);
             EXPECT_EQ(result.second, InOrder(results[index].second, order));

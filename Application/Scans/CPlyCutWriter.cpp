@@ -18,11 +18,15 @@ namespace
 /// Pieces small enough to report progress between them.
 constexpr std::size_t c_pieceSize = std::size_t{8} << 20;
 
+[[nodiscard]] bool isSigned(PlyType type)
+{
+    return type == PlyType::Int8 || type == PlyType::Int16 || type == PlyType::Int32;
+}
+
 [[nodiscard]] std::int64_t getLargest(PlyType type)
 {
     const int bits = static_cast<int>(8 * GetPlyTypeSize(type));
-    const bool isSigned = type == PlyType::Int8 || type == PlyType::Int16 || type == PlyType::Int32;
-    return (std::int64_t{1} << (isSigned ? bits - 1 : bits)) - 1;
+    return (std::int64_t{1} << (isSigned(type) ? bits - 1 : bits)) - 1;
 }
 
 }  // namespace
@@ -208,7 +212,18 @@ std::size_t CPlyCutWriter::renumberStrips(const CPlyRecordReader& reader,
         });
     };
     std::int64_t length = 0;
-    forEachNew([&](std::int64_t) { ++length; });
+    bool hasSeparator = false;
+    forEachNew([&](std::int64_t vertex) {
+        ++length;
+        hasSeparator = hasSeparator || vertex < 0;
+    });
+    if (hasSeparator && !isSigned(property.type))
+    {
+        throw reader.MakeError(
+            "expected a signed type for the separators between the parts of triangle strips, "
+            "where vertices are removed",
+            "'" + PrintPlyProperty(property) + "'");
+    }
     if (length > getLargest(*property.countType))
     {
         throw reader.MakeError(

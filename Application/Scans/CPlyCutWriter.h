@@ -25,7 +25,8 @@ public:
     CPlyCutWriter(const SPlyDocument& document, const CKeptPoints& kept);
 
     /// @throw COutputError when the file cannot be written.
-    /// @throw CInputError when triangle strips, split, get too long for their type.
+    /// @throw CInputError when triangle strips, split, get too long for their type, or need
+    /// separators where vertex numbers are unsigned.
     void Write(CReplacementFile& file, const ProgressCallback& progress);
 
 private:

@@ -276,4 +276,88 @@ TEST(CPlyCutWriter, Write_StripPartOfTheOtherOrientationRepeatsItsFirstVertex)
               strips("5", "0 0 0\n1 0 0\n3 0 0\n4 0 0\n5 0 0\n4 2 2 3 4 5\n"));
 }
 
+/// A file of one strip over \p numVertices vertices, whose numbers are of \p type.
+template <typename Index>
+[[nodiscard]] std::string typedStrip(std::size_t numVertices, const std::string& type,
+                                     const std::vector<std::size_t>& strip)
+{
+    std::string content =
+        "ply\nformat binary_little_endian 1.0\nelement vertex " + std::to_string(numVertices) +
+        "\nproperty char x\nproperty char y\nproperty char z\n"
+        "element tristrips 1\nproperty list int " +
+        type + " vertex_indices\nend_header\n" + std::string(3 * numVertices, '\1') +
+        Bytes(static_cast<std::int32_t>(strip.size()));
+    for (const std::size_t vertex : strip)
+    {
+        content += Bytes(static_cast<Index>(vertex));
+    }
+    return content;
+}
+
+/// The message that cutting ends with; empty when it does not fail.
+[[nodiscard]] std::string cutMessage(const std::string& content,
+                                     const std::vector<std::size_t>& dropped)
+{
+    try
+    {
+        (void)Cut(content, dropped);
+    }
+    catch (const Application::CInputError& error)
+    {
+        return error.what();
+    }
+    return {};
+}
+
+const std::vector<std::size_t> c_nine = {0, 1, 2, 3, 4, 5, 6, 7, 8};
+
+TEST(CPlyCutWriter, Write_UnsignedTypeHoldsNoSeparatorOfStrips)
+{
+    const std::string content = typedStrip<std::uint32_t>(9, "uint", c_nine);
+    const std::string byte = std::to_string(content.size() - 4 - 9 * 4);
+
+    EXPECT_EQ(cutMessage(content, {4}),
+              "scan.ply: byte " + byte +
+                  ": expected a signed type for the separators between the parts of triangle "
+                  "strips, where vertices are removed, found 'list int uint vertex_indices'");
+}
+
+TEST(CPlyCutWriter, Write_SeparatorOfStripsIsNotTakenForVertex255)
+{
+    EXPECT_NE(cutMessage(typedStrip<std::uint8_t>(300, "uchar", c_nine), {4}), "");
+    EXPECT_NE(cutMessage(typedStrip<std::uint16_t>(300, "ushort", c_nine), {4}), "");
+}
+
+TEST(CPlyCutWriter, Write_UnsignedTypeInTextHoldsNoSeparatorEither)
+{
+    const std::string content =
+        "ply\nformat ascii 1.0\nelement vertex 7\nproperty char x\nproperty char y\n"
+        "property char z\nelement tristrips 1\nproperty list uchar uint vertex_indices\n"
+        "end_header\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n7 0 1 2 3 4 5 6\n";
+
+    EXPECT_EQ(cutMessage(content, {3}),
+              "scan.ply: line 17: expected a signed type for the separators between the parts of "
+              "triangle strips, where vertices are removed, found 'list uchar uint "
+              "vertex_indices'");
+}
+
+TEST(CPlyCutWriter, Write_StripOfAnUnsignedTypeIsCutWhereItStaysOne)
+{
+    EXPECT_EQ(Cut(typedStrip<std::uint32_t>(9, "uint", c_nine), {0, 8}),
+              typedStrip<std::uint32_t>(7, "uint", {0, 0, 1, 2, 3, 4, 5, 6}));
+}
+
+TEST(CPlyCutWriter, Write_StripOfEverySignedTypeIsSplit)
+{
+    const auto none = static_cast<std::size_t>(-1);
+    const std::vector<std::size_t> parts = {0, 1, 2, 3, none, 4, 4, 5, 6, 7};
+
+    EXPECT_EQ(Cut(typedStrip<std::int8_t>(9, "char", c_nine), {4}),
+              typedStrip<std::int8_t>(8, "char", parts));
+    EXPECT_EQ(Cut(typedStrip<std::int16_t>(9, "short", c_nine), {4}),
+              typedStrip<std::int16_t>(8, "short", parts));
+    EXPECT_EQ(Cut(typedStrip<std::int32_t>(9, "int", c_nine), {4}),
+              typedStrip<std::int32_t>(8, "int", parts));
+}
+
 }  // namespace

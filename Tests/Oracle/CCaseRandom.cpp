@@ -21,6 +21,23 @@ constexpr std::uint32_t c_directedInterval = 3;
     return value ^ (value >> 31U);
 }
 
+/// Whether a value errs by what it is and not only by where it stands: NaN, infinities, -0.0, what
+/// is subnormal as a float or vanishes, the largest floats, doubles that overflow one, and the
+/// limits of 32-bit integers with one step on each side. Plain zeros are left out, since there are
+/// such in every case.
+[[nodiscard]] bool IsExtreme(double value)
+{
+    const double size = std::abs(value);
+    const auto isAt = [size](float limit) {
+        return size >= static_cast<double>(std::nextafter(limit, 0.0F)) &&
+               size <= static_cast<double>(std::nextafter(limit, Float::max()));
+    };
+    const bool isTiny = size < static_cast<double>(Float::min());
+    const bool isPlainZero = size == 0.0 && !std::signbit(value);
+    return std::isnan(value) || (isTiny && !isPlainZero) || isAt(0x1p31F) || isAt(0x1p32F) ||
+           size >= static_cast<double>(std::nextafter(Float::max(), 0.0F));
+}
+
 }  // namespace
 
 CCaseRandom::CCaseRandom(std::uint64_t seed, std::uint64_t kind, std::uint64_t index)
@@ -68,10 +85,9 @@ std::uint64_t CCaseRandom::BitsOf(double value)
 
 void CCaseRandom::remember(double value)
 {
-    const std::uint64_t bits = BitsOf(value);
-    if (bits != BitsOf(0.0) && bits != BitsOf(1.0))
+    if (IsExtreme(value))
     {
-        m_directedBits.insert(bits);
+        m_directedBits.insert(BitsOf(value));
     }
 }
 
@@ -163,7 +179,7 @@ LqVector3f CCaseRandom::Point(float low, float high)
 
 LqVector3f CCaseRandom::WithDirected(LqVector3f point)
 {
-    if (m_isDirected && m_directedBits.empty())
+    while (m_isDirected && m_directedBits.empty())
     {
         float* const component = OneOf({&point.x, &point.y, &point.z});
         *component = DirectedFloat();

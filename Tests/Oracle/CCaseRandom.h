@@ -43,8 +43,8 @@ public:
     [[nodiscard]] double DirectedDouble();
 
     /// The bits of the directed floats and doubles so far, all as doubles; of a double that is no
-    /// float, its float's as well. All NaNs are one. Plain zeros and ones are left out, since there
-    /// are such in every case.
+    /// float, its float's as well. All NaNs are one. Numbers that stand for borders elsewhere, such
+    /// as small integers and their neighbours, and any bits are left out.
     [[nodiscard]] const std::set<std::uint64_t>& GetDirectedBits() const { return m_directedBits; }
 
     /// The bits with which a value is known to GetDirectedBits().

@@ -68,7 +68,7 @@ def answer(cases):
         if source is not None:
             count = geometry.count(source)
             used = len(chosen)
-            changed, words, _, _ = classify(
+            changed, words, _, _, _ = classify(
                 selections, geometry, chosen, [source] * used, [np.zeros(0, np.uint16)] * used,
                 np.repeat(cases["model_matrix"][case][None], used, axis=0))
             if changed.any():

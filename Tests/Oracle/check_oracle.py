@@ -32,13 +32,14 @@ from arrays import read_arrays, write_arrays
 
 class Kind:
     def __init__(self, answer, share, chunk, counted=None, needs_answers=False,
-                 has_floats=True):
+                 has_floats=True, has_borders=False):
         self.answer = answer
         self.share = share  # how many cases for each one that is asked for
         self.chunk = chunk  # how many are made at once
         self.counted = counted  # the offsets that tell how many surfels there were
         self.needs_answers = needs_answers
         self.has_floats = has_floats
+        self.has_borders = has_borders  # whether surfels at a border of the mask are counted
         self.has_kernels = counted is not None  # whether a loop does the work
 
 
@@ -48,7 +49,7 @@ KINDS = {
     "normal": Kind(normals.answer, 1, 100000, needs_answers=True),
     "freeze": Kind(cut_operation.answer_freezing, 1, 50000, has_floats=False),
     "nearest": Kind(small_components.answer_nearest, 0.1, 2000, "query_offsets"),
-    "cut": Kind(cutting.answer, 1, 4000, "position_offsets"),
+    "cut": Kind(cutting.answer, 1, 4000, "position_offsets", has_borders=True),
     "cut-operation": Kind(cut_operation.answer, 0.1, 1000, "position_offsets"),
     "small-component-operation": Kind(small_components.answer, 0.1, 1000, "position_offsets"),
     "cached-model": Kind(cached_models.answer, 0.1, 1000, "vertex_offsets"),
@@ -57,7 +58,7 @@ KINDS = {
 UNSIGNED_ZEROS = {"transformed_box"}
 # How many values of an array are shown when a case fails.
 SHOWN_VALUES = 48
-# One in so many cases holds a directed float at least.
+# One in so many cases holds a directed float at least, and one in so many has a surfel at a border.
 DIRECTED_INTERVAL = 5
 
 
@@ -79,7 +80,8 @@ class Comparison:
         return subprocess.Popen(command), cases, answers, kind
 
     def finish(self, started):
-        """The cases, how many of them hold a directed float, and the arrays that differ."""
+        """The cases, how many of them hold a directed float and have a surfel at a border, and the
+        arrays that differ."""
         process, cases_path, answers_path, kind = started
         if process.wait() != 0:
             raise SystemExit(f"{self.program[-1]} failed.")
@@ -92,7 +94,8 @@ class Comparison:
                 expected = KINDS[kind].answer(cases, answers)
             else:
                 expected = KINDS[kind].answer(cases)
-        return cases, directed, differences(answers, expected)
+        at_border = int(np.count_nonzero(expected.pop("at_border", ())))
+        return cases, np.array([directed, at_border]), differences(answers, expected)
 
     def compare(self, kind, cases):
         """The arrays that differ in the answers to given cases."""
@@ -172,12 +175,12 @@ def report(comparison, kind, seed, first, count):
 def check(comparison, kind, seed, first, count):
     """Compares that many cases in chunks.
 
-    Returns how many of them hold a directed float and the number of surfels, or None after a
-    difference.
+    Returns how many of them hold a directed float, how many have a surfel at a border, and the
+    number of surfels, or None after a difference.
     """
     chunk = KINDS[kind].chunk
     starts = list(range(first, first + count, chunk))
-    all_directed, surfels = 0, 0
+    total, surfels = np.zeros(2, np.int64), 0
 
     def start(position):
         at = starts[position]
@@ -187,17 +190,18 @@ def check(comparison, kind, seed, first, count):
     started = start(0)
     for position, at in enumerate(starts):
         following = start(position + 1) if position + 1 < len(starts) else None
-        cases, directed, different = comparison.finish(started)
+        cases, numbers, different = comparison.finish(started)
         if different:
             if following:
                 following[0].wait()
             report(comparison, kind, seed, at, min(chunk, first + count - at))
             return None
-        all_directed += directed
+        total += numbers
         if KINDS[kind].counted:
             surfels += int(cases[KINDS[kind].counted][-1])
         started = following
-    return all_directed, surfels
+    directed, at_border = total.tolist()
+    return directed, at_border, surfels
 
 
 def stored_cases(path):
@@ -288,18 +292,22 @@ def main():
                 if numbers is None:
                     print(f"There are differences; seed {seed}.")
                     return 1
-                directed, surfels = numbers
+                directed, at_border, surfels = numbers
                 total_cases += count
                 total_surfels += surfels
-                share = f", {directed} of them with directed floats"
-                print(f"{kind}{' by ' + kernel if kernel else ''}: {count} cases"
-                      f"{share if KINDS[kind].has_floats else ''}, "
-                      f"{surfels} points, 0 differences, {time.monotonic() - begin:.1f} s",
-                      flush=True)
-                too_few = KINDS[kind].has_floats and directed * DIRECTED_INTERVAL < count
-                if is_long and too_few:
-                    print(f"Less than one in {DIRECTED_INTERVAL} cases has directed floats.")
-                    return 1
+                shares = []
+                if KINDS[kind].has_floats:
+                    shares.append((directed, "with directed floats"))
+                if KINDS[kind].has_borders:
+                    shares.append((at_border, "with surfels at a border of the mask"))
+                print("".join([f"{kind}{' by ' + kernel if kernel else ''}: {count} cases, ",
+                               *(f"{number} of them {which}, " for number, which in shares),
+                               f"{surfels} points, 0 differences, "
+                               f"{time.monotonic() - begin:.1f} s"]), flush=True)
+                for number, which in shares:
+                    if is_long and number * DIRECTED_INTERVAL < count:
+                        print(f"Less than one in {DIRECTED_INTERVAL} cases is one {which}.")
+                        return 1
     if options.scans:
         return 0
     print(f"{total_cases} cases, {total_surfels} points, 0 differences")

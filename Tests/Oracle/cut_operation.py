@@ -30,7 +30,7 @@ def answer(cases):
     candidates = [e for e in range(len(entity)) if cases["entry_has_value"][e] and entity[e] >= 0]
     no_words = np.zeros(0, np.uint16)
     words_of = [entries.mask(e) for e in candidates]
-    changed, cut_words, passes, failed = classify(
+    changed, cut_words, passes, failed, _ = classify(
         selections, collections, case_of[candidates],
         [cases["entity_collection"][entity[e]] for e in candidates],
         [no_words if words is None else words for words in words_of],

@@ -77,8 +77,26 @@ def intersects_region(selections, chosen, boxes, combined):
     return possible & intersect(selections.pixel_bounds[chosen], screen)
 
 
+def at_border(pixels, sizes):
+    """Whether coordinates are 0, 1, size - 1 or size, or at most one step of a float beside it.
+
+    Around 0, where floats lie closest, it is one of the coordinate before the viewport.
+    """
+    nearest = np.rint(pixels)
+    result = np.zeros(len(pixels), bool)
+    which = np.flatnonzero(((nearest == 0) | (nearest == 1) | (nearest == sizes - F(1))
+                            | (nearest == sizes)) & (np.abs(pixels - nearest) < F(0.01)))
+    pixels, nearest, sizes = pixels[which], nearest[which], sizes[which]
+    result[which] = ((np.nextafter(pixels, nearest) == nearest)
+                     | (np.abs(pixels) <= sizes * F(2.0**-24)))
+    return result
+
+
 def inside(selections, chosen, combined, positions):
-    """Whether points lie on painted pixels; `chosen` and `combined` are given per point."""
+    """Whether points lie on painted pixels, and whether at a border of the mask.
+
+    `chosen` and `combined` are given per point.
+    """
     x, y, _ = transform(combined, positions[:, 0], positions[:, 1], positions[:, 2])
     float_width, float_height = selections.float_widths[chosen], selections.float_heights[chosen]
     px, py = viewport(x, y, float_width, float_height)
@@ -92,14 +110,15 @@ def inside(selections, chosen, combined, positions):
     result = np.zeros(len(positions), bool)
     which = np.flatnonzero(hit)
     result[which] = selections.mask_bytes[selections.mask_offsets[chosen[which]] + at[which]] == 1
-    return result
+    return result, at_border(px, float_width) | at_border(py, float_height)
 
 
 def classify(selections, collections, chosen, collection_of, words_of, trafos):
     """Cuts items: lists of, per item, its selection, collection, flag words and double transform.
 
     The answer is, per item: whether a word changed, the words, whether the box test let the item
-    through, and whether it failed because its positions are missing.
+    through, whether it failed because its positions are missing, and whether a surfel that was
+    looked at lies at a border of the mask.
     """
     count = len(chosen)
     chosen = np.asarray(chosen, np.int64)
@@ -120,18 +139,20 @@ def classify(selections, collections, chosen, collection_of, words_of, trafos):
     sizes = np.array([min(collections.count(collection_of[item]), len(results[item]))
                       for item in active], np.int64)
     changed = np.zeros(count, bool)
+    borders = np.zeros(count, bool)
     if sizes.sum():
         item_of = np.repeat(active, sizes)
         starts = np.cumsum(sizes) - sizes
         surfel = np.arange(len(item_of)) - np.repeat(starts, sizes)
         positions = collections.positions[collections.offsets[collection_of[item_of]] + surfel]
-        hit = inside(selections, chosen[item_of], combined[item_of], positions)
+        hit, border = inside(selections, chosen[item_of], combined[item_of], positions)
+        borders[item_of[border]] = True
         for item, start, size in zip(active, starts, sizes):
             words = results[item]
             new = hit[start : start + size] & ((words[:size] & CUT) == 0)
             changed[item] = new.any()
             words[:size][new] |= np.uint16(CUT)
-    return changed, results, passes, failed
+    return changed, results, passes, failed, borders
 
 
 def freeze(words):
@@ -141,17 +162,22 @@ def freeze(words):
 
 
 def answer(cases):
-    """Whole calls of the classification: case k has selection k and any number of items."""
+    """Whole calls of the classification: case k has selection k and any number of items.
+
+    What is called "at_border" is no answer: which of the cases have a surfel there.
+    """
     selections, collections = Selections(cases), Collections(cases)
     offsets = cases["item_offsets"].astype(np.int64)
     case_of = np.repeat(np.arange(len(offsets) - 1), np.diff(offsets))
     words_of = [part(cases, "words", "word_offsets", index) for index in cases["item_words"]]
-    changed, words, passes, failed = classify(selections, collections, case_of,
-                                              cases["item_collection"], words_of,
-                                              cases["item_trafo"])
+    changed, words, passes, failed, borders = classify(selections, collections, case_of,
+                                                       cases["item_collection"], words_of,
+                                                       cases["item_trafo"])
     # Where an item fails, the call does.
     error = np.zeros(len(offsets) - 1, np.uint8)
     error[case_of[failed]] = 1
+    border_cases = np.zeros(len(offsets) - 1, bool)
+    border_cases[case_of[borders]] = True
     lost = error[case_of] != 0
     words = [words[item] if not lost[item] else () for item in range(len(lost))]
     return {
@@ -161,4 +187,5 @@ def answer(cases):
         "intersects": passes.astype(np.uint8),
         "result_offsets": offsets_of(words),
         "result_words": joined(words, np.uint16),
+        "at_border": border_cases,
     }

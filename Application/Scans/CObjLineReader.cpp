@@ -92,19 +92,26 @@ bool CObjLineReader::Next()
     }
     m_begin = m_lines.GetBegin();
     m_line = m_lines.GetNumber();
-    // It would make all of an old text file further words of its first statement.
-    if (m_lines.GetLine().find('\r') != std::string_view::npos)
-    {
-        throw CInputError::AtLine(m_file, m_line,
-                                  "expected lines that end with a line feed, found a carriage "
-                                  "return without one");
-    }
+    expectNoCarriageReturn();
     while (m_lines.GetLine().ends_with('\\') && m_lines.Next())
-    {}
+    {
+        expectNoCarriageReturn();
+    }
     m_words = m_text.substr(m_begin, m_lines.GetEnd() - m_begin);
     m_words = m_begin == 0 ? WithoutByteOrderMark(m_words) : m_words;
     m_statement = classify(TakeObjWord(m_words));
     return true;
+}
+
+/// It would make all of an old text file further words of its first statement.
+void CObjLineReader::expectNoCarriageReturn() const
+{
+    if (m_lines.GetLine().find('\r') != std::string_view::npos)
+    {
+        throw CInputError::AtLine(m_file, m_lines.GetNumber(),
+                                  "expected lines that end with a line feed, found a carriage "
+                                  "return without one");
+    }
 }
 
 std::uint64_t CObjLineReader::Resolve(std::string_view word, std::uint64_t before,

@@ -78,6 +78,8 @@ public:
     [[nodiscard]] CInputError MakeError(const std::string& expected, std::string_view found) const;
 
 private:
+    void expectNoCarriageReturn() const;
+
     const std::filesystem::path& m_file;
     std::string_view m_text;
     CLineReader m_lines;

@@ -155,6 +155,14 @@ TEST(CObjScan, Parse_CarriageReturnsAloneDoNotEndLines)
               "without one");
 }
 
+TEST(CObjScan, Parse_CarriageReturnsAloneDoNotEndContinuedLinesEither)
+{
+    EXPECT_EQ(messageOf("v 1 2 \\\n3\rv 4 5 6\n"),
+              "m.obj: line 2: expected lines that end with a line feed, found a carriage return "
+              "without one");
+    EXPECT_EQ(parse("v 1 2 \\\r\n\\\r\n3\r\nv 4 5 6\r").GetPointCount(), 2U);
+}
+
 TEST(CObjScan, Parse_NoVerticesAreAnError)
 {
     EXPECT_EQ(messageOf("# nothing\n"), "m.obj: expected lines 'v x y z', found none");

@@ -43,6 +43,22 @@ namespace
     return isContinuation || IsBlank(text[position]);
 }
 
+[[nodiscard]] bool hasComment(std::string_view line)
+{
+    std::size_t sign = line.find('#');
+    while (sign != std::string_view::npos && sign > 0 && !isSeparator(line, sign - 1))
+    {
+        sign = line.find('#', sign + 1);
+    }
+    return sign != std::string_view::npos;
+}
+
+/// A comment may end with anything, such as a folder of another system.
+[[nodiscard]] bool isContinued(std::string_view line)
+{
+    return line.ends_with('\\') && !hasComment(line);
+}
+
 }  // namespace
 
 std::string_view TakeObjWord(std::string_view& rest)
@@ -93,9 +109,12 @@ bool CObjLineReader::Next()
     m_begin = m_lines.GetBegin();
     m_line = m_lines.GetNumber();
     expectNoCarriageReturn();
-    while (m_lines.GetLine().ends_with('\\') && m_lines.Next())
+    std::string_view line = m_lines.GetLine();
+    line = m_begin == 0 ? WithoutByteOrderMark(line) : line;
+    while (isContinued(line) && m_lines.Next())
     {
         expectNoCarriageReturn();
+        line = m_lines.GetLine();
     }
     m_words = m_text.substr(m_begin, m_lines.GetEnd() - m_begin);
     m_words = m_begin == 0 ? WithoutByteOrderMark(m_words) : m_words;

@@ -42,7 +42,7 @@ struct SObjCorner
 [[nodiscard]] SObjCorner SplitObjCorner(std::string_view word);
 
 /// Walks through the statements of an OBJ file. A line that ends with a backslash goes on in the
-/// next one.
+/// next one, unless it ends in a comment.
 class CObjLineReader
 {
 public:

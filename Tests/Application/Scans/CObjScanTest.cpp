@@ -99,6 +99,23 @@ TEST(CObjScan, Parse_BackslashContinuesALine)
     EXPECT_EQ(cut(content + "f 1 \\\n2 4\n", {2}), "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 \\\n2 3\n");
 }
 
+TEST(CObjScan, Parse_CommentIsNotContinued)
+{
+    for (const std::string comment : {"# from C:\\scans\\\n", "#\\\r\n", " \t# a \\\n",
+                                      "\xEF\xBB\xBF# a\\\n", "g a \\\n# b \\\n", "g a#1 #b \\\n"})
+    {
+        const std::string content = comment + c_square;
+
+        EXPECT_EQ(parse(content).GetPointCount(), 4U) << comment;
+        EXPECT_EQ(cut(content, {0}), comment + "v 1 0 0\nv 1 1 0\nv 0 1 0\n") << comment;
+    }
+}
+
+TEST(CObjScan, Parse_NumberSignInsideAWordBeginsNoComment)
+{
+    EXPECT_EQ(parse(c_square + "g a#1 \\\nv 1 2 3\n").GetPointCount(), 4U);
+}
+
 TEST(CObjScan, Parse_OtherStatementsArePassedOver)
 {
     EXPECT_EQ(

@@ -187,7 +187,8 @@ void CObjScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
             text.substr(reader.GetBegin(), reader.GetEnd() - reader.GetBegin());
         if (statement == ObjStatement::FreeForm)
         {
-            throw reader.MakeError("expected vertices and polygons only, to cut them", raw);
+            throw reader.MakeError("expected vertices and polygons only, to cut them",
+                                   raw.substr(0, raw.find_last_not_of("\r\n") + 1));
         }
         if (hasReferences(statement))
         {

@@ -223,7 +223,7 @@ TEST(CObjScan, WriteKept_CurvesAndSurfacesCannotBeCut)
     {
         EXPECT_STREQ(error.what(),
                      "m.obj: line 5: expected vertices and polygons only, to cut them, found 'curv "
-                     "0 1 1 2 3?'");
+                     "0 1 1 2 3'");
     }
 }
 

@@ -89,10 +89,6 @@ SObjCorner SplitObjCorner(std::string_view word)
     const std::size_t second = std::min(word.find('/', first + 1), word.size());
     SObjCorner corner;
     corner.vertex = word.substr(0, first);
-    if (first < word.size())
-    {
-        corner.texture = word.substr(first + 1, second - first - 1);
-    }
     if (second < word.size())
     {
         corner.normal = word.substr(second + 1);

@@ -31,12 +31,11 @@ enum class ObjStatement
 /// backslash at a line's end separates as a blank does.
 [[nodiscard]] std::string_view TakeObjWord(std::string_view& rest);
 
-/// The three numbers of a corner "v", "v/vt", "v//vn" or "v/vt/vn" as they are written; an absent
-/// one is empty.
+/// The numbers of the vertex and of the normal in a corner "v", "v/vt", "v//vn" or "v/vt/vn" as
+/// they are written; an absent one is empty.
 struct SObjCorner
 {
     std::string_view vertex;
-    std::string_view texture;
     std::string_view normal;
 };
 [[nodiscard]] SObjCorner SplitObjCorner(std::string_view word);

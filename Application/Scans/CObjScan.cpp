@@ -109,7 +109,7 @@ void CObjScan::read(const ProgressCallback& progress)
         steps.Report(reader.GetEnd());
     }
     std::vector<LqVector3f> normals;
-    if (m_counts.faces == 0 && m_counts.normals == m_counts.vertices)
+    if (arePairedInOrder())
     {
         normals = std::move(fileNormals);
     }
@@ -156,6 +156,11 @@ void CObjScan::readCorners(const CObjLineReader& reader, std::uint64_t verticesB
     }
 }
 
+bool CObjScan::arePairedInOrder() const
+{
+    return m_counts.faces == 0 && m_counts.normals == m_counts.vertices;
+}
+
 SScanDescription CObjScan::Describe() const
 {
     SScanDescription description;
@@ -169,15 +174,18 @@ void CObjScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
                          const ProgressCallback& progress) const
 {
     const std::string_view text = AsText(m_source.bytes);
-    if (kept.CountKept(m_counts.vertices) == m_counts.vertices)
+    const std::uint64_t keptCount = kept.CountKept(m_counts.vertices);
+    if (keptCount == m_counts.vertices)
     {
         file.Write(text);
         return;
     }
     const CKeptRanks ranks(kept);
+    const KeptNormals normals = chooseNormals(ranks, keptCount);
     CProgress steps(progress, text.size());
     CObjLineReader reader(m_source.path, text);
     std::uint64_t before = 0;
+    std::uint64_t normalsBefore = 0;
     std::string line;
     while (reader.Next())
     {
@@ -192,20 +200,58 @@ void CObjScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
         }
         if (hasReferences(statement))
         {
-            if (renumber(reader, ranks, before, line))
+            if (renumber(reader, ranks, before, normals, line))
             {
                 file.Write(line);
             }
+            continue;
         }
-        else if (statement != ObjStatement::Vertex || ranks.IsKept(before++))
+        bool isKept = true;
+        if (statement == ObjStatement::Vertex)
+        {
+            isKept = ranks.IsKept(before++);
+        }
+        else if (statement == ObjStatement::Normal && normals != KeptNormals::All)
+        {
+            isKept = normals == KeptNormals::OfKeptVertices && ranks.IsKept(normalsBefore++);
+        }
+        if (isKept)
         {
             file.Write(raw);
         }
     }
 }
 
+CObjScan::KeptNormals CObjScan::chooseNormals(const CKeptRanks& ranks,
+                                              std::uint64_t keptCount) const
+{
+    if (arePairedInOrder())
+    {
+        return KeptNormals::OfKeptVertices;
+    }
+    const bool isPairedByChance = m_counts.normals == keptCount && !hasKeptFace(ranks);
+    return isPairedByChance ? KeptNormals::None : KeptNormals::All;
+}
+
+bool CObjScan::hasKeptFace(const CKeptRanks& ranks) const
+{
+    CObjLineReader reader(m_source.path, AsText(m_source.bytes));
+    std::uint64_t before = 0;
+    std::string line;
+    while (reader.Next())
+    {
+        before += reader.GetStatement() == ObjStatement::Vertex ? 1U : 0U;
+        if (reader.GetStatement() == ObjStatement::Face &&
+            renumber(reader, ranks, before, KeptNormals::All, line))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool CObjScan::renumber(const CObjLineReader& reader, const CKeptRanks& ranks, std::uint64_t before,
-                        std::string& line) const
+                        KeptNormals normals, std::string& line) const
 {
     const std::string_view text = AsText(m_source.bytes);
     line.clear();
@@ -216,7 +262,8 @@ bool CObjScan::renumber(const CObjLineReader& reader, const CKeptRanks& ranks, s
     std::string_view rest = reader.GetWords();
     for (std::string_view word = TakeObjWord(rest); !word.empty(); word = TakeObjWord(rest))
     {
-        const std::string_view number = SplitObjCorner(word).vertex;
+        const SObjCorner corner = SplitObjCorner(word);
+        const std::string_view number = corner.vertex;
         const std::uint64_t vertex = reader.Resolve(number, before, m_counts.vertices, "vertex");
         if (!ranks.IsKept(vertex))
         {
@@ -229,6 +276,14 @@ bool CObjScan::renumber(const CObjLineReader& reader, const CKeptRanks& ranks, s
         line.append(isRelative ? "-" : "");
         line.append(std::to_string(isRelative ? newBefore - rank : rank + 1));
         done = begin + number.size();
+        if (normals != KeptNormals::All && !corner.normal.empty())
+        {
+            const auto normalBegin = static_cast<std::size_t>(corner.normal.data() - text.data());
+            // "//" or "/vt/"
+            const std::string_view between = text.substr(done, normalBegin - done);
+            line += between.substr(0, between.find_last_not_of('/') + 1);
+            done = normalBegin + corner.normal.size();
+        }
     }
     line += text.substr(done, reader.GetEnd() - done);
     return true;

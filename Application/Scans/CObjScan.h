@@ -30,12 +30,24 @@ public:
     [[nodiscard]] SScanDescription Describe() const override;
 
     /// Leaves out the lines of vertices that are not kept and of faces, lines and points that refer
-    /// to one. Other lines stay as they are but for the vertex numbers.
+    /// to one. Normals that belong to the vertices in order go with them. All normals go where no
+    /// face is left and they would be as many as the vertices by chance: on reading they would be
+    /// taken for the vertices' own. Where normals go, lines and points forget the numbers of
+    /// theirs, which nothing uses without faces. Other lines stay as they are but for the vertex
+    /// numbers.
     /// @throw CInputError when the file has curves or surfaces, which cannot be cut.
     void WriteKept(CReplacementFile& file, const CKeptPoints& kept,
                    const ProgressCallback& progress) const override;
 
 private:
+    /// The normals that stay where vertices are removed.
+    enum class KeptNormals
+    {
+        All,
+        OfKeptVertices,
+        None,
+    };
+
     struct SCounts
     {
         std::uint64_t vertices = 0;
@@ -51,8 +63,11 @@ private:
     void readCorners(const CObjLineReader& reader, std::uint64_t verticesBefore,
                      std::uint64_t normalsBefore, std::vector<std::uint32_t>& normalNumbers,
                      Triangles& triangles) const;
+    [[nodiscard]] bool arePairedInOrder() const;
+    [[nodiscard]] KeptNormals chooseNormals(const CKeptRanks& ranks, std::uint64_t keptCount) const;
+    [[nodiscard]] bool hasKeptFace(const CKeptRanks& ranks) const;
     [[nodiscard]] bool renumber(const CObjLineReader& reader, const CKeptRanks& ranks,
-                                std::uint64_t before, std::string& line) const;
+                                std::uint64_t before, KeptNormals normals, std::string& line) const;
 
     SScanBytes m_source;
     SCounts m_counts;

@@ -209,6 +209,53 @@ TEST(CObjScan, WriteKept_NothingDroppedGivesTheSameBytes)
     EXPECT_EQ(cut(content, {}), content);
 }
 
+TEST(CObjScan, WriteKept_NormalsPairedInOrderGoWithTheirVertices)
+{
+    const std::string after = cut("v 1 2 3\nvn 0 0 1\nvn 0 1 0\nv 4 5 6\n# c\n", {0});
+
+    EXPECT_EQ(after, "vn 0 1 0\nv 4 5 6\n# c\n");
+    EXPECT_EQ(ScanTest::NormalsOf(parse(after)), (std::vector<LqVector3f>{{0, 1, 0}}));
+}
+
+TEST(CObjScan, WriteKept_NormalsWithoutFacesAreNotPairedByChance)
+{
+    EXPECT_EQ(cut("v 0 0 0\nv 1 0 0\nv 2 0 0\nvn 0 0 1\nvn 0 1 0\n", {1}), "v 0 0 0\nv 2 0 0\n");
+    EXPECT_EQ(cut("v 0 0 0\nv 1 0 0\nv 2 0 0\nvn 0 0 1\n", {1}), "v 0 0 0\nv 2 0 0\nvn 0 0 1\n");
+}
+
+const std::string c_threeNormals = "vn 0 0 1\nvn 0 1 0\nvn 1 0 0\n";
+
+TEST(CObjScan, WriteKept_NormalsOfFacesThatAreGoneAreNotPairedByChance)
+{
+    const std::string after = cut(c_square + c_threeNormals + "f 1//1 2//2 3//3\ng a\n", {0});
+
+    EXPECT_EQ(after, "v 1 0 0\nv 1 1 0\nv 0 1 0\ng a\n");
+    EXPECT_FALSE(parse(after).GetSurfelCollection()->HasNormals());
+}
+
+TEST(CObjScan, WriteKept_NormalsStayWhereAFaceStays)
+{
+    EXPECT_EQ(cut(c_square + c_threeNormals + "f 1 2 3\nf -3//-3 -2//2 -1//3\n", {0}),
+              "v 1 0 0\nv 1 1 0\nv 0 1 0\n" + c_threeNormals + "f -3//-3 -2//2 -1//3\n");
+}
+
+TEST(CObjScan, WriteKept_NormalsStayWhereTheyAreNotAsManyAsTheVertices)
+{
+    EXPECT_EQ(cut(c_square + c_threeNormals + "f 1//1 2//2 3//3\n", {0, 1}),
+              "v 1 1 0\nv 0 1 0\n" + c_threeNormals);
+}
+
+TEST(CObjScan, WriteKept_LinesAndPointsForgetNormalsThatAreLeftOut)
+{
+    const std::string after =
+        cut("v 0 0 0\nv 1 0 0\nvt 0 0\nvn 0 0 1\nvn 0 1 0\nl 2/1/2 2//1 2//\np 2/1\n", {0});
+
+    EXPECT_EQ(after, "v 1 0 0\nvt 0 0\nvn 0 1 0\nl 1/1 1 1//\np 1/1\n");
+    EXPECT_EQ(ScanTest::NormalsOf(parse(after)), (std::vector<LqVector3f>{{0, 1, 0}}));
+    EXPECT_EQ(cut(c_square + c_threeNormals + "f 1//1 2//2 3//3\np 2//-1 3\n", {0}),
+              "v 1 0 0\nv 1 1 0\nv 0 1 0\np 1 2\n");
+}
+
 TEST(CObjScan, WriteKept_CurvesAndSurfacesCannotBeCut)
 {
     const std::string content = c_square + "curv 0 1 1 2 3\n";

@@ -1,7 +1,6 @@
 #include "Application/Scans/CObjScan.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <utility>
 #include <vector>

@@ -1,6 +1,7 @@
 #include "Application/Scans/CStlScan.h"
 
 #include <algorithm>
+#include <bit>
 #include <string>
 #include <utility>
 

@@ -1,6 +1,5 @@
 #include "Application/Scans/CXyzScan.h"
 
-#include <string>
 #include <utility>
 
 #include "Application/Files/CInputError.h"

@@ -1,6 +1,7 @@
 #include "Application/Scans/PlyType.h"
 
 #include <array>
+#include <bit>
 #include <utility>
 
 namespace Application

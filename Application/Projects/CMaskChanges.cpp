@@ -2,7 +2,6 @@
 
 #include <zlib.h>
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>

@@ -95,8 +95,8 @@ public:
     /// undone. What was undone before can no longer be redone. Returns how many of the oldest edits
     /// were dropped because the history had grown beyond its budget; the newest is always kept.
     /// @throw std::invalid_argument when \p changed names a scan that there is not, or one twice,
-    /// or has flags that are not one word per point; COutputError when it cannot be written. The
-    /// project is what it was then.
+    /// or has flags that are not one word per point; CInputError when ReadFlags() does for one of
+    /// these scans; COutputError when it cannot be written. The project is what it was then.
     std::size_t Commit(const std::string& command, const std::vector<SNewFlags>& changed);
 
     /// Takes the last \p count edits back, or all that there are.

@@ -1,6 +1,5 @@
 #include "Application/Projects/CProjectCutter.h"
 
-#include <algorithm>
 #include <optional>
 #include <utility>
 

@@ -24,7 +24,7 @@ namespace Application
 /// for a file that cannot be read.
 [[nodiscard]] bool IsProjectFile(const std::filesystem::path& file);
 
-/// An identifier as its text, and back.
+/// An identifier as its text in a project file.
 [[nodiscard]] std::string PrintKey(const Base::CUniqueID& key);
 
 }  // namespace Application

@@ -1,7 +1,6 @@
 #include "Apps/CommandLine/CHistoryCommand.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
 #include <vector>
 

@@ -19,6 +19,21 @@ constexpr std::size_t c_longestQuote = 40;
     return isSigned ? token.substr(1) : token;
 }
 
+/// As much of \p text as is shown. It ends between two characters of UTF-8, which have at most
+/// three bytes behind their first.
+[[nodiscard]] std::string_view shorten(std::string_view text)
+{
+    const auto continuesCharacter = [&](std::size_t index) {
+        return (static_cast<unsigned char>(text[index]) & 0xC0) == 0x80;
+    };
+    std::size_t length = std::min(text.size(), c_longestQuote);
+    while (length < text.size() && length > c_longestQuote - 3 && continuesCharacter(length))
+    {
+        --length;
+    }
+    return text.substr(0, length);
+}
+
 /// A number outside the range of double: 0 when its first digit but zeros stands behind the point,
 /// moved by the exponent, else an infinity.
 [[nodiscard]] double saturate(std::string_view token)
@@ -87,14 +102,14 @@ std::string Quote(std::string_view text)
         return "the end of the line";
     }
     std::string quoted = "'";
-    const std::string_view shown = text.substr(0, c_longestQuote);
+    const std::string_view shown = shorten(text);
     for (std::size_t index = 0; index < shown.size();)
     {
         const std::size_t length = MeasureControlCharacter(shown.substr(index));
         quoted += length > 0 ? '?' : shown[index];
         index += length > 0 ? length : 1;
     }
-    return quoted + (text.size() > c_longestQuote ? "...'" : "'");
+    return quoted + (shown.size() < text.size() ? "...'" : "'");
 }
 
 }  // namespace Application

@@ -123,4 +123,22 @@ TEST(Quote, ShortensAndHidesControlCharacters)
     EXPECT_EQ(Quote(std::string(41, 'a')), "'" + std::string(40, 'a') + "...'");
 }
 
+TEST(Quote, ShortensBetweenCharacters)
+{
+    const std::string cut = "'" + std::string(39, 'a') + "...'";
+    EXPECT_EQ(Quote(std::string(39, 'a') + "\xC3\xA4z"), cut);
+    EXPECT_EQ(Quote(std::string(39, 'a') + "\xE2\x82\xACz"), cut);
+    EXPECT_EQ(Quote(std::string(39, 'a') + "\xC2\x9Bz"), cut);
+    EXPECT_EQ(Quote(std::string(37, 'a') + "\xF0\x9F\x98\x80z"),
+              "'" + std::string(37, 'a') + "...'");
+    EXPECT_EQ(Quote(std::string(36, 'a') + "\xF0\x9F\x98\x80z"),
+              "'" + std::string(36, 'a') + "\xF0\x9F\x98\x80...'");
+}
+
+TEST(Quote, ShortensWhatIsNoText)
+{
+    EXPECT_EQ(Quote(std::string(100, '\x80')), "'" + std::string(37, '\x80') + "...'");
+    EXPECT_EQ(Quote(std::string(100, '\xFF')), "'" + std::string(40, '\xFF') + "...'");
+}
+
 }  // namespace

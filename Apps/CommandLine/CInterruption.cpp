@@ -105,13 +105,14 @@ void Remember(int signal)
     setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
+bool IsIgnored(int signal)
+{
+    struct sigaction current = {};
+    return sigaction(signal, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
+}
+
 void Handle(int signal, void (*handler)(int))
 {
-    struct sigaction previous = {};
-    if (sigaction(signal, nullptr, &previous) == 0 && previous.sa_handler == SIG_IGN)
-    {
-        return;
-    }
     struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
@@ -125,7 +126,10 @@ void CInterruption::Install()
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
     {
-        Handle(signal, Remember);
+        if (!IsIgnored(signal))
+        {
+            Handle(signal, Remember);
+        }
     }
     Handle(SIGALRM, EndAtOnce);
     struct sigaction action = {};

@@ -20,8 +20,8 @@ public:
 class CInterruption
 {
 public:
-    /// From now on the signals are remembered. A signal that the process was started to ignore, as
-    /// a shell does for background jobs, stays ignored. An input that is shortened while it is
+    /// From now on the signals are remembered. One of them that the process was started to ignore,
+    /// as a shell does for background jobs, stays ignored. An input that is shortened while it is
     /// mapped ends the process as one that cannot be read, with its name and without unfinished
     /// files.
     static void Install();

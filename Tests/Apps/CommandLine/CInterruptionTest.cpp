@@ -174,6 +174,22 @@ TEST_F(CInterruptionDeathTest, SignalThatIsIgnoredAtStart_StaysIgnored)
         testing::ExitedWithCode(0), "");
 }
 
+// It is not the user's: it ends what does not notice theirs in time.
+TEST_F(CInterruptionDeathTest, AlarmThatIsIgnoredAtStart_EndsAtOnceAllTheSame)
+{
+    EXPECT_EXIT(
+        {
+            ::signal(SIGALRM, SIG_IGN);
+            CInterruption::Install();
+            Application::CReplacementFile file(in("rest.ply"), false, c_named);
+            file.Write("partial");
+            raise(SIGALRM);
+            _exit(1);
+        },
+        testing::ExitedWithCode(130), "veko2: interrupted");
+    EXPECT_TRUE(list().empty());
+}
+
 // Two signals end the program where it is, which does not ask in between.
 TEST_F(CInterruptionTest, EndAtOnceWithJson_StillPrintsOneDocument)
 {

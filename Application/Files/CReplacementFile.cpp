@@ -15,6 +15,7 @@
 
 #include "Application/Files/CMappedFile.h"
 #include "Application/Files/COutputError.h"
+#include "Application/Files/ListNames.h"
 
 namespace Application
 {
@@ -321,22 +322,22 @@ void CReplacementFile::MakePermanent(const std::filesystem::path& folder,
 
 void CReplacementFile::RemoveStale(const std::filesystem::path& folder)
 {
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder.empty() ? "." : folder, error), end;
-         !error && entry != end; entry.increment(error))
+    std::error_code ignored;
+    for (const std::string& name : ListNames(folder.empty() ? "." : folder, ignored))
     {
-        if (!IsUnfinishedName(entry->path().filename().native()))
+        if (!IsUnfinishedName(name))
         {
             continue;
         }
+        const std::filesystem::path file = folder / name;
         const CFileDescriptor descriptor(
-            ::open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+            ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         struct stat status = {};
         // Whoever is still writing it holds the lock.
         if (descriptor.IsOpen() && ::fstat(descriptor.Get(), &status) == 0 &&
             S_ISREG(status.st_mode) && ::flock(descriptor.Get(), LOCK_EX | LOCK_NB) == 0)
         {
-            ::unlink(entry->path().c_str());
+            ::unlink(file.c_str());
         }
     }
 }

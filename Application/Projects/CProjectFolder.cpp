@@ -1,11 +1,7 @@
 #include "Application/Projects/CProjectFolder.h"
 
-#include <dirent.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -13,6 +9,7 @@
 
 #include "Application/Files/COutputError.h"
 #include "Application/Files/CReplacementFile.h"
+#include "Application/Files/ListNames.h"
 
 namespace Application
 {
@@ -59,31 +56,6 @@ std::optional<std::uint64_t> ParseName(std::string_view name)
 /// Of the kind that is removed with other unfinished files as soon as there is a project.
 constexpr std::string_view c_markName = ".veko2-new-project.part";
 
-struct SFolderCloser
-{
-    void operator()(DIR* folder) const { ::closedir(folder); }
-};
-
-/// What is in a folder; \p error tells whether some of it could not be read. The standard
-/// library's iterator ends the program where there is no memory for a name.
-std::vector<std::string> ListNames(const std::filesystem::path& folder, std::error_code& error)
-{
-    std::vector<std::string> names;
-    const std::unique_ptr<DIR, SFolderCloser> opened(::opendir(folder.c_str()));
-    while (opened)
-    {
-        errno = 0;
-        const dirent* const entry = ::readdir(opened.get());
-        if (entry == nullptr)
-        {
-            break;
-        }
-        names.emplace_back(entry->d_name);
-    }
-    error.assign(errno, std::generic_category());
-    return names;
-}
-
 }  // namespace
 
 CProjectFolder::CProjectFolder(const std::filesystem::path& project, CFolderLock::Kind kind)
@@ -112,7 +84,7 @@ bool CProjectFolder::IsFree(const std::filesystem::path& folder)
     {
         return true;
     }
-    const bool isEmpty = std::filesystem::is_empty(folder, error);
+    const bool isEmpty = ListNames(folder, error).empty();
     return isEmpty && !error;
 }
 

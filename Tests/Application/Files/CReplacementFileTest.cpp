@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "Application/Files/CMappedFile.h"
 #include "Application/Files/COutputError.h"
 #include "Tests/Application/Files/FileTestSupport.h"
+#include "Tests/Support/Allocations.h"
 
 namespace
 {
@@ -389,6 +391,29 @@ TEST(CReplacementFile, RemoveStale_LeavesWhatIsBeingWritten)
 TEST(CReplacementFile, RemoveStale_MissingFolderIsNoFailure)
 {
     CReplacementFile::RemoveStale("/nowhere/at/all");
+}
+
+TEST(CReplacementFile, RemoveStale_WithoutMemoryCanBeDoneAgain)
+{
+    const CTemporaryFolder folder;
+    bool isDone = false;
+    std::size_t number = 1;
+    for (; !isDone; ++number)
+    {
+        WriteAll(folder / ".veko2-0123456789abcdef.part", "left behind");
+        try
+        {
+            const TestSupport::CAllocationFaults faults(number, TestSupport::EFailing::Once);
+            CReplacementFile::RemoveStale(folder.GetPath());
+            isDone = faults.GetNumFailed() == 0;
+        }
+        catch (const std::bad_alloc&)
+        {
+            EXPECT_EQ(folder.List().size(), 1U) << number;
+        }
+    }
+    EXPECT_GT(number, 2U);
+    EXPECT_TRUE(folder.List().empty());
 }
 
 TEST(CReplacementFile, MakePermanent_OneFileAndMany)

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -9,6 +10,7 @@
 
 #include "Application/Files/COutputError.h"
 #include "Tests/Application/Projects/CProjectTestFixture.h"
+#include "Tests/Support/Allocations.h"
 
 namespace
 {
@@ -62,6 +64,31 @@ TEST_F(CProjectTest, Create_RefusesToReplaceWhatIsNoProject)
     }
     EXPECT_EQ(FileTest::ReadAll(m_folder / "a.ply"), "a");
     EXPECT_FALSE(std::filesystem::exists(m_folder / "a.ply.data"));
+}
+
+TEST_F(CProjectTest, CheckCreate_WithoutMemoryThrows)
+{
+    const std::filesystem::path file = m_folder / "new.json";
+    std::filesystem::create_directory(m_folder / "new.data");
+    FileTest::WriteAll(m_folder / "new.data" / "a file with a name that takes memory", "x");
+    std::size_t number = 0;
+    for (bool hasFailed = true; hasFailed;)
+    {
+        const TestSupport::CAllocationFaults faults(++number, TestSupport::EFailing::Once);
+        try
+        {
+            CProject::CheckCreate(file, false);
+        }
+        catch (const std::bad_alloc&)
+        {
+            continue;
+        }
+        catch (const COutputError&)
+        {
+            hasFailed = faults.GetNumFailed() > 0;
+        }
+    }
+    EXPECT_GT(number, 2U);
 }
 
 TEST_F(CProjectTest, Create_TakesTheFolderThatAKilledOneLeft)

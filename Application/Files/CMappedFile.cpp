@@ -144,13 +144,13 @@ std::shared_ptr<const CMappedFile> CMappedFile::Open(const std::filesystem::path
     {
         throw unreadable(file, errno);
     }
+    Mapping mapping(static_cast<const std::byte*>(address), {size});
     return std::shared_ptr<const CMappedFile>(
-        new CMappedFile(file, {static_cast<const std::byte*>(address), size}, makeVersion(status)));
+        new CMappedFile(file, std::move(mapping), makeVersion(status)));
 }
 
-CMappedFile::CMappedFile(std::filesystem::path path, std::span<const std::byte> bytes,
-                         const SVersion& version)
-    : m_path(std::move(path)), m_bytes(bytes), m_version(version)
+CMappedFile::CMappedFile(std::filesystem::path path, Mapping mapping, const SVersion& version)
+    : m_path(std::move(path)), m_mapping(std::move(mapping)), m_version(version)
 {}
 
 CMappedFile::SVersion CMappedFile::makeVersion(const struct stat& status)
@@ -209,9 +209,9 @@ std::string_view CMappedFile::FindName(const void* address, std::span<char> room
     return isFound ? line.GetName() : std::string_view();
 }
 
-CMappedFile::~CMappedFile()
+void CMappedFile::SUnmapper::operator()(const std::byte* first) const
 {
-    ::munmap(const_cast<std::byte*>(m_bytes.data()), m_bytes.size());
+    ::munmap(const_cast<std::byte*>(first), size);
 }
 
 }  // namespace Application

@@ -25,12 +25,15 @@ public:
     /// @throw CInputError when \p file is missing, not a regular file, unreadable or empty.
     [[nodiscard]] static std::shared_ptr<const CMappedFile> Open(const std::filesystem::path& file);
 
-    ~CMappedFile();
+    ~CMappedFile() = default;
     CMappedFile(const CMappedFile&) = delete;
     CMappedFile& operator=(const CMappedFile&) = delete;
 
     [[nodiscard]] const std::filesystem::path& GetPath() const { return m_path; }
-    [[nodiscard]] std::span<const std::byte> GetBytes() const { return m_bytes; }
+    [[nodiscard]] std::span<const std::byte> GetBytes() const
+    {
+        return {m_mapping.get(), m_mapping.get_deleter().size};
+    }
 
     /// Asked before anything that was made from the bytes is kept.
     /// @throw CInputError when the file was written to or shortened since it was opened. What the
@@ -61,13 +64,20 @@ private:
         timespec changed{};
     };
 
-    CMappedFile(std::filesystem::path path, std::span<const std::byte> bytes,
-                const SVersion& version);
+    struct SUnmapper
+    {
+        std::size_t size = 0;  ///< in bytes
+        void operator()(const std::byte* first) const;
+    };
+
+    using Mapping = std::unique_ptr<const std::byte, SUnmapper>;
+
+    CMappedFile(std::filesystem::path path, Mapping mapping, const SVersion& version);
 
     [[nodiscard]] static SVersion makeVersion(const struct stat& status);
 
     std::filesystem::path m_path;
-    std::span<const std::byte> m_bytes;
+    Mapping m_mapping;
     SVersion m_version;
 };
 

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <new>
 #include <span>
 #include <string>
 
@@ -17,6 +18,7 @@
 #include "Application/Files/TextTokens.h"
 #include "Tests/Application/Files/CHeldUpWrite.h"
 #include "Tests/Application/Files/FileTestSupport.h"
+#include "Tests/Support/Allocations.h"
 
 namespace
 {
@@ -235,6 +237,36 @@ TEST(CMappedFile, Open_FileThatSomebodyHoldsOpenForWriting)
 
     EXPECT_EQ(Application::AsText(file->GetBytes()), "content");
     EXPECT_EQ(changeOf(*file), "");
+}
+
+/// What this process has mapped at present, a file a line.
+[[nodiscard]] std::string listMappings()
+{
+    return FileTest::ReadAll("/proc/self/maps");
+}
+
+TEST(CMappedFile, Open_WithoutMemoryLeavesNothingMapped)
+{
+    const CTemporaryFolder folder;
+    // Too long for a string that needs no memory.
+    const std::string name = "a file with a name that takes memory";
+    FileTest::WriteAll(folder / name, "content");
+    const std::filesystem::path path = folder / name;
+    bool isOpened = false;
+    std::size_t number = 1;
+    for (; !isOpened; ++number)
+    {
+        try
+        {
+            const TestSupport::CAllocationFaults faults(number, TestSupport::EFailing::Once);
+            isOpened = CMappedFile::Open(path) != nullptr;
+        }
+        catch (const std::bad_alloc&)
+        {
+            EXPECT_EQ(listMappings().find(name), std::string::npos) << number;
+        }
+    }
+    EXPECT_GT(number, 2U);
 }
 
 TEST(CMappedFile, FindName_TellsWhichFileIsThere)

@@ -306,14 +306,25 @@ CProject::SStep CProject::Redo(std::size_t count)
     return step(CMaskChanges::Direction::Forward, count);
 }
 
-/// Goes through the edits in memory, then makes the state behind them the project's in one go.
-CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t count)
+CProject::SStep CProject::PreviewUndo(std::size_t count) const
+{
+    return compute(CMaskChanges::Direction::Back, count).step;
+}
+
+CProject::SStep CProject::PreviewRedo(std::size_t count) const
+{
+    return compute(CMaskChanges::Direction::Forward, count).step;
+}
+
+/// Goes through the edits in memory.
+CProject::SOutcome CProject::compute(CMaskChanges::Direction direction, std::size_t count) const
 {
     const bool isForward = direction == CMaskChanges::Direction::Forward;
-    SProjectDocument document = m_document;
-    SStep result;
+    SOutcome outcome{{}, m_document, {}};
+    SStep& step = outcome.step;
+    SProjectDocument& document = outcome.document;
     std::map<std::size_t, Words> flags;
-    while (result.commands.size() < count &&
+    while (step.commands.size() < count &&
            (isForward ? document.numDone < document.edits.size() : document.numDone > 0))
     {
         const SProjectEdit& edit =
@@ -337,31 +348,38 @@ CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t co
             }
             WithHistoryHelp(m_file, [&] { changes.Apply(record, direction, words); });
         }
-        result.commands.push_back(edit.command);
+        step.commands.push_back(edit.command);
         document.numDone = isForward ? document.numDone + 1 : document.numDone - 1;
     }
-    if (result.commands.empty())
-    {
-        return result;
-    }
-    std::vector<SNewFlags> changed;
     for (auto& [scan, words] : flags)
     {
-        result.scans.push_back(scan);
-        changed.push_back({scan, std::move(words)});
+        step.scans.push_back(scan);
+        outcome.changed.push_back({scan, std::move(words)});
+    }
+    return outcome;
+}
+
+/// Makes the state behind the edits the project's in one go.
+CProject::SStep CProject::step(CMaskChanges::Direction direction, std::size_t count)
+{
+    SOutcome outcome = compute(direction, count);
+    if (outcome.step.commands.empty())
+    {
+        return {};
     }
     try
     {
-        CReplacementFile::MakePermanent(m_folder.GetPath(),
-                                        writeFlags(document, m_folder.FindFreeNumber(), changed));
-        write(std::move(document), true);
+        CReplacementFile::MakePermanent(
+            m_folder.GetPath(),
+            writeFlags(outcome.document, m_folder.FindFreeNumber(), outcome.changed));
+        write(std::move(outcome.document), true);
     }
     catch (...)
     {
         removeOthers();
         throw;
     }
-    return result;
+    return std::move(outcome.step);
 }
 
 void CProject::check()

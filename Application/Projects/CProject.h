@@ -108,11 +108,28 @@ public:
     /// @throw as Undo().
     SStep Redo(std::size_t count);
 
+    /// What Undo() would do and return now, without doing it.
+    /// @throw CInputError as Undo().
+    [[nodiscard]] SStep PreviewUndo(std::size_t count) const;
+
+    /// What Redo() would do and return now, without doing it.
+    /// @throw CInputError as Undo().
+    [[nodiscard]] SStep PreviewRedo(std::size_t count) const;
+
 private:
+    /// What a step leads to.
+    struct SOutcome
+    {
+        SStep step;
+        SProjectDocument document;  ///< still with the flag files from before
+        std::vector<SNewFlags> changed;
+    };
+
     CProject(std::filesystem::path file, CProjectFolder folder);
 
     void check();
     [[nodiscard]] Words readFlagFile(const SProjectScan& entry) const;
+    [[nodiscard]] SOutcome compute(CMaskChanges::Direction direction, std::size_t count) const;
     [[nodiscard]] SStep step(CMaskChanges::Direction direction, std::size_t count);
     [[nodiscard]] std::vector<std::string> writeFlags(SProjectDocument& document,
                                                       std::uint64_t number,

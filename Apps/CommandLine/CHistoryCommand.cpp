@@ -20,18 +20,9 @@ namespace
 
 using Application::CProject;
 
-/// What \p count steps would do, without doing them.
-CProject::SStep Preview(const Application::SProjectDocument& document, bool isUndo,
-                        std::size_t count)
+CProject::SStep Preview(const CProject& project, bool isUndo, std::size_t count)
 {
-    CProject::SStep step;
-    for (std::size_t done = document.numDone;
-         step.commands.size() < count && (isUndo ? done > 0 : done < document.edits.size());
-         done = isUndo ? done - 1 : done + 1)
-    {
-        step.commands.push_back(document.edits[isUndo ? done - 1 : done].command);
-    }
-    return step;
+    return isUndo ? project.PreviewUndo(count) : project.PreviewRedo(count);
 }
 
 }  // namespace
@@ -66,7 +57,7 @@ SReport CHistoryCommand::Run(CConsole& console)
         CProject::Open(m_project, m_dryRun ? CProject::Access::Read : CProject::Access::Edit);
     CInterruption::ThrowIfRequested();
     console.ShowProgress(isUndo ? "Undoing" : "Redoing", 0.0);
-    const CProject::SStep step = m_dryRun ? Preview(project.GetDocument(), isUndo, count)
+    const CProject::SStep step = m_dryRun ? Preview(project, isUndo, count)
                                  : isUndo ? project.Undo(count)
                                           : project.Redo(count);
 

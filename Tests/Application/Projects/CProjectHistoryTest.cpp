@@ -3,6 +3,7 @@
 #include <array>
 #include <new>
 
+#include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Application/Projects/CProject.h"
 #include "Tests/Application/Files/CSystemCallLog.h"
@@ -76,6 +77,32 @@ TEST_F(CProjectHistoryTest, UndoAndRedo_WithNothingToDoChangeNothing)
     EXPECT_THAT(edit().Undo(1).commands, IsEmpty());
     EXPECT_THAT(edit().Redo(1).commands, IsEmpty());
     EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectHistoryTest, Preview_SaysWhatAStepWouldDoAndChangesNothing)
+{
+    commit(0, 1);
+    commit(1, 2);
+    commit(0, 3);
+    edit().Undo(1);
+    const auto before = snapshot();
+    const CProject open = CProject::Open(project(), Access::Read);
+    const CProject::SStep undo = open.PreviewUndo(2);
+    EXPECT_THAT(undo.commands, ElementsAre("edit 2", "edit 1"));
+    EXPECT_THAT(undo.scans, ElementsAre(0, 1));
+    const CProject::SStep redo = open.PreviewRedo(2);
+    EXPECT_THAT(redo.commands, ElementsAre("edit 3"));
+    EXPECT_THAT(redo.scans, ElementsAre(0));
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(CProjectHistoryTest, Preview_FailsAsTheStepWould)
+{
+    commit(0, 1);
+    CProject open = edit();
+    FileTest::WriteAll(data("1.edit"), "x");
+    EXPECT_THROW((void)open.PreviewUndo(1), Application::CInputError);
+    EXPECT_THROW(open.Undo(1), Application::CInputError);
 }
 
 TEST_F(CProjectHistoryTest, Commit_EndsWhatCouldBeRedone)

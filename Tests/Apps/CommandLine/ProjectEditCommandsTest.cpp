@@ -94,6 +94,19 @@ TEST_F(ProjectEditCommandsTest, Undo_DryRunChangesNothing)
     EXPECT_EQ(snapshot(), before);
 }
 
+TEST_F(ProjectEditCommandsTest, UndoAndRedo_DryRunCountsTheScansThatWouldChange)
+{
+    cut();
+    for (const char* const command : {"undo", "redo"})
+    {
+        const auto planned = json::parse(expectDone({command, "p.json", "--dry-run", "--json"}));
+        const auto done = json::parse(expectDone({command, "p.json", "--json"}));
+        EXPECT_EQ(planned["scansChanged"], 2) << command;
+        EXPECT_EQ(planned["scansChanged"], done["scansChanged"]) << command;
+        EXPECT_EQ(planned["edits"], done["edits"]) << command;
+    }
+}
+
 TEST_F(ProjectEditCommandsTest, Cut_SaysWhatTheHistoryDrops)
 {
     expectDone({"project", "create", "q.json", "a.ply", "--history", "0"});

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace TestSupport
@@ -15,8 +13,17 @@ struct SScene
     std::function<void()> operate;
     /// The bytes of what the operation gave; the same whenever it succeeds.
     std::function<std::string()> describeResult;
-    /// The bytes of all that an operation that fails must leave alone.
+    /// The bytes of all that an operation that fails must leave alone: all that it is given by
+    /// reference or by a pointer, which `operate` therefore does not make itself.
     std::function<std::string()> describeInputs;
+};
+
+/// Who takes part in an operation beside the thread that calls it.
+enum class EHelpers
+{
+    Workers,       ///< the scheduler's, in loops
+    GivenObjects,  ///< what it was given, such as a collection of the application's; workers or not
+    Nobody,
 };
 
 /// An operation that the tests of all operations run.
@@ -25,35 +32,14 @@ struct SNamedScene
     std::string name;
     /// Makes it anew for each attempt.
     std::function<SScene()> make;
-    /// Whether it calls what it was given, such as a collection of the application's.
-    bool callsOthers = false;
+    EHelpers helpers = EHelpers::Workers;
 };
 
-/// The operations of the cutters and modify operations, and those of collections and meshes.
+/// The operations of the cutters and modify operations, those of collections and meshes, the copies
+/// of records, and what everything else stands on: exceptions, messages, memory.
 [[nodiscard]] std::vector<SNamedScene> MakeEditingScenes();
 [[nodiscard]] std::vector<SNamedScene> MakeCollectionScenes();
-
-/// Collects the bytes of values that have no padding.
-class CBytes
-{
-public:
-    template <typename T>
-    CBytes& Add(const T& value)
-    {
-        static_assert(std::has_unique_object_representations_v<T>);
-        return AddBytes(&value, sizeof value);
-    }
-
-    CBytes& AddBytes(const void* data, std::size_t size)
-    {
-        m_bytes.append(static_cast<const char*>(data), size);
-        return *this;
-    }
-
-    [[nodiscard]] const std::string& Get() const { return m_bytes; }
-
-private:
-    std::string m_bytes;
-};
+[[nodiscard]] std::vector<SNamedScene> MakeRecordScenes();
+[[nodiscard]] std::vector<SNamedScene> MakeSupportScenes();
 
 }  // namespace TestSupport

@@ -6,19 +6,20 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "Base/Interfaces/CStdStreamRead.h"
 #include "Base/Interfaces/CStdStreamWrite.h"
 #include "Base/Interfaces/IPointCloudSupport.h"
-#include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "DataLayer/Base3D/CMeshToSurfels.h"
 #include "DataLayer/Base3D/CMorvaneMeshCutter.h"
 #include "DataLayer/Base3D/CTriangulation.h"
-#include "DataLayer/DataContainer/CCachedModel.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "DataLayer/PointCloud/ISurfelRuns.h"
+#include "Tests/DataLayer/CFixedBuffer.h"
+#include "Tests/DataLayer/Descriptions.h"
 #include "Tests/DataLayer/PointCloud/CForeignCollection.h"
 #include "Tests/DataLayer/PointCloud/SurfelCollections.h"
 #include "Tests/Support/Selections.h"
@@ -31,43 +32,23 @@ namespace
 
 using Base::ISurfelCollection;
 using DataLayer::CSurfelCollectionMinimal;
+using DataLayer::CSurfelCollectionPosition;
+using DataLayer::CSurfelCollectionPositionNormal;
 using DataLayer::CSurfelCollectionView;
 using TestSupport::CBytes;
+using TestSupport::CFixedBuffer;
+using TestSupport::Describe;
+using TestSupport::DescribeAll;
+using TestSupport::EHelpers;
 using TestSupport::SNamedScene;
 using TestSupport::SScene;
 
 /// Two blocks of the parallel loops.
 constexpr std::size_t c_count = 70000;
+/// How many surfels a collection of another maker has.
+constexpr std::size_t c_numForeign = 300;
 
-std::string Describe(const ISurfelCollection& collection)
-{
-    CBytes bytes;
-    for (const auto& vectors : {collection.GetAllPositions(), collection.GetAllNormals()})
-    {
-        bytes.AddBytes(vectors.data(), vectors.size() * sizeof vectors[0]);
-    }
-    return bytes.Get();
-}
-
-std::vector<bool> MakeMask()
-{
-    std::vector<bool> mask(c_count);
-    for (std::size_t index = 0; index < c_count; index += 3)
-    {
-        mask[index] = true;
-    }
-    return mask;
-}
-
-std::vector<Base::CSurfelBitMask> MakeWords()
-{
-    std::vector<Base::CSurfelBitMask> words(c_count);
-    for (std::size_t index = 0; index < c_count; index += 3)
-    {
-        words[index].bits = 8;
-    }
-    return words;
-}
+using Source = std::shared_ptr<const ISurfelCollection>;
 
 /// A view of memory with normals, which it owns.
 std::shared_ptr<CSurfelCollectionView> MakeView()
@@ -82,17 +63,33 @@ std::shared_ptr<CSurfelCollectionView> MakeView()
                                                    c_stride, &surfels->front().second, c_stride);
 }
 
-std::shared_ptr<CSurfelCollectionMinimal> MakeMinimal()
+template <typename Collection>
+std::shared_ptr<Collection> MakeSource()
 {
-    return MakeCollection<CSurfelCollectionMinimal>(c_count);
+    if constexpr (std::is_same_v<Collection, CSurfelCollectionView>)
+    {
+        return MakeView();
+    }
+    else
+    {
+        return MakeCollection<Collection>(c_count);
+    }
+}
+
+/// Made once, since it takes longer to make than to copy. Only for what does not change it.
+template <typename Collection>
+Source GetSource()
+{
+    static const Source c_source = MakeSource<Collection>();
+    return c_source;
 }
 
 /// A collection of another maker.
-std::shared_ptr<CForeignCollection> MakeForeign()
+Source MakeForeign()
 {
     std::vector<LqVector3f> positions;
     std::vector<LqVector3f> normals;
-    for (std::size_t index = 0; index < 300; ++index)
+    for (std::size_t index = 0; index < c_numForeign; ++index)
     {
         positions.push_back(MakePosition(index));
         normals.push_back(MakeNormal(index));
@@ -100,147 +97,217 @@ std::shared_ptr<CForeignCollection> MakeForeign()
     return std::make_shared<CForeignCollection>(positions, normals);
 }
 
-using Copy = std::function<std::shared_ptr<ISurfelCollection>(const ISurfelCollection&)>;
-using Source = std::shared_ptr<const ISurfelCollection>;
+using Sources = std::vector<const ISurfelCollection*>;
 
-/// \p copy makes a new collection of an old one.
-SScene MakeCopyScene(const Source& source, const Copy& copy)
+/// \p copy makes a new collection of two old ones, both \p source.
+template <typename Copy, typename... Inputs>
+SScene MakeCopyScene(const Source& source, const Copy& copy,
+                     const std::shared_ptr<const Inputs>&... inputs)
 {
+    const auto sources = std::make_shared<const Sources>(Sources{source.get(), source.get()});
     const auto result = std::make_shared<Source>();
-    return {[=] { *result = copy(*source); }, [=] { return Describe(**result); },
-            [=] { return Describe(*source); }};
+    return {[=] { *result = copy(*sources, *inputs...); }, [=] { return Describe(**result); },
+            DescribeAll(source, sources, inputs...)};
 }
 
-/// The copy of a collection that owns its surfels, and of one that does not. Both are made once,
-/// since they take longer to make than to copy.
-void AddCopyScenes(std::vector<SNamedScene>& scenes, const std::string& name, const Copy& copy)
+/// What operations are given beside collections.
+struct SInputs
 {
-    scenes.push_back({name, [=] {
-                          static const Source c_source = MakeMinimal();
-                          return MakeCopyScene(c_source, copy);
-                      }});
-    scenes.push_back({name + "OfView", [=] {
-                          static const Source c_source = MakeView();
-                          return MakeCopyScene(c_source, copy);
-                      }});
-}
+    static std::shared_ptr<const std::vector<std::size_t>> MakeIndices()
+    {
+        auto indices = std::make_shared<std::vector<std::size_t>>(c_count - 5);
+        std::iota(indices->begin(), indices->end(), std::size_t{5});
+        return indices;
+    }
+    static std::shared_ptr<const std::vector<bool>> MakeMarks()
+    {
+        auto marks = std::make_shared<std::vector<bool>>(c_count);
+        for (std::size_t index = 0; index < c_count; index += 3)
+        {
+            (*marks)[index] = true;
+        }
+        return marks;
+    }
+    static std::shared_ptr<const std::vector<Base::CSurfelBitMask>> MakeWords()
+    {
+        auto words = std::make_shared<std::vector<Base::CSurfelBitMask>>(c_count);
+        for (std::size_t index = 0; index < c_count; index += 3)
+        {
+            (*words)[index].bits = 8;
+        }
+        return words;
+    }
+    /// From the first \p numSource surfels to the last ones.
+    static std::shared_ptr<const ISurfelCollection::IndexPairs> MakePairs(std::size_t numSource)
+    {
+        auto pairs = std::make_shared<ISurfelCollection::IndexPairs>();
+        for (std::size_t index = 0; index < numSource; ++index)
+        {
+            pairs->emplace_back(static_cast<unsigned>(index),
+                                static_cast<unsigned>(c_count - 1 - index));
+        }
+        return pairs;
+    }
 
-void AddCopyScenes(std::vector<SNamedScene>& scenes)
+    std::shared_ptr<const std::vector<std::size_t>> indices = MakeIndices();
+    std::shared_ptr<const std::vector<std::size_t>> fewIndices =
+        std::make_shared<const std::vector<std::size_t>>(std::vector<std::size_t>{3, 4});
+    std::shared_ptr<const std::vector<bool>> marks = MakeMarks();
+    std::shared_ptr<const std::vector<Base::CSurfelBitMask>> words = MakeWords();
+    std::shared_ptr<const ISurfelCollection::IndexPairs> pairs = MakePairs(c_count);
+    std::shared_ptr<const ISurfelCollection::IndexPairs> foreignPairs = MakePairs(c_numForeign);
+    std::shared_ptr<const LqMatrix4Rd> trafo =
+        std::make_shared<const LqMatrix4Rd>(TestSupport::MakeTranslation(1, 2, 3));
+    std::shared_ptr<const std::vector<LqMatrix4Rd>> trafos =
+        std::make_shared<const std::vector<LqMatrix4Rd>>(
+            std::vector<LqMatrix4Rd>{c_matIdentityD, TestSupport::MakeScale(2, 2, 2)});
+};
+
+/// The same for one scene alone.
+template <typename Input>
+std::shared_ptr<const Input> Anew(const std::shared_ptr<const Input>& input)
 {
-    AddCopyScenes(scenes, "SubsetByIndex", [](const ISurfelCollection& source) {
-        std::vector<std::size_t> indices(c_count - 5);
-        std::iota(indices.begin(), indices.end(), std::size_t{5});
-        return source.GetSubsetCopyByIndex(indices, c_keep);
-    });
-    AddCopyScenes(scenes, "SubsetWithoutIndices", [](const ISurfelCollection& source) {
-        return source.GetSubsetCopyByIndex({3, 4}, c_drop);
-    });
-    AddCopyScenes(scenes, "SubsetByMask", [](const ISurfelCollection& source) {
-        return source.GetSubsetCopyByMask(MakeMask(), c_keepMarked);
-    });
-    AddCopyScenes(scenes, "SubsetByFlags", [](const ISurfelCollection& source) {
-        return source.GetSubsetCopyByMask(MakeWords(), {8}, c_dropMarked);
-    });
-    AddCopyScenes(scenes, "Clone",
-                  [](const ISurfelCollection& source) -> std::shared_ptr<ISurfelCollection> {
-                      return source.Clone(TestSupport::MakeTranslation(1, 2, 3));
-                  });
-    AddCopyScenes(scenes, "CloneOfSeveral",
-                  [](const ISurfelCollection& source) -> std::shared_ptr<ISurfelCollection> {
-                      return source.CloneFromCollection(
-                          {&source, &source}, {c_matIdentityD, TestSupport::MakeScale(2, 2, 2)});
-                  });
-    scenes.push_back(
-        {"CloneOfForeign",
-         [] {
-             return MakeCopyScene(
-                 MakeForeign(),
-                 [](const ISurfelCollection& source) -> std::shared_ptr<ISurfelCollection> {
-                     return CSurfelCollectionMinimal().CloneFromCollection(
-                         {&source, &source}, {c_matIdentityD, TestSupport::MakeScale(2, 2, 2)});
-                 });
-         },
-         true});
+    return std::make_shared<const Input>(*input);
 }
 
-using Change = std::function<void(CSurfelCollectionMinimal&, const ISurfelCollection&)>;
+/// The copies of a collection of one kind.
+template <typename Collection>
+void AddCopyScenes(std::vector<SNamedScene>& scenes, const std::string& kind, const SInputs& inputs)
+{
+    const auto add = [&](const std::string& name, const auto& copy, const auto&... given) {
+        scenes.push_back({kind + name, [=] {
+                              return MakeCopyScene(GetSource<Collection>(), copy, Anew(given)...);
+                          }});
+    };
+    add(
+        "SubsetByIndex",
+        [](const Sources& sources, const auto& indices) {
+            return sources[0]->GetSubsetCopyByIndex(indices, c_keep);
+        },
+        inputs.indices);
+    add(
+        "SubsetWithoutIndices",
+        [](const Sources& sources, const auto& indices) {
+            return sources[0]->GetSubsetCopyByIndex(indices, c_drop);
+        },
+        inputs.fewIndices);
+    add(
+        "SubsetByMask",
+        [](const Sources& sources, const auto& marks) {
+            return sources[0]->GetSubsetCopyByMask(marks, c_keepMarked);
+        },
+        inputs.marks);
+    add(
+        "SubsetByFlags",
+        [](const Sources& sources, const auto& words) {
+            return sources[0]->GetSubsetCopyByMask(words, {8}, c_dropMarked);
+        },
+        inputs.words);
+    add(
+        "Clone",
+        [](const Sources& sources, const LqMatrix4Rd& trafo) { return sources[0]->Clone(trafo); },
+        inputs.trafo);
+    const auto cloneSeveral = [](const Sources& sources, const auto& trafos) {
+        return GetSource<Collection>()->CloneFromCollection(sources, trafos);
+    };
+    add("CloneOfSeveral", cloneSeveral, inputs.trafos);
+    scenes.push_back({kind + "CloneOfForeign",
+                      [=, trafos = inputs.trafos] {
+                          return MakeCopyScene(MakeForeign(), cloneSeveral, Anew(trafos));
+                      },
+                      EHelpers::GivenObjects});
+}
 
 /// \p change changes a collection, all of it or nothing.
-SScene MakeChangeScene(const Source& source, const Change& change)
+template <typename Collection, typename Change, typename... Inputs>
+SScene MakeChangeScene(const Source& source, const Change& change,
+                       const std::shared_ptr<const Inputs>&... inputs)
 {
-    const std::shared_ptr<CSurfelCollectionMinimal> target = MakeMinimal();
+    const auto target = MakeSource<Collection>();
     // Makes the support, which a change must not leave behind for other surfels.
     static_cast<void>(target->GetPointCloudSupport()->GetBoundingBox());
-    return {[=] { change(*target, *source); },
+    return {[=] { change(*target, *source, *inputs...); },
             [=] {
                 const auto& box = target->GetPointCloudSupport()->GetBoundingBox().box;
                 return Describe(*target) + CBytes().AddBytes(&box, sizeof box).Get();
             },
-            [=] { return Describe(*target) + Describe(*source); }};
+            DescribeAll(target, source, inputs...)};
 }
 
-void AddChangeScenes(std::vector<SNamedScene>& scenes)
+template <typename Collection>
+void ExpectOwnNeighbor(const Collection& collection)
 {
-    const auto add = [&](const std::string& name, const Change& change) {
-        scenes.push_back({name, [=] {
-                              static const Source c_source = MakeView();
-                              return MakeChangeScene(c_source, change);
-                          }});
-    };
-    add("Append", [](CSurfelCollectionMinimal& target, const ISurfelCollection& source) {
-        target.Append(source, TestSupport::MakeTranslation(1, 0, 0));
-    });
-    add("AppendOfItself", [](CSurfelCollectionMinimal& target, const ISurfelCollection&) {
-        target.Append(target, TestSupport::MakeTranslation(1, 0, 0));
-    });
-    add("ScatterCopy", [](CSurfelCollectionMinimal& target, const ISurfelCollection& source) {
-        ISurfelCollection::IndexPairs pairs;
-        for (unsigned index = 0; index < c_count; ++index)
-        {
-            pairs.emplace_back(index, static_cast<unsigned>(c_count) - 1 - index);
-        }
-        target.ScatterCopy(source, pairs, c_matIdentityD);
-    });
-    add("AddSurfel", [](CSurfelCollectionMinimal& target, const ISurfelCollection&) {
-        target.AddSurfelNoReset(MakeSurfel<CSurfelCollectionMinimal>(7));
-    });
-    add("Reserve", [](CSurfelCollectionMinimal& target, const ISurfelCollection&) {
-        target.Reserve(2 * c_count);
-    });
-    add("ForceUpdate", [](CSurfelCollectionMinimal& target, const ISurfelCollection&) {
-        target.ForceUpdate();
-        if (target.GetPointCloudSupport()->GetNearestNeighborSearch()->FindNearestNeighbor(
-                MakePosition(c_count - 1), 0.0F, nullptr) != static_cast<std::int32_t>(c_count - 1))
-        {
-            throw std::logic_error("the last surfel is not its own neighbour");
-        }
-    });
-    scenes.push_back({"AppendOfForeign",
-                      [] {
-                          return MakeChangeScene(MakeForeign(),
-                                                 [](CSurfelCollectionMinimal& target,
-                                                    const ISurfelCollection& source) {
-                                                     target.Append(source, c_matIdentityD);
-                                                 });
-                      },
-                      true});
-    scenes.push_back({"ScatterCopyOfForeign",
-                      [] {
-                          return MakeChangeScene(
-                              MakeForeign(), [](CSurfelCollectionMinimal& target,
-                                                const ISurfelCollection& source) {
-                                  target.ScatterCopy(source, {{1, 2}, {299, 0}}, c_matIdentityD);
-                              });
-                      },
-                      true});
+    if (collection.GetPointCloudSupport()->GetNearestNeighborSearch()->FindNearestNeighbor(
+            MakePosition(c_count - 1), 0.0F, nullptr) != static_cast<std::int32_t>(c_count - 1))
+    {
+        throw std::logic_error("the last surfel is not its own neighbour");
+    }
 }
 
+/// The changes of a collection of one kind.
+template <typename Collection>
+void AddChangeScenes(std::vector<SNamedScene>& scenes, const std::string& kind,
+                     const SInputs& inputs)
+{
+    const auto append = [](Collection& target, const ISurfelCollection& source,
+                           const LqMatrix4Rd& trafo) { target.Append(source, trafo); };
+    const auto scatterCopy = [](Collection& target, const ISurfelCollection& source,
+                                const auto& pairs, const LqMatrix4Rd& trafo) {
+        target.ScatterCopy(source, pairs, trafo);
+    };
+    const auto add = [&](const std::string& name, EHelpers helpers, const auto& change,
+                         const auto&... given) {
+        scenes.push_back({kind + name,
+                          [=] {
+                              const Source source = helpers == EHelpers::GivenObjects
+                                                        ? MakeForeign()
+                                                        : GetSource<CSurfelCollectionView>();
+                              return MakeChangeScene<Collection>(source, change, Anew(given)...);
+                          },
+                          helpers});
+    };
+    add("Append", EHelpers::Workers, append, inputs.trafo);
+    add("AppendOfForeign", EHelpers::GivenObjects, append, inputs.trafo);
+    add(
+        "AppendOfItself", EHelpers::Workers,
+        [](Collection& target, const ISurfelCollection&, const LqMatrix4Rd& trafo) {
+            target.Append(target, trafo);
+        },
+        inputs.trafo);
+    add("ScatterCopy", EHelpers::Workers, scatterCopy, inputs.pairs, inputs.trafo);
+    add("ScatterCopyOfForeign", EHelpers::GivenObjects, scatterCopy, inputs.foreignPairs,
+        inputs.trafo);
+    add("AddSurfel", EHelpers::Nobody, [](Collection& target, const ISurfelCollection&) {
+        target.AddSurfelNoReset(MakeSurfel<Collection>(7));
+    });
+    add("AddSurfels", EHelpers::Nobody, [](Collection& target, const ISurfelCollection&) {
+        auto* const first = target.AddSurfelsNoReset(2);
+        first[0] = MakeSurfel<Collection>(7);
+        first[1] = MakeSurfel<Collection>(8);
+    });
+    add("SetSurfels", EHelpers::Nobody, [](Collection& target, const ISurfelCollection&) {
+        target.SetSurfels(typename Collection::Surfels(3, MakeSurfel<Collection>(7)));
+    });
+    add("Reserve", EHelpers::Nobody,
+        [](Collection& target, const ISurfelCollection&) { target.Reserve(2 * c_count); });
+    add("ForceUpdate", EHelpers::Workers, [](Collection& target, const ISurfelCollection&) {
+        target.ForceUpdate();
+        ExpectOwnNeighbor(target);
+    });
+    add("ForceUpdateButIndex", EHelpers::Workers, [](Collection& target, const ISurfelCollection&) {
+        target.ForceUpdateButIndex();
+        ExpectOwnNeighbor(target);
+    });
+}
+
+/// A new collection's support, with all that it makes when it is asked.
+template <typename Collection>
 SScene MakeSupportScene()
 {
-    const std::shared_ptr<CSurfelCollectionView> view = MakeView();
+    const auto collection = MakeSource<Collection>();
     const auto found = std::make_shared<std::int32_t>(-1);
     return {[=] {
-                const auto support = view->GetPointCloudSupport();
+                const auto support = collection->GetPointCloudSupport();
                 static_cast<void>(support->GetBoundingBox());
                 const auto& runs = dynamic_cast<const DataLayer::ISurfelRuns&>(*support);
                 static_cast<void>(runs.FindSurfelRuns());
@@ -248,36 +315,29 @@ SScene MakeSupportScene()
                 *found = support->GetNearestNeighborSearch()->FindNearestNeighbor(
                     MakePosition(1234), 0.5F, nullptr);
             },
-            [=] { return std::to_string(*found); }, [=] { return Describe(*view); }};
+            [=] { return std::to_string(*found); }, DescribeAll(collection)};
 }
 
-SScene MakeAllElementsScene()
+SScene MakeAllElementsScene(const Source& source)
 {
-    const std::shared_ptr<CSurfelCollectionMinimal> source = MakeMinimal();
-    const auto counts = std::make_shared<std::pair<std::size_t, std::size_t>>();
+    using Elements = std::vector<ScanAPI::SimpleVec3f>;
+    const auto result = std::make_shared<std::pair<Elements, Elements>>();
     return {[=] {
-                *counts = {source->GetAllPositions().size(), source->GetAllNormals().size()};
+                *result = {source->GetAllPositions(), source->GetAllNormals()};
             },
-            [=] { return CBytes().Add(counts->first).Add(counts->second).Get(); },
-            [=] { return Describe(*source); }};
+            [=] {
+                return CBytes()
+                    .AddArray(result->first.data(), result->first.size())
+                    .AddArray(result->second.data(), result->second.size())
+                    .Get();
+            },
+            DescribeAll(source)};
 }
 
-/// A buffer that takes no memory of its own.
-class CFixedBuffer : public std::streambuf
+/// A collection is written, and read by one that has no surfels.
+SScene MakeSerializeScene(const Source& source, const std::shared_ptr<ISurfelCollection>& target)
 {
-public:
-    explicit CFixedBuffer(std::string& bytes)
-    {
-        setp(bytes.data(), bytes.data() + bytes.size());
-        setg(bytes.data(), bytes.data(), bytes.data() + bytes.size());
-    }
-};
-
-SScene MakeSerializeScene()
-{
-    const std::shared_ptr<CSurfelCollectionMinimal> source = MakeMinimal();
-    const auto target = std::make_shared<CSurfelCollectionMinimal>();
-    const auto bytes = std::make_shared<std::string>(2 * sizeof(LqVector3f) * c_count, '\0');
+    const auto bytes = std::make_shared<std::string>(2 * sizeof(LqVector3f) * c_count + 1000, '\0');
     return {[=] {
                 CFixedBuffer buffer(*bytes);
                 std::iostream stream(&buffer);
@@ -286,8 +346,33 @@ SScene MakeSerializeScene()
                 Base::CStdStreamRead reader(stream);
                 target->Serialize(reader);
             },
-            [=] { return Describe(*target); },
-            [=] { return Describe(*source) + Describe(*target); }};
+            [=] { return Describe(*target); }, DescribeAll(source, target)};
+}
+
+template <typename Collection>
+std::shared_ptr<Collection> MakeEmpty()
+{
+    if constexpr (std::is_same_v<Collection, CSurfelCollectionView>)
+    {
+        return std::make_shared<CSurfelCollectionView>(nullptr, 0, nullptr, std::size_t{0});
+    }
+    else
+    {
+        return std::make_shared<Collection>();
+    }
+}
+
+/// What else collections of one kind can do.
+template <typename Collection>
+void AddOtherScenes(std::vector<SNamedScene>& scenes, const std::string& kind)
+{
+    scenes.push_back({kind + "Support", MakeSupportScene<Collection>});
+    scenes.push_back({kind + "AllPositionsAndNormals",
+                      [] { return MakeAllElementsScene(GetSource<Collection>()); }});
+    scenes.push_back(
+        {kind + "Serialize",
+         [] { return MakeSerializeScene(GetSource<Collection>(), MakeEmpty<Collection>()); },
+         std::is_same_v<Collection, CSurfelCollectionView> ? EHelpers::Workers : EHelpers::Nobody});
 }
 
 /// A strip of triangles.
@@ -305,40 +390,46 @@ std::shared_ptr<Geometry::CTriangulation> MakeMesh(std::uint32_t numVertices)
     return mesh;
 }
 
-std::string Describe(const Geometry::CTriangulation& mesh)
-{
-    return CBytes()
-        .AddBytes(mesh.vertices.data(), mesh.vertices.size() * sizeof mesh.vertices[0])
-        .AddBytes(mesh.triangles.data(), mesh.triangles.size() * sizeof mesh.triangles[0])
-        .Get();
-}
-
 SScene MakeMeshToSurfelsScene(bool sampleFaces)
 {
     const auto mesh = MakeMesh(sampleFaces ? 5000 : c_count);
     const auto result = std::make_shared<Source>();
     return {[=] { *result = DataLayer::CMeshToSurfels(0.4F, sampleFaces).CreateMinimal(*mesh); },
-            [=] { return Describe(**result); }, [=] { return Describe(*mesh); }};
+            [=] { return Describe(**result); }, DescribeAll(mesh)};
+}
+
+SScene MakeVertexViewScene()
+{
+    const std::shared_ptr<const Geometry::CTriangulation> mesh = MakeMesh(100);
+    const auto result = std::make_shared<Source>();
+    return {[=] { *result = DataLayer::CMeshToSurfels::ViewVertices(mesh); },
+            [=] { return Describe(**result); },
+            [=] { return Describe(*mesh) + Describe(mesh.use_count()); }};
 }
 
 SScene MakeMeshCopyScene()
 {
     const auto mesh = MakeMesh(c_count);
-    const auto mask = std::make_shared<std::vector<bool>>(MakeMask());
+    const auto marks = std::make_shared<std::vector<bool>>(*SInputs::MakeMarks());
     const auto result = std::make_shared<std::shared_ptr<Geometry::CTriangulation>>();
-    return {[=] { *result = DataLayer::CMorvaneMeshCutter::CopyWihMask(*mesh, *mask); },
-            [=] { return Describe(**result); },
-            [=] { return Describe(*mesh) + (*mask == MakeMask() ? "" : "changed"); }};
+    return {[=] { *result = DataLayer::CMorvaneMeshCutter::CopyWihMask(*mesh, *marks); },
+            [=] { return Describe(**result); }, DescribeAll(mesh, marks)};
 }
 
-SScene MakeSelectionScene()
+SScene MakeViewScene()
 {
-    const auto result = std::make_shared<std::shared_ptr<const Base::SRegionSelectionInfo>>();
+    const auto positions = std::make_shared<const std::vector<LqVector3f>>(
+        std::vector<LqVector3f>{MakePosition(0), MakePosition(1)});
+    const auto result = std::make_shared<std::unique_ptr<CSurfelCollectionView>>();
     return {[=] {
-                *result = TestSupport::MakeDeviceSelection(4, 3, {{1, 2}});
+                *result = std::make_unique<CSurfelCollectionView>(
+                    positions, positions->size(), positions->data(), sizeof(LqVector3f));
             },
-            [=] { return CBytes().AddBytes((*result)->maskData, 12).Get(); },
-            [] { return std::string(); }};
+            [=] { return Describe(**result); },
+            [=] {
+                return CBytes().AddArray(positions->data(), positions->size()).Get() +
+                       Describe(positions.use_count());
+            }};
 }
 
 }  // namespace
@@ -352,15 +443,23 @@ std::vector<SNamedScene> MakeCollectionScenes()
 {
     using namespace DataLayerTest;
     std::vector<SNamedScene> scenes;
-    AddCopyScenes(scenes);
-    AddChangeScenes(scenes);
-    scenes.push_back({"Support", MakeSupportScene});
-    scenes.push_back({"AllPositionsAndNormals", MakeAllElementsScene});
-    scenes.push_back({"Serialize", MakeSerializeScene});
+    const SInputs inputs;
+    AddCopyScenes<CSurfelCollectionMinimal>(scenes, "Minimal", inputs);
+    AddCopyScenes<CSurfelCollectionPosition>(scenes, "Positions", inputs);
+    AddCopyScenes<CSurfelCollectionPositionNormal>(scenes, "Normals", inputs);
+    AddCopyScenes<CSurfelCollectionView>(scenes, "View", inputs);
+    AddChangeScenes<CSurfelCollectionMinimal>(scenes, "Minimal", inputs);
+    AddChangeScenes<CSurfelCollectionPosition>(scenes, "Positions", inputs);
+    AddChangeScenes<CSurfelCollectionPositionNormal>(scenes, "Normals", inputs);
+    AddOtherScenes<CSurfelCollectionMinimal>(scenes, "Minimal");
+    AddOtherScenes<CSurfelCollectionPosition>(scenes, "Positions");
+    AddOtherScenes<CSurfelCollectionPositionNormal>(scenes, "Normals");
+    AddOtherScenes<CSurfelCollectionView>(scenes, "View");
+    scenes.push_back({"View", MakeViewScene, EHelpers::Nobody});
+    scenes.push_back({"ViewOfVertices", MakeVertexViewScene, EHelpers::Nobody});
     scenes.push_back({"SurfelsOfMesh", [] { return MakeMeshToSurfelsScene(false); }});
     scenes.push_back({"SampledSurfelsOfMesh", [] { return MakeMeshToSurfelsScene(true); }});
     scenes.push_back({"CopyOfMesh", MakeMeshCopyScene});
-    scenes.push_back({"RegionSelection", MakeSelectionScene});
     return scenes;
 }
 

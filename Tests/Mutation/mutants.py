@@ -22,6 +22,7 @@ OPERATORS = {  # where both sides have a space
     "&": "|", "|": "&", "^": "|", "&=": "|=", "|=": "&=", "^=": "|="}
 WORDS = {"true": "false", "false": "true", "min": "max", "max": "min"}
 OPENING, CLOSING = "([{", ")]}"
+MATRIX = re.compile(r"[Mm]atrix(?![\[(])|[Tt]rafo|transform\d|[Pp]rojection")  # and not its elements
 
 
 class Mutant:
@@ -106,6 +107,14 @@ def term_after(text, tokens, partners, index):
             return tokens[index - 1].end()
 
 
+def swapped_operands(text, tokens, partners, index):
+    """b - a for a - b: the old text's begin, it, and the new."""
+    _, begin = term_before(text, tokens, partners, index - 1)
+    end = term_after(text, tokens, partners, index + 1)
+    sign, behind = tokens[index - 1].end(), tokens[index + 1].start()
+    return begin, text[begin:end], text[behind:end] + text[sign:behind] + text[begin:sign]
+
+
 def swapped_sum(text, tokens, partners, index):
     """(a + b) + c as (a + c) + b, whose roundings differ: the old text's begin, it, and the new."""
     close = index - 1
@@ -156,15 +165,17 @@ def changes_of(text):
         elif is_operator(text, token):
             yield begin, old, OPERATORS[old], "operator"
             if old == "-":
-                first, begins = term_before(text, tokens, partners, index - 1)
+                first, _ = term_before(text, tokens, partners, index - 1)
                 if tokens[first - 1].group() != "-":
-                    end = term_after(text, tokens, partners, index + 1)
-                    left, right = text[begins:previous.end()], text[tokens[index + 1].start():end]
-                    middle = text[previous.end():tokens[index + 1].start()]
-                    yield begins, text[begins:end], right + middle + left, "order", begin
+                    yield *swapped_operands(text, tokens, partners, index), "order", begin
             swapped = swapped_sum(text, tokens, partners, index)
             if swapped is not None:
                 yield *swapped, "order"
+        elif old == "*" and text[begin - 1].isspace() and text[token.end()].isspace():
+            # Of numbers the order does not matter.
+            swapped = swapped_operands(text, tokens, partners, index)
+            if MATRIX.search(swapped[1]):
+                yield *swapped, "order", begin
 
 
 def mutants_of(path, text):

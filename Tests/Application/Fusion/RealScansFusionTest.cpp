@@ -1,5 +1,5 @@
-// Registered scans of real sensors, where a folder of them is there: beside the checkout, or named
-// by VEKO2_DATA.
+// Registered scans of real sensors, where a folder of them is there: named by VEKO2_REAL_SCANS, or
+// beside the checkout.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ using Application::CScanFuser;
 /// The scans that a folder's list of transforms names; none without one.
 std::vector<CScanFuser::SScan> OpenScans(const std::string& folder)
 {
-    const char* const named = std::getenv("VEKO2_DATA");
+    const char* const named = std::getenv("VEKO2_REAL_SCANS");
     const std::filesystem::path path =
         (named != nullptr ? std::filesystem::path(named)
                           : std::filesystem::path(VEKO2_SOURCE_FOLDER) / "../shared/data") /

@@ -1,5 +1,5 @@
-// Scans of real sensors, where a folder of them is there: beside the checkout, or named by
-// VEKO2_DATA.
+// Scans of real sensors, where a folder of them is there: named by VEKO2_REAL_SCANS, or beside the
+// checkout.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ using ScanTest::CTemporaryFolder;
 
 [[nodiscard]] std::filesystem::path findData()
 {
-    const char* const named = std::getenv("VEKO2_DATA");
+    const char* const named = std::getenv("VEKO2_REAL_SCANS");
     return named != nullptr ? std::filesystem::path(named)
                             : std::filesystem::path(VEKO2_SOURCE_FOLDER) / "../shared/data";
 }

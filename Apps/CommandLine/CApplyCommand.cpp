@@ -15,6 +15,7 @@
 #include "Apps/CommandLine/CInterruption.h"
 #include "Apps/CommandLine/CNewFolder.h"
 #include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/OutputFiles.h"
 #include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/StepProgress.h"
 

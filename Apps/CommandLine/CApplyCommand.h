@@ -5,7 +5,6 @@
 
 #include "Application/Projects/SStation.h"
 #include "Apps/CommandLine/ICommand.h"
-#include "Apps/CommandLine/OutputFiles.h"
 
 namespace CommandLine
 {

@@ -80,12 +80,14 @@ void CCameraOptions::AddTo(CLI::App& command)
                          const char* description) {
         return command.add_option(name, value, description)->type_name(type)->group(c_cameraGroup);
     };
-    add("--size", m_size, "WxH", "Size of the picture in pixels (1280x720).");
+    add("--size", m_size, "WxH", "Size of the picture in pixels, each 1 to 16384 (1280x720).");
     add("--from", m_from, "SIDE",
-        "Look at the whole scan from front, back, left, right, top, bottom or iso (iso).");
+        "Look at the scan, but for stray points, from front, back, left, right, top, bottom or iso "
+        "(iso).");
     add("--eye", m_eye, "X,Y,Z", "Put the eye there; needs --target.");
     add("--target", m_target, "X,Y,Z", "The point in the middle of the picture; needs --eye.");
-    add("--up", m_up, "X,Y,Z", "The direction that is up in the picture (0,0,1).");
+    add("--up", m_up, "X,Y,Z",
+        "The direction that is up in the picture (0,0,1; from top and bottom 0,1,0).");
     add("--fov", m_fieldOfView, "DEGREES", "Vertical angle of view (35).");
     add("--ortho", m_orthographicHeight, "HEIGHT",
         "Parallel projection that shows this height, or 'fit'.");

@@ -85,12 +85,15 @@ CLI::App& CCutCommand::AddTo(CLI::App& program)
         ->type_name("FILE");
     command.add_option("--picture", m_picture, "Draw before and after side by side as PNG.")
         ->type_name("FILE");
-    command.add_flag("--keep-painted", m_keepPainted, "Cut everything but what is painted.");
-    CLI::Option* const frontOnly = command.add_flag(
-        "--front-only", m_frontOnly, "Cut only what is in front of the eye (the default).");
+    command.add_flag("--keep-painted", m_keepPainted,
+                     "Cut everything that is not painted, also what no view can show.");
+    CLI::Option* const frontOnly =
+        command.add_flag("--front-only")
+            ->description("Paint reaches only what is in front of the eye (the default).");
     command
         .add_flag("--through-eye", m_throughEye,
-                  "Also cut what lies under the paint behind the eye.")
+                  "The library's raw answer: paint also reaches points behind the eye, and a scan "
+                  "that reaches behind it may be left whole.")
         ->excludes(frontOnly);
     command.add_flag("--dry-run", m_dryRun, "Only say, and draw, what would be cut.");
     command.add_flag("--force", m_force, "Replace files that exist.");

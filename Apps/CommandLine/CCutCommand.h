@@ -34,7 +34,6 @@ private:
     std::string m_picture;
     CPaintOptions m_paint;
     bool m_keepPainted = false;
-    bool m_frontOnly = false;
     bool m_throughEye = false;
     bool m_dryRun = false;
     bool m_force = false;

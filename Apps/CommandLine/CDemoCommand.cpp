@@ -107,7 +107,9 @@ CLI::App& CDemoCommand::AddTo(CLI::App& program)
     command.add_option("-o,--output", m_folder, "Write the scans into this folder.")
         ->type_name("FOLDER")
         ->required();
-    command.add_option("--points", m_points, "About how many points all scans have (300000).")
+    command
+        .add_option("--points", m_points,
+                    "About how many points all scans have, 600 to 100000000 (300000).")
         ->type_name("COUNT");
     command.add_option("--seed", m_seed, "Other numbers give other noise (1).")
         ->type_name("NUMBER");

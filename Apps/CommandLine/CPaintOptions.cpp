@@ -68,8 +68,8 @@ void CPaintOptions::AddTo(CLI::App& command)
           "FILE")
         ->allow_extra_args(false);
     setUp(command.add_option("--mask", m_masks,
-                             "A PNG picture of the view's size: what is not black, or not "
-                             "transparent where it has transparency, is painted."),
+                             "A PNG picture of the view's size. One with transparency is painted "
+                             "where it is not fully transparent, any other where it is not black."),
           "FILE")
         ->allow_extra_args(false);
     setUp(command.add_option("--rectangle", m_rectangles,

@@ -6,14 +6,12 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "Application/Files/CInputError.h"
 #include "Application/Projects/CProject.h"
 #include "Application/Projects/ExcludedRegions.h"
 #include "Application/Projects/ProjectJson.h"
-#include "Application/Projects/Stations.h"
 #include "Application/Projects/TransformList.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
@@ -178,8 +176,8 @@ void CProjectCommand::addCreate(CLI::App& command)
         ->type_name("FILE");
     create
         .add_option("--exclude", m_excluded,
-                    "Exclude what lies in this box of the world from 'veko2 clean'; may be given "
-                    "several times.")
+                    "Exclude what lies in this box of the common frame from 'veko2 clean'; may be "
+                    "given several times.")
         ->type_name("X0,Y0,Z0,X1,Y1,Z1")
         ->allow_extra_args(false);
     create

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Application/Pictures/CPointRenderer.h"
+#include "Application/Projects/CProject.h"
 #include "Application/Projects/Stations.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CInterruption.h"

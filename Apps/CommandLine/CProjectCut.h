@@ -5,7 +5,6 @@
 
 #include "Application/Editing/CSurfelCutter.h"
 #include "Application/Pictures/CPicture.h"
-#include "Application/Projects/CProject.h"
 #include "Application/Projects/CProjectCutter.h"
 #include "Apps/CommandLine/CPaintOptions.h"
 #include "Apps/CommandLine/SReport.h"

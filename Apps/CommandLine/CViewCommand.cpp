@@ -79,7 +79,8 @@ CLI::App& CViewCommand::AddTo(CLI::App& program)
         ->type_name("FILE");
     command
         .add_option("--flags", m_flags,
-                    "The flag file of a scan, to show what is cut; given once per scan, in order.")
+                    "The flag file of a scan, to mark what is cut or in a small component; given "
+                    "once per scan, in order.")
         ->type_name("FILE")
         ->allow_extra_args(false);
     command.add_flag("--hide-cut", m_hideCut, "Leave out what is cut instead of marking it.");

@@ -8,7 +8,6 @@
 #include "Application/Pictures/CPointRenderer.h"
 #include "Application/Projects/SStation.h"
 #include "Application/View/CCameraFit.h"
-#include "Apps/CommandLine/SReport.h"
 
 namespace CommandLine
 {

@@ -5,7 +5,6 @@
 #include "Application/Demo/CDemoShape.h"
 #include "Application/Files/CInputError.h"
 
-#include <algorithm>
 #include <array>
 #include <string>
 #include <utility>

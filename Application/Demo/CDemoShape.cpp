@@ -9,6 +9,7 @@ namespace Application
 namespace
 {
 
+constexpr double c_plateRadius = 150.0;
 constexpr double c_floorHeight = -42.0;
 /// The part of the floor that is within the scanners' reach.
 constexpr double c_floorRadius = 235.0;
@@ -18,7 +19,7 @@ constexpr double c_hitDistance = 0.02;
 constexpr double c_advance = 0.85;
 constexpr int c_maxSteps = 250;
 
-/// Distance in the plane of the z axis and the point, and along the axis.
+/// The distance from the z axis.
 double radiusOf(const SDemoVector& point)
 {
     return std::sqrt(point.x * point.x + point.y * point.y);
@@ -125,7 +126,7 @@ double teapot(const SDemoVector& point)
 
 double turntable(const SDemoVector& point)
 {
-    const double plate = cylinder(point, -14.0, 0.0, CDemoShape::c_plateRadius, 3.0);
+    const double plate = cylinder(point, -14.0, 0.0, c_plateRadius, 3.0);
     const double groove = ring(point, 0.0, 132.0, 2.0);
     return std::min(std::max(plate, -groove), cylinder(point, c_floorHeight, -10.0, 62.0, 2.0));
 }

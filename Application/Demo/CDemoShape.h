@@ -14,9 +14,6 @@ namespace Application
 class CDemoShape
 {
 public:
-    /// The radius of the turntable's plate.
-    static constexpr double c_plateRadius = 150.0;
-
     /// A bound of the distance from \p point to the nearest surface: 0 on it, negative inside.
     /// Outside it is at most a few per cent above the true distance.
     [[nodiscard]] static double Distance(const SDemoVector& point);

@@ -180,7 +180,7 @@ CSurfelCutter::SResult CSurfelCutter::Apply(const Surfels& collection,
         cutters.emplace_back(region, m_reach, collection);
     }
     // Where the box is found on the way, all regions are taken to accept the collection until then.
-    bool isBoxOpen = IsView(*collection);
+    const bool isBoxOpen = IsView(*collection);
     if (!isBoxOpen)
     {
         RemoveRejecting(cutters, collection);

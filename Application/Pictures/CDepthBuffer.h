@@ -90,7 +90,7 @@ public:
     }
     [[nodiscard]] static std::uint32_t LookOf(std::uint64_t word)
     {
-        return static_cast<std::uint32_t>(word >> 22U) & (c_numLooks - 1);
+        return static_cast<std::uint32_t>(word >> 2U * c_normalBits) & (c_numLooks - 1);
     }
     [[nodiscard]] static bool HasNormal(std::uint64_t word)
     {

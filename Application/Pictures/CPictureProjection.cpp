@@ -1,5 +1,6 @@
 #include "Application/Pictures/CPictureProjection.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace Application

@@ -5,7 +5,6 @@
 
 #include <png.h>
 
-#include <algorithm>
 #include <array>
 #include <csetjmp>
 #include <cstring>

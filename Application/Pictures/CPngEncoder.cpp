@@ -2,11 +2,11 @@
 
 #include <png.h>
 
-#include <algorithm>
 #include <csetjmp>
 #include <exception>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "Application/Pictures/CColorIndex.h"
 

@@ -21,7 +21,8 @@ namespace Application
 class CPointSplatter
 {
 public:
-    /// \p samplesPerSide: the samples of a pixel on a side, for sizes given in pixels.
+    /// \p projection must live as long as the splatter. \p samplesPerSide: the samples of a pixel
+    /// on a side, for sizes given in pixels.
     CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide);
 
     /// How far a dot may reach, in samples: the border that the planes of depths must have in all

@@ -33,6 +33,7 @@ public:
         SColor bottom;
     };
 
+    /// \p projection and \p buffer must live as long as the shader.
     CSurfaceShader(const CPictureProjection& projection, const CDepthBuffer& buffer,
                    std::uint32_t samplesPerSide, SColors colors);
 

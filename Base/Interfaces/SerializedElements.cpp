@@ -1,7 +1,6 @@
 #include "Base/Interfaces/SerializedElements.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 #include "Base/Support/VekoException.h"

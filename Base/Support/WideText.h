@@ -7,7 +7,8 @@
 
 #include "Base/Export.h"
 
-// Not installed. Wide text as the system's callers write it, whatever locale the process runs in.
+// Not installed. Wide text as the system's callers write it. Its letters do not depend on the
+// locale that the process runs in; the decimal point of a formatted number does.
 
 namespace Base
 {

@@ -83,7 +83,7 @@ private:
     std::unique_ptr<CSurfelCollectionMinimal> m_nnCloud;
     std::uint64_t m_numMainComponentPoints = 0;
     /// Tells main points from small ones without finding them. Belongs to this cloud and this
-    /// number and changes with them; empty where the cloud has a search of another kind.
+    /// number and changes with them; empty where cells are of no use for this cloud.
     std::unique_ptr<const CNearestNeighborSplit> m_split;
 };
 

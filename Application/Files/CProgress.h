@@ -8,9 +8,10 @@ namespace Application
 {
 
 /// Told how much of a long operation is done, from 0 to 1, on the thread that runs it; called a few
-/// hundred times at most, and never again after 1. An exception it throws ends the operation with
-/// that exception and leaves no partial file, which is how a host cancels. The call with 1 comes
-/// when the result is in place; what it throws leaves as well, but takes nothing back.
+/// hundred times at most unless the operation says otherwise, and never again after 1. An exception
+/// it throws ends the operation with that exception and leaves no partial file, which is how a host
+/// cancels. The call with 1 comes when the result is in place; what it throws leaves as well, but
+/// takes nothing back.
 using ProgressCallback = std::function<void(double)>;
 
 /// Thins the steps of a long operation out to the calls that a ProgressCallback wants; the last

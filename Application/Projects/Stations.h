@@ -10,7 +10,8 @@
 namespace Application
 {
 
-/// Loads all scans of a project with their flags, in the project's order.
+/// Loads all scans of a project with their flags, in the project's order. \p progress is called
+/// before each scan, however many there are: a host that cancels waits for one of them at most.
 /// @throw CInputError when one cannot be read, or has not the number of points that it had when it
 /// was added.
 [[nodiscard]] std::vector<SStation> LoadStations(const CProject& project,

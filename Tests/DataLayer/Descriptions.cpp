@@ -12,58 +12,70 @@ namespace TestSupport
 namespace
 {
 
+template <typename... Values>
+void AppendAll(CBytes& bytes, const Values&... values)
+{
+    (Append(bytes, values), ...);
+}
+
 /// Whether there is a value, and which.
 template <typename T>
-std::string DescribeOptional(const ScanAPI::TOptional<T>& optional)
+void AppendOptional(CBytes& bytes, const ScanAPI::TOptional<T>& optional)
 {
-    return optional.HasValue() ? "some" + Describe(optional.GetValue()) : "none";
+    Append(bytes, optional.HasValue());
+    if (optional.HasValue())
+    {
+        Append(bytes, optional.GetValue());
+    }
 }
 
 /// What the pointer points to, without its address.
 template <typename T>
-std::string DescribeTarget(const std::shared_ptr<T>& pointer)
+void AppendTarget(CBytes& bytes, const std::shared_ptr<T>& pointer)
 {
-    return pointer != nullptr ? "some" + Describe(*pointer) : "none";
+    Append(bytes, pointer != nullptr);
+    if (pointer != nullptr)
+    {
+        Append(bytes, *pointer);
+    }
 }
 
 }  // namespace
 
-std::string Describe(const CString& text)
+void Append(CBytes& bytes, const CString& text)
 {
-    return CBytes().AddArray(text.data(), text.size()).Get();
+    bytes.AddArray(text.data(), text.size());
 }
 
-std::string Describe(const LqMatrix4Rd& matrix)
+void Append(CBytes& bytes, const LqMatrix4Rd& matrix)
 {
-    return CBytes().AddArray(matrix.data(), 16).Get();
+    bytes.AddArray(matrix.data(), 16);
 }
 
-std::string Describe(const LqMatrix4Rf& matrix)
+void Append(CBytes& bytes, const LqMatrix4Rf& matrix)
 {
-    return CBytes().AddArray(matrix.data(), 16).Get();
+    bytes.AddArray(matrix.data(), 16);
 }
 
-std::string Describe(const std::vector<bool>& marks)
+void Append(CBytes& bytes, const std::vector<bool>& marks)
 {
-    std::string text;
+    bytes.Add(marks.size());
     for (const bool mark : marks)
     {
-        text += mark ? '1' : '0';
+        bytes.Add(mark);
     }
-    return text;
 }
 
-std::string Describe(const Base::ISurfelCollection::IndexPairs& pairs)
+void Append(CBytes& bytes, const Base::ISurfelCollection::IndexPairs& pairs)
 {
-    CBytes bytes;
+    bytes.Add(pairs.size());
     for (const auto& pair : pairs)
     {
         bytes.Add(pair.first).Add(pair.second);
     }
-    return bytes.Get();
 }
 
-std::string Describe(const Base::ISurfelCollection& collection)
+void Append(CBytes& bytes, const Base::ISurfelCollection& collection)
 {
     // Written through pointers: most of the time of these tests goes by here.
     const std::uint64_t count = collection.GetCount();
@@ -88,134 +100,128 @@ std::string Describe(const Base::ISurfelCollection& collection)
         std::transform(surfels, surfels + count, codes.begin(),
                        [](const auto& surfel) { return surfel.normal; });
     }
-    return CBytes()
-        .AddArray(elements.data(), elements.size())
-        .AddArray(codes.data(), codes.size())
-        .Get();
+    bytes.AddArray(elements.data(), elements.size()).AddArray(codes.data(), codes.size());
 }
 
-std::string Describe(const Geometry::CTriangulation& mesh)
+void Append(CBytes& bytes, const Geometry::CTriangulation& mesh)
 {
-    return CBytes()
-        .AddArray(mesh.vertices.data(), mesh.vertices.size())
-        .AddArray(mesh.triangles.data(), mesh.triangles.size())
-        .Get();
+    bytes.AddArray(mesh.vertices.data(), mesh.vertices.size())
+        .AddArray(mesh.triangles.data(), mesh.triangles.size());
 }
 
-std::string Describe(const Base::SRegionSelectionInfo& selection)
+void Append(CBytes& bytes, const Base::SRegionSelectionInfo& selection)
 {
-    return Describe(selection.transform1) + Describe(selection.transform2) +
-           Describe(selection.transform3) +
-           CBytes()
-               .Add(selection.reserved)
-               .Add(selection.maskData)
-               .Add(selection.maskWidth)
-               .Add(selection.maskHeight)
-               .AddArray(selection.maskData,
-                         std::size_t{selection.maskWidth} * selection.maskHeight)
-               .Get();
+    AppendAll(bytes, selection.transform1, selection.transform2, selection.transform3,
+              selection.reserved, selection.maskData, selection.maskWidth, selection.maskHeight);
+    bytes.AddArray(selection.maskData, std::size_t{selection.maskWidth} * selection.maskHeight);
 }
 
-std::string Describe(const Base::CSurfelCollectionMask& mask)
+void Append(CBytes& bytes, const Base::CSurfelCollectionMask& mask)
 {
-    return Describe(mask.GetBitMasks());
+    Append(bytes, mask.GetBitMasks());
 }
 
-std::string Describe(const Base::IGeometricEntity& entity)
+void Append(CBytes& bytes, const Base::IGeometricEntity& entity)
 {
-    return Describe(entity.GetID()) + Describe(entity.FindTag("ISkeletonEntityTag").get()) +
-           Describe(entity.GetSurfelCollection(true));
+    AppendAll(bytes, entity.GetID(), entity.FindTag("ISkeletonEntityTag").get(),
+              entity.GetSurfelCollection(true));
 }
 
-std::string Describe(const Base::CGeometricEntityPacket& packet)
+void Append(CBytes& bytes, const Base::CGeometricEntityPacket& packet)
 {
-    return Describe(packet.GetEntity()) + Describe(packet.GetTrafo()) +
-           Describe(packet.GetSurfelCollectionMask()) +
-           CBytes()
-               .Add(packet.HasTrafo())
-               .Add(packet.HasSurfelCollectionMask())
-               .Add(packet.GetOptimizationLevel())
-               .Get();
+    AppendAll(bytes, packet.GetEntity(), packet.GetTrafo(), packet.GetSurfelCollectionMask(),
+              packet.HasTrafo(), packet.HasSurfelCollectionMask(), packet.GetOptimizationLevel());
 }
 
-std::string Describe(const Base::CEntityTrafoMaskPacket& packet)
+void Append(CBytes& bytes, const Base::CEntityTrafoMaskPacket& packet)
 {
-    return Describe(packet.GetEntity()) + Describe(packet.GetTrafo()) +
-           Describe(packet.GetSurfelCollectionMask());
+    AppendAll(bytes, packet.GetEntity(), packet.GetTrafo(), packet.GetSurfelCollectionMask());
 }
 
-std::string Describe(const Base::CEntityMapValue& value)
+void Append(CBytes& bytes, const Base::CEntityMapValue& value)
 {
-    return Describe(value.optimizationLevel) + Describe(value.mask) + Describe(value.trafo) +
-           Describe(value.entity) + Describe(value.flag) + Describe(value.reserved);
+    AppendAll(bytes, value.optimizationLevel, value.mask, value.trafo, value.entity, value.flag,
+              value.reserved);
 }
 
-std::string Describe(const Base::CEntityMapPartialValue& value)
+void Append(CBytes& bytes, const Base::CEntityMapPartialValue& value)
 {
-    std::string text = DescribeOptional(value.optimizationLevel) + DescribeOptional(value.trafo) +
-                       DescribeOptional(value.flag);
-    text += value.mask.HasValue() ? DescribeTarget(value.mask.GetValue()) : "no mask";
-    text += !value.entity.HasValue()             ? "no entity"
-            : value.entity.GetValue() == nullptr ? "none"
-                                                 : "some";
-    return text;
+    AppendOptional(bytes, value.optimizationLevel);
+    AppendOptional(bytes, value.trafo);
+    AppendOptional(bytes, value.flag);
+    Append(bytes, value.mask.HasValue());
+    if (value.mask.HasValue())
+    {
+        AppendTarget(bytes, value.mask.GetValue());
+    }
+    Append(bytes, value.entity.HasValue());
+    if (value.entity.HasValue())
+    {
+        Append(bytes, value.entity.GetValue() != nullptr);
+    }
 }
 
-std::string Describe(const Base::CEntityMapSyncEntry& entry)
+void Append(CBytes& bytes, const Base::CEntityMapSyncEntry& entry)
 {
-    return Describe(entry.key) + DescribeOptional(entry.value);
+    Append(bytes, entry.key);
+    AppendOptional(bytes, entry.value);
 }
 
-std::string Describe(const Base::CEntityMapSyncBatch& batch)
+void Append(CBytes& bytes, const Base::CEntityMapSyncBatch& batch)
 {
-    return Describe(batch.GetEntries());
+    Append(bytes, batch.GetEntries());
 }
 
-std::string Describe(const Base::CEntityMapModifyMessage& message)
+void Append(CBytes& bytes, const Base::CEntityMapModifyMessage& message)
 {
-    using Message = Base::CEntityMapModifyMessage;
-    const std::string head = Describe(message.kind) + Describe(message.key);
-    return head + (message.kind == Message::FullValue ? Describe(message.GetValue())
-                   : message.kind == Message::PartialValue
-                       ? Describe(message.GetPartialValue())
-                       : Describe(message.GetOldState()) + Describe(message.GetNewState()));
+    AppendAll(bytes, message.kind, message.key);
+    switch (message.kind)
+    {
+        case Base::CEntityMapModifyMessage::FullValue:
+            return Append(bytes, message.GetValue());
+        case Base::CEntityMapModifyMessage::PartialValue:
+            return Append(bytes, message.GetPartialValue());
+        case Base::CEntityMapModifyMessage::Modify:
+            return AppendAll(bytes, message.GetOldState(), message.GetNewState());
+    }
 }
 
-std::string Describe(const Base::CEntityMapModifyBatch& batch)
+void Append(CBytes& bytes, const Base::CEntityMapModifyBatch& batch)
 {
-    return Describe(batch.origin) + Describe(batch.flag) + Describe(batch.messages);
+    AppendAll(bytes, batch.origin, batch.flag, batch.messages);
 }
 
-std::string Describe(const DataLayer::CCachedModel& model)
+void Append(CBytes& bytes, const DataLayer::CCachedModel& model)
 {
-    return Describe(model.GetUniqueId().GetValue()) + Describe(model.GetMatrix()) +
-           DescribeTarget(model.GetSurfelCollection()) + DescribeTarget(model.GetTriangulation());
+    AppendAll(bytes, model.GetUniqueId().GetValue(), model.GetMatrix());
+    AppendTarget(bytes, model.GetSurfelCollection());
+    AppendTarget(bytes, model.GetTriangulation());
 }
 
-std::string Describe(const DataLayer::CCutPointCloudWithPixelMask::SInputData& input)
+void Append(CBytes& bytes, const DataLayer::CCutPointCloudWithPixelMask::SInputData& input)
 {
-    return Describe(input.collection) + Describe(input.bitMasks) + Describe(input.trafo);
+    AppendAll(bytes, input.collection, input.bitMasks, input.trafo);
 }
 
-std::string Describe(const DataLayer::CCutPointCloudWithPixelMask::Results::value_type& result)
+void Append(CBytes& bytes,
+            const DataLayer::CCutPointCloudWithPixelMask::Results::value_type& result)
 {
-    return Describe(result.first) + Describe(result.second);
+    AppendAll(bytes, result.first, result.second);
 }
 
-std::string Describe(const DataLayer::SFuserPointBlock& block)
+void Append(CBytes& bytes, const DataLayer::SFuserPointBlock& block)
 {
-    return CBytes().Add(block.first).AddArray(block.first, block.count).Get();
+    bytes.Add(block.first).AddArray(block.first, block.count);
 }
 
-std::string Describe(const DataLayer::SFuserContent& content)
+void Append(CBytes& bytes, const DataLayer::SFuserContent& content)
 {
-    std::string text = Describe(content.mainComponentBlocks) +
-                       Describe(content.smallComponentBlocks) + Describe(content.packets.size());
+    AppendAll(bytes, content.mainComponentBlocks, content.smallComponentBlocks,
+              content.packets.size());
     for (const auto& [key, packet] : content.packets)
     {
-        text += Describe(key) + Describe(packet);
+        AppendAll(bytes, key, packet);
     }
-    return text;
 }
 
 }  // namespace TestSupport

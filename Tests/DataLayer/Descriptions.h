@@ -56,73 +56,83 @@ private:
 
 /// Numbers, flag words, identifiers, addresses.
 template <typename T>
-requires(std::has_unique_object_representations_v<T>) [[nodiscard]] std::string
-    Describe(const T& value)
+requires(std::has_unique_object_representations_v<T>) void Append(CBytes& bytes, const T& value)
 {
-    return CBytes().Add(value).Get();
+    bytes.Add(value);
 }
 
-[[nodiscard]] std::string Describe(const CString& text);
-[[nodiscard]] std::string Describe(const LqMatrix4Rd& matrix);
-[[nodiscard]] std::string Describe(const LqMatrix4Rf& matrix);
-[[nodiscard]] std::string Describe(const std::vector<bool>& marks);
-[[nodiscard]] std::string Describe(const Base::ISurfelCollection::IndexPairs& pairs);
+void Append(CBytes& bytes, const CString& text);
+void Append(CBytes& bytes, const LqMatrix4Rd& matrix);
+void Append(CBytes& bytes, const LqMatrix4Rf& matrix);
+void Append(CBytes& bytes, const std::vector<bool>& marks);
+void Append(CBytes& bytes, const Base::ISurfelCollection::IndexPairs& pairs);
 /// The positions and normals, the latter by their codes where it keeps codes.
-[[nodiscard]] std::string Describe(const Base::ISurfelCollection& collection);
-[[nodiscard]] std::string Describe(const Geometry::CTriangulation& mesh);
+void Append(CBytes& bytes, const Base::ISurfelCollection& collection);
+void Append(CBytes& bytes, const Geometry::CTriangulation& mesh);
 /// With its pixels.
-[[nodiscard]] std::string Describe(const Base::SRegionSelectionInfo& selection);
-[[nodiscard]] std::string Describe(const Base::CSurfelCollectionMask& mask);
-[[nodiscard]] std::string Describe(const Base::IGeometricEntity& entity);
-[[nodiscard]] std::string Describe(const Base::CGeometricEntityPacket& packet);
-[[nodiscard]] std::string Describe(const Base::CEntityTrafoMaskPacket& packet);
-[[nodiscard]] std::string Describe(const Base::CEntityMapValue& value);
+void Append(CBytes& bytes, const Base::SRegionSelectionInfo& selection);
+void Append(CBytes& bytes, const Base::CSurfelCollectionMask& mask);
+void Append(CBytes& bytes, const Base::IGeometricEntity& entity);
+void Append(CBytes& bytes, const Base::CGeometricEntityPacket& packet);
+void Append(CBytes& bytes, const Base::CEntityTrafoMaskPacket& packet);
+void Append(CBytes& bytes, const Base::CEntityMapValue& value);
 /// Without any address; of an entity, whether there is one.
-[[nodiscard]] std::string Describe(const Base::CEntityMapPartialValue& value);
-[[nodiscard]] std::string Describe(const Base::CEntityMapSyncEntry& entry);
-[[nodiscard]] std::string Describe(const Base::CEntityMapSyncBatch& batch);
-[[nodiscard]] std::string Describe(const Base::CEntityMapModifyMessage& message);
-[[nodiscard]] std::string Describe(const Base::CEntityMapModifyBatch& batch);
+void Append(CBytes& bytes, const Base::CEntityMapPartialValue& value);
+void Append(CBytes& bytes, const Base::CEntityMapSyncEntry& entry);
+void Append(CBytes& bytes, const Base::CEntityMapSyncBatch& batch);
+void Append(CBytes& bytes, const Base::CEntityMapModifyMessage& message);
+void Append(CBytes& bytes, const Base::CEntityMapModifyBatch& batch);
 /// Without any address.
-[[nodiscard]] std::string Describe(const DataLayer::CCachedModel& model);
-[[nodiscard]] std::string Describe(const DataLayer::CCutPointCloudWithPixelMask::SInputData& input);
-[[nodiscard]] std::string Describe(
-    const DataLayer::CCutPointCloudWithPixelMask::Results::value_type& result);
+void Append(CBytes& bytes, const DataLayer::CCachedModel& model);
+void Append(CBytes& bytes, const DataLayer::CCutPointCloudWithPixelMask::SInputData& input);
+void Append(CBytes& bytes,
+            const DataLayer::CCutPointCloudWithPixelMask::Results::value_type& result);
 /// With the fused points, all seven words of each.
-[[nodiscard]] std::string Describe(const DataLayer::SFuserPointBlock& block);
-[[nodiscard]] std::string Describe(const DataLayer::SFuserContent& content);
-
-template <typename T>
-[[nodiscard]] std::string Describe(const std::vector<T>& values);
+void Append(CBytes& bytes, const DataLayer::SFuserPointBlock& block);
+void Append(CBytes& bytes, const DataLayer::SFuserContent& content);
 
 /// The address, and what is there.
 template <typename T>
-[[nodiscard]] std::string Describe(const std::shared_ptr<T>& pointer)
+void Append(CBytes& bytes, const std::shared_ptr<T>& pointer)
 {
-    const std::string address = CBytes().Add(pointer.get()).Get();
-    return pointer != nullptr ? address + Describe(*pointer) : address;
+    bytes.Add(pointer.get());
+    if (pointer != nullptr)
+    {
+        Append(bytes, *pointer);
+    }
 }
 
 template <typename T>
-[[nodiscard]] std::string Describe(const std::vector<T>& values)
+void Append(CBytes& bytes, const std::vector<T>& values)
 {
     if constexpr (std::has_unique_object_representations_v<T>)
     {
-        return CBytes().AddArray(values.data(), values.size()).Get();
+        bytes.AddArray(values.data(), values.size());
     }
-    std::string text = CBytes().Add(values.size()).Get();
-    for (const T& value : values)
+    else
     {
-        text += Describe(value);
+        bytes.Add(values.size());
+        for (const T& value : values)
+        {
+            Append(bytes, value);
+        }
     }
-    return text;
+}
+
+/// All of \p values, one after the other.
+template <typename... Values>
+[[nodiscard]] std::string Describe(const Values&... values)
+{
+    CBytes bytes;
+    (Append(bytes, values), ...);
+    return bytes.Get();
 }
 
 /// A function that describes what all of \p inputs point to, as it is when it is called.
 template <typename... Inputs>
 [[nodiscard]] std::function<std::string()> DescribeAll(const std::shared_ptr<Inputs>&... inputs)
 {
-    return [=] { return (std::string() + ... + Describe(*inputs)); };
+    return [=] { return Describe(*inputs...); };
 }
 
 }  // namespace TestSupport

@@ -248,7 +248,7 @@ SScene makeCutOperationScene()
         },
         // A call that failed has counted nothing.
         [=] { return Describe(*result) + std::to_string((*operation)->GetNumModifiedPackets()); },
-        [=] { return Describe(*selection) + Describe(*batch) + describeMaskUses(*batch); }};
+        [=] { return Describe(*selection, *batch) + describeMaskUses(*batch); }};
 }
 
 SScene makePacketScene()
@@ -332,7 +332,7 @@ SScene makeSmallComponentScene()
     const auto result = std::make_shared<Base::CEntityMapModifyBatch>();
     return {[=] { *result = operation->ComputeModifications(*batch); },
             [=] { return Describe(*result); },
-            [=] { return Describe(*content) + Describe(*batch) + describeMaskUses(*batch); }};
+            [=] { return Describe(*content, *batch) + describeMaskUses(*batch); }};
 }
 
 /// The neighbours are those that a search of another maker names.

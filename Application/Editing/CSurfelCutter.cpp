@@ -34,6 +34,19 @@ constexpr std::uint64_t c_surfelsPerBlock = 16384;
 constexpr std::uint64_t c_groupSize = CKeptPoints::c_groupSize;
 static_assert(c_surfelsPerBlock % c_groupSize == 0);
 
+/// How many surfels with these words stay, at most a block of them.
+std::uint64_t CountKept(std::span<const Base::CSurfelBitMask> words)
+{
+    // As narrow as a word, and words that are not copied: so the compiler counts many at a time.
+    static_assert(c_surfelsPerBlock <= std::numeric_limits<std::uint16_t>::max());
+    std::uint16_t count = 0;
+    for (const Base::CSurfelBitMask& word : words)
+    {
+        count = static_cast<std::uint16_t>(count + ((word.bits & c_cut) == 0 ? 1 : 0));
+    }
+    return count;
+}
+
 /// Exchanges what this edit cut and what it left; what was cut before stays cut.
 void Invert(std::span<const Base::CSurfelBitMask> before, std::vector<Base::CSurfelBitMask>& words)
 {
@@ -57,12 +70,16 @@ public:
 
     /// Cuts what lies under any of the regions of \p cutters, as if they accepted it. \p result has
     /// room for the new words, if they are asked for.
-    void Cut(const RegionCutters& cutters, CSurfelCutter::SResult& result)
+    void Cut(const RegionCutters& cutters, CSurfelCutter::Answer answer,
+             CSurfelCutter::SResult& result)
     {
         const auto numBlocks =
             static_cast<std::uint32_t>((m_count + c_surfelsPerBlock - 1) / c_surfelsPerBlock);
-        std::vector<std::uint64_t> groups((m_count + c_groupSize - 1) / c_groupSize);
-        std::vector<std::uint64_t> numsKeptBefore(numBlocks);
+        const bool needsKept = answer != CSurfelCutter::Answer::Counts;
+        std::vector<std::uint64_t> groups(needsKept ? (m_count + c_groupSize - 1) / c_groupSize
+                                                    : 0);
+        std::vector<std::uint64_t> numsKept(numBlocks);
+        std::vector<std::uint64_t> numsNewlyCut(numBlocks);
         m_boxes.assign(numBlocks, Geometry::CBox3D());
         Base::ParallelFor(numBlocks, [&](std::uint32_t index) {
             const std::uint64_t begin = index * c_surfelsPerBlock;
@@ -85,7 +102,7 @@ public:
             {
                 Invert(before, words);
             }
-            for (std::uint64_t first = 0; first < size; first += c_groupSize)
+            for (std::uint64_t first = 0; needsKept && first < size; first += c_groupSize)
             {
                 groups[(begin + first) / c_groupSize] = CKeptPoints::Gather(
                     std::span(words).subspan(first, std::min(size - first, c_groupSize)));
@@ -94,12 +111,16 @@ public:
             {
                 std::copy(words.begin(), words.end(), result.flags.data() + begin);
             }
-            numsKeptBefore[index] = CKeptPoints(before).CountKept(size);
+            numsKept[index] = CountKept(words);
+            numsNewlyCut[index] = (before.empty() ? size : CountKept(before)) - numsKept[index];
         });
-        result.kept = CKeptPoints(std::move(groups), m_count);
+        if (needsKept)
+        {
+            result.kept = CKeptPoints(std::move(groups), m_count);
+        }
+        result.numKept = std::accumulate(numsKept.begin(), numsKept.end(), std::uint64_t{0});
         result.numNewlyCut =
-            std::accumulate(numsKeptBefore.begin(), numsKeptBefore.end(), std::uint64_t{0}) -
-            result.kept.CountKept(m_count);
+            std::accumulate(numsNewlyCut.begin(), numsNewlyCut.end(), std::uint64_t{0});
     }
 
     /// The bounding box of all positions that the latest cut read.
@@ -191,11 +212,11 @@ CSurfelCutter::SResult CSurfelCutter::Apply(const Surfels& collection,
         Base::ResizeInLargePages(result.flags, count);
     }
     CBlocks blocks(collection, flags, m_side);
-    blocks.Cut(cutters, result);
+    blocks.Cut(cutters, answer, result);
     if (isBoxOpen &&
         RemoveRejecting(cutters, std::make_shared<CStandInCollection>(collection, blocks.GetBox())))
     {
-        blocks.Cut(cutters, result);
+        blocks.Cut(cutters, answer, result);
     }
     return result;
 }

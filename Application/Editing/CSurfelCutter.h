@@ -55,11 +55,12 @@ public:
     CSurfelCutter(std::vector<SCutRegion> regions, Reach reach, Side side);
 
     /// What is asked for. The words take sixteen times the room of the kept points, which the
-    /// system clears in a quarter of a cut's time.
+    /// system clears in a quarter of a cut's time; the kept points take a twentieth of it.
     enum class Answer
     {
-        KeptPoints,  ///< which surfels stay
-        Flags        ///< that, and the new words of all
+        Counts,      ///< how many surfels stay and are cut
+        KeptPoints,  ///< that, and which ones stay
+        Flags        ///< all that, and the new words of all
     };
 
     /// Flag words that need not be set before they are written.
@@ -75,8 +76,10 @@ public:
         /// word, although there is nothing to destroy.
         ~SResult();
 
-        /// The surfels that neither had SurfelFlagCut before nor are cut now.
+        /// If asked for, the surfels that neither had SurfelFlagCut before nor are cut now.
         CKeptPoints kept{{}};
+        /// How many those are.
+        std::uint64_t numKept = 0;
         /// How many surfels are cut that did not have SurfelFlagCut before.
         std::uint64_t numNewlyCut = 0;
         /// If asked for, one word per surfel: the one it had, and SurfelFlagCut where it is cut.

@@ -7,6 +7,7 @@
 #include "Application/View/ViewLimits.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 namespace Application
@@ -77,9 +78,9 @@ std::vector<std::byte> CMask::ToPng() const
     return EncodePng(m_width, m_height, PngColor::Grey, grey);
 }
 
-std::uint64_t CMask::CountPainted() const
+bool CMask::HasPaint() const
 {
-    return static_cast<std::uint64_t>(std::count(m_bytes.begin(), m_bytes.end(), 1));
+    return std::memchr(m_bytes.data(), 1, m_bytes.size()) != nullptr;
 }
 
 void CMask::PaintSpan(std::uint32_t row, std::uint32_t firstColumn, std::uint32_t endColumn)

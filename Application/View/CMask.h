@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Application
@@ -43,7 +44,8 @@ public:
     [[nodiscard]] std::uint32_t GetWidth() const { return m_width; }
     [[nodiscard]] std::uint32_t GetHeight() const { return m_height; }
     /// width x height bytes, each 0 or 1.
-    [[nodiscard]] const std::vector<std::uint8_t>& GetBytes() const { return m_bytes; }
+    [[nodiscard]] const std::vector<std::uint8_t>& GetBytes() const& { return m_bytes; }
+    [[nodiscard]] std::vector<std::uint8_t> GetBytes() && { return std::move(m_bytes); }
 
     /// \p column must be less than the width and \p row less than the height.
     [[nodiscard]] bool IsPainted(std::uint32_t column, std::uint32_t row) const
@@ -51,8 +53,8 @@ public:
         return m_bytes[std::size_t{row} * m_width + column] != 0;
     }
 
-    /// The number of painted pixels.
-    [[nodiscard]] std::uint64_t CountPainted() const;
+    /// Whether any pixel is painted.
+    [[nodiscard]] bool HasPaint() const;
 
     /// Paints the pixels of \p row from \p firstColumn up to, but without, \p endColumn, which is
     /// at most the width.

@@ -330,7 +330,7 @@ LqMatrix4Rd CView::MakeRelativeTrafo(const LqMatrix4Rd& trafo) const
     return trafo * toOrigin;
 }
 
-std::shared_ptr<const Base::SRegionSelectionInfo> CView::MakeSelection(const CMask& mask) const
+std::shared_ptr<const Base::SRegionSelectionInfo> CView::MakeSelection(CMask mask) const
 {
     if (mask.GetWidth() != m_width || mask.GetHeight() != m_height)
     {
@@ -340,8 +340,8 @@ std::shared_ptr<const Base::SRegionSelectionInfo> CView::MakeSelection(const CMa
                                       std::to_string(mask.GetHeight()));
     }
     return Base::MakeRegionSelection(LqMatrix4Rf(m_transforms[0]), LqMatrix4Rf(m_transforms[1]),
-                                     LqMatrix4Rf(m_transforms[2]), mask.GetBytes(), m_width,
-                                     m_height);
+                                     LqMatrix4Rf(m_transforms[2]), std::move(mask).GetBytes(),
+                                     m_width, m_height);
 }
 
 }  // namespace Application

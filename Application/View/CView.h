@@ -63,10 +63,10 @@ public:
     /// cut or a picture with this view takes as the entity's transform.
     [[nodiscard]] LqMatrix4Rd MakeRelativeTrafo(const LqMatrix4Rd& trafo) const;
 
-    /// The region selection of a mask painted in this view. It shares nothing with either.
+    /// The region selection of a mask painted in this view, which takes over the mask's bytes. It
+    /// shares nothing with either.
     /// @throw CInputError when the mask has another size than the view.
-    [[nodiscard]] std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(
-        const CMask& mask) const;
+    [[nodiscard]] std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(CMask mask) const;
 
     friend bool operator==(const CView&, const CView&) = default;
 

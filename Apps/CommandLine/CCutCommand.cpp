@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "Application/Editing/CSurfelCutter.h"
@@ -33,14 +34,14 @@ namespace
 using Application::CScanFile;
 using Application::CSurfelCutter;
 
-std::vector<Application::SCutRegion> MakeRegions(const std::vector<SPaintedView>& painted,
+std::vector<Application::SCutRegion> MakeRegions(std::vector<SPaintedView> painted,
                                                  const LqMatrix4Rd& scanToWorld)
 {
     std::vector<Application::SCutRegion> regions;
-    for (const SPaintedView& entry : painted)
+    for (SPaintedView& entry : painted)
     {
-        regions.push_back(
-            {entry.view.MakeSelection(entry.mask), entry.view.MakeRelativeTrafo(scanToWorld)});
+        regions.push_back({entry.view.MakeSelection(std::move(entry.mask)),
+                           entry.view.MakeRelativeTrafo(scanToWorld)});
     }
     return regions;
 }
@@ -140,28 +141,33 @@ SReport CCutCommand::Run(CConsole& console)
         before = Application::CFlagFile::Read(m_flags, scan.GetPointCount());
     }
     CInterruption::ThrowIfRequested();
-    const std::vector<SPaintedView> painted =
-        m_paint.Paint({{surfels, scan.GetTransform()}}, m_scan);
+    std::vector<SPaintedView> painted = m_paint.Paint({{surfels, scan.GetTransform()}}, m_scan);
     WarnOfEmptyMasks(painted, console);
     CInterruption::ThrowIfRequested();
 
     console.ShowProgress("Cutting", 0.0);
-    const CSurfelCutter cutter(MakeRegions(painted, scan.GetTransform()), reach, side);
+    std::optional<SPaintedView> drawn;
+    if (!m_picture.empty())
+    {
+        drawn = painted.front();
+    }
+    const CSurfelCutter cutter(MakeRegions(std::move(painted), scan.GetTransform()), reach, side);
     SCounts counts;
     counts.points = scan.GetPointCount();
     const bool needsFlags = (!m_flags.empty() && !m_dryRun) || !m_picture.empty();
-    const auto [kept, numNewlyCut, flags] =
-        cutter.Apply(surfels, before,
-                     needsFlags ? CSurfelCutter::Answer::Flags : CSurfelCutter::Answer::KeptPoints);
+    const auto answer = needsFlags ? CSurfelCutter::Answer::Flags
+                        : m_dryRun ? CSurfelCutter::Answer::Counts
+                                   : CSurfelCutter::Answer::KeptPoints;
+    const auto [kept, numKept, numNewlyCut, flags] = cutter.Apply(surfels, before, answer);
     counts.newlyCut = numNewlyCut;
-    counts.kept = kept.CountKept(counts.points);
+    counts.kept = numKept;
     // Not needed beside what writing takes. An empty list would leave the memory as it is.
     before = std::vector<Base::CSurfelBitMask>();
     std::optional<Application::CPicture> picture;
-    if (!m_picture.empty())
+    if (drawn)
     {
         console.ShowProgress("Drawing", 0.0);
-        picture = DrawBeforeAndAfter(scan, flags, painted.front());
+        picture = DrawBeforeAndAfter(scan, flags, *drawn);
     }
     CInterruption::ThrowIfRequested();
     scan.CheckUnchanged();

@@ -172,7 +172,7 @@ void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& consol
 {
     for (const SPaintedView& entry : painted)
     {
-        if (entry.mask.CountPainted() == 0)
+        if (!entry.mask.HasPaint())
         {
             console.Warn("nothing is painted inside the view");
         }

@@ -66,9 +66,13 @@ std::uint64_t Apply(const CSurfelCutter& cutter,
                     const std::shared_ptr<const Base::ISurfelCollection>& scan, Words& flags)
 {
     const CSurfelCutter::SResult result = cutter.Apply(scan, flags, Answer::Flags);
+    const CSurfelCutter::SResult counts = cutter.Apply(scan, flags, Answer::Counts);
+    EXPECT_EQ(counts.numKept, result.numKept);
+    EXPECT_EQ(counts.numNewlyCut, result.numNewlyCut);
     flags.assign(result.flags.begin(), result.flags.end());
     const Application::CKeptPoints kept(flags);
     EXPECT_EQ(result.kept.GetWordCount(), flags.size());
+    EXPECT_EQ(result.numKept, kept.CountKept(flags.size()));
     for (std::uint64_t group = 0; group * kept.c_groupSize < flags.size(); ++group)
     {
         EXPECT_EQ(result.kept.GetGroup(group), kept.GetGroup(group)) << group;

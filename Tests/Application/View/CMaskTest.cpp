@@ -14,7 +14,7 @@ TEST(CMask, Construct_NothingIsPainted)
 {
     const CMask mask(3, 2);
     EXPECT_EQ(mask.GetBytes(), std::vector<std::uint8_t>(6, 0));
-    EXPECT_EQ(mask.CountPainted(), 0U);
+    EXPECT_FALSE(mask.HasPaint());
 }
 
 TEST(CMask, Construct_SizeOfZeroOrAboveTheLimitThrows)
@@ -39,7 +39,7 @@ TEST(CMask, PaintSpan_EndBeforeFirstPaintsNothing)
 {
     CMask mask(4, 1);
     mask.PaintSpan(0, 3, 1);
-    EXPECT_EQ(mask.CountPainted(), 0U);
+    EXPECT_FALSE(mask.HasPaint());
 }
 
 TEST(CMask, Invert_SwapsPaintedAndNotPainted)
@@ -48,7 +48,7 @@ TEST(CMask, Invert_SwapsPaintedAndNotPainted)
     mask.PaintSpan(0, 0, 1);
     mask.Invert();
     EXPECT_EQ(mask.GetBytes(), (std::vector<std::uint8_t>{0, 1, 1}));
-    EXPECT_EQ(mask.CountPainted(), 2U);
+    EXPECT_TRUE(mask.HasPaint());
 }
 
 }  // namespace

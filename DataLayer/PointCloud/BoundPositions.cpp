@@ -1,7 +1,6 @@
 #include "DataLayer/PointCloud/BoundPositions.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -9,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "DataLayer/PointCloud/Kernels/PackedBoundsKernels.h"
 #include "DataLayer/PointCloud/SurfelBlocks.h"
 
 namespace DataLayer
@@ -68,34 +68,22 @@ public:
         m_isNaN |= position != position;
     }
 
-    /// Adds positions without gaps between them, \p numFours times four: three registers hold four
-    /// positions, the same coordinates in the same lanes each time.
-    void AddPacked(const std::byte* address, std::uint64_t numFours)
+    /// Adds the first of \p count positions without gaps between them, and returns how many.
+    std::uint64_t AddPacked(const std::byte* first, std::uint64_t count)
     {
-        std::array<CLaneBounds, 3> parts;
-        for (std::uint64_t four = 0; four < numFours; ++four)
+        static const PackedBounds::BoundFunction fastest = PackedBounds::GetKernels().front().bound;
+        PackedBounds::SBounds bounds{};
+        const std::uint64_t numAdded = fastest(first, count, bounds);
+        for (const float* const corners : {bounds.minima, bounds.maxima})
         {
-            for (CLaneBounds& part : parts)
-            {
-                part.Add(loadLanes(address, sizeof(Lanes)));
-                address += sizeof(Lanes);
-            }
-        }
-        const std::array<Lanes, 3> minima{parts[0].m_min, parts[1].m_min, parts[2].m_min};
-        const std::array<Lanes, 3> maxima{parts[0].m_max, parts[1].m_max, parts[2].m_max};
-        for (const std::array<Lanes, 3>& corners : {minima, maxima})
-        {
-            const auto* const bytes = reinterpret_cast<const std::byte*>(corners.data());
+            const auto* const bytes = reinterpret_cast<const std::byte*>(corners);
             for (std::size_t corner = 0; corner < 4; ++corner)
             {
                 Add(loadLanes(bytes + corner * sizeof(LqVector3f), sizeof(LqVector3f)));
             }
         }
-        for (const CLaneBounds& part : parts)
-        {
-            const LaneMask isNaN = part.m_isNaN;
-            m_isNaN |= LaneMask{} + ((isNaN[0] | isNaN[1]) | (isNaN[2] | isNaN[3]));
-        }
+        m_isNaN |= LaneMask{} - static_cast<int>(bounds.hasNaN);
+        return numAdded;
     }
 
     /// Whether all coordinates were finite: infinite ones have become a bound.
@@ -178,12 +166,12 @@ SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin, 
         return boundOneByOne(positions, begin, end);
     }
     const std::uint64_t endOfWhole = std::min(end, positions.count - 1);
-    const auto bound = [&](std::uint64_t numPackedFours) {
+    const auto bound = [&](std::uint64_t numPacked) {
         CLaneBounds bounds;
-        std::uint64_t index = begin + 4 * numPackedFours;
-        if (numPackedFours != 0)
+        std::uint64_t index = begin;
+        if (numPacked != 0)
         {
-            bounds.AddPacked(positions.first + begin * positions.stride, numPackedFours);
+            index += bounds.AddPacked(positions.first + begin * positions.stride, numPacked);
         }
         const std::byte* address = positions.first + index * positions.stride;
         for (; index < endOfWhole; ++index)
@@ -198,7 +186,7 @@ SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin, 
         return bounds;
     };
     const bool isPacked = positions.stride == sizeof(LqVector3f);
-    CLaneBounds bounds = bound(isPacked ? (endOfWhole - begin) / 4 : 0);
+    CLaneBounds bounds = bound(isPacked ? endOfWhole - begin : 0);
     // Of zeros of either sign the first one stays, which only the order of the positions tells.
     if (isPacked && bounds.HasZero())
     {

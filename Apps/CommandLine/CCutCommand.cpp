@@ -17,6 +17,7 @@
 #include "Application/Scans/CFlagFile.h"
 #include "Application/Scans/CScanFile.h"
 #include "Apps/CommandLine/CConsole.h"
+#include "Apps/CommandLine/CEarlyWorkers.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
 #include "Apps/CommandLine/CProjectCut.h"
@@ -120,6 +121,7 @@ SReport CCutCommand::Run(CConsole& console)
             .Run(console);
     }
     check();
+    const CEarlyWorkers workers;
     const bool isContinued = continuesFlags();
     CheckOutputs({{"--output", m_dryRun ? "" : m_output, m_force},
                   {"--flags", m_dryRun ? "" : m_flags, m_force || isContinued},

@@ -13,10 +13,15 @@ namespace
 inline const SSlot& findSlot(const SLookup& lookup, std::uint32_t region)
 {
     std::uint32_t place = (region * c_hashFactor) >> lookup.hashShift;
-    while (lookup.slots[place].region != region && lookup.slots[place].region != c_noRegion)
-    {
-        place = (place + 1) & lookup.slotMask;
-    }
+    while (lookup.slots[place].region != region)
+        [[unlikely]]
+        {
+            if (lookup.slots[place].region == c_noRegion)
+            {
+                break;
+            }
+            place = (place + 1) & lookup.slotMask;
+        }
     return lookup.slots[place];
 }
 

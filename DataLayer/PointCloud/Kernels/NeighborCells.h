@@ -52,7 +52,7 @@ inline constexpr std::uint32_t c_noRegion = ~0U;
 /// by their places, the numbers in the region on x, y and z from the lowest bit on; of each, where
 /// its c_stateWords words of states begin. All blocks that do not exist have the words at 0.
 /// Nothing of all this ever changes but the states: others may set bits there meanwhile, so their
-/// words are read one by one and atomically.
+/// words are read atomically, or many at once where the processor reads each of them whole.
 struct SLookup
 {
     const SSlot* slots;
@@ -80,7 +80,8 @@ struct SSurfels
 
 /// Writes the EState of the cube of each of \p surfels into \p states, and the numbers of
 /// those that are neither c_amongFirst nor c_notAmong into \p open, in ascending order. Returns how
-/// many those are. Each has room for all surfels. All kernels give the same answers.
+/// many those are. Each has room for all surfels; what is behind the numbers is overwritten. All
+/// kernels give the same answers.
 using LookFunction = std::size_t (*)(const SLookup& lookup, const SSurfels& surfels,
                                      std::uint16_t* states, std::uint32_t* open);
 

@@ -14,6 +14,7 @@ struct SAvx2
     using Floats = __m256;
     using Numbers = __m256i;
     static constexpr std::size_t c_width = 8;
+    static constexpr bool c_readsBlocks = false;
 
     static Floats Set(float value) { return _mm256_set1_ps(value); }
     static Floats Load(const float* values) { return _mm256_load_ps(values); }
@@ -76,12 +77,16 @@ struct SAvx2
     /// The first three words of eight records of four.
     static void LoadRecords(const std::byte* records, Floats& x, Floats& y, Floats& z)
     {
-        const auto load = [records](std::size_t index) {
-            __m128 low;
-            __m128 high;
-            std::memcpy(&low, records + 16 * index, sizeof low);
-            std::memcpy(&high, records + 16 * (index + 4), sizeof high);
-            return _mm256_set_m128(high, low);
+        const auto half = [records](std::size_t index) {
+            __m128 record;
+            std::memcpy(&record, records + 16 * index, sizeof record);
+            return record;
+        };
+        // The fourth word of the last record may lie beyond the caller's memory.
+        const __m128 last = _mm_maskload_ps(reinterpret_cast<const float*>(records + 16 * 7),
+                                            _mm_setr_epi32(-1, -1, -1, 0));
+        const auto load = [half, last](std::size_t index) {
+            return _mm256_set_m128(index < 3 ? half(index + 4) : last, half(index));
         };
         const Floats xyEven = _mm256_unpacklo_ps(load(0), load(2));
         const Floats xyOdd = _mm256_unpacklo_ps(load(1), load(3));

@@ -1,5 +1,7 @@
 #include <immintrin.h>
 
+#include <type_traits>
+
 #include "DataLayer/PointCloud/Kernels/NeighborCellsLook.h"
 
 namespace DataLayer::NeighborCells
@@ -15,6 +17,7 @@ struct SAvx512
     using Floats = __m512;
     using Numbers = __m512i;
     static constexpr std::size_t c_width = 16;
+    static constexpr bool c_readsBlocks = true;
     static constexpr __mmask16 c_every = 0xFFFF;
 
     static Floats Set(float value) { return _mm512_set1_ps(value); }
@@ -69,8 +72,11 @@ struct SAvx512
     /// The first three words of sixteen records of four.
     static void LoadRecords(const std::byte* records, Floats& x, Floats& y, Floats& z)
     {
+        // The fourth word of the last record may lie beyond the caller's memory.
+        constexpr __mmask16 c_allButLast = 0x7FFF;
         const auto quarter = [records](std::size_t number) {
-            return _mm512_loadu_ps(records + number * sizeof(Floats));
+            const std::byte* const first = records + number * sizeof(Floats);
+            return number < 3 ? _mm512_loadu_ps(first) : _mm512_maskz_loadu_ps(c_allButLast, first);
         };
         const Numbers pairs =
             _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 1, 5, 9, 13, 17, 21, 25, 29);
@@ -83,6 +89,101 @@ struct SAvx512
         x = _mm512_maskz_shuffle_f32x4(c_every, xyLow, xyHigh, _MM_SHUFFLE(1, 0, 1, 0));
         y = _mm512_maskz_shuffle_f32x4(c_every, xyLow, xyHigh, _MM_SHUFFLE(3, 2, 3, 2));
         z = _mm512_maskz_shuffle_f32x4(c_every, zLow, zHigh, _MM_SHUFFLE(1, 0, 1, 0));
+    }
+
+    /// Appends the numbers of those of sixteen surfels that are in \p lanes, the first of which is
+    /// number \p first. Writes sixteen numbers behind \p open whatever happens, and returns the end
+    /// of those that count.
+    static std::uint32_t* List(std::uint32_t lanes, std::uint32_t first, std::uint32_t* open)
+    {
+        const Numbers inRegister =
+            _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+        const Numbers listed = _mm512_maskz_compress_epi32(
+            static_cast<__mmask16>(lanes), _mm512_add_epi32(inRegister, SetNumber(first)));
+        std::memcpy(open, &listed, sizeof listed);
+        return open + __builtin_popcount(lanes);
+    }
+
+    /// Reads the words of a batch, whole blocks at a time where surfels in a row share them: picks
+    /// those of a register's surfels that lie in the block of one in the middle, of the last one or
+    /// of the last one before these. Surfels in other blocks follow one by one. Takes a copy of
+    /// \p lookup, which stays in registers whatever is stored.
+    template <typename Batch>
+    static void ReadWords(const SLookup lookup, Batch& batch)
+    {
+        std::uint32_t others[std::extent_v<decltype(batch.words)>];
+        std::uint32_t* othersEnd = others;
+        SBlock last{SetNumber(c_noRegion), SetNumber(0), SetNumber(0), SetNumber(0)};
+        for (std::size_t index = 0; index < batch.count; index += c_width)
+        {
+            const Numbers regions = LoadNumbers(batch.regions + index);
+            const Numbers blocks = LoadNumbers(batch.blocks + index);
+            const Numbers places = LoadNumbers(batch.places + index);
+            const SBlock middle = blockOf(lookup, batch, index + c_width / 2 - 1);
+            const SBlock next = blockOf(lookup, batch, index + c_width - 1);
+            const __mmask16 inMiddle = middle.Holds(regions, blocks);
+            const __mmask16 inNext = next.Holds(regions, blocks);
+            const Numbers words = _mm512_mask_mov_epi32(
+                _mm512_mask_mov_epi32(last.WordsAt(places), inMiddle, middle.WordsAt(places)),
+                inNext, next.WordsAt(places));
+            StoreNumbers(words, batch.words + index);
+            const __mmask16 found =
+                _mm512_kor(last.Holds(regions, blocks), _mm512_kor(inMiddle, inNext));
+            othersEnd = List(_mm512_knot(found), static_cast<std::uint32_t>(index), othersEnd);
+            last = next;
+        }
+        for (const std::uint32_t* other = others; other != othersEnd; ++other)
+        {
+            batch.words[*other] =
+                latestWord(lookup, firstStateOf(lookup, batch, *other) + batch.places[*other]);
+        }
+    }
+
+private:
+    /// A block, its region and its place there in every lane, and the words of its states.
+    struct SBlock
+    {
+        Numbers region;
+        Numbers place;
+        Numbers low;
+        Numbers high;
+
+        /// Which surfels lie in it.
+        [[nodiscard]] __mmask16 Holds(Numbers regions, Numbers places) const
+        {
+            return _mm512_mask_cmpeq_epi32_mask(_mm512_cmpeq_epi32_mask(regions, region), places,
+                                                place);
+        }
+
+        [[nodiscard]] Numbers WordsAt(Numbers places) const
+        {
+            return _mm512_permutex2var_epi32(low, places, high);
+        }
+    };
+
+    /// Where the states begin of the block of surfel number \p index of a batch.
+    template <typename Batch>
+    static std::uint32_t firstStateOf(const SLookup& lookup, const Batch& batch, std::size_t index)
+    {
+        const SSlot& slot = findSlot(lookup, batch.regions[index]);
+        return lookup.blocks[slot.firstBlock + batch.blocks[index]];
+    }
+
+    /// The block of surfel number \p index of a batch.
+    template <typename Batch>
+    static SBlock blockOf(const SLookup& lookup, const Batch& batch, std::size_t index)
+    {
+        const std::uint32_t* const words = lookup.states + firstStateOf(lookup, batch, index);
+        return {SetNumber(batch.regions[index]), SetNumber(batch.blocks[index]), latestWords(words),
+                latestWords(words + c_width)};
+    }
+
+    /// Sixteen words as they are by now. Others may set bits there meanwhile by atomic operations;
+    /// the processor loads each aligned word of a register whole, which is all that an atomic load
+    /// would add. The thread sanitizer cannot know that.
+    [[gnu::no_sanitize_thread]] static Numbers latestWords(const std::uint32_t* words)
+    {
+        return _mm512_loadu_si512(words);
     }
 };
 

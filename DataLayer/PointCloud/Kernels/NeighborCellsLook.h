@@ -11,23 +11,10 @@ namespace DataLayer::NeighborCells
 namespace
 {
 
-/// Reads the words of states at \p places of the blocks that are named at \p names. Apart from the
-/// loops over registers, whose constants would leave none for its addresses.
-[[gnu::noinline]] void readWords(const SLookup& lookup, const std::uint32_t* names,
-                                 const std::uint32_t* places, std::size_t count,
-                                 std::uint32_t* words)
-{
-    const std::uint32_t* const blocks = lookup.blocks;
-#pragma GCC unroll 8
-    for (std::size_t index = 0; index < count; ++index)
-    {
-        words[index] = latestWord(lookup, blocks[names[index]] + places[index]);
-    }
-}
-
 /// Looks up surfels in batches: finds out where the cubes of some hundred are, as many at a time as
 /// one register of \p Vector holds, then reads the words of their states, then picks the states out
-/// of these. `Min(a, b)` is b where a is NaN.
+/// of these. `Min(a, b)` is b where a is NaN. A Vector that c_readsBlocks reads the words itself,
+/// of surfels in the same block together, and lists the surfels of a register.
 template <typename Vector>
 class TLook
 {
@@ -52,7 +39,7 @@ public:
         for (std::size_t first = 0; first < m_surfels.count; first += c_batch)
         {
             locate(batch, first);
-            readWords(m_lookup, batch.blocks, batch.places, batch.count, batch.words);
+            readWords(m_lookup, batch);
             openEnd = pickStates(batch, first, states, openEnd);
         }
         return static_cast<std::size_t>(openEnd - open);
@@ -62,7 +49,7 @@ private:
     using Floats = typename Vector::Floats;
     using Numbers = typename Vector::Numbers;
     static constexpr std::size_t c_width = Vector::c_width;
-    static constexpr std::size_t c_batch = 256;
+    static constexpr std::size_t c_batch = 32 * c_width;
     static constexpr std::uint32_t c_all = (1U << c_width) - 1U;
     static constexpr std::size_t c_recordSize = 4 * sizeof(float);
 
@@ -95,8 +82,10 @@ private:
     struct SBatch
     {
         std::size_t count;
-        /// Of each: where its block is named, the place of the word of its cube's state in that
-        /// block, the state's place in the word, and the word.
+        /// Of each: its region and the place of its block there, or where its block is named and no
+        /// region; the place of the word of its cube's state in that block, the state's place in
+        /// the word, and the word.
+        alignas(64) std::uint32_t regions[c_batch];
         alignas(64) std::uint32_t blocks[c_batch];
         alignas(64) std::uint32_t places[c_batch];
         alignas(64) std::uint32_t bits[c_batch];
@@ -136,56 +125,45 @@ private:
             Vector::Max(Vector::Min(scaled, Vector::Set(c_highest)), Vector::Set(0.0F)));
     }
 
-    /// The positions from \p index on; beyond the last surfel, any.
+    /// The positions of a register's surfels from \p index on, which are records of four words.
     SPoints load(std::size_t index) const
     {
-        const std::size_t left = m_surfels.count - index;
-        // A record of four words is read whole, so the last one may end beyond the caller's memory.
-        if (m_surfels.stride == c_recordSize && left > c_width)
-        {
-            SPoints points;
-            Vector::LoadRecords(m_surfels.first + index * m_surfels.stride, points.x, points.y,
-                                points.z);
-            return points;
-        }
-        return collect(index, left < c_width ? left : c_width);
+        SPoints points;
+        Vector::LoadRecords(m_surfels.first + index * c_recordSize, points.x, points.y, points.z);
+        return points;
     }
 
-    /// Has the processor find the page of a batch to come, the first of which is surfel number
-    /// \p first: it would otherwise do so at the first surfel there, and wait.
-    void findPage(std::size_t first) const
-    {
-        __builtin_prefetch(m_surfels.first + first * m_surfels.stride);
-    }
-
-    /// Fetches a register's share, that of number \p index of a batch, of the first half of the
-    /// batch that begins with surfel number \p first. The second half the processor fetches by
-    /// itself, once it has seen the first.
-    void fetchAhead(std::size_t first, std::size_t index) const
+    /// Fetches surfels of the next batch, as many as a register holds, while those from \p index on
+    /// are placed: the processor by itself would have them too late.
+    void fetchAhead(std::size_t index) const
     {
         constexpr std::size_t c_lineSize = 64;
-        constexpr std::size_t c_share = c_width * c_recordSize / 2;
-        if (m_surfels.stride == c_recordSize)
+        const std::byte* const ahead = m_surfels.first + (index + c_batch) * c_recordSize;
+        for (std::size_t line = 0; line < c_width * c_recordSize; line += c_lineSize)
         {
-            const std::byte* const share =
-                m_surfels.first + first * c_recordSize + index / c_width * c_share;
-            for (std::size_t line = 0; line < c_share; line += c_lineSize)
-            {
-                __builtin_prefetch(share + line);
-            }
+            __builtin_prefetch(ahead + line);
         }
     }
 
     /// Finds out where the cubes of a batch are, the first of which is surfel number \p first.
     void locate(SBatch& batch, std::size_t first)
     {
-        findPage(first + 4 * c_batch);
         const std::size_t left = m_surfels.count - first;
         batch.count = left < c_batch ? left : c_batch;
+        const std::size_t inRegisters =
+            m_surfels.stride == c_recordSize ? batch.count / c_width * c_width : 0;
         for (std::size_t index = 0; index < batch.count; index += c_width)
         {
-            fetchAhead(first + c_batch, index);
-            place(load(first + index), batch, index);
+            if (index < inRegisters)
+            {
+                fetchAhead(first + index);
+                place(load(first + index), batch, index);
+            }
+            else
+            {
+                const std::size_t rest = batch.count - index;
+                place(collect(first + index, rest < c_width ? rest : c_width), batch, index);
+            }
         }
     }
 
@@ -203,7 +181,16 @@ private:
             }
         }
         const SCells cells = {cellsOf(moved[0], 0), cellsOf(moved[1], 1), cellsOf(moved[2], 2)};
-        Vector::StoreNumbers(blocksOf(cells), batch.blocks + index);
+        if constexpr (Vector::c_readsBlocks)
+        {
+            Vector::StoreNumbers(regionsOf(cells), batch.regions + index);
+            Vector::StoreNumbers(blocksOf(cells), batch.blocks + index);
+        }
+        else
+        {
+            Vector::StoreNumbers(Vector::Add(firstBlocksOf(regionsOf(cells)), blocksOf(cells)),
+                                 batch.blocks + index);
+        }
         // What stateWord() gives, and what stateBit() gives.
         const Numbers places =
             Vector::Select(Vector::SetNumber(3), Vector::template ShiftRight<2>(cells.y),
@@ -216,25 +203,27 @@ private:
         Vector::StoreNumbers(Vector::And(bits, Vector::SetNumber(15)), batch.bits + index);
     }
 
-    /// Where the blocks of some cells are named.
-    Numbers blocksOf(const SCells& cells)
+    static Numbers regionsOf(const SCells& cells)
+    {
+        constexpr std::uint32_t c_region = c_blockEdgeBits + c_regionEdgeBits;
+        return Vector::Or(Vector::template ShiftRight<c_region>(cells.x),
+                          Vector::Or(Vector::template ShiftLeft<c_regionBits>(
+                                         Vector::template ShiftRight<c_region>(cells.y)),
+                                     Vector::template ShiftLeft<2 * c_regionBits>(
+                                         Vector::template ShiftRight<c_region>(cells.z))));
+    }
+
+    /// The places of some cells' blocks in their regions.
+    static Numbers blocksOf(const SCells& cells)
     {
         constexpr std::uint32_t c_edge = c_blockEdgeBits;
         constexpr std::uint32_t c_region = c_edge + c_regionEdgeBits;
-        const Numbers regions =
-            Vector::Or(Vector::template ShiftRight<c_region>(cells.x),
-                       Vector::Or(Vector::template ShiftLeft<c_regionBits>(
-                                      Vector::template ShiftRight<c_region>(cells.y)),
-                                  Vector::template ShiftLeft<2 * c_regionBits>(
-                                      Vector::template ShiftRight<c_region>(cells.z))));
         const Numbers inRegion = Vector::SetNumber((1U << c_region) - c_blockEdge);
-        const Numbers blocks =
-            Vector::Or(Vector::template ShiftRight<c_edge>(Vector::And(cells.x, inRegion)),
-                       Vector::Or(Vector::template ShiftRight<c_edge - c_regionEdgeBits>(
-                                      Vector::And(cells.y, inRegion)),
-                                  Vector::template ShiftLeft<2 * c_regionEdgeBits - c_edge>(
-                                      Vector::And(cells.z, inRegion))));
-        return Vector::Add(firstBlocksOf(regions), blocks);
+        return Vector::Or(Vector::template ShiftRight<c_edge>(Vector::And(cells.x, inRegion)),
+                          Vector::Or(Vector::template ShiftRight<c_edge - c_regionEdgeBits>(
+                                         Vector::And(cells.y, inRegion)),
+                                     Vector::template ShiftLeft<2 * c_regionEdgeBits - c_edge>(
+                                         Vector::And(cells.z, inRegion))));
     }
 
     /// Where the blocks of each of \p regions begin. Most surfels lie in one of two regions that
@@ -263,6 +252,27 @@ private:
         return firsts;
     }
 
+    /// Reads the words of the states of a batch. Apart from the loops over registers, whose
+    /// constants would leave none for its addresses.
+    [[gnu::noinline]] static void readWords(const SLookup& lookup, SBatch& batch)
+    {
+        if constexpr (Vector::c_readsBlocks)
+        {
+            Vector::ReadWords(lookup, batch);
+        }
+        else
+        {
+            const std::uint32_t* const firstStates = lookup.blocks;
+            const std::size_t count = batch.count;
+#pragma GCC unroll 8
+            for (std::size_t index = 0; index < count; ++index)
+            {
+                batch.words[index] =
+                    latestWord(lookup, firstStates[batch.blocks[index]] + batch.places[index]);
+            }
+        }
+    }
+
     /// Writes the states of a batch, and the numbers of those that are unknown to \p open. Returns
     /// the end of these.
     static std::uint32_t* pickStates(const SBatch& batch, std::size_t first, std::uint16_t* states,
@@ -279,13 +289,18 @@ private:
             const Numbers those = Vector::Or(
                 Vector::And(found, one), Vector::And(Vector::template ShiftRight<15>(found), two));
             std::uint32_t lanes = Vector::Equal(Vector::And(Vector::Add(those, one), two), zero);
-            const std::size_t left = batch.count - index;
-            if (left >= c_width)
+            if (index + c_width <= batch.count)
             {
                 Vector::Store(those, states + first + index);
+                if constexpr (Vector::c_readsBlocks)
+                {
+                    open = Vector::List(lanes, static_cast<std::uint32_t>(first + index), open);
+                    continue;
+                }
             }
             else
             {
+                const std::size_t left = batch.count - index;
                 std::uint16_t rest[c_width];
                 Vector::Store(those, rest);
                 std::memcpy(states + first + index, rest, left * sizeof *states);

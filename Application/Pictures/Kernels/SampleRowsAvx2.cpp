@@ -17,13 +17,20 @@ struct SAvx2
 
     static Floats Lanes() { return _mm256_setr_ps(0, 1, 2, 3, 4, 5, 6, 7); }
     static Floats SquareRoot(Floats values) { return _mm256_sqrt_ps(values); }
-    static Floats Gather(const float* first, Integers places)
+    static Floats Gather(const float* first, const std::int32_t* places)
     {
-        return _mm256_i32gather_ps(first, reinterpret_cast<__m256i>(places), sizeof(float));
+        return _mm256_setr_ps(first[places[0]], first[places[1]], first[places[2]],
+                              first[places[3]], first[places[4]], first[places[5]],
+                              first[places[6]], first[places[7]]);
     }
     static std::uint32_t Bits(Integers lanes)
     {
         return static_cast<std::uint32_t>(_mm256_movemask_ps(reinterpret_cast<__m256>(lanes)));
+    }
+    static void KeepSmaller(std::uint64_t* samples, Floats highs, Integers lows,
+                            std::uint32_t lanes)
+    {
+        KeepSmallerOneByOne(samples, 0, highs, lows, lanes);
     }
 };
 

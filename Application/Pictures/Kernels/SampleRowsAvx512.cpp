@@ -20,20 +20,43 @@ struct SAvx512
         return _mm512_setr_ps(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     }
     static Floats SquareRoot(Floats values) { return _mm512_maskz_sqrt_ps(c_all, values); }
-    static Floats Gather(const float* first, Integers places)
+    static Floats Gather(const float* first, const std::int32_t* places)
     {
-        return _mm512_mask_i32gather_ps(_mm512_setzero_ps(), c_all, bits(places), first,
-                                        sizeof(float));
+        // Many processors take longer for their own gather.
+        return _mm512_setr_ps(
+            first[places[0]], first[places[1]], first[places[2]], first[places[3]],
+            first[places[4]], first[places[5]], first[places[6]], first[places[7]],
+            first[places[8]], first[places[9]], first[places[10]], first[places[11]],
+            first[places[12]], first[places[13]], first[places[14]], first[places[15]]);
     }
     static std::uint32_t Bits(Integers lanes)
     {
         return _mm512_test_epi32_mask(bits(lanes), bits(lanes));
+    }
+    static void KeepSmaller(std::uint64_t* samples, Floats highs, Integers lows,
+                            std::uint32_t lanes)
+    {
+        const __m512i firstHalf =
+            _mm512_setr_epi32(0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+        const __m512i secondHalf =
+            _mm512_setr_epi32(8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
+        const __m512i upper = _mm512_castps_si512(highs);
+        keepSmaller(samples, _mm512_permutex2var_epi32(bits(lows), firstHalf, upper),
+                    static_cast<__mmask8>(lanes));
+        keepSmaller(samples + 8, _mm512_permutex2var_epi32(bits(lows), secondHalf, upper),
+                    static_cast<__mmask8>(lanes >> 8U));
     }
 
 private:
     static constexpr __mmask16 c_all = 0xFFFF;
 
     static __m512i bits(Integers values) { return reinterpret_cast<__m512i>(values); }
+
+    static void keepSmaller(std::uint64_t* samples, __m512i words, __mmask8 lanes)
+    {
+        const __m512i found = _mm512_loadu_si512(samples);
+        _mm512_storeu_si512(samples, _mm512_mask_min_epu64(found, lanes, found, words));
+    }
 };
 
 }  // namespace

@@ -19,7 +19,7 @@ struct SVector128
         return Floats{__builtin_sqrtf(values[0]), __builtin_sqrtf(values[1]),
                       __builtin_sqrtf(values[2]), __builtin_sqrtf(values[3])};
     }
-    static Floats Gather(const float* first, Integers places)
+    static Floats Gather(const float* first, const std::int32_t* places)
     {
         return Floats{first[places[0]], first[places[1]], first[places[2]], first[places[3]]};
     }
@@ -31,6 +31,11 @@ struct SVector128
         const std::uint64_t pairs =
             (halves[0] & 0x0000000200000001U) | (halves[1] & 0x0000000800000004U);
         return static_cast<std::uint32_t>(pairs | pairs >> 32U);
+    }
+    static void KeepSmaller(std::uint64_t* samples, Floats highs, Integers lows,
+                            std::uint32_t lanes)
+    {
+        KeepSmallerOneByOne(samples, 0, highs, lows, lanes);
     }
 };
 

@@ -14,12 +14,32 @@ namespace Application
 namespace
 {
 
+/// Keeps the smaller one of each sample from \p first on and of a word with these halves, for the
+/// lanes that \p lanes has.
+template <typename Floats, typename Integers>
+void KeepSmallerOneByOne(std::uint64_t* samples, std::int64_t first, Floats highs, Integers lows,
+                         std::uint32_t lanes)
+{
+    std::uint32_t upper[sizeof highs / sizeof(float)];
+    std::memcpy(upper, &highs, sizeof upper);
+    std::uint32_t lower[sizeof lows / sizeof(std::int32_t)];
+    std::memcpy(lower, &lows, sizeof lower);
+    for (; lanes != 0; lanes &= lanes - 1)
+    {
+        const auto lane = static_cast<std::uint32_t>(__builtin_ctz(lanes));
+        const std::uint64_t word = std::uint64_t{upper[lane]} << 32U | lower[lane];
+        std::uint64_t& sample = samples[first + lane];
+        sample = word < sample ? word : sample;
+    }
+}
+
 /// Widens a row's samples to dots with the vectors of one instruction set, one sample to a lane.
 /// Every sample is computed with as if it were alone, so that it does not matter which one.
 ///
 /// \tparam Vector a register of `c_width` floats (`Floats`), one of as many integers (`Integers`),
 /// which is also what comparisons answer, and those operations on them that have no operator. Sets
-/// of lanes are integers, bit k for lane k.
+/// of lanes are integers, bit k for lane k. `KeepSmaller` does what KeepSmallerOneByOne() does from
+/// sample 0 on, and may write the other lanes' samples anew.
 template <typename Vector>
 class TDots
 {
@@ -57,10 +77,7 @@ public:
             m_end = begin + (numLeft < c_segment ? numLeft : c_segment);
             load(target);
             fitNormals();
-            for (std::uint32_t column = m_begin; column < m_end; column += c_width)
-            {
-                drawDots(column, target);
-            }
+            drawDots(target);
         }
     }
 
@@ -116,7 +133,7 @@ private:
     }
     [[nodiscard]] static Floats magnitude(Floats values)
     {
-        return values < Floats() ? -values : values;
+        return reinterpret_cast<Floats>(reinterpret_cast<Integers>(values) & 0x7FFFFFFF);
     }
 
     [[nodiscard]] std::uint32_t numLanesAt(std::uint32_t column) const
@@ -282,17 +299,16 @@ private:
         // Over the picture, a plane's inverse depth in perspective, its depth otherwise, is linear.
         // Given relative to the sample itself, which keeps the digits of the small differences.
         const bool isPerspective = m_task.depths.isPerspective;
-        const Integers places = loadIntegers(indices);
         const float* const first = m_depths + m_begin;
-        const Floats depths = Vector::Gather(first, places);
-        const Floats reaches = c_planeReach * Vector::Gather(m_radii, places);
+        const Floats depths = Vector::Gather(first, indices);
+        const Floats reaches = c_planeReach * Vector::Gather(m_radii, indices);
         Integers numLeft = Integers() + c_maxPlaneNeighbors;
         Fits fits;
         fits.Add(depths == depths, 0.0F, 0.0F, Floats());
         visitSurfaces(
             depths,
             [&](const SSampleOffset& offset) {
-                return Vector::Gather(first + offset.step, places);
+                return Vector::Gather(first + offset.step, indices);
             },
             [&](const SSampleOffset& offset, Floats others, Integers isNear) {
                 const Integers isSearched = (offset.distance <= reaches) & (numLeft > 0);
@@ -384,44 +400,77 @@ private:
                 isMissing ? fitted.z : given.z};
     }
 
-    /// Draws those parts of a group's dots that the samples themselves do not hide.
-    void drawDots(std::uint32_t column, const SDotsTarget& target)
+    /// Draws those parts of the dots that the samples themselves do not hide.
+    void drawDots(const SDotsTarget& target)
     {
-        const Floats depths = load(m_depths + column);
-        const Integers isThere = depths == depths;
-        if (Vector::Bits(isThere) == 0)
-        {
-            return;
-        }
-        const SNormals normals = findNormals(column, depths);
-        const Floats zero{};
-        const Floats sizes = sampleSizes(depths);
-        // A surface that faces right recedes to the right, one that faces up recedes upwards.
-        const Floats facing = zero + 1.0F / c_maxDotSlope;
-        const Floats steps = sizes / (normals.z < facing ? facing : normals.z);
-        const Floats stepX = steps * normals.x;
-        const Floats stepY = -steps * normals.y;
-        const Floats rims = sizes * c_rimSlope;
-        const Floats radii = isThere ? load(&m_radii[column - m_begin]) : zero - 1.0F;
-        draw({}, column, Vector::Bits(isThere), depths, target);
-        for (std::size_t index = 0; index < m_task.numOffsets; ++index)
+        // Offset by offset, not dot by dot, so that what was drawn has left for the cache before
+        // what overlaps it is drawn.
+        std::uint32_t numReaching = prepareDots(target);
+        for (std::size_t index = 0; index < m_task.numOffsets && numReaching != 0; ++index)
         {
             const SSampleOffset& offset = m_task.offsets[index];
-            const Integers isReached = offset.distance <= radii;
-            if (Vector::Bits(isReached) == 0)
+            std::uint32_t numKept = 0;
+            for (std::uint32_t group = 0; group < numReaching; ++group)
             {
-                break;
+                const std::uint32_t column = m_reaching[group];
+                // Where an offset is not reached none of the further ones is.
+                m_reaching[numKept] = column;
+                numKept += drawParts(offset, column, target) ? 1 : 0;
             }
-            const Floats drawn =
-                depths +
-                ((stepX * static_cast<float>(offset.x) + stepY * static_cast<float>(offset.y)) +
-                 rims * offset.distance);
-            const Floats ends = drawn < zero ? zero : drawn;
-            // Most of a dot lies behind the samples around it. What is empty is no number and hides
-            // nothing.
-            const Integers isHidden = load(m_depths + column + offset.step) < ends;
-            draw(offset, column, Vector::Bits(isReached & ~isHidden), ends, target);
+            numReaching = numKept;
         }
+    }
+
+    /// Finds how the dots recede, and draws their centres. How many groups have any.
+    std::uint32_t prepareDots(const SDotsTarget& target)
+    {
+        std::uint32_t numGroups = 0;
+        for (std::uint32_t column = m_begin; column < m_end; column += c_width)
+        {
+            const Floats depths = load(m_depths + column);
+            const Integers isThere = depths == depths;
+            if (Vector::Bits(isThere) == 0)
+            {
+                continue;
+            }
+            const std::uint32_t index = column - m_begin;
+            const SNormals normals = findNormals(column, depths);
+            const Floats zero{};
+            const Floats sizes = sampleSizes(depths);
+            // A surface that faces right recedes to the right, one that faces up recedes upwards.
+            const Floats facing = zero + 1.0F / c_maxDotSlope;
+            const Floats steps = sizes / (normals.z < facing ? facing : normals.z);
+            store(steps * normals.x, &m_gradientX[index]);
+            store(-steps * normals.y, &m_gradientY[index]);
+            store(isThere ? load(&m_radii[index]) : zero - 1.0F, &m_radii[index]);
+            draw({}, column, Vector::Bits(isThere), depths, target);
+            m_reaching[numGroups++] = column;
+        }
+        return numGroups;
+    }
+
+    /// Draws those parts of a group's dots that are so far from their centres; false where none is.
+    bool drawParts(const SSampleOffset& offset, std::uint32_t column,
+                   const SDotsTarget& target) const
+    {
+        const std::uint32_t index = column - m_begin;
+        const Integers isReached = offset.distance <= load(&m_radii[index]);
+        if (Vector::Bits(isReached) == 0)
+        {
+            return false;
+        }
+        const Floats zero{};
+        const Floats depths = load(m_depths + column);
+        const Floats rims = sampleSizes(depths) * c_rimSlope;
+        const Floats drawn = depths + ((load(&m_gradientX[index]) * static_cast<float>(offset.x) +
+                                        load(&m_gradientY[index]) * static_cast<float>(offset.y)) +
+                                       rims * offset.distance);
+        const Floats ends = drawn < zero ? zero : drawn;
+        // Most of a dot lies behind the samples around it. What is empty is no number and hides
+        // nothing.
+        const Integers isHidden = load(m_depths + column + offset.step) < ends;
+        draw(offset, column, Vector::Bits(isReached & ~isHidden), ends, target);
+        return true;
     }
 
     /// Draws the samples of those lanes that \p lanes has, moved by \p offset, at \p depths.
@@ -429,28 +478,26 @@ private:
               const SDotsTarget& target) const
     {
         const std::uint32_t row = m_row + static_cast<std::uint32_t>(offset.y);
-        if (lanes == 0 || row >= m_task.depths.height)
+        if (row >= m_task.depths.height)
         {
             return;
         }
-        std::uint32_t bits[c_width];
-        store(depths, bits);
+        const Integers lows = loadIntegers(&m_lows[column - m_begin]);
         std::uint64_t* const samples = target.samples + std::size_t{row} * m_task.depths.width;
-        for (; lanes != 0; lanes &= lanes - 1)
+        const std::int64_t first = std::int64_t{column} + offset.x;
+        if (first >= 0 && first + c_width <= m_task.depths.width)
         {
-            const auto lane = static_cast<std::uint32_t>(__builtin_ctz(lanes));
-            const std::uint32_t there = column + lane + static_cast<std::uint32_t>(offset.x);
-            if (there < m_task.depths.width)
+            Vector::KeepSmaller(samples + first, depths, lows, lanes);
+            return;
+        }
+        for (std::uint32_t lane = 0; lane < c_width; ++lane)
+        {
+            if (first + lane < 0 || first + lane >= m_task.depths.width)
             {
-                const auto low = static_cast<std::uint32_t>(m_lows[column - m_begin + lane]);
-                keepSmaller(samples[there], std::uint64_t{bits[lane]} << 32U | low);
+                lanes &= ~(1U << lane);
             }
         }
-    }
-
-    static void keepSmaller(std::uint64_t& sample, std::uint64_t word)
-    {
-        sample = word < sample ? word : sample;
+        KeepSmallerOneByOne(samples, first, depths, lows, lanes);
     }
 
     const SDotsTask& m_task;
@@ -463,8 +510,11 @@ private:
     /// The lower halves of the words.
     std::int32_t m_lows[c_segment];
     float m_radii[c_segment];
+    /// Of the planes, then by how much the dots recede.
     float m_gradientX[c_segment];
     float m_gradientY[c_segment];
+    /// The first columns of the groups whose dots reach an offset.
+    std::uint32_t m_reaching[c_segment / c_width];
     /// The samples whose planes are fitted one by one, and room to fill a register up.
     std::int32_t m_scattered[c_segment + c_width];
 };

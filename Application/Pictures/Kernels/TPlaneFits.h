@@ -27,19 +27,16 @@ public:
     {
         // An added 0 changes nothing, the sign of a sum that is 0 included.
         const Floats zero{};
-        const Floats ones = isTaken ? zero + 1.0F : zero;
-        const Floats xs = isTaken ? zero + x : zero;
-        const Floats ys = isTaken ? zero + y : zero;
         values = isTaken ? values : zero;
-        m_counts += ones;
-        m_x += xs;
-        m_y += ys;
+        m_counts += isTaken ? zero + 1.0F : zero;
+        m_x += isTaken ? zero + x : zero;
+        m_y += isTaken ? zero + y : zero;
         m_values += values;
-        m_xx += xs * xs;
-        m_xy += xs * ys;
-        m_yy += ys * ys;
-        m_xValues += xs * values;
-        m_yValues += ys * values;
+        m_xx += isTaken ? zero + x * x : zero;
+        m_xy += isTaken ? zero + x * y : zero;
+        m_yy += isTaken ? zero + y * y : zero;
+        m_xValues += x * values;
+        m_yValues += y * values;
     }
 
     /// The gradients; 0 where the places that were added lie on one line.

@@ -170,19 +170,17 @@ private:
     /// In units.
     [[nodiscard]] Integers findRadii(std::uint32_t column, Floats depths) const
     {
-        Integers isSearched = depths == depths;
-        Integers numLeft = Integers() + c_numNeighbors;
-        Floats radii = isSearched ? Floats() + m_task.singleRadius : Floats();
+        const Integers isThere = depths == depths;
+        Integers numLeft = isThere & c_numNeighbors;
+        Floats radii = isThere ? Floats() + m_task.singleRadius : Floats();
         visitSurfaces(
             depths,
             [&](const SSampleOffset& offset) { return load(m_depths + column + offset.step); },
             [&](const SSampleOffset& offset, Floats, Integers isNear) {
-                // True is -1.
-                numLeft += isNear & isSearched;
-                const Integers isFound = isSearched & (numLeft == 0);
-                radii = isFound ? Floats() + offset.distance : radii;
-                isSearched &= ~isFound;
-                return Vector::Bits(isSearched) != 0;
+                // True is -1. Further neighbours count below 0.
+                numLeft += isNear;
+                radii = (isNear & (numLeft == 0)) ? Floats() + offset.distance : radii;
+                return Vector::Bits(numLeft > 0) != 0;
             });
         return __builtin_convertvector(radii * SSampleRows::c_radiusUnits, Integers);
     }

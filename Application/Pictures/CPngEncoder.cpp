@@ -128,6 +128,9 @@ void start(SEncoding& encoding, const SPictureKind& kind, std::span<const png_co
 {
     encoding.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, leave, ignoreWarning);
     encoding.info = encoding.png != nullptr ? png_create_info_struct(encoding.png) : nullptr;
+    // Growing would wait for other threads that ask the system for memory or give it back. Most
+    // pictures need less, and pages that are not written cost nothing.
+    encoding.bytes.reserve(std::size_t{kind.width} * kind.height);
     check(encoding.info != nullptr && begin(encoding, kind, palette), encoding);
 }
 

@@ -8,7 +8,6 @@
 #include "Application/Pictures/CScanPainter.h"
 #include "Application/Pictures/CSurfaceShader.h"
 #include "Application/Pictures/RowBands.h"
-#include "Base/Support/ParallelFor.h"
 
 #include <algorithm>
 #include <optional>
@@ -191,20 +190,16 @@ std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
     const CSurfaceShader shader(projection, surfaces, samplesPerSide,
                                 makeColors(m_settings, scans));
     CPngEncoder encoder(m_view.GetWidth(), m_view.GetHeight(), PngColor::Rgb);
-    // It takes the system a while to let go of large files that were mapped.
-    Base::ParallelFor(2, [&](std::uint32_t step) {
-        if (step == 0)
-        {
-            static_cast<void>(shader.Shade([&](const CPicture& picture, std::uint32_t numRows) {
-                encoder.EncodeTo(numRows, picture.GetSamples());
-            }));
-        }
-        else
-        {
+    static_cast<void>(shader.Shade(
+        [&](const CPicture& picture, std::uint32_t numRows) {
+            encoder.EncodeTo(numRows, picture.GetSamples());
+        },
+        // It takes the system a while to let go of large files that were mapped. Encoding goes on
+        // meanwhile, since it takes longer than shading and asks for no memory.
+        [&] {
             scans.clear();
             afterReading();
-        }
-    });
+        }));
     return encoder.Finish();
 }
 

@@ -37,7 +37,8 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
     }
 }
 
-CPicture CSurfaceShader::Shade(const RowsCallback& onRows) const
+CPicture CSurfaceShader::Shade(const RowsCallback& onRows,
+                               const std::function<void()>& onIdle) const
 {
     CPicture picture(m_buffer.GetWidth() / m_samplesPerSide,
                      m_buffer.GetHeight() / m_samplesPerSide);
@@ -60,6 +61,12 @@ CPicture CSurfaceShader::Shade(const RowsCallback& onRows) const
                 finished.Finish(begin / c_bandRows, [&](std::uint32_t numBands) {
                     onRows(picture, std::min(numBands * c_bandRows, picture.GetHeight()));
                 });
+            }
+        },
+        [&] {
+            if (onIdle)
+            {
+                onIdle();
             }
         });
     return picture;

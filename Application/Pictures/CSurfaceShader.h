@@ -40,8 +40,10 @@ public:
     /// Told, on any thread but one call at a time, that so many rows of the picture are done.
     using RowsCallback = std::function<void(const CPicture& picture, std::uint32_t numRows)>;
 
-    /// Calls \p onRows, unless it is empty, with more rows each time, in the end with all.
-    [[nodiscard]] CPicture Shade(const RowsCallback& onRows = {}) const;
+    /// Calls \p onRows, unless it is empty, with more rows each time, in the end with all; and
+    /// \p onIdle, unless it is empty, once, on the first thread that has no more rows to shade.
+    [[nodiscard]] CPicture Shade(const RowsCallback& onRows = {},
+                                 const std::function<void()>& onIdle = {}) const;
 
 private:
     /// What a brightness makes of a colour, in 256ths: a factor, and what is added.

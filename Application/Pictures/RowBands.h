@@ -28,21 +28,28 @@ void ForEachBand(std::uint32_t numRows, const Body& body)
 
 /// As ForEachBand(), with what \p makeRoom() gives to each thread to work in: calls
 /// \p body(room, begin, end). Fresh memory for every band would take longer than the work.
-template <typename MakeRoom, typename Body>
-void ForEachBandInRoom(std::uint32_t numRows, const MakeRoom& makeRoom, const Body& body)
+///
+/// Calls \p onIdle() once, on the first thread that finds no band left, while others may still be
+/// at theirs.
+template <typename MakeRoom, typename Body, typename OnIdle>
+void ForEachBandInRoom(std::uint32_t numRows, const MakeRoom& makeRoom, const Body& body,
+                       const OnIdle& onIdle)
 {
     constexpr std::uint32_t c_maxThreads = 256;
     const std::uint32_t numBands = CountBands(numRows);
     std::atomic<std::uint32_t> numTaken = 0;
     Base::ParallelFor(std::min(numBands, c_maxThreads), [&](std::uint32_t) {
         std::uint32_t band = numTaken++;
-        if (band >= numBands)
+        if (band < numBands)
         {
-            return;
+            for (auto room = makeRoom(); band < numBands; band = numTaken++)
+            {
+                body(room, band * c_bandRows, std::min(numRows, (band + 1) * c_bandRows));
+            }
         }
-        for (auto room = makeRoom(); band < numBands; band = numTaken++)
+        if (band == numBands)
         {
-            body(room, band * c_bandRows, std::min(numRows, (band + 1) * c_bandRows));
+            onIdle();
         }
     });
 }

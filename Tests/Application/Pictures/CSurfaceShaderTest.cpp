@@ -3,9 +3,11 @@
 #include "Application/View/CCamera.h"
 
 #include <gtest/gtest.h>
+#include <tbb/global_control.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -281,6 +283,34 @@ TEST(CSurfaceShader, Shade_TellsOfRowsThatAreDone)
         EXPECT_EQ(last, height);
         EXPECT_EQ(samples, picture.GetSamples());
         EXPECT_EQ(picture, shader.Shade());
+    }
+}
+
+TEST(CSurfaceShader, Shade_CallsOnceWhenAThreadIsIdle)
+{
+    for (const std::uint32_t height : {1U, 16U, 17U, 300U})
+    {
+        const CPictureProjection projection(makeView(CCamera::Projection::Perspective, 12, height),
+                                            1);
+        const CDepthBuffer buffer = makeBuffer(projection);
+        const CSurfaceShader shader(projection, buffer, 1, makeColors());
+        for (const std::size_t numThreads : {1U, 2U, 5U})
+        {
+            const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                              numThreads);
+            std::atomic<int> numCalls = 0;
+            std::atomic<std::uint32_t> numRows = 0;
+            static_cast<void>(
+                shader.Shade([&](const CPicture&, std::uint32_t rows) { numRows = rows; },
+                             [&] {
+                                 ++numCalls;
+                                 if (numThreads == 1)
+                                 {
+                                     EXPECT_EQ(numRows, height);
+                                 }
+                             }));
+            EXPECT_EQ(numCalls, 1) << height;
+        }
     }
 }
 

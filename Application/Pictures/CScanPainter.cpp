@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
-#include "Application/Pictures/Lanes.h"
 #include "Application/Pictures/RowBands.h"
 #include "Base/Math/PointTransform.h"
 #include "Base/Support/ParallelFor.h"
@@ -35,22 +34,6 @@ constexpr std::uint64_t c_maxPainters = 8;
 /// Of all buffers together, a gigabyte; two of them are needed for any picture.
 constexpr std::uint64_t c_maxSamples = std::uint64_t{1} << 27U;
 constexpr std::size_t c_leastBuffers = 2;
-/// In bytes. The processor itself does not look beyond the page that it reads.
-constexpr std::size_t c_prefetchDistance = 8192;
-
-using Columns = std::array<Lanes, 3>;
-
-/// The first three columns of the matrix with these rows.
-Columns transpose(const std::array<Lanes, 4>& rows)
-{
-    const Lanes leftUpper = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
-    const Lanes leftLower = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
-    const Lanes rightUpper = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
-    const Lanes rightLower = __builtin_shufflevector(rows[2], rows[3], 2, 6, 3, 7);
-    return {__builtin_shufflevector(leftUpper, leftLower, 0, 1, 4, 5),
-            __builtin_shufflevector(leftUpper, leftLower, 2, 3, 6, 7),
-            __builtin_shufflevector(rightUpper, rightLower, 0, 1, 4, 5)};
-}
 
 /// Some of a scan's surfels.
 struct SChunk
@@ -80,6 +63,19 @@ void joinRows(std::vector<CDepthPlane>& planes, std::uint32_t begin, std::uint32
     {
         planes.front().Join(planes[plane], begin, end);
     }
+}
+
+/// Copies the positions of \p batch, of which there may be fewer to read than there should be.
+void copyPositions(SSurfelBatch& batch, float* copies)
+{
+    constexpr std::size_t c_size = 3 * sizeof(float);
+    auto* const bytes = reinterpret_cast<std::byte*>(copies);
+    for (std::size_t index = 0; index < batch.count; ++index)
+    {
+        std::memcpy(bytes + index * c_size, batch.positions + index * batch.positionStride, c_size);
+    }
+    batch.positions = bytes;
+    batch.positionStride = c_size;
 }
 
 ProjectSurfelsKernel fastestKernel()
@@ -235,42 +231,22 @@ void CScanPainter::forEachBatch(std::uint64_t begin, std::uint64_t end, std::siz
     projection.stride = static_cast<std::uint32_t>(stride);
     // In batches, because projection and drawing are then free of jumps.
     SSurfelBatch batch{};
+    std::array<float, 3 * SSurfelBatch::c_size + 1> copies{};
+    const std::size_t positionStride = m_positions.GetStrideInBytes();
     for (std::uint64_t first = begin; first < end; first += SSurfelBatch::c_size)
     {
         batch.count =
             static_cast<std::uint32_t>(std::min<std::uint64_t>(SSurfelBatch::c_size, end - first));
-        load(first, batch);
+        batch.positions = m_positions.GetFirstElement() + first * positionStride;
+        batch.positionStride = positionStride;
+        // The four bytes behind the last position are nobody's.
+        if (positionStride < sizeof(float) || batch.count < SSurfelBatch::c_size ||
+            first + batch.count == m_count)
+        {
+            copyPositions(batch, copies.data());
+        }
         m_project(projection, batch);
         draw(first, batch);
-    }
-}
-
-void CScanPainter::load(std::uint64_t first, SSurfelBatch& batch) const
-{
-    const std::size_t stride = m_positions.GetStrideInBytes();
-    const std::byte* const elements = m_positions.GetFirstElement() + first * stride;
-    // A register holds the four bytes behind a position too, which behind the last one are
-    // nobody's.
-    const bool hasNext = first + batch.count < m_count;
-    const std::uint32_t numTogether = stride >= sizeof(float) ? batch.count - (hasNext ? 0 : 1) : 0;
-    std::uint32_t index = 0;
-    for (; index + c_numLanes <= numTogether; index += c_numLanes)
-    {
-        const std::byte* const element = elements + index * stride;
-        __builtin_prefetch(element + c_prefetchDistance);
-        const Columns columns =
-            transpose({LoadLanes(element), LoadLanes(element + stride),
-                       LoadLanes(element + 2 * stride), LoadLanes(element + 3 * stride)});
-        StoreLanes(columns[0], &batch.x[index]);
-        StoreLanes(columns[1], &batch.y[index]);
-        StoreLanes(columns[2], &batch.z[index]);
-    }
-    for (; index < batch.count; ++index)
-    {
-        const std::byte* const element = elements + index * stride;
-        std::memcpy(&batch.x[index], element, sizeof(float));
-        std::memcpy(&batch.y[index], element + sizeof(float), sizeof(float));
-        std::memcpy(&batch.z[index], element + 2 * sizeof(float), sizeof(float));
     }
 }
 

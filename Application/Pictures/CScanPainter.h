@@ -80,7 +80,6 @@ private:
     template <typename Draw>
     void forEachBatch(std::uint64_t begin, std::uint64_t end, std::size_t stride,
                       const Draw& draw) const;
-    void load(std::uint64_t first, SSurfelBatch& batch) const;
     void drawBare(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
     void drawWithNormals(std::uint64_t first, const SSurfelBatch& batch,
                          CDepthBuffer& buffer) const;

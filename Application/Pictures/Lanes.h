@@ -27,9 +27,4 @@ inline constexpr std::uint32_t c_numLanes = 4;
     return lanes;
 }
 
-inline void StoreLanes(Lanes lanes, float* first)
-{
-    std::memcpy(first, &lanes, sizeof lanes);
-}
-
 }  // namespace Application

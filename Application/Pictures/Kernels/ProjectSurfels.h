@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace Application
@@ -30,10 +31,15 @@ struct SSurfelBatch
     /// As many as a kernel may write behind the last surfel that is seen.
     static constexpr std::uint32_t c_margin = 16;
 
+    /// From where the kernels ask for positions in time, so many bytes ahead. The processor itself
+    /// does not look beyond the page that it reads.
+    static constexpr std::size_t c_prefetchDistance = 8192;
+
     std::uint32_t count = 0;
-    float x[c_size];
-    float y[c_size];
-    float z[c_size];
+    /// Three floats at each place, aligned or not, and from place to place. There are c_size places
+    /// to read, whatever the count is, and four bytes behind each.
+    const std::byte* positions = nullptr;
+    std::size_t positionStride = 0;
     /// Those that are seen: which of the batch they are, in their order, where, and how far.
     std::uint32_t numSeen = 0;
     std::uint32_t indices[c_size + c_margin];
@@ -41,8 +47,7 @@ struct SSurfelBatch
     float depths[c_size + c_margin];
 };
 
-/// Finds those surfels of \p batch that are seen. The positions behind its last must be numbers of
-/// some kind, and are not looked at.
+/// Finds those surfels of \p batch that are seen.
 using ProjectSurfelsKernel = void (*)(const SSurfelProjection& projection, SSurfelBatch& batch);
 
 /// The reference, for every processor.

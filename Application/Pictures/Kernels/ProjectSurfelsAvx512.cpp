@@ -1,5 +1,7 @@
 #include <immintrin.h>
 
+#include <cstddef>
+
 #include "Application/Pictures/Kernels/ProjectSurfels.h"
 
 namespace Application
@@ -34,6 +36,54 @@ __m512 transform(const SColumn& column, __m512 x, __m512 y, __m512 z)
         _mm512_add_ps(_mm512_add_ps(_mm512_mul_ps(x, column.x), _mm512_mul_ps(y, column.y)),
                       _mm512_mul_ps(z, column.z)),
         column.one);
+}
+
+struct SPositions
+{
+    __m512 x;
+    __m512 y;
+    __m512 z;
+};
+
+/// Every fourth position of sixteen, with what lies behind it.
+__m512 loadFour(const std::byte* first, std::size_t stride)
+{
+    const auto load = [&](std::size_t index) {
+        return _mm_loadu_ps(reinterpret_cast<const float*>(first + index * stride));
+    };
+    __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance);
+    const __m256 left = __builtin_shufflevector(load(0), load(4), 0, 1, 2, 3, 4, 5, 6, 7);
+    const __m256 right = __builtin_shufflevector(load(8), load(12), 0, 1, 2, 3, 4, 5, 6, 7);
+    return __builtin_shufflevector(left, right, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14,
+                                   15);
+}
+
+/// Sixteen positions: in each quarter of the registers a matrix of four is transposed.
+SPositions loadPositions(const std::byte* first, std::size_t stride)
+{
+    const __m512 rows[4] = {loadFour(first, stride), loadFour(first + stride, stride),
+                            loadFour(first + 2 * stride, stride),
+                            loadFour(first + 3 * stride, stride)};
+    const auto mixLeft = [](__m512 a, __m512 b) {
+        return __builtin_shufflevector(a, b, 0, 16, 1, 17, 4, 20, 5, 21, 8, 24, 9, 25, 12, 28, 13,
+                                       29);
+    };
+    const auto mixRight = [](__m512 a, __m512 b) {
+        return __builtin_shufflevector(a, b, 2, 18, 3, 19, 6, 22, 7, 23, 10, 26, 11, 27, 14, 30, 15,
+                                       31);
+    };
+    const auto joinLeft = [](__m512 a, __m512 b) {
+        return __builtin_shufflevector(a, b, 0, 1, 16, 17, 4, 5, 20, 21, 8, 9, 24, 25, 12, 13, 28,
+                                       29);
+    };
+    const auto joinRight = [](__m512 a, __m512 b) {
+        return __builtin_shufflevector(a, b, 2, 3, 18, 19, 6, 7, 22, 23, 10, 11, 26, 27, 14, 15, 30,
+                                       31);
+    };
+    const __m512 leftUpper = mixLeft(rows[0], rows[1]);
+    const __m512 leftLower = mixLeft(rows[2], rows[3]);
+    return {joinLeft(leftUpper, leftLower), joinRight(leftUpper, leftLower),
+            joinLeft(mixRight(rows[0], rows[1]), mixRight(rows[2], rows[3]))};
 }
 
 __mmask16 isWithin(__mmask16 lanes, __m512 value, __m512 end)
@@ -79,9 +129,8 @@ void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& bat
         const std::uint32_t numLeft = batch.count - first;
         const auto isThere =
             static_cast<__mmask16>(numLeft < c_width ? (1U << numLeft) - 1U : 0xFFFFU);
-        const __m512 positionX = _mm512_loadu_ps(&batch.x[first]);
-        const __m512 positionY = _mm512_loadu_ps(&batch.y[first]);
-        const __m512 positionZ = _mm512_loadu_ps(&batch.z[first]);
+        const auto [positionX, positionY, positionZ] =
+            loadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
         const __m512 w = transform(clipW, positionX, positionY, positionZ);
         const __m512 perW = _mm512_div_ps(one, w);
         const __m512 z = _mm512_mul_ps(transform(clipZ, positionX, positionY, positionZ), perW);

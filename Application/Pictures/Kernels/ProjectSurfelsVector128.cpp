@@ -1,6 +1,7 @@
 #include "Application/Pictures/Kernels/ProjectSurfels.h"
 
 #include <algorithm>
+#include <array>
 
 #include "Application/Pictures/Lanes.h"
 
@@ -36,6 +37,28 @@ private:
     Lanes m_one;
 };
 
+using Columns = std::array<Lanes, 3>;
+
+/// The first three columns of the matrix with these rows.
+Columns transpose(const std::array<Lanes, 4>& rows)
+{
+    const Lanes leftUpper = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
+    const Lanes leftLower = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
+    const Lanes rightUpper = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
+    const Lanes rightLower = __builtin_shufflevector(rows[2], rows[3], 2, 6, 3, 7);
+    return {__builtin_shufflevector(leftUpper, leftLower, 0, 1, 4, 5),
+            __builtin_shufflevector(leftUpper, leftLower, 2, 3, 6, 7),
+            __builtin_shufflevector(rightUpper, rightLower, 0, 1, 4, 5)};
+}
+
+/// The coordinates of the positions from \p first on.
+Columns loadPositions(const std::byte* first, std::size_t stride)
+{
+    __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance);
+    return transpose({LoadLanes(first), LoadLanes(first + stride), LoadLanes(first + 2 * stride),
+                      LoadLanes(first + 3 * stride)});
+}
+
 }  // namespace
 
 void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& batch)
@@ -54,9 +77,8 @@ void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& 
     batch.numSeen = 0;
     for (std::uint32_t first = 0; first < batch.count; first += c_numLanes)
     {
-        const Lanes positionX = LoadLanes(&batch.x[first]);
-        const Lanes positionY = LoadLanes(&batch.y[first]);
-        const Lanes positionZ = LoadLanes(&batch.z[first]);
+        const auto [positionX, positionY, positionZ] =
+            loadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
         const Lanes w = clipW.Transform(positionX, positionY, positionZ);
         const Lanes perW = one / w;
         const Lanes z = clipZ.Transform(positionX, positionY, positionZ) * perW;

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <limits>
 #include <memory>
 #include <random>
@@ -47,16 +47,38 @@ struct SSeen
     bool operator==(const SSeen&) const = default;
 };
 
+/// A batch and its positions, so many floats apart, in a piece of memory that ends behind them.
+struct SPositions
+{
+    explicit SPositions(std::uint32_t count, std::size_t floatsApart = 3)
+        : floats(floatsApart * (SSurfelBatch::c_size - 1) + 4), step(floatsApart)
+    {
+        batch.count = count;
+        batch.positions = reinterpret_cast<const std::byte*>(floats.data());
+        batch.positionStride = step * sizeof(float);
+    }
+    SPositions(const SPositions&) = delete;
+    SPositions& operator=(const SPositions&) = delete;
+
+    [[nodiscard]] float* At(std::size_t index) { return &floats[index * step]; }
+    [[nodiscard]] const float* At(std::size_t index) const { return &floats[index * step]; }
+
+    std::vector<float> floats;
+    std::size_t step;
+    SSurfelBatch batch;
+};
+
 /// One position after the other, as the interface says it.
-std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SSurfelBatch& batch)
+std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SPositions& positions)
 {
     std::vector<SSeen> seen;
     const auto width = static_cast<float>(projection.width);
     const auto height = static_cast<float>(projection.height);
-    for (std::uint32_t index = 0; index < batch.count; ++index)
+    for (std::uint32_t index = 0; index < positions.batch.count; ++index)
     {
+        const float* const at = positions.At(index);
         const auto clip = [&](const float(&c)[4]) {
-            return ((batch.x[index] * c[0] + batch.y[index] * c[1]) + batch.z[index] * c[2]) + c[3];
+            return ((at[0] * c[0] + at[1] * c[1]) + at[2] * c[2]) + c[3];
         };
         const float w = clip(projection.clip[3]);
         const float perW = 1.0F / w;
@@ -86,7 +108,7 @@ std::vector<SSeen> getSeen(const SSurfelBatch& batch)
 }
 
 /// Coordinates on, just inside and just outside every border, and such that are no numbers.
-std::unique_ptr<SSurfelBatch> makeBatch(std::uint32_t count, std::uint32_t seed)
+std::unique_ptr<SPositions> makePositions(std::uint32_t count, std::uint32_t seed, std::size_t step)
 {
     constexpr float c_infinity = std::numeric_limits<float>::infinity();
     const std::array<float, 12> special = {
@@ -98,15 +120,12 @@ std::unique_ptr<SSurfelBatch> makeBatch(std::uint32_t count, std::uint32_t seed)
         return random() % 4 == 0 ? special[random() % special.size()]
                                  : static_cast<float>(random() % 5001) / 1000.0F - 2.5F;
     };
-    auto batch = std::make_unique<SSurfelBatch>();
-    batch->count = count;
-    for (std::uint32_t index = 0; index < SSurfelBatch::c_size; ++index)
+    auto positions = std::make_unique<SPositions>(count, step);
+    for (float& value : positions->floats)
     {
-        batch->x[index] = coordinate();
-        batch->y[index] = coordinate();
-        batch->z[index] = coordinate();
+        value = coordinate();
     }
-    return batch;
+    return positions;
 }
 
 TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
@@ -118,10 +137,10 @@ TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
             const SSurfelProjection projection = makeProjection(isPerspective);
             for (std::uint32_t count = 0; count <= SSurfelBatch::c_size; ++count)
             {
-                const auto batch = makeBatch(count, count);
-                const std::vector<SSeen> expected = projectPlainly(projection, *batch);
-                kernel.project(projection, *batch);
-                ASSERT_EQ(getSeen(*batch), expected) << kernel.name << " " << count;
+                const auto positions = makePositions(count, count, 1 + count % 5);
+                const std::vector<SSeen> expected = projectPlainly(projection, *positions);
+                kernel.project(projection, positions->batch);
+                ASSERT_EQ(getSeen(positions->batch), expected) << kernel.name << " " << count;
             }
         }
     }
@@ -131,13 +150,15 @@ TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
 {
     for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
     {
-        auto batch = makeBatch(SSurfelBatch::c_size, 1);
-        std::fill(std::begin(batch->x), std::end(batch->x), 0.0F);
-        std::fill(std::begin(batch->y), std::end(batch->y), 0.0F);
-        std::fill(std::begin(batch->z), std::end(batch->z), 0.5F);
-        kernel.project(makeProjection(true), *batch);
-        EXPECT_EQ(batch->numSeen, SSurfelBatch::c_size) << kernel.name;
-        EXPECT_EQ(batch->indices[SSurfelBatch::c_size - 1], SSurfelBatch::c_size - 1);
+        const auto positions = std::make_unique<SPositions>(SSurfelBatch::c_size);
+        for (std::size_t index = 0; index < SSurfelBatch::c_size; ++index)
+        {
+            positions->At(index)[2] = 0.5F;
+        }
+        SSurfelBatch& batch = positions->batch;
+        kernel.project(makeProjection(true), batch);
+        EXPECT_EQ(batch.numSeen, SSurfelBatch::c_size) << kernel.name;
+        EXPECT_EQ(batch.indices[SSurfelBatch::c_size - 1], SSurfelBatch::c_size - 1);
     }
 }
 
@@ -148,13 +169,12 @@ TEST(ProjectSurfels, Project_DepthIsNeverTheNegativeZero)
     projection.clip[3][2] = 0.0F;
     for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
     {
-        auto batch = makeBatch(1, 1);
-        batch->x[0] = -0.5F;
-        batch->y[0] = -0.5F;
-        batch->z[0] = -0.0F;
-        kernel.project(projection, *batch);
-        ASSERT_EQ(batch->numSeen, 1U) << kernel.name;
-        EXPECT_EQ(std::bit_cast<std::uint32_t>(batch->depths[0]), 0U) << kernel.name;
+        const auto positions = std::make_unique<SPositions>(1);
+        std::copy_n(std::array{-0.5F, -0.5F, -0.0F}.begin(), 3, positions->At(0));
+        SSurfelBatch& batch = positions->batch;
+        kernel.project(projection, batch);
+        ASSERT_EQ(batch.numSeen, 1U) << kernel.name;
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(batch.depths[0]), 0U) << kernel.name;
     }
 }
 

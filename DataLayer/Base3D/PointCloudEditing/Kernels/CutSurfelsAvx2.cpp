@@ -13,7 +13,9 @@ struct SAvx2
 {
     using Floats = __m256;
     using Words = __m128i;
+    using Bits = __m256i;
     static constexpr std::uint32_t c_width = 8;
+    static constexpr bool c_canCompress = false;
 
     static Floats Set(float value) { return _mm256_set1_ps(value); }
     static Floats Load(const float* values) { return _mm256_loadu_ps(values); }
@@ -46,7 +48,6 @@ struct SAvx2
         y = _mm256_castpd_ps(_mm256_unpackhi_pd(xyOfAB, xyOfCD));
         z = _mm256_castpd_ps(_mm256_unpacklo_pd(zOfAB, zOfCD));
     }
-    static std::uint32_t PaddedInOrder(std::uint32_t lanes) { return lanes; }
 
     static std::uint32_t Within(Floats value, Floats first, Floats end)
     {
@@ -54,17 +55,20 @@ struct SAvx2
                                   _mm256_cmp_ps(value, end, _CMP_LT_OQ)));
     }
     template <typename Axis>
-    static std::uint32_t Painted(const std::uint32_t* words, std::uint32_t lanes, const Axis& axis0,
-                                 Floats pixel0, const Axis& axis1, Floats pixel1)
+    static Bits BitsOf(std::uint32_t /*lanes*/, const Axis& axis0, Floats pixel0, const Axis& axis1,
+                       Floats pixel1)
     {
-        const __m256i bit = _mm256_add_epi32(bitOf(axis0, pixel0), bitOf(axis1, pixel1));
+        return _mm256_add_epi32(bitOf(axis0, pixel0), bitOf(axis1, pixel1));
+    }
+    static std::uint32_t Painted(const std::uint32_t* words, Bits bit, std::uint32_t lanes)
+    {
         const __m256i bitOfLane = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
         const __m256i isLane =
             _mm256_cmpeq_epi32(_mm256_and_si256(ints(lanes), bitOfLane), bitOfLane);
         const __m256i word = wordsAt(words, _mm256_and_si256(isLane, _mm256_srli_epi32(bit, 5)));
         // The pixel's bit becomes the lane's sign.
-        return bits(
-            _mm256_castsi256_ps(_mm256_sllv_epi32(word, _mm256_andnot_si256(bit, ints(31)))));
+        return lanes & bits(_mm256_castsi256_ps(
+                           _mm256_sllv_epi32(word, _mm256_andnot_si256(bit, ints(31)))));
     }
 
     static Words NoWords() { return _mm_setzero_si128(); }
@@ -92,6 +96,7 @@ struct SAvx2
         return Or(words,
                   _mm_and_si128(isLane, _mm_set1_epi16(Base::CSurfelBitMask::SurfelFlagCut)));
     }
+    static Words FlagPadded(Words words, std::uint32_t lanes) { return Flag(words, lanes); }
 
 private:
     /// Where a register of words holds the first lane's.

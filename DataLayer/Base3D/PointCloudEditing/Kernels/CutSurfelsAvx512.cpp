@@ -13,7 +13,9 @@ struct SAvx512
 {
     using Floats = __m512;
     using Words = __m256i;
+    using Bits = __m512i;
     static constexpr std::uint32_t c_width = 16;
+    static constexpr bool c_canCompress = true;
 
     static Floats Set(float value) { return _mm512_set1_ps(value); }
     static Floats Load(const float* values) { return _mm512_loadu_ps(values); }
@@ -39,7 +41,8 @@ struct SAvx512
                                    c_any, c_any),
                  _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 19, 22, 25, 28, 31));
     }
-    /// Leaves lane 4 b + r to surfel 4 r + b: restoring the order costs more here than there.
+    /// Leaves lane 4 b + r to surfel 4 r + b, see FlagPadded(): restoring the order costs more here
+    /// than there.
     static void LoadPadded(const std::byte* first, Floats& x, Floats& y, Floats& z)
     {
         const Floats a = _mm512_loadu_ps(first);
@@ -54,13 +57,6 @@ struct SAvx512
         y = _mm512_castpd_ps(_mm512_maskz_unpackhi_pd(c_allPairs, xyOfAB, xyOfCD));
         z = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(c_allPairs, zOfAB, zOfCD));
     }
-    static std::uint32_t PaddedInOrder(std::uint32_t lanes)
-    {
-        const __m512i lane =
-            _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-        const __m512i isLane = _mm512_maskz_set1_epi32(mask(lanes), 1);
-        return _mm512_test_epi32_mask(_mm512_maskz_permutexvar_epi32(c_all, lane, isLane), ints(1));
-    }
 
     static std::uint32_t Within(Floats value, Floats first, Floats end)
     {
@@ -68,15 +64,37 @@ struct SAvx512
                                        _CMP_LT_OQ);
     }
     template <typename Axis>
-    static std::uint32_t Painted(const std::uint32_t* words, std::uint32_t lanes, const Axis& axis0,
-                                 Floats pixel0, const Axis& axis1, Floats pixel1)
+    static Bits BitsOf(std::uint32_t /*lanes*/, const Axis& axis0, Floats pixel0, const Axis& axis1,
+                       Floats pixel1)
+    {
+        return _mm512_add_epi32(bitOf(axis0, pixel0), bitOf(axis1, pixel1));
+    }
+    static std::uint32_t Painted(const std::uint32_t* words, Bits bits, std::uint32_t lanes)
     {
         const __mmask16 isLane = mask(lanes);
-        const __m512i bit =
-            _mm512_add_epi32(bitOf(isLane, axis0, pixel0), bitOf(isLane, axis1, pixel1));
-        const __m512i word = wordsAt(words, _mm512_maskz_srli_epi32(isLane, bit, 5));
+        const __m512i word = wordsAt(words, _mm512_maskz_srli_epi32(isLane, bits, 5));
         return _mm512_test_epi32_mask(
-            word, _mm512_maskz_sllv_epi32(isLane, ints(1), _mm512_and_si512(bit, ints(31))));
+            word, _mm512_maskz_sllv_epi32(isLane, ints(1), _mm512_and_si512(bits, ints(31))));
+    }
+    /// Writes the bits of the lanes to the front of a queue's register.
+    static void Compress(Bits bits, std::uint32_t lanes, std::uint32_t* queue)
+    {
+        _mm512_storeu_si512(queue, _mm512_maskz_compress_epi32(mask(lanes), bits));
+    }
+    /// Replaces the first \p count bits of a queue, or a register of them, by 1 for those that are
+    /// set and 0 for the others.
+    static void ReplaceByPainted(const std::uint32_t* words, std::uint32_t* queue,
+                                 std::uint32_t count)
+    {
+        const std::uint32_t lanes = count < c_width ? ~(~0U << count) : c_all;
+        const std::uint32_t painted = Painted(words, _mm512_loadu_si512(queue), lanes);
+        _mm512_storeu_si512(queue, _mm512_maskz_set1_epi32(mask(painted), 1));
+    }
+    /// Those of the lanes that have a 1 in a queue that they were compressed to.
+    static std::uint32_t Expand(const std::uint32_t* queue, std::uint32_t lanes)
+    {
+        return _mm512_test_epi32_mask(
+            _mm512_maskz_expand_epi32(mask(lanes), _mm512_loadu_si512(queue)), ints(1));
     }
 
     static Words NoWords() { return _mm256_setzero_si256(); }
@@ -100,6 +118,15 @@ struct SAvx512
     {
         return Or(words, _mm512_maskz_cvtepi32_epi16(mask(lanes),
                                                      ints(Base::CSurfelBitMask::SurfelFlagCut)));
+    }
+    static Words FlagPadded(Words words, std::uint32_t lanes)
+    {
+        const __m512i lane =
+            _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+        const __m512i flags =
+            _mm512_maskz_set1_epi32(mask(lanes), Base::CSurfelBitMask::SurfelFlagCut);
+        return Or(words, _mm512_maskz_cvtepi32_epi16(
+                             c_all, _mm512_maskz_permutexvar_epi32(c_all, lane, flags)));
     }
 
 private:
@@ -132,10 +159,10 @@ private:
                                            sizeof(int));
     }
     template <typename Axis>
-    static __m512i bitOf(__mmask16 isLane, const Axis& axis, Floats pixel)
+    static __m512i bitOf(const Axis& axis, Floats pixel)
     {
         return _mm512_mullo_epi32(
-            _mm512_sub_epi32(_mm512_maskz_cvttps_epi32(isLane, pixel), ints(axis.firstPixel)),
+            _mm512_sub_epi32(_mm512_maskz_cvttps_epi32(c_all, pixel), ints(axis.firstPixel)),
             ints(axis.bitsPerPixel));
     }
     static __mmask16 mask(std::uint32_t lanes) { return static_cast<__mmask16>(lanes); }

@@ -11,7 +11,9 @@ struct SVector128
 {
     using Floats = float __attribute__((vector_size(16)));
     using Words = std::uint64_t;
+    using Bits = std::uint32_t __attribute__((vector_size(16)));
     static constexpr std::uint32_t c_width = 4;
+    static constexpr bool c_canCompress = false;
 
     static Floats Set(float value) { return Floats{value, value, value, value}; }
     static Floats Load(const void* values)
@@ -49,7 +51,6 @@ struct SVector128
         y = __builtin_shufflevector(xyOfAB, xyOfCD, 2, 3, 6, 7);
         z = __builtin_shufflevector(zOfAB, zOfCD, 0, 1, 4, 5);
     }
-    static std::uint32_t PaddedInOrder(std::uint32_t lanes) { return lanes; }
 
     static std::uint32_t Within(Floats value, Floats first, Floats end)
     {
@@ -58,15 +59,24 @@ struct SVector128
         return static_cast<std::uint32_t>((bits[0] | bits[1]) | (bits[2] | bits[3]));
     }
     template <typename Axis>
-    static std::uint32_t Painted(const std::uint32_t* words, std::uint32_t lanes, const Axis& axis0,
-                                 Floats pixel0, const Axis& axis1, Floats pixel1)
+    static Bits BitsOf(std::uint32_t lanes, const Axis& axis0, Floats pixel0, const Axis& axis1,
+                       Floats pixel1)
+    {
+        Bits bits{};
+        for (std::uint32_t rest = lanes; rest != 0; rest &= rest - 1U)
+        {
+            const int lane = __builtin_ctz(rest);
+            bits[lane] = bitOf(axis0, pixel0[lane]) + bitOf(axis1, pixel1[lane]);
+        }
+        return bits;
+    }
+    static std::uint32_t Painted(const std::uint32_t* words, Bits bits, std::uint32_t lanes)
     {
         std::uint32_t painted = 0;
         for (std::uint32_t rest = lanes; rest != 0; rest &= rest - 1U)
         {
             const int lane = __builtin_ctz(rest);
-            const std::uint32_t bit = bitOf(axis0, pixel0[lane]) + bitOf(axis1, pixel1[lane]);
-            painted |= (words[bit / 32] >> bit % 32 & 1U) << lane;
+            painted |= (words[bits[lane] / 32] >> bits[lane] % 32 & 1U) << lane;
         }
         return painted;
     }
@@ -95,6 +105,7 @@ struct SVector128
         return words |
                ((bits & 1U) | (bits & 2U) << 15U | (bits & 4U) << 30U | (bits & 8U) << 45U) * cut;
     }
+    static Words FlagPadded(Words words, std::uint32_t lanes) { return Flag(words, lanes); }
 
 private:
     template <typename Axis>

@@ -21,7 +21,9 @@ namespace
 /// pixel stays in the cache; and the words are copied on the way.
 ///
 /// \tparam Vector a register of `c_width` floats (`Floats`), one of as many flag words (`Words`),
-/// and the operations on them. Sets of lanes are integers, bit k for lane k.
+/// one of as many numbers of bits in the packed mask (`Bits`), and the operations on them. Sets of
+/// lanes are integers, bit k for lane k; what a register has in other lanes does not matter. Only
+/// those with `c_canCompress` can bring the lanes of a set together.
 template <typename Vector>
 class TCutSurfels
 {
@@ -57,10 +59,23 @@ public:
 private:
     using Floats = typename Vector::Floats;
     using Words = typename Vector::Words;
+    using Bits = typename Vector::Bits;
     static constexpr std::uint32_t c_width = Vector::c_width;
     static constexpr std::uint32_t c_allLanes = ~(~0U << c_width);
-    /// See cutGroups().
-    static constexpr std::uint32_t c_groupsPerBatch = 256 / c_width;
+    /// See cutGroups(). For the widest vectors that is more groups than a compiler unrolls a loop
+    /// for, which would make the code too long to be fast.
+    static constexpr std::uint32_t c_groupsPerBatch = 320 / c_width;
+
+    /// What is known of the surfels of a batch, group by group.
+    struct SBatch
+    {
+        std::uint32_t numGroups;
+        /// So many groups have surfels both inside and outside of the painted pixels' rectangle. In
+        /// an order in space those are the few at its border.
+        std::uint32_t numMixed;
+        std::uint32_t lanes[c_groupsPerBatch];
+        Bits bits[c_groupsPerBatch];
+    };
 
     struct SPositions
     {
@@ -134,7 +149,7 @@ private:
             Vector::LoadPacked(first, positions.x, positions.y, positions.z);
             return positions;
         }
-        static std::uint32_t InOrder(std::uint32_t lanes) { return lanes; }
+        static Words Flag(Words words, std::uint32_t lanes) { return Vector::Flag(words, lanes); }
     };
 
     struct SPadded
@@ -146,7 +161,10 @@ private:
             Vector::LoadPadded(first, positions.x, positions.y, positions.z);
             return positions;
         }
-        static std::uint32_t InOrder(std::uint32_t lanes) { return Vector::PaddedInOrder(lanes); }
+        static Words Flag(Words words, std::uint32_t lanes)
+        {
+            return Vector::FlagPadded(words, lanes);
+        }
     };
 
     struct SAnyStride
@@ -166,7 +184,7 @@ private:
             return {Vector::Load(coordinates[0]), Vector::Load(coordinates[1]),
                     Vector::Load(coordinates[2])};
         }
-        static std::uint32_t InOrder(std::uint32_t lanes) { return lanes; }
+        static Words Flag(Words words, std::uint32_t lanes) { return Vector::Flag(words, lanes); }
     };
 
     /// Cuts group by group. The first group and the last overlap their neighbours where the range
@@ -214,72 +232,125 @@ private:
                                           sizeof(Base::CSurfelBitMask));
     }
 
-    /// Reads the positions of a batch, then its words: in longer stretches of one kind than a
-    /// group, which memory gives faster.
+    /// Reads the positions of a batch, then the mask, then its words: in longer stretches of one
+    /// kind than a group, which memory gives faster.
     template <typename Layout, bool isStreamed>
     void cutGroups(std::uint32_t begin, std::uint32_t numGroups)
     {
-        std::uint32_t lanes[c_groupsPerBatch];
+        SBatch batch;
+        batch.numGroups = numGroups;
+        batch.numMixed = 0;
         for (std::uint32_t group = 0; group < numGroups; ++group)
         {
-            lanes[group] = findPainted<Layout>(begin + group * c_width);
+            const std::uint32_t lanes =
+                findInside<Layout>(begin + group * c_width, batch.bits[group]);
+            batch.lanes[group] = lanes;
+            // Neither none nor all, in one comparison: nobody could guess the first of two.
+            batch.numMixed += static_cast<std::uint32_t>(lanes % c_allLanes != 0);
         }
+        keepPainted(batch);
         for (std::uint32_t group = 0; group < numGroups; ++group)
         {
-            flag<isStreamed>(begin + group * c_width, lanes[group]);
+            flag<Layout, isStreamed>(begin + group * c_width, batch.lanes[group]);
         }
     }
 
-    /// The surfels from \p index on that lie on painted pixels.
+    /// The surfels from \p index on that lie in the painted pixels' rectangle, and the bits of
+    /// their pixels.
     template <typename Layout>
-    [[nodiscard]] std::uint32_t findPainted(std::uint32_t index) const
+    [[nodiscard]] std::uint32_t findInside(std::uint32_t index, Bits& bits) const
     {
-        const SPositions positions = Layout::Load(
-            m_task.firstPosition + index * m_task.positionStride, m_task.positionStride);
+        const std::byte* const position = m_task.firstPosition + index * m_task.positionStride;
+        prefetchBehind<c_width * Layout::c_stride>(position);
+        const SPositions positions = Layout::Load(position, m_task.positionStride);
         const Floats w = transform(positions, m_clipW);
         const Floats first = deviceOf(positions, w, m_first);
-        std::uint32_t lanes = Vector::Within(first, m_first.first, m_first.end);
+        const std::uint32_t lanes = Vector::Within(first, m_first.first, m_first.end);
         if (lanes == 0)
         {
+            bits = Bits{};
             return 0;
         }
+        // Not asked whether any is left: without an order in space nobody could guess the answer.
         const Floats second = deviceOf(positions, w, m_second);
-        lanes &= Vector::Within(second, m_second.first, m_second.end);
-        if (lanes == 0)
-        {
-            return 0;
-        }
-        // Between the groups that are wholly inside or outside, those of an order in space, the
-        // processor runs ahead by itself; the others' look-ups of pixels hold it up.
-        if (lanes != c_allLanes)
-        {
-            prefetchPositions<Layout::c_stride>(index + c_groupsPerBatch * c_width);
-        }
-        lanes &= Vector::Painted(m_task.mask->words, lanes, m_first, pixelOf(first, m_first),
-                                 m_second, pixelOf(second, m_second));
-        return Layout::InOrder(lanes);
+        const std::uint32_t inside = lanes & Vector::Within(second, m_second.first, m_second.end);
+        bits = Vector::BitsOf(inside, m_first, pixelOf(first, m_first), m_second,
+                              pixelOf(second, m_second));
+        return inside;
     }
 
-    /// Asks for a group's positions, which may lie behind the last.
-    template <std::size_t stride>
-    void prefetchPositions(std::uint32_t index) const
+    /// Takes the surfels away that do not lie on painted pixels.
+    void keepPainted(SBatch& batch) const
     {
-        constexpr std::size_t c_lineSize = 64;
-        const auto first = reinterpret_cast<std::uintptr_t>(m_task.firstPosition) + index * stride;
-        for (std::size_t offset = 0; offset < c_width * stride; offset += c_lineSize)
+        if constexpr (Vector::c_canCompress)
         {
-            __builtin_prefetch(reinterpret_cast<const void*>(first + offset), 0, 2);
+            if (batch.numMixed > batch.numGroups / 2)
+            {
+                keepPaintedOfScattered(batch);
+                return;
+            }
+        }
+        for (std::uint32_t group = 0; group < batch.numGroups; ++group)
+        {
+            std::uint32_t& lanes = batch.lanes[group];
+            if (lanes != 0)
+            {
+                lanes = Vector::Painted(m_task.mask->words, batch.bits[group], lanes);
+            }
+        }
+    }
+
+    /// Looks up the pixels in full registers: single lanes take as long.
+    void keepPaintedOfScattered(SBatch& batch) const
+    {
+        // In place of the bits, since it never goes beyond those of the group at hand.
+        auto* const queue = reinterpret_cast<std::uint32_t*>(batch.bits);
+        std::uint32_t count = 0;
+        for (std::uint32_t group = 0; group < batch.numGroups; ++group)
+        {
+            Vector::Compress(batch.bits[group], batch.lanes[group], queue + count);
+            count += countOf(batch.lanes[group]);
+        }
+        for (std::uint32_t place = 0; place < count; place += c_width)
+        {
+            Vector::ReplaceByPainted(m_task.mask->words, queue + place, count - place);
+        }
+        count = 0;
+        for (std::uint32_t group = 0; group < batch.numGroups; ++group)
+        {
+            const std::uint32_t lanes = batch.lanes[group];
+            batch.lanes[group] = Vector::Expand(queue + count, lanes);
+            count += countOf(lanes);
+        }
+    }
+
+    static std::uint32_t countOf(std::uint32_t lanes)
+    {
+        return static_cast<std::uint32_t>(__builtin_popcount(lanes));
+    }
+
+    /// Asks for as many bytes a good way behind \p position, where there may be none: two pages,
+    /// since the processor by itself does not look beyond a page's end.
+    template <std::size_t numBytes>
+    static void prefetchBehind(const std::byte* position)
+    {
+        constexpr std::size_t c_distance = 8192;
+        constexpr std::size_t c_lineSize = 64;
+        const auto first = reinterpret_cast<std::uintptr_t>(position) + c_distance;
+        for (std::uintptr_t line = first; line < first + numBytes; line += c_lineSize)
+        {
+            __builtin_prefetch(reinterpret_cast<const void*>(line));
         }
     }
 
     /// Writes the words from \p index on.
-    template <bool isStreamed>
+    template <typename Layout, bool isStreamed>
     void flag(std::uint32_t index, std::uint32_t lanes)
     {
         const Words oldWords = m_task.oldWords != nullptr
                                    ? Vector::LoadWords(m_task.oldWords + index)
                                    : Vector::NoWords();
-        const Words words = Vector::Flag(oldWords, lanes);
+        const Words words = Layout::Flag(oldWords, lanes);
         m_newBits = Vector::Or(m_newBits, Vector::Xor(words, oldWords));
         if constexpr (isStreamed)
         {

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -412,6 +413,39 @@ TEST_P(CutSurfels, WordsAnyDistanceApartGiveTheBitsOfTheReference)
             }
             expectSameAsScalar(scene, positions, other % 2 == 0 ? 12 : 16);
             ASSERT_FALSE(HasFailure()) << first << ", " << other;
+        }
+    }
+}
+
+TEST_P(CutSurfels, ScatteredSurfelsGiveTheBitsOfTheReference)
+{
+    // A quarter of the view has paint, every other pixel of it at random.
+    constexpr std::uint32_t c_size = 128;
+    std::mt19937 random(1);
+    std::vector<std::uint8_t> mask(std::size_t{c_size} * c_size);
+    for (std::uint32_t pixel = 0; pixel < mask.size(); ++pixel)
+    {
+        const bool isInside = pixel / c_size >= c_size / 2 && pixel % c_size >= c_size / 2;
+        mask[pixel] = isInside ? random() % 2 : 0;
+    }
+    const CScene scene(TestSupport::MakeDeviceSelection(mask, c_size, c_size));
+    const auto within = [&](float first, float end) {
+        return first + (end - first) * static_cast<float>(random() % 4096) / 4096.0F;
+    };
+    for (unsigned numInside = 0; numInside <= 16; ++numInside)
+    {
+        std::vector<LqVector3f> positions(1500);
+        for (std::size_t index = 0; index < positions.size(); ++index)
+        {
+            // Of sixteen in a row always as many: also the fullest groups are not quite full.
+            const bool isInside = index * 5 % 16 < numInside;
+            positions[index] = isInside ? LqVector3f{within(0.1F, 0.9F), -within(0.1F, 0.9F), 0.5F}
+                                        : LqVector3f{within(-1.0F, 1.0F), 0.5F, 0.5F};
+        }
+        for (const std::size_t stride : {12U, 16U, 20U})
+        {
+            expectSameAsScalar(scene, positions, stride);
+            ASSERT_FALSE(HasFailure()) << numInside << ", " << stride;
         }
     }
 }

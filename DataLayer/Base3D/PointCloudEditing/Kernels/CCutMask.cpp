@@ -184,6 +184,7 @@ void CCutMask::pack(const Geometry::CBox3D& bounds)
     }
     m_words.insert(m_words.end(), c_wordsBeside, 0);
     m_mask.words = m_words.data() + c_wordsBeside;
+    m_mask.isWhole = isWhole();
     m_mask.deviceColumns = {firstDeviceOf(m_mask.firstColumn, m_mask.width),
                             firstDeviceOf(m_mask.endColumn, m_mask.width)};
     m_mask.deviceRows = {firstDeviceOf(m_mask.firstRow, m_mask.height),
@@ -203,6 +204,25 @@ void CCutMask::packRow(std::uint32_t row)
         pixels += c_pixelsPerWord;
     }
     m_words.push_back(packLastWord(pixels, numLeft));
+}
+
+bool CCutMask::isWhole() const
+{
+    constexpr std::uint32_t c_all = ~std::uint32_t{0};
+    const auto isAll = [](std::uint32_t pixels) { return pixels == c_all; };
+    const std::uint32_t numColumns = m_mask.endColumn - m_mask.firstColumn;
+    const std::uint32_t lastOfRow = c_all >> (m_mask.wordsPerRow * c_pixelsPerWord - numColumns);
+    const std::uint32_t* words = m_mask.words;
+    for (std::uint32_t row = m_mask.firstRow; row < m_mask.endRow; ++row)
+    {
+        const std::uint32_t* const last = words + m_mask.wordsPerRow - 1;
+        if (*last != lastOfRow || !std::all_of(words, last, isAll))
+        {
+            return false;
+        }
+        words = last + 1;
+    }
+    return true;
 }
 
 }  // namespace DataLayer

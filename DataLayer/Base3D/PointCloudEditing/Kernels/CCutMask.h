@@ -36,6 +36,7 @@ public:
 private:
     void pack(const Geometry::CBox3D& bounds);
     void packRow(std::uint32_t row);
+    [[nodiscard]] bool isWhole() const;
 
     SCutMask m_mask;
     /// With those that may be read beside them.

@@ -51,6 +51,8 @@ struct SCutMask
     /// empty.
     const std::uint32_t* words = nullptr;
     std::uint32_t wordsPerRow = 0;
+    /// Whether all of the rectangle's pixels are painted, so that none needs to be looked up.
+    bool isWhole = false;
     /// The rectangle's columns and rows.
     SDeviceRange deviceColumns = {};
     SDeviceRange deviceRows = {};

@@ -248,7 +248,10 @@ private:
             // Neither none nor all, in one comparison: nobody could guess the first of two.
             batch.numMixed += static_cast<std::uint32_t>(lanes % c_allLanes != 0);
         }
-        keepPainted(batch);
+        if (!m_task.mask->isWhole)
+        {
+            keepPainted(batch);
+        }
         for (std::uint32_t group = 0; group < numGroups; ++group)
         {
             flag<Layout, isStreamed>(begin + group * c_width, batch.lanes[group]);

@@ -116,6 +116,31 @@ TEST(CCutMask, IsTallWhereTheColumnsAreASmallerPartOfTheViewThanTheRows)
     EXPECT_FALSE(isTall(100, 100, {}));
 }
 
+TEST(CCutMask, IsWholeWhereEveryPixelOfTheRectangleIsPainted)
+{
+    constexpr std::uint32_t c_height = 3;
+    for (const std::uint32_t width : {3U, 31U, 32U, 33U, 64U, 65U, 100U})
+    {
+        std::vector<SPixel> pixels;
+        for (std::uint32_t index = 0; index < width * c_height; ++index)
+        {
+            pixels.push_back({5 + index % width, 7 + index / width});
+        }
+        const auto isWhole = [](const std::vector<SPixel>& painted) {
+            const auto selection = MakeDeviceSelection(200, 50, painted);
+            return CCutMask(*selection, BoundPaintedPixels(*selection)).Get().isWhole;
+        };
+        EXPECT_TRUE(isWhole(pixels)) << width;
+        for (std::size_t hole = 0; hole < pixels.size(); ++hole)
+        {
+            std::vector<SPixel> others = pixels;
+            others.erase(others.begin() + static_cast<std::ptrdiff_t>(hole));
+            EXPECT_FALSE(isWhole(others)) << width << ", pixel " << hole;
+        }
+        EXPECT_FALSE(isWhole({})) << width;
+    }
+}
+
 TEST(CCutMask, RectangleBeginsAtRowAndColumnOne)
 {
     const auto selection = MakeDeviceSelection(50, 40, {{0, 9}, {30, 0}});

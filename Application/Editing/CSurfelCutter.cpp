@@ -34,7 +34,7 @@ constexpr std::uint64_t c_surfelsPerBlock = 16384;
 constexpr std::uint64_t c_groupSize = CKeptPoints::c_groupSize;
 static_assert(c_surfelsPerBlock % c_groupSize == 0);
 
-/// How many surfels with these words stay, at most a block of them.
+/// How many of these words' surfels stay; they are at most a block's.
 std::uint64_t CountKept(std::span<const Base::CSurfelBitMask> words)
 {
     // As narrow as a word, and words that are not copied: so the compiler counts many at a time.

@@ -55,7 +55,7 @@ public:
     CSurfelCutter(std::vector<SCutRegion> regions, Reach reach, Side side);
 
     /// What is asked for. The words take sixteen times the room of the kept points, which the
-    /// system clears in a quarter of a cut's time; the kept points take a twentieth of it.
+    /// system clears in a quarter of a cut's time; gathering the kept points takes a twentieth.
     enum class Answer
     {
         Counts,      ///< how many surfels stay and are cut

@@ -63,8 +63,8 @@ public:
     /// cut or a picture with this view takes as the entity's transform.
     [[nodiscard]] LqMatrix4Rd MakeRelativeTrafo(const LqMatrix4Rd& trafo) const;
 
-    /// The region selection of a mask painted in this view, which takes over the mask's bytes. It
-    /// shares nothing with either.
+    /// The region selection of a mask painted in this view. The mask's bytes become the selection's
+    /// own, so move in one that is not needed any more.
     /// @throw CInputError when the mask has another size than the view.
     [[nodiscard]] std::shared_ptr<const Base::SRegionSelectionInfo> MakeSelection(CMask mask) const;
 

@@ -19,7 +19,8 @@ void StartWorkers() noexcept
     }
     catch (const std::exception&)
     {
-        // The first loop that is needed meets the same.
+        // Nobody waits for it. If it lasts, the first loop that is needed tells of it, or runs with
+        // fewer threads.
     }
 }
 

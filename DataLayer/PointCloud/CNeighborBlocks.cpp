@@ -101,8 +101,8 @@ std::uint32_t CNeighborBlocks::firstBlockOf(std::uint32_t region)
     const auto firstBlock = static_cast<std::uint32_t>(m_firstStates.size());
     m_firstStates.resize(m_firstStates.size() + c_regionBlocks);
     slot = {region, firstBlock};
-    // So sparse that few regions stand elsewhere than at the first place of their keys: the kernels
-    // rely on finding them there.
+    // So sparse that few regions stand elsewhere than at the first place of their keys: a
+    // kernel then finds nearly each by one look.
     constexpr std::uint32_t c_slotsPerRegion = 8;
     if (c_slotsPerRegion * ++m_numRegions > m_slots.size())
     {

@@ -134,8 +134,8 @@ struct SAvx512
         }
         for (const std::uint32_t* other = others; other != othersEnd; ++other)
         {
-            batch.words[*other] =
-                latestWord(lookup, firstStateOf(lookup, batch, *other) + batch.places[*other]);
+            batch.words[*other] = latestWord(
+                lookup, firstStateOfSurfel(lookup, batch, *other) + batch.places[*other]);
         }
     }
 
@@ -144,15 +144,15 @@ private:
     struct SBlock
     {
         Numbers region;
-        Numbers place;
+        Numbers block;
         Numbers low;
         Numbers high;
 
         /// Which surfels lie in it.
-        [[nodiscard]] __mmask16 Holds(Numbers regions, Numbers places) const
+        [[nodiscard]] __mmask16 Holds(Numbers regions, Numbers blocks) const
         {
-            return _mm512_mask_cmpeq_epi32_mask(_mm512_cmpeq_epi32_mask(regions, region), places,
-                                                place);
+            return _mm512_mask_cmpeq_epi32_mask(_mm512_cmpeq_epi32_mask(regions, region), blocks,
+                                                block);
         }
 
         [[nodiscard]] Numbers WordsAt(Numbers places) const
@@ -163,7 +163,8 @@ private:
 
     /// Where the states begin of the block of surfel number \p index of a batch.
     template <typename Batch>
-    static std::uint32_t firstStateOf(const SLookup& lookup, const Batch& batch, std::size_t index)
+    static std::uint32_t firstStateOfSurfel(const SLookup& lookup, const Batch& batch,
+                                            std::size_t index)
     {
         const SSlot& slot = findSlot(lookup, batch.regions[index]);
         return lookup.blocks[slot.firstBlock + batch.blocks[index]];
@@ -173,7 +174,7 @@ private:
     template <typename Batch>
     static SBlock blockOf(const SLookup& lookup, const Batch& batch, std::size_t index)
     {
-        const std::uint32_t* const words = lookup.states + firstStateOf(lookup, batch, index);
+        const std::uint32_t* const words = lookup.states + firstStateOfSurfel(lookup, batch, index);
         return {SetNumber(batch.regions[index]), SetNumber(batch.blocks[index]), latestWords(words),
                 latestWords(words + c_width)};
     }

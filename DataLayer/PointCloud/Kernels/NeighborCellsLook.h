@@ -138,10 +138,12 @@ private:
     void fetchAhead(std::size_t index) const
     {
         constexpr std::size_t c_lineSize = 64;
-        const std::byte* const ahead = m_surfels.first + (index + c_batch) * c_recordSize;
+        // There may be none.
+        const auto ahead =
+            reinterpret_cast<std::uintptr_t>(m_surfels.first) + (index + c_batch) * c_recordSize;
         for (std::size_t line = 0; line < c_width * c_recordSize; line += c_lineSize)
         {
-            __builtin_prefetch(ahead + line);
+            __builtin_prefetch(reinterpret_cast<const void*>(ahead + line));
         }
     }
 

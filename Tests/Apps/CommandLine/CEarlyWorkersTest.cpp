@@ -12,7 +12,7 @@ namespace
 
 using CommandLine::CEarlyWorkers;
 
-TEST(CEarlyWorkers, LoopsRunBesideThemAndAfterThem)
+TEST(CEarlyWorkers, AreJoinedAndDisturbNoLoop)
 {
     for (int round = 0; round < 20; ++round)
     {
@@ -25,12 +25,6 @@ TEST(CEarlyWorkers, LoopsRunBesideThemAndAfterThem)
         Base::ParallelFor(100, add);
         EXPECT_EQ(sum, 9900U);
     }
-}
-
-TEST(CEarlyWorkers, MayBeStartedTwice)
-{
-    const CEarlyWorkers first;
-    const CEarlyWorkers second;
 }
 
 }  // namespace

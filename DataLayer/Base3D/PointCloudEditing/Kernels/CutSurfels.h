@@ -39,9 +39,9 @@ struct SCutMask
     float endOfRows = 0.0F;
     /// Whether the rest holds. If not, only the reference can read this mask.
     bool isPacked = false;
-    /// The smallest rectangle that holds all pixels that can cut, which are the painted ones
-    /// outside row 0 and column 0: from the first to the last before the end. Empty when there are
-    /// none.
+    /// The rectangle that holds all pixels that can cut, which are the painted ones outside row 0
+    /// and column 0: from the first to the last before the end. Paint in row 0 or column 0 may make
+    /// it larger than need be. Empty when there is none outside these.
     std::uint32_t firstColumn = 0;
     std::uint32_t endColumn = 0;
     std::uint32_t firstRow = 0;

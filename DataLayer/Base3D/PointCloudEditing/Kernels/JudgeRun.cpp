@@ -22,8 +22,8 @@ struct SPixelRange
 };
 
 /// What the pixels of \p range have in common, unless that takes more than \p maxNumWords words of
-/// the mask. When \p isWhole is false the range stands for other, unpainted pixels as well.
-ERunPlace judgePixels(const SCutMask& mask, const SPixelRange& range, bool isWhole,
+/// the mask. When \p isInside is false the range stands for other, unpainted pixels as well.
+ERunPlace judgePixels(const SCutMask& mask, const SPixelRange& range, bool isInside,
                       std::uint32_t maxNumWords)
 {
     const std::uint32_t firstWord = range.firstColumn / 32;
@@ -42,7 +42,7 @@ ERunPlace judgePixels(const SCutMask& mask, const SPixelRange& range, bool isWho
         lastBits = firstBits;
     }
     std::uint32_t painted = 0;
-    std::uint32_t unpainted = isWhole ? 0 : 1;
+    std::uint32_t unpainted = isInside ? 0 : 1;
     const std::uint32_t* row =
         mask.words + std::size_t{range.firstRow} * mask.wordsPerRow + firstWord;
     for (std::uint32_t rowsLeft = numRows; rowsLeft > 0; --rowsLeft)

@@ -74,6 +74,11 @@ public:
         static const PackedBounds::BoundFunction fastest = PackedBounds::GetKernels().front().bound;
         PackedBounds::SBounds bounds{};
         const std::uint64_t numAdded = fastest(first, count, bounds);
+        if (numAdded == 0)
+        {
+            // The bounds of none are infinite, which would pass for coordinates.
+            return 0;
+        }
         for (const float* const corners : {bounds.minima, bounds.maxima})
         {
             const auto* const bytes = reinterpret_cast<const std::byte*>(corners);

@@ -185,19 +185,24 @@ TEST_P(CNearestNeighborSplitTest, Look_AcrossRegionsAndBatchesAsOneByOne)
     const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 4000, c_bound, GetParam());
     ASSERT_NE(split, nullptr);
-    for (const std::size_t count : {255U, 256U, 257U, 511U, 513U, 1900U})
+    for (const std::size_t stride : {12U, 16U})
     {
-        const SLooked looked =
-            LookAt(*split, {PositionsOf(surfels).first, sizeof(LqVector3f), count});
-        std::vector<std::uint16_t> expected;
-        for (std::size_t index = 0; index < count; ++index)
+        std::vector<std::byte> bytes(stride * surfels.size());
+        for (std::size_t index = 0; index < surfels.size(); ++index)
         {
-            expected.push_back(
-                LookAt(*split, {PositionsOf(surfels).first + index * sizeof(LqVector3f), 0, 1})
-                    .states[0]);
+            std::memcpy(bytes.data() + index * stride, &surfels[index], sizeof(LqVector3f));
         }
-        EXPECT_EQ(looked.states, expected) << count;
-        EXPECT_EQ(looked.open, OpenOf(expected)) << count;
+        for (const std::size_t count : {255U, 256U, 257U, 511U, 512U, 513U, 1900U})
+        {
+            const SLooked looked = LookAt(*split, {bytes.data(), stride, count});
+            std::vector<std::uint16_t> expected;
+            for (std::size_t index = 0; index < count; ++index)
+            {
+                expected.push_back(LookAt(*split, {bytes.data() + index * stride, 0, 1}).states[0]);
+            }
+            EXPECT_EQ(looked.states, expected) << stride << ", " << count;
+            EXPECT_EQ(looked.open, OpenOf(expected)) << stride << ", " << count;
+        }
     }
 }
 

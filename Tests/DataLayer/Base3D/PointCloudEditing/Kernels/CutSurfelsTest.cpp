@@ -317,7 +317,11 @@ TEST_P(CutSurfels, EveryKindOfWGivesTheBitsOfTheReference)
     LqMatrix4Rd lens = c_matIdentityD;
     lens(2, 3) = 1.0;
     lens(3, 3) = 0.0;
-    const CScene scene(TestSupport::MakeFullyPaintedDeviceSelection(6, 6), lens);
+    const CScene painted(TestSupport::MakeFullyPaintedDeviceSelection(6, 6), lens);
+    // With a pixel that is not painted, pixels are looked up.
+    std::vector<std::uint8_t> mask(36, 1);
+    mask[3 * 6 + 3] = 0;
+    const CScene pierced(TestSupport::MakeDeviceSelection(mask, 6, 6), lens);
     const std::vector<float> values = CoordinatesAboutPixels(2);
     std::vector<LqVector3f> positions;
     for (const float w : values)
@@ -330,7 +334,8 @@ TEST_P(CutSurfels, EveryKindOfWGivesTheBitsOfTheReference)
     }
     for (const std::size_t stride : {12U, 16U, 20U})
     {
-        expectSameAsScalar(scene, positions, stride);
+        expectSameAsScalar(painted, positions, stride);
+        expectSameAsScalar(pierced, positions, stride);
     }
 }
 

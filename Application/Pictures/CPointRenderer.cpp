@@ -195,7 +195,7 @@ std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
             encoder.EncodeTo(numRows, picture.GetSamples());
         },
         // It takes the system a while to let go of large files that were mapped. Encoding goes on
-        // meanwhile, since it takes longer than shading and asks for no memory.
+        // meanwhile, since it takes longer than shading and mostly asks for no memory.
         [&] {
             scans.clear();
             afterReading();

@@ -65,17 +65,19 @@ void joinRows(std::vector<CDepthPlane>& planes, std::uint32_t begin, std::uint32
     }
 }
 
-/// Copies the positions of \p batch, of which there may be fewer to read than there should be.
+/// Lets \p batch read copies of its positions, which have room for SSurfelBatch::c_size of them and
+/// four bytes more: behind its own there may be nothing to read.
 void copyPositions(SSurfelBatch& batch, float* copies)
 {
-    constexpr std::size_t c_size = 3 * sizeof(float);
+    constexpr std::size_t c_positionBytes = 3 * sizeof(float);
     auto* const bytes = reinterpret_cast<std::byte*>(copies);
     for (std::size_t index = 0; index < batch.count; ++index)
     {
-        std::memcpy(bytes + index * c_size, batch.positions + index * batch.positionStride, c_size);
+        std::memcpy(bytes + index * c_positionBytes, batch.positions + index * batch.positionStride,
+                    c_positionBytes);
     }
     batch.positions = bytes;
-    batch.positionStride = c_size;
+    batch.positionStride = c_positionBytes;
 }
 
 ProjectSurfelsKernel fastestKernel()
@@ -239,7 +241,9 @@ void CScanPainter::forEachBatch(std::uint64_t begin, std::uint64_t end, std::siz
             static_cast<std::uint32_t>(std::min<std::uint64_t>(SSurfelBatch::c_size, end - first));
         batch.positions = m_positions.GetFirstElement() + first * positionStride;
         batch.positionStride = positionStride;
-        // The four bytes behind the last position are nobody's.
+        // A kernel reads c_size places and four bytes behind each, of which those behind the scan's
+        // last position are nobody's. Below a stride of four bytes more places than the last one
+        // reach there.
         if (positionStride < sizeof(float) || batch.count < SSurfelBatch::c_size ||
             first + batch.count == m_count)
         {

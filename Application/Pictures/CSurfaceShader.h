@@ -41,7 +41,8 @@ public:
     using RowsCallback = std::function<void(const CPicture& picture, std::uint32_t numRows)>;
 
     /// Calls \p onRows, unless it is empty, with more rows each time, in the end with all; and
-    /// \p onIdle, unless it is empty, once, on the first thread that has no more rows to shade.
+    /// \p onIdle, unless it is empty or a call throws, once, on the first thread that has no more
+    /// rows to shade, while others may still be at theirs.
     [[nodiscard]] CPicture Shade(const RowsCallback& onRows = {},
                                  const std::function<void()>& onIdle = {}) const;
 

@@ -29,8 +29,8 @@ void ForEachBand(std::uint32_t numRows, const Body& body)
 /// As ForEachBand(), with what \p makeRoom() gives to each thread to work in: calls
 /// \p body(room, begin, end). Fresh memory for every band would take longer than the work.
 ///
-/// Calls \p onIdle() once, on the first thread that finds no band left, while others may still be
-/// at theirs.
+/// Calls \p onIdle() once, unless a call throws, on the first thread that finds no band left, while
+/// others may still be at theirs.
 template <typename MakeRoom, typename Body, typename OnIdle>
 void ForEachBandInRoom(std::uint32_t numRows, const MakeRoom& makeRoom, const Body& body,
                        const OnIdle& onIdle)

@@ -31,13 +31,13 @@ struct SSurfelBatch
     /// As many as a kernel may write behind the last surfel that is seen.
     static constexpr std::uint32_t c_margin = 16;
 
-    /// From where the kernels ask for positions in time, so many bytes ahead. The processor itself
-    /// does not look beyond the page that it reads.
+    /// How far ahead, in bytes, the kernels ask for positions. The processor itself does not look
+    /// beyond the page that it reads.
     static constexpr std::size_t c_prefetchDistance = 8192;
 
     std::uint32_t count = 0;
-    /// Three floats at each place, aligned or not, and from place to place. There are c_size places
-    /// to read, whatever the count is, and four bytes behind each.
+    /// Three floats at each place, aligned or not; positionStride bytes from place to place. There
+    /// are c_size places to read, whatever the count is, and four bytes behind each.
     const std::byte* positions = nullptr;
     std::size_t positionStride = 0;
     /// Those that are seen: which of the batch they are, in their order, where, and how far.

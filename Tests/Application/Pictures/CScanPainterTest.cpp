@@ -16,6 +16,7 @@
 #include "Application/View/CCamera.h"
 #include "Base/Math/PointTransform.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
+#include "Tests/Support/CLastBytes.h"
 
 namespace
 {
@@ -218,6 +219,43 @@ TEST(CScanPainter, Paint_PositionsAtOnePlaceAreOneSample)
     CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
     CScanPainter(projection, collection, c_matIdentityD, {}, 0, false).Paint(0, 9, buffer);
     EXPECT_EQ(readAll(buffer), paintPlainly(projection, {*place}, {}, 0, false));
+}
+
+TEST(CScanPainter, Paint_ReadsNothingBehindTheLastPosition)
+{
+    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const auto isEmpty = [](std::uint64_t word) { return word == CDepthBuffer::c_empty; };
+    for (const std::size_t count : {255U, 256U, 257U, 512U})
+    {
+        for (const std::size_t stride : {0U, 4U, 8U, 12U, 13U, 16U})
+        {
+            const TestSupport::CLastBytes memory((count - 1) * stride + sizeof(LqVector3f));
+            std::byte* const bytes = memory.Get().data();
+            // Near enough to be seen, and where they overlap what the later ones leave of them.
+            std::vector<LqVector3f> points = strewPoints(count);
+            for (std::size_t index = 0; index < count; ++index)
+            {
+                LqVector3f& point = points[index];
+                point = {0.1F * point.x, 0.1F * point.y, 0.1F * point.z};
+                std::memcpy(bytes + index * stride, &point, sizeof point);
+            }
+            for (std::size_t index = 0; index < count; ++index)
+            {
+                std::memcpy(&points[index], bytes + index * stride, sizeof points[index]);
+            }
+            const auto expected = paintPlainly(projection, points, {}, 7, false);
+            ASSERT_FALSE(std::all_of(expected.begin(), expected.end(), isEmpty));
+            const DataLayer::CSurfelCollectionView collection(nullptr, count, bytes, stride);
+            const CScanPainter painter(projection, collection, c_matIdentityD, {}, 7, false);
+            for (const std::size_t split : {count, count - 1})
+            {
+                CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
+                painter.Paint(0, split, buffer);
+                painter.Paint(split, count, buffer);
+                ASSERT_EQ(readAll(buffer), expected) << count << ' ' << stride << ' ' << split;
+            }
+        }
+    }
 }
 
 TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)

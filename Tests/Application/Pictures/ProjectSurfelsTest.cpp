@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <random>
@@ -47,23 +48,34 @@ struct SSeen
     bool operator==(const SSeen&) const = default;
 };
 
-/// A batch and its positions, so many floats apart, in a piece of memory that ends behind them.
+/// A batch and its positions, so many bytes apart, in a piece of memory that ends behind them.
 struct SPositions
 {
-    explicit SPositions(std::uint32_t count, std::size_t floatsApart = 3)
-        : floats(floatsApart * (SSurfelBatch::c_size - 1) + 4), step(floatsApart)
+    /// With the four bytes behind it.
+    using Place = std::array<float, 4>;
+
+    explicit SPositions(std::uint32_t count, std::size_t bytesApart = 3 * sizeof(float))
+        : bytes(bytesApart * (SSurfelBatch::c_size - 1) + sizeof(Place)), step(bytesApart)
     {
         batch.count = count;
-        batch.positions = reinterpret_cast<const std::byte*>(floats.data());
-        batch.positionStride = step * sizeof(float);
+        batch.positions = bytes.data();
+        batch.positionStride = step;
     }
     SPositions(const SPositions&) = delete;
     SPositions& operator=(const SPositions&) = delete;
 
-    [[nodiscard]] float* At(std::size_t index) { return &floats[index * step]; }
-    [[nodiscard]] const float* At(std::size_t index) const { return &floats[index * step]; }
+    [[nodiscard]] Place Get(std::size_t index) const
+    {
+        Place place;
+        std::memcpy(place.data(), &bytes[index * step], sizeof place);
+        return place;
+    }
+    void Set(std::size_t index, const Place& place)
+    {
+        std::memcpy(&bytes[index * step], place.data(), sizeof place);
+    }
 
-    std::vector<float> floats;
+    std::vector<std::byte> bytes;
     std::size_t step;
     SSurfelBatch batch;
 };
@@ -76,7 +88,7 @@ std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SPo
     const auto height = static_cast<float>(projection.height);
     for (std::uint32_t index = 0; index < positions.batch.count; ++index)
     {
-        const float* const at = positions.At(index);
+        const SPositions::Place at = positions.Get(index);
         const auto clip = [&](const float(&c)[4]) {
             return ((at[0] * c[0] + at[1] * c[1]) + at[2] * c[2]) + c[3];
         };
@@ -121,9 +133,9 @@ std::unique_ptr<SPositions> makePositions(std::uint32_t count, std::uint32_t see
                                  : static_cast<float>(random() % 5001) / 1000.0F - 2.5F;
     };
     auto positions = std::make_unique<SPositions>(count, step);
-    for (float& value : positions->floats)
+    for (std::size_t index = 0; index < SSurfelBatch::c_size; ++index)
     {
-        value = coordinate();
+        positions->Set(index, {coordinate(), coordinate(), coordinate(), coordinate()});
     }
     return positions;
 }
@@ -137,7 +149,7 @@ TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
             const SSurfelProjection projection = makeProjection(isPerspective);
             for (std::uint32_t count = 0; count <= SSurfelBatch::c_size; ++count)
             {
-                const auto positions = makePositions(count, count, 1 + count % 5);
+                const auto positions = makePositions(count, count, 4 + count % 17);
                 const std::vector<SSeen> expected = projectPlainly(projection, *positions);
                 kernel.project(projection, positions->batch);
                 ASSERT_EQ(getSeen(positions->batch), expected) << kernel.name << " " << count;
@@ -153,7 +165,7 @@ TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
         const auto positions = std::make_unique<SPositions>(SSurfelBatch::c_size);
         for (std::size_t index = 0; index < SSurfelBatch::c_size; ++index)
         {
-            positions->At(index)[2] = 0.5F;
+            positions->Set(index, {0.0F, 0.0F, 0.5F});
         }
         SSurfelBatch& batch = positions->batch;
         kernel.project(makeProjection(true), batch);
@@ -170,7 +182,7 @@ TEST(ProjectSurfels, Project_DepthIsNeverTheNegativeZero)
     for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
     {
         const auto positions = std::make_unique<SPositions>(1);
-        std::copy_n(std::array{-0.5F, -0.5F, -0.0F}.begin(), 3, positions->At(0));
+        positions->Set(0, {-0.5F, -0.5F, -0.0F});
         SSurfelBatch& batch = positions->batch;
         kernel.project(projection, batch);
         ASSERT_EQ(batch.numSeen, 1U) << kernel.name;

@@ -23,6 +23,8 @@ PROGRAMS = {
     "DataLayer/PointCloud/Neighbor": "NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/SPosition": "NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/PointCloud/Kernels": "NearestNeighbor ModifyOperation",
+    "DataLayer/PointCloud/Kernels/PackedBounds": "Unexported DataLayer ModifyOperation",
+    "DataLayer/PointCloud/Kernels/TPackedBounds": "Unexported DataLayer ModifyOperation",
     "DataLayer/PointCloud/RecordSelection": "Unexported NearestNeighbor ModifyOperation",
     "DataLayer/Base3D/CheckTriangles": "Unexported DataLayer PointCloudEditing ModifyOperation",
     "DataLayer/Base3D/PointCloudEditing": "PointCloudEditing ModifyOperation",

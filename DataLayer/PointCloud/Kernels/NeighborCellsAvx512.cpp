@@ -1,7 +1,5 @@
 #include <immintrin.h>
 
-#include <type_traits>
-
 #include "DataLayer/PointCloud/Kernels/NeighborCellsLook.h"
 
 namespace DataLayer::NeighborCells
@@ -57,10 +55,6 @@ struct SAvx512
         return _mm512_maskz_srlv_epi32(c_every, a, bits);
     }
     static std::uint32_t Equal(Numbers a, Numbers b) { return _mm512_cmpeq_epi32_mask(a, b); }
-    static Numbers Replace(Numbers others, std::uint32_t lanes, Numbers values)
-    {
-        return _mm512_mask_mov_epi32(others, static_cast<__mmask16>(lanes), values);
-    }
     static Numbers LoadNumbers(const std::uint32_t* values) { return _mm512_loadu_si512(values); }
     static void StoreNumbers(Numbers a, std::uint32_t* values) { _mm512_store_si512(values, a); }
     static void Store(Numbers a, std::uint16_t* values)
@@ -111,7 +105,7 @@ struct SAvx512
     template <typename Batch>
     static void ReadWords(const SLookup lookup, Batch& batch)
     {
-        std::uint32_t others[std::extent_v<decltype(batch.words)>];
+        std::uint32_t others[Batch::c_size];
         std::uint32_t* othersEnd = others;
         SBlock last{SetNumber(c_noRegion), SetNumber(0), SetNumber(0), SetNumber(0)};
         for (std::size_t index = 0; index < batch.count; index += c_width)

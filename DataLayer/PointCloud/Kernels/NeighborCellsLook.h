@@ -81,6 +81,7 @@ private:
     /// Some surfels in a row.
     struct SBatch
     {
+        static constexpr std::size_t c_size = c_batch;
         std::size_t count;
         /// Of each: its region and the place of its block there, or where its block is named and no
         /// region; the place of the word of its cube's state in that block, the state's place in

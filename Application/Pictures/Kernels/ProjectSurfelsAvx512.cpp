@@ -51,7 +51,6 @@ __m512 loadFour(const std::byte* first, std::size_t stride)
     const auto load = [&](std::size_t index) {
         return _mm_loadu_ps(reinterpret_cast<const float*>(first + index * stride));
     };
-    __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance);
     const __m256 left = __builtin_shufflevector(load(0), load(4), 0, 1, 2, 3, 4, 5, 6, 7);
     const __m256 right = __builtin_shufflevector(load(8), load(12), 0, 1, 2, 3, 4, 5, 6, 7);
     return __builtin_shufflevector(left, right, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14,
@@ -61,6 +60,10 @@ __m512 loadFour(const std::byte* first, std::size_t stride)
 /// Sixteen positions: in each quarter of the registers a matrix of four is transposed.
 SPositions loadPositions(const std::byte* first, std::size_t stride)
 {
+    for (std::size_t index = 0; index < c_width; index += 4)
+    {
+        __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance + index * stride);
+    }
     const __m512 rows[4] = {loadFour(first, stride), loadFour(first + stride, stride),
                             loadFour(first + 2 * stride, stride),
                             loadFour(first + 3 * stride, stride)};

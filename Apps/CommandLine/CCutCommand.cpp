@@ -3,13 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <span>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include "Application/Editing/CSurfelCutter.h"
 #include "Application/Files/CFileLock.h"
 #include "Application/Pictures/CPicture.h"
 #include "Application/Pictures/CPointRenderer.h"
@@ -106,29 +104,14 @@ CLI::App& CCutCommand::AddTo(CLI::App& program)
 SReport CCutCommand::Run(CConsole& console)
 {
     m_paint.Check();
-    const auto reach =
-        m_throughEye ? CSurfelCutter::Reach::ThroughEye : CSurfelCutter::Reach::FrontOfEye;
-    const auto side = m_keepPainted ? CSurfelCutter::Side::Unpainted : CSurfelCutter::Side::Painted;
     if (Application::IsProjectFile(m_scan))
     {
-        if (!m_output.empty() || !m_flags.empty())
-        {
-            throw CUsageError(
-                "--output and --flags do not go with a project, which keeps the cut itself; "
-                "'veko2 apply' writes what is left");
-        }
-        return CProjectCut({m_scan, m_paint, reach, side, m_picture, m_dryRun, m_force})
-            .Run(console);
+        return cutProject(console);
     }
-    check();
+    checkTarget();
     const CEarlyWorkers workers;
     const bool isContinued = continuesFlags();
-    CheckOutputs({{"--output", m_dryRun ? "" : m_output, m_force},
-                  {"--flags", m_dryRun ? "" : m_flags, m_force || isContinued},
-                  {"--picture", m_picture, m_force}},
-                 m_paint.GetFiles());
-    // The rest of a scan may take its place, a picture may not.
-    CheckOutputs({{"--picture", m_picture, m_force}}, {m_scan});
+    checkOutputs(isContinued);
     std::optional<Application::CFileLock> lock;
     if (isContinued && !m_dryRun)
     {
@@ -136,6 +119,88 @@ SReport CCutCommand::Run(CConsole& console)
         lock.emplace(m_flags);
     }
     const CScanFile scan = CScanFile::Open(m_scan, MakeStepProgress(console, "Reading"));
+    const SCut cut = cutScan(scan, isContinued, console);
+    std::optional<Application::CPicture> picture;
+    if (cut.drawn)
+    {
+        console.ShowProgress("Drawing", 0.0);
+        picture = DrawBeforeAndAfter(scan, cut.result.flags, *cut.drawn);
+    }
+    CInterruption::ThrowIfRequested();
+    scan.CheckUnchanged();
+    if (!m_dryRun)
+    {
+        write(scan, cut.result, isContinued, console);
+    }
+    if (picture)
+    {
+        WritePicture(m_picture, *picture, m_force);
+    }
+    return report(scan.GetPointCount(), cut.result);
+}
+
+SReport CCutCommand::cutProject(CConsole& console) const
+{
+    if (!m_output.empty() || !m_flags.empty())
+    {
+        throw CUsageError(
+            "--output and --flags do not go with a project, which keeps the cut itself; "
+            "'veko2 apply' writes what is left");
+    }
+    return CProjectCut({m_scan, m_paint, reach(), side(), m_picture, m_dryRun, m_force})
+        .Run(console);
+}
+
+CSurfelCutter::Reach CCutCommand::reach() const
+{
+    return m_throughEye ? CSurfelCutter::Reach::ThroughEye : CSurfelCutter::Reach::FrontOfEye;
+}
+
+CSurfelCutter::Side CCutCommand::side() const
+{
+    return m_keepPainted ? CSurfelCutter::Side::Unpainted : CSurfelCutter::Side::Painted;
+}
+
+CSurfelCutter::Answer CCutCommand::answer() const
+{
+    if (!m_picture.empty() || (!m_flags.empty() && !m_dryRun))
+    {
+        return CSurfelCutter::Answer::Flags;
+    }
+    return m_dryRun ? CSurfelCutter::Answer::Counts : CSurfelCutter::Answer::KeptPoints;
+}
+
+void CCutCommand::checkTarget() const
+{
+    if (m_output.empty() && m_flags.empty() && !m_dryRun)
+    {
+        // A project needs none of them: where the file is missing, that is what is wrong.
+        CheckReadable(m_scan);
+        throw CUsageError("where to? give --output, --flags or --dry-run");
+    }
+}
+
+bool CCutCommand::continuesFlags() const
+{
+    // What cannot even be looked at is reported when it is written.
+    std::error_code ignored;
+    return !m_flags.empty() && std::filesystem::exists(m_flags, ignored);
+}
+
+void CCutCommand::checkOutputs(bool isContinued) const
+{
+    const SOutputFile picture{"--picture", m_picture, m_force};
+    CheckOutputs({{"--output", m_dryRun ? "" : m_output, m_force},
+                  {"--flags", m_dryRun ? "" : m_flags, m_force || isContinued},
+                  picture},
+                 m_paint.GetFiles());
+    // The rest of a scan may take its place, a picture may not.
+    CheckOutputs({picture}, {m_scan});
+}
+
+CCutCommand::SCut CCutCommand::cutScan(const CScanFile& scan, bool isContinued,
+                                       CConsole& console) const
+{
     const auto surfels = scan.GetSurfelCollection();
     std::vector<Base::CSurfelBitMask> before;
     if (isContinued)
@@ -153,76 +218,39 @@ SReport CCutCommand::Run(CConsole& console)
     {
         drawn = painted.front();
     }
-    const CSurfelCutter cutter(MakeRegions(std::move(painted), scan.GetTransform()), reach, side);
-    SCounts counts;
-    counts.points = scan.GetPointCount();
-    const bool needsFlags = (!m_flags.empty() && !m_dryRun) || !m_picture.empty();
-    const auto answer = needsFlags ? CSurfelCutter::Answer::Flags
-                        : m_dryRun ? CSurfelCutter::Answer::Counts
-                                   : CSurfelCutter::Answer::KeptPoints;
-    const auto [kept, numKept, numNewlyCut, flags] = cutter.Apply(surfels, before, answer);
-    counts.newlyCut = numNewlyCut;
-    counts.kept = numKept;
-    // Not needed beside what writing takes. An empty list would leave the memory as it is.
-    before = std::vector<Base::CSurfelBitMask>();
-    std::optional<Application::CPicture> picture;
-    if (drawn)
-    {
-        console.ShowProgress("Drawing", 0.0);
-        picture = DrawBeforeAndAfter(scan, flags, *drawn);
-    }
-    CInterruption::ThrowIfRequested();
-    scan.CheckUnchanged();
+    const CSurfelCutter cutter(MakeRegions(std::move(painted), scan.GetTransform()), reach(),
+                               side());
+    return {cutter.Apply(surfels, before, answer()), std::move(drawn)};
+}
 
+void CCutCommand::write(const CScanFile& scan, const CSurfelCutter::SResult& result,
+                        bool isContinued, CConsole& console) const
+{
     // This looks once more whether the scan is what it was, so it comes first.
-    if (!m_dryRun && !m_output.empty())
+    if (!m_output.empty())
     {
-        scan.WriteKept(m_output, kept, m_force, MakeStepProgress(console, "Writing"));
-        WarnOfEmptyOutput(m_output, counts.points, counts.kept, console);
+        scan.WriteKept(m_output, result.kept, m_force, MakeStepProgress(console, "Writing"));
+        WarnOfEmptyOutput(m_output, scan.GetPointCount(), result.numKept, console);
     }
-    if (!m_dryRun && !m_flags.empty())
+    if (!m_flags.empty())
     {
-        Application::CFlagFile::Write(m_flags, flags, m_force || isContinued);
-    }
-    if (picture)
-    {
-        WritePicture(m_picture, *picture, m_force);
-    }
-    return report(counts);
-}
-
-void CCutCommand::check() const
-{
-    if (m_output.empty() && m_flags.empty() && !m_dryRun)
-    {
-        // A project needs none of them: where the file is missing, that is what is wrong.
-        CheckReadable(m_scan);
-        throw CUsageError("where to? give --output, --flags or --dry-run");
+        Application::CFlagFile::Write(m_flags, result.flags, m_force || isContinued);
     }
 }
 
-bool CCutCommand::continuesFlags() const
-{
-    // What cannot even be looked at is reported when it is written.
-    std::error_code ignored;
-    return !m_flags.empty() && std::filesystem::exists(m_flags, ignored);
-}
-
-SReport CCutCommand::report(const SCounts& counts) const
+SReport CCutCommand::report(std::uint64_t numPoints, const CSurfelCutter::SResult& cut) const
 {
     SReport result;
-    const std::uint64_t cut = counts.points - counts.kept;
     result.document = {{"command", "cut"},
                        {"scan", m_scan},
-                       {"points", counts.points},
-                       {"newlyCut", counts.newlyCut},
-                       {"cut", cut},
-                       {"kept", counts.kept},
+                       {"points", numPoints},
+                       {"newlyCut", cut.numNewlyCut},
+                       {"cut", numPoints - cut.numKept},
+                       {"kept", cut.numKept},
                        {"dryRun", m_dryRun}};
-    result.text = m_scan + ": " + std::to_string(counts.newlyCut) + " of " +
-                  std::to_string(counts.points) +
-                  (m_dryRun ? " points would be cut" : " points cut") + ", " +
-                  std::to_string(counts.kept) + " kept\n";
+    result.text = m_scan + ": " + std::to_string(cut.numNewlyCut) + " of " +
+                  std::to_string(numPoints) + (m_dryRun ? " points would be cut" : " points cut") +
+                  ", " + std::to_string(cut.numKept) + " kept\n";
     const auto addFile = [&](const char* name, const std::string& file) {
         if (!file.empty())
         {

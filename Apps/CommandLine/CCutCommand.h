@@ -1,10 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
+#include "Application/Editing/CSurfelCutter.h"
 #include "Apps/CommandLine/CPaintOptions.h"
 #include "Apps/CommandLine/ICommand.h"
+
+namespace Application
+{
+class CScanFile;
+}
 
 namespace CommandLine
 {
@@ -17,16 +24,28 @@ public:
     SReport Run(CConsole& console) override;
 
 private:
-    struct SCounts
+    struct SCut
     {
-        std::uint64_t points = 0;
-        std::uint64_t newlyCut = 0;
-        std::uint64_t kept = 0;
+        Application::CSurfelCutter::SResult result;
+        /// What the picture shows, where one is asked for.
+        std::optional<SPaintedView> drawn;
     };
 
-    void check() const;
+    [[nodiscard]] SReport cutProject(CConsole& console) const;
+    [[nodiscard]] Application::CSurfelCutter::Reach reach() const;
+    [[nodiscard]] Application::CSurfelCutter::Side side() const;
+    [[nodiscard]] Application::CSurfelCutter::Answer answer() const;
+    void checkTarget() const;
     [[nodiscard]] bool continuesFlags() const;
-    [[nodiscard]] SReport report(const SCounts& counts) const;
+    void checkOutputs(bool isContinued) const;
+    /// Keeps nothing of what it needs beside its answer, since writing takes memory as well.
+    [[nodiscard]] SCut cutScan(const Application::CScanFile& scan, bool isContinued,
+                               CConsole& console) const;
+    void write(const Application::CScanFile& scan,
+               const Application::CSurfelCutter::SResult& result, bool isContinued,
+               CConsole& console) const;
+    [[nodiscard]] SReport report(std::uint64_t numPoints,
+                                 const Application::CSurfelCutter::SResult& cut) const;
 
     std::string m_scan;
     std::string m_output;

@@ -69,6 +69,15 @@ std::string MakeTransformList(const CProject& project, const std::vector<std::st
     return Application::PrintTransformList(list, file);
 }
 
+/// Asked of all of them before the first is written.
+void CheckFlaggable(const std::vector<SStation>& stations)
+{
+    for (const SStation& station : stations)
+    {
+        station.scan.CheckFlaggable();
+    }
+}
+
 }  // namespace
 
 CLI::App& CApplyCommand::AddTo(CLI::App& program)
@@ -114,11 +123,7 @@ SReport CApplyCommand::Run(CConsole& console)
         Application::LoadStations(project, MakeStepProgress(console, "Reading"));
     if (m_isProperty)
     {
-        // All of them, before the first is written.
-        for (const SStation& station : stations)
-        {
-            station.scan.CheckFlaggable();
-        }
+        CheckFlaggable(stations);
     }
     const std::vector<std::string> targets = MakeTargets(stations, m_folder);
     const std::string transforms = (fs::path(m_folder) / c_listName).string();
@@ -127,18 +132,7 @@ SReport CApplyCommand::Run(CConsole& console)
     if (!m_dryRun)
     {
         folder.emplace(m_folder);
-        // The project's flags belong to its scans as they are.
-        std::vector<std::string> inputs{m_project};
-        for (const SStation& station : stations)
-        {
-            inputs.push_back(station.scan.GetPath().string());
-        }
-        std::vector<SOutputFile> outputs{{"transforms", transforms, m_force}};
-        for (const std::string& target : targets)
-        {
-            outputs.push_back({"scan", target, m_force});
-        }
-        CheckOutputs(outputs, inputs);
+        checkOutputs(stations, targets, transforms);
     }
 
     SReport report;
@@ -147,31 +141,7 @@ SReport CApplyCommand::Run(CConsole& console)
     for (std::size_t index = 0; index < stations.size(); ++index)
     {
         CInterruption::ThrowIfRequested();
-        const std::uint64_t points = stations[index].scan.GetPointCount();
-        const std::uint64_t kept =
-            m_isProperty
-                ? points
-                : Application::CKeptPoints(stations[index].GetFlags(), dropBits).CountKept(points);
-        const std::string scan = stations[index].scan.GetPath().string();
-        if (!m_dryRun)
-        {
-            write(stations[index], targets[index], dropBits, console);
-            WarnOfEmptyOutput(targets[index], points, kept, console);
-        }
-        else
-        {
-            stations[index].scan.CheckUnchanged();
-        }
-        report.document["scans"].push_back(
-            {{"scan", scan}, {"points", points}, {"dropped", points - kept}, {"kept", kept}});
-        if (!m_dryRun)
-        {
-            report.document["scans"].back()["output"] = targets[index];
-        }
-        report.text += (m_dryRun ? scan : targets[index]) + ": " + std::to_string(points - kept) +
-                       " of " + std::to_string(points) +
-                       (m_dryRun ? " points would be dropped, " : " points dropped, ") +
-                       std::to_string(kept) + " kept\n";
+        apply(stations[index], targets[index], dropBits, console, report);
     }
     if (!m_dryRun)
     {
@@ -204,6 +174,53 @@ std::uint16_t CApplyCommand::parseDropped() const
     constexpr std::uint16_t c_both =
         CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent;
     return m_dropped.empty() ? c_both : bits;
+}
+
+void CApplyCommand::checkOutputs(const std::vector<SStation>& stations,
+                                 const std::vector<std::string>& targets,
+                                 const std::string& transforms) const
+{
+    // The project's flags belong to its scans as they are.
+    std::vector<std::string> inputs{m_project};
+    for (const SStation& station : stations)
+    {
+        inputs.push_back(station.scan.GetPath().string());
+    }
+    std::vector<SOutputFile> outputs{{"transforms", transforms, m_force}};
+    for (const std::string& target : targets)
+    {
+        outputs.push_back({"scan", target, m_force});
+    }
+    CheckOutputs(outputs, inputs);
+}
+
+void CApplyCommand::apply(const SStation& station, const std::string& target,
+                          std::uint16_t dropBits, CConsole& console, SReport& report) const
+{
+    const std::uint64_t points = station.scan.GetPointCount();
+    const std::uint64_t kept =
+        m_isProperty ? points
+                     : Application::CKeptPoints(station.GetFlags(), dropBits).CountKept(points);
+    const std::string scan = station.scan.GetPath().string();
+    if (!m_dryRun)
+    {
+        write(station, target, dropBits, console);
+        WarnOfEmptyOutput(target, points, kept, console);
+    }
+    else
+    {
+        station.scan.CheckUnchanged();
+    }
+    report.document["scans"].push_back(
+        {{"scan", scan}, {"points", points}, {"dropped", points - kept}, {"kept", kept}});
+    if (!m_dryRun)
+    {
+        report.document["scans"].back()["output"] = target;
+    }
+    report.text += (m_dryRun ? scan : target) + ": " + std::to_string(points - kept) + " of " +
+                   std::to_string(points) +
+                   (m_dryRun ? " points would be dropped, " : " points dropped, ") +
+                   std::to_string(kept) + " kept\n";
 }
 
 void CApplyCommand::write(const SStation& station, const std::string& target,

@@ -19,6 +19,11 @@ public:
 
 private:
     [[nodiscard]] std::uint16_t parseDropped() const;
+    void checkOutputs(const std::vector<Application::SStation>& stations,
+                      const std::vector<std::string>& targets, const std::string& transforms) const;
+    /// Writes one scan, or only looks what would be dropped of it, and says so in \p report.
+    void apply(const Application::SStation& station, const std::string& target,
+               std::uint16_t dropBits, CConsole& console, SReport& report) const;
     void write(const Application::SStation& station, const std::string& target,
                std::uint16_t dropBits, CConsole& console) const;
 

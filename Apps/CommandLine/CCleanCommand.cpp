@@ -226,6 +226,25 @@ std::string ToText(const ordered_json& scan, bool isDryRun)
            " unflagged, " + count("leftAlone") + " left alone\n";
 }
 
+SReport Report(const CScanFuser::SReport& found, const std::vector<SStation>& stations,
+               const std::vector<Mask>& changed, bool isDryRun)
+{
+    SReport report;
+    report.document = {{"command", "clean"},
+                       {"fusion", Describe(found)},
+                       {"scans", ordered_json::array()},
+                       {"dryRun", isDryRun}};
+    report.text = ToCount(found.numComponents, "component") + ", " +
+                  std::to_string(found.numSmallComponents) + " small; voxel " +
+                  ToText(found.voxelSize) + ", scale " + ToText(found.scale) + '\n';
+    for (std::size_t index = 0; index < stations.size(); ++index)
+    {
+        report.document["scans"].push_back(Compare(stations[index], changed[index]));
+        report.text += ToText(report.document["scans"].back(), isDryRun);
+    }
+    return report;
+}
+
 }  // namespace
 
 CLI::App& CCleanCommand::AddTo(CLI::App& program)
@@ -390,21 +409,7 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
     checkScans();
     // Asked once: a flag file that somebody makes from here on is not one that was continued.
     const std::vector<std::string> continued = findContinuedFlags();
-    const auto isReplaced = [&](std::size_t scan) { return m_force || !continued[scan].empty(); };
-    std::vector<SOutputFile> outputs;
-    for (std::size_t index = 0; index < m_scans.size() && !m_dryRun; ++index)
-    {
-        if (!m_outputs.empty())
-        {
-            // The rest of a scan may take its place, but nothing that of another.
-            outputs.push_back({"--output", m_outputs[index], m_force, m_scans[index]});
-        }
-        if (!m_flags.empty())
-        {
-            outputs.push_back({"--flags", m_flags[index], isReplaced(index)});
-        }
-    }
-    CheckOutputs(outputs, m_scans);
+    checkOutputs(continued);
     const auto locks = LockAll(m_dryRun ? std::vector<std::string>() : continued);
     std::vector<SStation> stations;
     for (std::size_t index = 0; index < m_scans.size(); ++index)
@@ -422,22 +427,49 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
         // This looks once more whether the scan is what it was, so it comes first.
         if (!m_outputs.empty())
         {
-            constexpr std::uint16_t c_dropped =
-                CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent;
-            const Application::CKeptPoints kept(words, c_dropped);
-            station.scan.WriteKept(m_outputs[index], kept, m_force,
-                                   MakeStepProgress(console, "Writing"));
-            WarnOfEmptyOutput(m_outputs[index], words.size(), kept.CountKept(words.size()),
-                              console);
+            writeRest(station.scan, words, m_outputs[index], console);
             report.text += "output: " + m_outputs[index] + '\n';
         }
         if (!m_flags.empty())
         {
-            Application::CFlagFile::Write(m_flags[index], words, isReplaced(index));
+            Application::CFlagFile::Write(m_flags[index], words, isReplaced(continued[index]));
             report.text += "flags: " + m_flags[index] + '\n';
         }
     }
     return report;
+}
+
+void CCleanCommand::checkOutputs(const std::vector<std::string>& continued) const
+{
+    std::vector<SOutputFile> outputs;
+    for (std::size_t index = 0; index < m_scans.size() && !m_dryRun; ++index)
+    {
+        if (!m_outputs.empty())
+        {
+            // The rest of a scan may take its place, but nothing that of another.
+            outputs.push_back({"--output", m_outputs[index], m_force, m_scans[index]});
+        }
+        if (!m_flags.empty())
+        {
+            outputs.push_back({"--flags", m_flags[index], isReplaced(continued[index])});
+        }
+    }
+    CheckOutputs(outputs, m_scans);
+}
+
+bool CCleanCommand::isReplaced(const std::string& continued) const
+{
+    return m_force || !continued.empty();
+}
+
+void CCleanCommand::writeRest(const Application::CScanFile& scan, const Words& words,
+                              const std::string& output, CConsole& console) const
+{
+    constexpr std::uint16_t c_dropped =
+        CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent;
+    const Application::CKeptPoints kept(words, c_dropped);
+    scan.WriteKept(output, kept, m_force, MakeStepProgress(console, "Writing"));
+    WarnOfEmptyOutput(output, words.size(), kept.CountKept(words.size()), console);
 }
 
 SReport CCleanCommand::clean(std::vector<SStation>& stations, std::vector<Mask>& changed,
@@ -451,21 +483,7 @@ SReport CCleanCommand::clean(std::vector<SStation>& stations, std::vector<Mask>&
     console.ShowProgress("Flagging", 0.0);
     changed = FlagSmallComponents(std::move(fusion.content), stations);
     CInterruption::ThrowIfRequested();
-
-    SReport report;
-    const CScanFuser::SReport& found = fusion.report;
-    report.document = {{"command", "clean"},
-                       {"fusion", Describe(found)},
-                       {"scans", ordered_json::array()},
-                       {"dryRun", m_dryRun}};
-    report.text = ToCount(found.numComponents, "component") + ", " +
-                  std::to_string(found.numSmallComponents) + " small; voxel " +
-                  ToText(found.voxelSize) + ", scale " + ToText(found.scale) + '\n';
-    for (std::size_t index = 0; index < stations.size(); ++index)
-    {
-        report.document["scans"].push_back(Compare(stations[index], changed[index]));
-        report.text += ToText(report.document["scans"].back(), m_dryRun);
-    }
+    SReport report = Report(fusion.report, stations, changed, m_dryRun);
     // What becomes of one scan depends on all of them.
     CheckUnchanged(stations);
     return report;

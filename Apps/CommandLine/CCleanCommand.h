@@ -25,10 +25,16 @@ private:
     void checkScans() const;
     /// Per scan the flag file that is there and goes on, or an empty name.
     [[nodiscard]] std::vector<std::string> findContinuedFlags() const;
+    void checkOutputs(const std::vector<std::string>& continued) const;
+    /// Whether a flag file may be replaced that \p continued names, or an empty name.
+    [[nodiscard]] bool isReplaced(const std::string& continued) const;
     [[nodiscard]] SReport cleanProject(CConsole& console) const;
     [[nodiscard]] SReport cleanScans(CConsole& console) const;
     [[nodiscard]] SReport clean(std::vector<Application::SStation>& stations,
                                 std::vector<Mask>& changed, CConsole& console) const;
+    void writeRest(const Application::CScanFile& scan,
+                   const std::vector<Base::CSurfelBitMask>& words, const std::string& output,
+                   CConsole& console) const;
 
     std::vector<std::string> m_scans;
     std::vector<std::string> m_outputs;

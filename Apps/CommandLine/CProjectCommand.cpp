@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "Application/Files/CInputError.h"
-#include "Application/Projects/CProject.h"
 #include "Application/Projects/ExcludedRegions.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Projects/TransformList.h"
@@ -232,8 +231,19 @@ std::vector<Application::SWorldBox> CProjectCommand::parseBoxes() const
     return boxes;
 }
 
-/// The scans with the names as given, not yet opened.
 std::vector<SProjectScan> CProjectCommand::collectScans() const
+{
+    std::vector<SProjectScan> scans = placeScans();
+    const int level = parseOptimizationLevel();
+    for (SProjectScan& scan : scans)
+    {
+        scan.optimizationLevel = level;
+    }
+    markSkeletons(scans);
+    return scans;
+}
+
+std::vector<SProjectScan> CProjectCommand::placeScans() const
 {
     if (m_scans.empty() && m_transforms.empty())
     {
@@ -261,21 +271,26 @@ std::vector<SProjectScan> CProjectCommand::collectScans() const
             add(fs::path(m_transforms).parent_path() / entry.file, entry.transform);
         }
     }
-    int level = 0;
-    if (!m_optimizationLevel.empty())
+    return scans;
+}
+
+int CProjectCommand::parseOptimizationLevel() const
+{
+    if (m_optimizationLevel.empty())
     {
-        const auto number = ParseCount("--optimization-level", m_optimizationLevel);
-        if (number > static_cast<std::uint64_t>(std::numeric_limits<int>::max()))
-        {
-            throw CUsageError("--optimization-level: expected a number of 31 bits, found '" +
-                              m_optimizationLevel + "'");
-        }
-        level = static_cast<int>(number);
+        return 0;
     }
-    for (SProjectScan& scan : scans)
+    const auto number = ParseCount("--optimization-level", m_optimizationLevel);
+    if (number > static_cast<std::uint64_t>(std::numeric_limits<int>::max()))
     {
-        scan.optimizationLevel = level;
+        throw CUsageError("--optimization-level: expected a number of 31 bits, found '" +
+                          m_optimizationLevel + "'");
     }
+    return static_cast<int>(number);
+}
+
+void CProjectCommand::markSkeletons(std::vector<SProjectScan>& scans) const
+{
     for (const std::string& skeleton : m_skeletons)
     {
         const auto found = std::find_if(scans.begin(), scans.end(), [&](const SProjectScan& scan) {
@@ -287,7 +302,6 @@ std::vector<SProjectScan> CProjectCommand::collectScans() const
         }
         found->isSkeleton = true;
     }
-    return scans;
 }
 
 void CProjectCommand::checkScans(const std::vector<SProjectScan>& scans) const
@@ -315,20 +329,24 @@ void CProjectCommand::checkScans(const std::vector<SProjectScan>& scans) const
     CheckOutputs({{"PROJECT", m_project, m_force}}, inputs);
 }
 
+std::uint64_t CProjectCommand::parseHistoryBudget() const
+{
+    constexpr std::uint64_t c_bytesPerMebibyte = std::uint64_t{1} << 20;
+    const std::uint64_t mebibytes = ParseCount("--history", m_historyBudget);
+    if (mebibytes > std::numeric_limits<std::uint64_t>::max() / c_bytesPerMebibyte)
+    {
+        throw CUsageError("--history: expected a number of MiB, found '" + m_historyBudget + "'");
+    }
+    return mebibytes * c_bytesPerMebibyte;
+}
+
 SReport CProjectCommand::create(CConsole& console) const
 {
     Application::SProjectDocument document;
     document.excluded = parseBoxes();
     if (!m_historyBudget.empty())
     {
-        constexpr std::uint64_t c_bytesPerMebibyte = std::uint64_t{1} << 20;
-        const std::uint64_t mebibytes = ParseCount("--history", m_historyBudget);
-        if (mebibytes > std::numeric_limits<std::uint64_t>::max() / c_bytesPerMebibyte)
-        {
-            throw CUsageError("--history: expected a number of MiB, found '" + m_historyBudget +
-                              "'");
-        }
-        document.historyBudget = mebibytes * c_bytesPerMebibyte;
+        document.historyBudget = parseHistoryBudget();
     }
     if (CScanFile::HasScanName(m_project))
     {
@@ -339,6 +357,24 @@ SReport CProjectCommand::create(CConsole& console) const
     CProject::CheckCreate(m_project, m_force);
     document.scans = collectScans();
     checkScans(document.scans);
+    const std::vector<CProject::SNewFlags> flags = readScans(document, console);
+    const CProject project = CProject::Create(m_project, std::move(document), flags, m_force);
+
+    SReport report;
+    report.document = {
+        {"command", "project create"}, {"project", m_project}, {"scans", ordered_json::array()}};
+    report.text = m_project + ": " + ToCount(project.GetDocument().scans.size(), "scan") + '\n';
+    for (std::size_t index = 0; index < project.GetDocument().scans.size(); ++index)
+    {
+        report.document["scans"].push_back(DescribeScan(project, index, report.damages));
+        report.text += DescribeStation(report.document["scans"].back());
+    }
+    return report;
+}
+
+std::vector<CProject::SNewFlags> CProjectCommand::readScans(Application::SProjectDocument& document,
+                                                            CConsole& console) const
+{
     std::vector<CProject::SNewFlags> flags;
     for (std::size_t index = 0; index < document.scans.size(); ++index)
     {
@@ -353,18 +389,7 @@ SReport CProjectCommand::create(CConsole& console) const
         entry.file = RelateTo(m_project, entry.file);
         CInterruption::ThrowIfRequested();
     }
-    const CProject project = CProject::Create(m_project, std::move(document), flags, m_force);
-
-    SReport report;
-    report.document = {
-        {"command", "project create"}, {"project", m_project}, {"scans", ordered_json::array()}};
-    report.text = m_project + ": " + ToCount(project.GetDocument().scans.size(), "scan") + '\n';
-    for (std::size_t index = 0; index < project.GetDocument().scans.size(); ++index)
-    {
-        report.document["scans"].push_back(DescribeScan(project, index, report.damages));
-        report.text += DescribeStation(report.document["scans"].back());
-    }
-    return report;
+    return flags;
 }
 
 SReport CProjectCommand::list() const

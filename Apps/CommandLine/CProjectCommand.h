@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "Application/Projects/CProject.h"
 #include "Application/Projects/SProjectDocument.h"
 #include "Apps/CommandLine/ICommand.h"
 
@@ -22,9 +23,19 @@ private:
     void addList(CLI::App& command);
     [[nodiscard]] SReport create(CConsole& console) const;
     [[nodiscard]] SReport list() const;
-    [[nodiscard]] std::vector<Application::SProjectScan> collectScans() const;
-    void checkScans(const std::vector<Application::SProjectScan>& scans) const;
     [[nodiscard]] std::vector<Application::SWorldBox> parseBoxes() const;
+    [[nodiscard]] std::uint64_t parseHistoryBudget() const;
+    [[nodiscard]] int parseOptimizationLevel() const;
+    /// The scans with the names as given, not yet opened.
+    [[nodiscard]] std::vector<Application::SProjectScan> collectScans() const;
+    /// Their names and transforms alone.
+    [[nodiscard]] std::vector<Application::SProjectScan> placeScans() const;
+    void markSkeletons(std::vector<Application::SProjectScan>& scans) const;
+    void checkScans(const std::vector<Application::SProjectScan>& scans) const;
+    /// Opens the scans of \p document one after the other, completes what it says of them, and
+    /// excludes what lies in its boxes.
+    [[nodiscard]] std::vector<Application::CProject::SNewFlags> readScans(
+        Application::SProjectDocument& document, CConsole& console) const;
 
     CLI::App* m_create = nullptr;
     CLI::App* m_list = nullptr;

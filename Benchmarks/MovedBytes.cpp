@@ -24,14 +24,14 @@ constexpr std::size_t c_prefetchDistance = 8192;
 
 using Vector [[gnu::vector_size(16)]] = std::uint64_t;
 
-Vector load(const std::byte* bytes)
+Vector Load(const std::byte* bytes)
 {
     Vector value;
     std::memcpy(&value, bytes, sizeof value);
     return value;
 }
 
-std::uint64_t readBytes(const std::byte* bytes, std::size_t numBytes, bool doesPrefetch)
+std::uint64_t ReadBytes(const std::byte* bytes, std::size_t numBytes, bool doesPrefetch)
 {
     constexpr std::size_t c_line = 4 * sizeof(Vector);
     // Sums that do not wait for each other.
@@ -45,22 +45,22 @@ std::uint64_t readBytes(const std::byte* bytes, std::size_t numBytes, bool doesP
         {
             __builtin_prefetch(bytes + line + c_prefetchDistance);
         }
-        a ^= load(bytes + line);
-        b ^= load(bytes + line + sizeof(Vector));
-        c ^= load(bytes + line + 2 * sizeof(Vector));
-        d ^= load(bytes + line + 3 * sizeof(Vector));
+        a ^= Load(bytes + line);
+        b ^= Load(bytes + line + sizeof(Vector));
+        c ^= Load(bytes + line + 2 * sizeof(Vector));
+        d ^= Load(bytes + line + 3 * sizeof(Vector));
     }
     const Vector sum = a ^ b ^ c ^ d;
     return sum[0] ^ sum[1];
 }
 
-void copyWords(const STask& task, std::size_t begin, std::size_t end)
+void CopyWords(const STask& task, std::size_t begin, std::size_t end)
 {
     std::copy(task.oldWords.data() + begin, task.oldWords.data() + end, task.words.data() + begin);
 }
 
 /// Past the caches, where the processor can.
-void streamWords(const STask& task, std::size_t begin, std::size_t end)
+void StreamWords(const STask& task, std::size_t begin, std::size_t end)
 {
 #ifdef __SSE2__
     constexpr std::size_t c_numWords = sizeof(__m128i) / sizeof(Base::CSurfelBitMask);
@@ -78,11 +78,11 @@ void streamWords(const STask& task, std::size_t begin, std::size_t end)
         _mm_stream_si128(reinterpret_cast<__m128i*>(task.words.data() + begin), value);
     }
 #endif
-    copyWords(task, begin, end);
+    CopyWords(task, begin, end);
 }
 
 template <bool c_doesStream, bool c_doesPrefetch>
-void move(const STask& task)
+void Move(const STask& task)
 {
     const std::size_t count = task.words.size();
     const std::size_t numBlocks = (count + c_surfelsPerBlock - 1) / c_surfelsPerBlock;
@@ -93,9 +93,9 @@ void move(const STask& task)
         for (std::size_t begin = firstOfBlock; begin < endOfBlock; begin += c_surfelsPerStep)
         {
             const std::size_t end = std::min(begin + c_surfelsPerStep, endOfBlock);
-            sum ^= readBytes(task.positions + begin * task.stride, (end - begin) * task.stride,
+            sum ^= ReadBytes(task.positions + begin * task.stride, (end - begin) * task.stride,
                              c_doesPrefetch);
-            (c_doesStream ? streamWords : copyWords)(task, begin, end);
+            (c_doesStream ? StreamWords : CopyWords)(task, begin, end);
         }
         benchmark::DoNotOptimize(sum);
     });
@@ -106,10 +106,10 @@ void move(const STask& task)
 
 std::vector<SForm> GetForms()
 {
-    return {{"plain", move<false, false>},
-            {"prefetch", move<false, true>},
-            {"streaming", move<true, false>},
-            {"streaming+prefetch", move<true, true>}};
+    return {{"plain", Move<false, false>},
+            {"prefetch", Move<false, true>},
+            {"streaming", Move<true, false>},
+            {"streaming+prefetch", Move<true, true>}};
 }
 
 }  // namespace MovedBytes

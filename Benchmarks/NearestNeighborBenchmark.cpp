@@ -27,14 +27,14 @@ constexpr float c_bound = 2.25F;
 constexpr std::size_t c_mostQueries = 1000000;
 
 /// A rolling landscape.
-float heightAt(float x, float y)
+float HeightAt(float x, float y)
 {
     return 20.0F * std::sin(x / 50.0F) * std::cos(y / 70.0F) +
            4.0F * std::sin(x / 9.0F + y / 31.0F);
 }
 
 /// Positions row by row over a square of the landscape, moved at random by up to \p jitter.
-std::vector<LqVector3f> makeRows(std::size_t count, float side, float jitter, std::uint32_t seed)
+std::vector<LqVector3f> MakeRows(std::size_t count, float side, float jitter, std::uint32_t seed)
 {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> offset(-jitter, jitter);
@@ -45,7 +45,7 @@ std::vector<LqVector3f> makeRows(std::size_t count, float side, float jitter, st
     {
         const float x = static_cast<float>(i % columns) * spacing + offset(random);
         const float y = static_cast<float>(i / columns) * spacing + offset(random);
-        rows[i] = {x, y, heightAt(x, y) + 0.3F * offset(random)};
+        rows[i] = {x, y, HeightAt(x, y) + 0.3F * offset(random)};
     }
     return rows;
 }
@@ -57,7 +57,7 @@ struct SScene
     std::vector<LqVector3f> shuffled;
 };
 
-const SScene& getScene(std::int64_t pointCount)
+const SScene& GetScene(std::int64_t pointCount)
 {
     static std::map<std::int64_t, SScene> scenes;
     const auto [entry, isNew] = scenes.try_emplace(pointCount);
@@ -65,9 +65,9 @@ const SScene& getScene(std::int64_t pointCount)
     if (isNew)
     {
         const float side = std::sqrt(static_cast<float>(pointCount));
-        scene.points = makeRows(static_cast<std::size_t>(pointCount), side, 0.35F, 1);
+        scene.points = MakeRows(static_cast<std::size_t>(pointCount), side, 0.35F, 1);
         const std::size_t queryCount = std::min(c_mostQueries, 10 * scene.points.size());
-        scene.scanOrder = makeRows(queryCount, side, 0.5F, 2);
+        scene.scanOrder = MakeRows(queryCount, side, 0.5F, 2);
         std::mt19937 random(3);
         for (LqVector3f& query : scene.scanOrder)
         {
@@ -79,14 +79,14 @@ const SScene& getScene(std::int64_t pointCount)
     return scene;
 }
 
-CNearestNeighborIndex makeIndex(const std::vector<LqVector3f>& points, std::string_view kernel)
+CNearestNeighborIndex MakeIndex(const std::vector<LqVector3f>& points, std::string_view kernel)
 {
     return CNearestNeighborIndex(
         {reinterpret_cast<const std::byte*>(points.data()), sizeof(LqVector3f), points.size()},
         kernel);
 }
 
-void setBuildFigures(benchmark::State& state, std::int64_t count, std::size_t bytes)
+void SetBuildFigures(benchmark::State& state, std::int64_t count, std::size_t bytes)
 {
     state.SetItemsProcessed(state.iterations() * count);
     if (bytes > 0)
@@ -95,30 +95,30 @@ void setBuildFigures(benchmark::State& state, std::int64_t count, std::size_t by
     }
 }
 
-void buildIndex(benchmark::State& state, std::int64_t count)
+void BuildIndex(benchmark::State& state, std::int64_t count)
 {
-    const SScene& scene = getScene(count);
+    const SScene& scene = GetScene(count);
     std::size_t bytes = 0;
     for (auto unused : state)
     {
         static_cast<void>(unused);
-        bytes = makeIndex(scene.points, {}).GetMemorySize();
+        bytes = MakeIndex(scene.points, {}).GetMemorySize();
     }
-    setBuildFigures(state, count, bytes);
+    SetBuildFigures(state, count, bytes);
 }
 
-void buildPeer(benchmark::State& state, std::int64_t count, const Peers::SNearestNeighborPeer& peer)
+void BuildPeer(benchmark::State& state, std::int64_t count, const Peers::SNearestNeighborPeer& peer)
 {
-    const auto searcher = peer.make(getScene(count).points);
+    const auto searcher = peer.make(GetScene(count).points);
     for (auto unused : state)
     {
         static_cast<void>(unused);
         searcher->Build();
     }
-    setBuildFigures(state, count, searcher->GetMemorySize());
+    SetBuildFigures(state, count, searcher->GetMemorySize());
 }
 
-float squaredDistance(const LqVector3f& a, const LqVector3f& b)
+float SquaredDistance(const LqVector3f& a, const LqVector3f& b)
 {
     const float x = a.x - b.x;
     const float y = a.y - b.y;
@@ -129,26 +129,26 @@ float squaredDistance(const LqVector3f& a, const LqVector3f& b)
 constexpr std::size_t c_numSamples = 20000;
 
 /// The squared distance of what was found, or the bound's for nothing.
-float distanceOf(const SScene& scene, const LqVector3f& query, std::int32_t found)
+float DistanceOf(const SScene& scene, const LqVector3f& query, std::int32_t found)
 {
     return found < 0 ? c_bound * c_bound
-                     : squaredDistance(query, scene.points[static_cast<std::size_t>(found)]);
+                     : SquaredDistance(query, scene.points[static_cast<std::size_t>(found)]);
 }
 
 /// Our distances for the first shuffled queries of a scene, which is asked for once.
-const std::vector<float>& getExpected(std::int64_t pointCount)
+const std::vector<float>& GetExpected(std::int64_t pointCount)
 {
     static std::map<std::int64_t, std::vector<float>> distances;
     const auto [entry, isNew] = distances.try_emplace(pointCount);
     if (isNew)
     {
-        const SScene& scene = getScene(pointCount);
-        const CNearestNeighborIndex index = makeIndex(scene.points, {});
+        const SScene& scene = GetScene(pointCount);
+        const CNearestNeighborIndex index = MakeIndex(scene.points, {});
         for (std::size_t i = 0; i < std::min(c_numSamples, scene.shuffled.size()); ++i)
         {
             const LqVector3f& query = scene.shuffled[i];
             entry->second.push_back(
-                distanceOf(scene, query, index.FindNearestNeighbor(query, c_bound, nullptr)));
+                DistanceOf(scene, query, index.FindNearestNeighbor(query, c_bound, nullptr)));
         }
     }
     return entry->second;
@@ -158,15 +158,15 @@ const std::vector<float>& getExpected(std::int64_t pointCount)
 /// several points at the same distance is found is free, and others add up the squares in their own
 /// order.
 template <typename Find>
-void runQueries(benchmark::State& state, std::int64_t pointCount, bool isShuffled, const Find& find)
+void RunQueries(benchmark::State& state, std::int64_t pointCount, bool isShuffled, const Find& find)
 {
     constexpr float c_relativeError = 1e-5F;
-    const SScene& scene = getScene(pointCount);
-    const std::vector<float>& expected = getExpected(pointCount);
+    const SScene& scene = GetScene(pointCount);
+    const std::vector<float>& expected = GetExpected(pointCount);
     for (std::size_t i = 0; i < expected.size(); ++i)
     {
         const LqVector3f& query = scene.shuffled[i];
-        const float distance = distanceOf(scene, query, find(query));
+        const float distance = DistanceOf(scene, query, find(query));
         if (std::abs(distance - expected[i]) > c_relativeError * expected[i])
         {
             state.SkipWithError("finds other neighbours");
@@ -197,7 +197,7 @@ public:
     {
         if (m_searcher == nullptr)
         {
-            m_searcher = m_peer.make(getScene(m_pointCount).points);
+            m_searcher = m_peer.make(GetScene(m_pointCount).points);
             m_searcher->Build();
         }
         return *m_searcher;
@@ -209,35 +209,35 @@ private:
     std::unique_ptr<Peers::INearestNeighborSearcher> m_searcher;
 };
 
-void queryIndex(benchmark::State& state, std::int64_t count, bool isShuffled,
+void QueryIndex(benchmark::State& state, std::int64_t count, bool isShuffled,
                 const std::string& kernel)
 {
-    const CNearestNeighborIndex index = makeIndex(getScene(count).points, kernel);
-    runQueries(state, count, isShuffled, [&](const LqVector3f& query) {
+    const CNearestNeighborIndex index = MakeIndex(GetScene(count).points, kernel);
+    RunQueries(state, count, isShuffled, [&](const LqVector3f& query) {
         return index.FindNearestNeighbor(query, c_bound, nullptr);
     });
 }
 
-void queryPeer(benchmark::State& state, std::int64_t count, bool isShuffled,
+void QueryPeer(benchmark::State& state, std::int64_t count, bool isShuffled,
                Peers::INearestNeighborSearcher& searcher)
 {
-    runQueries(state, count, isShuffled,
+    RunQueries(state, count, isShuffled,
                [&](const LqVector3f& query) { return searcher.Find(query, c_bound); });
 }
 
 /// Registers the forms of each size one after the other, so that they meet the same machine.
-void addAll()
+void AddAll()
 {
     const auto peers = Peers::GetNearestNeighborSearchers();
     for (const std::int64_t count : {1000, 10'000, 100'000, 1'000'000, 5'000'000})
     {
         BenchmarkProgram::Add("NearestNeighborBuild", "Veko2", "Surface", count,
-                              [=](benchmark::State& state) { buildIndex(state, count); });
+                              [=](benchmark::State& state) { BuildIndex(state, count); });
         std::vector<std::shared_ptr<CKeptSearcher>> searchers;
         for (const Peers::SNearestNeighborPeer& peer : peers)
         {
             BenchmarkProgram::Add("NearestNeighborBuild", "Peer:" + peer.name, "Surface", count,
-                                  [=](benchmark::State& state) { buildPeer(state, count, peer); });
+                                  [=](benchmark::State& state) { BuildPeer(state, count, peer); });
             searchers.push_back(std::make_shared<CKeptSearcher>(peer, count));
         }
         for (const bool isShuffled : {false, true})
@@ -248,14 +248,14 @@ void addAll()
                 const std::string kernel(name);
                 BenchmarkProgram::Add(
                     "NearestNeighborQuery", "Veko2:" + kernel, order, count,
-                    [=](benchmark::State& state) { queryIndex(state, count, isShuffled, kernel); });
+                    [=](benchmark::State& state) { QueryIndex(state, count, isShuffled, kernel); });
             }
             for (std::size_t peer = 0; peer < peers.size(); ++peer)
             {
                 BenchmarkProgram::Add("NearestNeighborQuery", "Peer:" + peers[peer].name, order,
                                       count,
                                       [=, searcher = searchers[peer]](benchmark::State& state) {
-                                          queryPeer(state, count, isShuffled, searcher->Get());
+                                          QueryPeer(state, count, isShuffled, searcher->Get());
                                       });
             }
         }
@@ -267,5 +267,5 @@ void addAll()
 int main(int argc, char** argv)
 {
     const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
-    return BenchmarkProgram::Run(argc, argv, addAll);
+    return BenchmarkProgram::Run(argc, argv, AddAll);
 }

@@ -16,7 +16,7 @@ std::atomic<bool> g_isCounting = false;
 std::atomic<std::int64_t> g_current = 0;
 std::atomic<std::int64_t> g_peak = 0;
 
-void add(std::int64_t numBytes)
+void Add(std::int64_t numBytes)
 {
     const std::int64_t current = g_current += numBytes;
     std::int64_t peak = g_peak;
@@ -24,7 +24,7 @@ void add(std::int64_t numBytes)
     {}
 }
 
-void* allocate(std::size_t size, std::size_t alignment)
+void* Allocate(std::size_t size, std::size_t alignment)
 {
     const std::size_t wholeBlocks = (std::max<std::size_t>(size, 1) + alignment - 1) / alignment;
     void* const memory = alignment <= alignof(std::max_align_t)
@@ -36,16 +36,16 @@ void* allocate(std::size_t size, std::size_t alignment)
     }
     if (g_isCounting.load(std::memory_order_relaxed))
     {
-        add(static_cast<std::int64_t>(malloc_usable_size(memory)));
+        Add(static_cast<std::int64_t>(malloc_usable_size(memory)));
     }
     return memory;
 }
 
-void release(void* memory)
+void Release(void* memory)
 {
     if (memory != nullptr && g_isCounting.load(std::memory_order_relaxed))
     {
-        add(-static_cast<std::int64_t>(malloc_usable_size(memory)));
+        Add(-static_cast<std::int64_t>(malloc_usable_size(memory)));
     }
     std::free(memory);
 }
@@ -54,27 +54,27 @@ void release(void* memory)
 
 void* operator new(std::size_t size)
 {
-    return allocate(size, alignof(std::max_align_t));
+    return Allocate(size, alignof(std::max_align_t));
 }
 void* operator new(std::size_t size, std::align_val_t alignment)
 {
-    return allocate(size, static_cast<std::size_t>(alignment));
+    return Allocate(size, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 
 namespace PeakMemory

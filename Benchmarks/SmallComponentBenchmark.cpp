@@ -66,7 +66,7 @@ private:
 };
 
 /// A rolling landscape.
-float heightAt(float x, float y)
+float HeightAt(float x, float y)
 {
     return 20.0F * std::sin(x / 50.0F) * std::cos(y / 70.0F) +
            4.0F * std::sin(x / 9.0F + y / 31.0F);
@@ -85,7 +85,7 @@ public:
         {
             const float x = static_cast<float>(index % m_columns) + offset(0.35F);
             const float y = static_cast<float>(index / m_columns) + offset(0.35F);
-            addPoint(m_mainRecords, {x, y, heightAt(x, y) + 0.3F * offset(0.35F)});
+            addPoint(m_mainRecords, {x, y, HeightAt(x, y) + 0.3F * offset(0.35F)});
         }
         for (float y = 0.5F * c_bitPitch; y < m_side; y += c_bitPitch)
         {
@@ -132,7 +132,7 @@ private:
         m_points.push_back(point);
     }
 
-    [[nodiscard]] static float heightOfBit(float x, float y) { return heightAt(x, y) + 6.0F; }
+    [[nodiscard]] static float heightOfBit(float x, float y) { return HeightAt(x, y) + 6.0F; }
 
     /// How far a coordinate is from the middle of the nearest bit.
     [[nodiscard]] static float fromBit(float coordinate)
@@ -150,7 +150,7 @@ private:
         {
             const float x = (static_cast<float>(index % columns) + offset(0.5F)) * spacing;
             const float y = (static_cast<float>(index / columns) + offset(0.5F)) * spacing;
-            LqVector3f position{x, y, heightAt(x, y) + offset(0.15F)};
+            LqVector3f position{x, y, HeightAt(x, y) + offset(0.15F)};
             const bool isBelowBit = std::abs(fromBit(x)) < 1.0F && std::abs(fromBit(y)) < 1.0F;
             const std::uint32_t kind = static_cast<std::uint32_t>(m_random()) % 100;
             if (isBelowBit && kind < 50)
@@ -195,7 +195,7 @@ private:
 };
 
 /// The last scene only, since they are large.
-const CScene& getScene(std::int64_t numPoints, std::int64_t numSurfels)
+const CScene& GetScene(std::int64_t numPoints, std::int64_t numSurfels)
 {
     static std::pair<std::int64_t, std::int64_t> sizes;
     static std::unique_ptr<const CScene> scene;
@@ -209,42 +209,42 @@ const CScene& getScene(std::int64_t numPoints, std::int64_t numSurfels)
     return *scene;
 }
 
-Operation makeOperation(const CScene& scene)
+Operation MakeOperation(const CScene& scene)
 {
     std::shared_ptr<const SFuserContent> content = scene.GetContent();
     return Operation(content);
 }
 
-Words noWords(const CScene& scene)
+Words NoWords(const CScene& scene)
 {
     return Words(scene.GetPositions().size() / c_stride);
 }
 
 /// The words after \p operation, none set before.
-Words flagAll(const CScene& scene, const Operation& operation)
+Words FlagAll(const CScene& scene, const Operation& operation)
 {
-    const auto answer = operation.ComputeModifications(scene.MakeBatch(noWords(scene)));
+    const auto answer = operation.ComputeModifications(scene.MakeBatch(NoWords(scene)));
     return answer.messages.empty()
-               ? noWords(scene)
+               ? NoWords(scene)
                : answer.messages[0].GetNewState().mask.GetValue()->GetBitMasks();
 }
 
-void flagAnew(benchmark::State& state, const CScene& scene)
+void FlagAnew(benchmark::State& state, const CScene& scene)
 {
-    const Base::CEntityMapSyncBatch batch = scene.MakeBatch(noWords(scene));
+    const Base::CEntityMapSyncBatch batch = scene.MakeBatch(NoWords(scene));
     for ([[maybe_unused]] auto _ : state)
     {
-        const Operation operation = makeOperation(scene);
+        const Operation operation = MakeOperation(scene);
         benchmark::DoNotOptimize(operation.ComputeModifications(batch).messages.data());
     }
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(noWords(scene).size()));
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(NoWords(scene).size()));
 }
 
-Words flagWithPeer(const CScene& scene, const Peers::SNearestNeighborPeer& peer)
+Words FlagWithPeer(const CScene& scene, const Peers::SNearestNeighborPeer& peer)
 {
     const auto searcher = peer.make(scene.GetPoints());
     searcher->Build();
-    Words words = noWords(scene);
+    Words words = NoWords(scene);
     for (std::size_t index = 0; index < words.size(); ++index)
     {
         LqVector3f position;
@@ -259,7 +259,7 @@ Words flagWithPeer(const CScene& scene, const Peers::SNearestNeighborPeer& peer)
 
 /// How many words may differ: of equally near points the peers take any, and they add up squares in
 /// their own order.
-std::size_t countDifferent(const Words& a, const Words& b)
+std::size_t CountDifferent(const Words& a, const Words& b)
 {
     std::size_t count = 0;
     for (std::size_t index = 0; index < a.size(); ++index)
@@ -269,22 +269,22 @@ std::size_t countDifferent(const Words& a, const Words& b)
     return count;
 }
 
-void flagWithPeerAnew(benchmark::State& state, const CScene& scene,
+void FlagWithPeerAnew(benchmark::State& state, const CScene& scene,
                       const Peers::SNearestNeighborPeer& peer)
 {
     Words words;
     for ([[maybe_unused]] auto _ : state)
     {
-        words = flagWithPeer(scene, peer);
+        words = FlagWithPeer(scene, peer);
     }
-    if (countDifferent(words, flagAll(scene, makeOperation(scene))) > words.size() / 100000)
+    if (CountDifferent(words, FlagAll(scene, MakeOperation(scene))) > words.size() / 100000)
     {
         state.SkipWithError("flags other surfels");
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(words.size()));
 }
 
-void setMovedBytes(benchmark::State& state, std::size_t count)
+void SetMovedBytes(benchmark::State& state, std::size_t count)
 {
     const auto items = state.iterations() * static_cast<std::int64_t>(count);
     state.SetItemsProcessed(items);
@@ -293,37 +293,37 @@ void setMovedBytes(benchmark::State& state, std::size_t count)
 }
 
 /// A pass that changes no word, as after most updates.
-void flagAgain(benchmark::State& state, const CScene& scene)
+void FlagAgain(benchmark::State& state, const CScene& scene)
 {
-    const Operation operation = makeOperation(scene);
-    const Words words = flagAll(scene, operation);
+    const Operation operation = MakeOperation(scene);
+    const Words words = FlagAll(scene, operation);
     const Base::CEntityMapSyncBatch batch = scene.MakeBatch(words);
     for ([[maybe_unused]] auto _ : state)
     {
         benchmark::DoNotOptimize(operation.ComputeModifications(batch).messages.data());
     }
-    setMovedBytes(state, words.size());
+    SetMovedBytes(state, words.size());
 }
 
-void moveBytes(benchmark::State& state, const CScene& scene, const MovedBytes::SForm& form)
+void MoveBytes(benchmark::State& state, const CScene& scene, const MovedBytes::SForm& form)
 {
-    const Words before = noWords(scene);
+    const Words before = NoWords(scene);
     Words after = before;
     for ([[maybe_unused]] auto _ : state)
     {
         form.move({scene.GetPositions().data(), c_stride, before, after});
     }
-    setMovedBytes(state, before.size());
+    SetMovedBytes(state, before.size());
 }
 
 /// Adds a benchmark whose scene is made when it runs.
 template <typename Run>
-void add(const std::string& path, const std::string& form, std::size_t numThreads,
+void Add(const std::string& path, const std::string& form, std::size_t numThreads,
          std::int64_t numPoints, std::int64_t numSurfels, const Run& run)
 {
     BenchmarkProgram::Add(path, form, numThreads == 1 ? "Scan" : "Scan,ThreadsAll", numSurfels,
                           [=](benchmark::State& state) {
-                              const CScene& scene = getScene(numPoints, numSurfels);
+                              const CScene& scene = GetScene(numPoints, numSurfels);
                               const tbb::global_control control(
                                   tbb::global_control::max_allowed_parallelism, numThreads);
                               run(state, scene);
@@ -331,7 +331,7 @@ void add(const std::string& path, const std::string& form, std::size_t numThread
 }
 
 /// Registers the forms of each size one after the other, so that they meet the same machine.
-void addAll()
+void AddAll()
 {
     const auto peers = Peers::GetNearestNeighborSearchers();
     const std::size_t allThreads = std::max(2U, std::thread::hardware_concurrency());
@@ -342,21 +342,21 @@ void addAll()
         const std::int64_t numSurfels = surfels;
         for (const std::size_t numThreads : {std::size_t{1}, allThreads})
         {
-            add("SmallComponentsAnew", "Veko2", numThreads, numPoints, numSurfels, flagAnew);
+            Add("SmallComponentsAnew", "Veko2", numThreads, numPoints, numSurfels, FlagAnew);
             for (const Peers::SNearestNeighborPeer& peer : peers)
             {
-                add("SmallComponentsAnew", "Peer:" + peer.name, numThreads, numPoints, numSurfels,
+                Add("SmallComponentsAnew", "Peer:" + peer.name, numThreads, numPoints, numSurfels,
                     [peer](benchmark::State& state, const CScene& scene) {
-                        flagWithPeerAnew(state, scene, peer);
+                        FlagWithPeerAnew(state, scene, peer);
                     });
             }
         }
-        add("SmallComponentsAgain", "Veko2", 1, numPoints, numSurfels, flagAgain);
+        Add("SmallComponentsAgain", "Veko2", 1, numPoints, numSurfels, FlagAgain);
         for (const MovedBytes::SForm& form : MovedBytes::GetForms())
         {
-            add("SmallComponentsAgain", "Limit:" + form.name, 1, numPoints, numSurfels,
+            Add("SmallComponentsAgain", "Limit:" + form.name, 1, numPoints, numSurfels,
                 [form](benchmark::State& state, const CScene& scene) {
-                    moveBytes(state, scene, form);
+                    MoveBytes(state, scene, form);
                 });
         }
     }
@@ -366,5 +366,5 @@ void addAll()
 
 int main(int argc, char** argv)
 {
-    return BenchmarkProgram::Run(argc, argv, addAll);
+    return BenchmarkProgram::Run(argc, argv, AddAll);
 }

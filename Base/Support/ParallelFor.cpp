@@ -59,7 +59,7 @@ private:
 /// Keeps the scheduler in memory until the process ends. Its workers outlive the loops that started
 /// them; if it left with the last library that uses it, as when an application unloads a plug-in,
 /// they would wake up without their code.
-void keepSchedulerLoaded()
+void KeepSchedulerLoaded()
 {
     [[maybe_unused]] static void* const c_scheduler = [] {
         Dl_info place{};
@@ -83,7 +83,7 @@ void RunParallelFor(std::uint32_t count, ParallelForItem item, const void* body)
         item(body, 0);
         return;
     }
-    keepSchedulerLoaded();
+    KeepSchedulerLoaded();
     CHandOver handOver;
     handOver.ReleaseToItems();
     struct SAcquireAtEnd

@@ -25,26 +25,26 @@ static_assert(c_surfelBlockSize % c_surfelsPerGroup == 0, "groups do not reach a
 using Lanes = float __attribute__((vector_size(16)));
 using LaneMask = decltype(Lanes() < Lanes());
 
-Lanes loadLanes(const std::byte* address, std::size_t numBytes)
+Lanes LoadLanes(const std::byte* address, std::size_t numBytes)
 {
     Lanes lanes{};
     std::memcpy(&lanes, address, numBytes);
     return lanes;
 }
 
-bool isFinite(const LqVector3f& position)
+bool HasFiniteCoordinates(const LqVector3f& position)
 {
     return std::isfinite(position.x) && std::isfinite(position.y) && std::isfinite(position.z);
 }
 
 /// BoundPositions() one position after the other, with any stride and any coordinates.
-SSurfelRun boundOneByOne(const SPositionArray& positions, std::uint64_t begin, std::uint64_t end)
+SSurfelRun BoundOneByOne(const SPositionArray& positions, std::uint64_t begin, std::uint64_t end)
 {
     SSurfelRun run;
     for (std::uint64_t index = begin; index < end; ++index)
     {
         const LqVector3f position = positions[index];
-        if (isFinite(position))
+        if (HasFiniteCoordinates(position))
         {
             run.box.Extend(position);
         }
@@ -84,7 +84,7 @@ public:
             const auto* const bytes = reinterpret_cast<const std::byte*>(corners);
             for (std::size_t corner = 0; corner < 4; ++corner)
             {
-                Add(loadLanes(bytes + corner * sizeof(LqVector3f), sizeof(LqVector3f)));
+                Add(LoadLanes(bytes + corner * sizeof(LqVector3f), sizeof(LqVector3f)));
             }
         }
         m_isNaN |= LaneMask{} - static_cast<int>(bounds.hasNaN);
@@ -95,8 +95,8 @@ public:
     [[nodiscard]] bool IsFinite() const
     {
         const bool isNaN = (m_isNaN[0] | m_isNaN[1] | m_isNaN[2]) != 0;
-        return !isNaN && isFinite({m_min[0], m_min[1], m_min[2]}) &&
-               isFinite({m_max[0], m_max[1], m_max[2]});
+        return !isNaN && HasFiniteCoordinates({m_min[0], m_min[1], m_min[2]}) &&
+               HasFiniteCoordinates({m_max[0], m_max[1], m_max[2]});
     }
 
     [[nodiscard]] bool HasZero() const
@@ -121,7 +121,7 @@ private:
     LaneMask m_isNaN{};
 };
 
-SSurfelRun unite(std::span<const SSurfelRun> runs)
+SSurfelRun Unite(std::span<const SSurfelRun> runs)
 {
     SSurfelRun whole;
     for (const SSurfelRun& run : runs)
@@ -136,7 +136,7 @@ SSurfelRun unite(std::span<const SSurfelRun> runs)
     return whole;
 }
 
-double measure(const Geometry::CBox3D& box)
+double Measure(const Geometry::CBox3D& box)
 {
     if (box.IsEmpty())
     {
@@ -147,17 +147,17 @@ double measure(const Geometry::CBox3D& box)
            (static_cast<double>(box.max.z) - static_cast<double>(box.min.z));
 }
 
-SSurfelRunGroup makeGroup(std::span<const SSurfelRun> runs)
+SSurfelRunGroup MakeGroup(std::span<const SSurfelRun> runs)
 {
     // Surfels of one place in space in an arbitrary order come to at least 0.9.
     constexpr double c_small = 0.75;
     double sum = 0.0;
     for (const SSurfelRun& run : runs)
     {
-        sum += measure(run.box);
+        sum += Measure(run.box);
     }
-    const SSurfelRun whole = unite(runs);
-    return {whole, sum < c_small * measure(whole.box) * static_cast<double>(runs.size())};
+    const SSurfelRun whole = Unite(runs);
+    return {whole, sum < c_small * Measure(whole.box) * static_cast<double>(runs.size())};
 }
 
 }  // namespace
@@ -168,7 +168,7 @@ SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin, 
     const bool hasRoom = positions.stride >= sizeof(float);
     if (!hasRoom)
     {
-        return boundOneByOne(positions, begin, end);
+        return BoundOneByOne(positions, begin, end);
     }
     const std::uint64_t endOfWhole = std::min(end, positions.count - 1);
     const auto bound = [&](std::uint64_t numPacked) {
@@ -181,12 +181,12 @@ SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin, 
         const std::byte* address = positions.first + index * positions.stride;
         for (; index < endOfWhole; ++index)
         {
-            bounds.Add(loadLanes(address, sizeof(Lanes)));
+            bounds.Add(LoadLanes(address, sizeof(Lanes)));
             address += positions.stride;
         }
         if (endOfWhole < end)
         {
-            bounds.Add(loadLanes(address, sizeof(LqVector3f)));
+            bounds.Add(LoadLanes(address, sizeof(LqVector3f)));
         }
         return bounds;
     };
@@ -199,7 +199,7 @@ SSurfelRun BoundPositions(const SPositionArray& positions, std::uint64_t begin, 
     }
     if (!bounds.IsFinite())
     {
-        return boundOneByOne(positions, begin, end);
+        return BoundOneByOne(positions, begin, end);
     }
     return {bounds.GetBox(), true};
 }
@@ -214,7 +214,7 @@ Geometry::CBox3D BoundAllPositions(SPositionArray positions)
     ForEachSurfelBlock(positions.count, [&](std::uint64_t begin, std::uint64_t end) {
         blocks[begin / c_surfelBlockSize] = BoundPositions(positions, begin, end);
     });
-    return unite(blocks).box;
+    return Unite(blocks).box;
 }
 
 SSurfelRuns MakeSurfelRuns(const SPositionArray& positions)
@@ -236,7 +236,7 @@ SSurfelRuns MakeSurfelRuns(const SPositionArray& positions)
                     BoundPositions(positions, first, std::min(first + c_surfelsPerRun, endOfGroup));
                 ++run;
             }
-            runs.groups[firstOfGroup / c_surfelsPerGroup] = makeGroup({firstRun, run});
+            runs.groups[firstOfGroup / c_surfelsPerGroup] = MakeGroup({firstRun, run});
         }
     });
     return runs;

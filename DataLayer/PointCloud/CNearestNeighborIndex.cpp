@@ -20,12 +20,12 @@ using NearestNeighbor::SRecord;
 namespace
 {
 
-bool isFinite(const LqVector3f& point)
+bool IsFinite(const LqVector3f& point)
 {
     return std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z);
 }
 
-NearestNeighbor::FindFunction findKernel(std::string_view name)
+NearestNeighbor::FindFunction FindKernel(std::string_view name)
 {
     for (const NearestNeighbor::SKernel& kernel : NearestNeighbor::GetKernels())
     {
@@ -85,7 +85,7 @@ private:
         for (std::uint64_t index = first; index < end; ++index)
         {
             const LqVector3f position = m_positions[index];
-            if (isFinite(position))
+            if (IsFinite(position))
             {
                 body(index, position);
             }
@@ -100,7 +100,7 @@ private:
 
 CNearestNeighborIndex::CNearestNeighborIndex(const SPositionArray& positions,
                                              std::string_view kernel)
-    : m_find(findKernel(kernel))
+    : m_find(FindKernel(kernel))
 {
     if (positions.count > c_maximumCount)
     {
@@ -121,7 +121,7 @@ CNearestNeighborIndex::~CNearestNeighborIndex() = default;
 std::int32_t CNearestNeighborIndex::FindNearestNeighbor(const LqVector3f& point, float bound,
                                                         const void* /*reserved*/) const
 {
-    if (m_leaves.empty() || !isFinite(point) || !(bound >= 0.0F))
+    if (m_leaves.empty() || !IsFinite(point) || !(bound >= 0.0F))
     {
         return -1;
     }

@@ -29,7 +29,7 @@ struct SKernel
     NeighborCells::LookFunction look;
 };
 
-std::vector<SKernel> getKernels()
+std::vector<SKernel> GetKernels()
 {
     std::vector<SKernel> kernels;
 #if defined(__x86_64__)
@@ -46,9 +46,9 @@ std::vector<SKernel> getKernels()
     return kernels;
 }
 
-NeighborCells::LookFunction findKernel(std::string_view name)
+NeighborCells::LookFunction FindKernel(std::string_view name)
 {
-    for (const SKernel& kernel : getKernels())
+    for (const SKernel& kernel : GetKernels())
     {
         if (name.empty() || name == kernel.name)
         {
@@ -63,7 +63,7 @@ NeighborCells::LookFunction findKernel(std::string_view name)
 std::unique_ptr<const CNearestNeighborSplit> CNearestNeighborSplit::Make(
     const CDeferredNeighborSearch& search, std::int32_t last, float bound, std::string_view kernel)
 {
-    const NeighborCells::LookFunction look = findKernel(kernel);
+    const NeighborCells::LookFunction look = FindKernel(kernel);
     std::optional<CNeighborCells> cells = CNeighborCells::Make(search.GetPositions(), last, bound);
     if (!cells)
     {
@@ -115,7 +115,7 @@ std::size_t CNearestNeighborSplit::GetMemorySize() const
 std::vector<std::string_view> CNearestNeighborSplit::GetKernelNames()
 {
     std::vector<std::string_view> names;
-    for (const SKernel& kernel : getKernels())
+    for (const SKernel& kernel : GetKernels())
     {
         names.push_back(kernel.name);
     }

@@ -28,7 +28,7 @@ constexpr float c_infinity = std::numeric_limits<float>::infinity();
 /// Stands for the index where an axis is expected.
 constexpr std::uint32_t c_byIndex = 3;
 
-SNode emptyNode()
+SNode EmptyNode()
 {
     SNode node;
     for (std::uint32_t axis = 0; axis < 3; ++axis)
@@ -42,7 +42,7 @@ SNode emptyNode()
 
 /// The axis along which every record number \p step spreads farthest, or c_byIndex when all of them
 /// are in one place.
-std::uint32_t longestSide(const SRecord* first, std::size_t count, std::size_t step)
+std::uint32_t LongestSide(const SRecord* first, std::size_t count, std::size_t step)
 {
     // A record at a time; what the index is as a float does not matter.
     using SFloats = float __attribute__((vector_size(sizeof(SRecord))));
@@ -71,12 +71,12 @@ std::uint32_t longestSide(const SRecord* first, std::size_t count, std::size_t s
 
 /// The axis along which the records spread farthest, as a sample of them tells, or c_byIndex when
 /// all positions are equal.
-std::uint32_t longestSide(const SRecord* first, const SRecord* last)
+std::uint32_t LongestSide(const SRecord* first, const SRecord* last)
 {
     constexpr std::size_t c_sampleSize = 512;
     const auto count = static_cast<std::size_t>(last - first);
-    const std::uint32_t longest = longestSide(first, count, count / c_sampleSize + 1);
-    return longest == c_byIndex ? longestSide(first, count, 1) : longest;
+    const std::uint32_t longest = LongestSide(first, count, count / c_sampleSize + 1);
+    return longest == c_byIndex ? LongestSide(first, count, 1) : longest;
 }
 
 }  // namespace
@@ -108,7 +108,7 @@ void CNearestNeighborTreeBuilder::makeLevels()
     } while (m_sizes[m_topLevel] > NearestNeighbor::c_mostRoots);
 
     Base::ReserveInLargePages(m_nodes, nodeCount);
-    m_nodes.assign(nodeCount, emptyNode());
+    m_nodes.assign(nodeCount, EmptyNode());
     SNode* next = m_nodes.data();
     for (std::uint32_t level = 1; level <= m_topLevel; ++level)
     {
@@ -137,7 +137,7 @@ void CNearestNeighborTreeBuilder::buildChildren(const SChildren& children)
     SRecord* const first = records + firstRecord(children.level, children.first);
     SRecord* const last = records + firstRecord(children.level, children.end);
     SRecord* const split = records + firstRecord(children.level, middle);
-    const std::uint32_t key = longestSide(first, last);
+    const std::uint32_t key = LongestSide(first, last);
     if (key == c_byIndex)
     {
         NearestNeighbor::SelectByIndex(first, split, last);

@@ -23,7 +23,7 @@ using SWhole = std::uint32_t __attribute__((vector_size(sizeof(SRecord))));
 /// Moves the records that the comparison of their coordinate with \p pivot accepts to the front and
 /// returns the first of the others. Without a branch on the coordinates, which nothing predicts.
 template <typename Accept>
-SRecord* partition(SRecord* first, SRecord* last, std::uint32_t axis, const Accept& accept)
+SRecord* Partition(SRecord* first, SRecord* last, std::uint32_t axis, const Accept& accept)
 {
     SRecord* end = first;
     for (SRecord* current = first; current != last; ++current)
@@ -42,7 +42,7 @@ SRecord* partition(SRecord* first, SRecord* last, std::uint32_t axis, const Acce
 
 /// A value of the range, likely just beyond record \p rank in the order of coordinates, seen from
 /// the nearer end; so that cutting there leaves little more than that end.
-float choosePivot(const SRecord* first, std::size_t count, std::size_t rank, std::uint32_t axis,
+float ChoosePivot(const SRecord* first, std::size_t count, std::size_t rank, std::uint32_t axis,
                   std::uint32_t& random)
 {
     std::array<float, c_largestSample> sample;
@@ -80,10 +80,10 @@ void SelectByCoordinate(SRecord* first, SRecord* middle, SRecord* last, std::uin
     std::uint32_t random = 1;
     for (int round = 0; last - first > c_smallRange && round < c_mostRounds; ++round)
     {
-        const float pivot = choosePivot(first, static_cast<std::size_t>(last - first),
+        const float pivot = ChoosePivot(first, static_cast<std::size_t>(last - first),
                                         static_cast<std::size_t>(middle - first), axis, random);
         SRecord* const least =
-            partition(first, last, axis, [pivot](float value) { return value < pivot; });
+            Partition(first, last, axis, [pivot](float value) { return value < pivot; });
         if (middle < least)
         {
             last = least;
@@ -95,7 +95,7 @@ void SelectByCoordinate(SRecord* first, SRecord* middle, SRecord* last, std::uin
             continue;
         }
         // Nothing is less: the pivot's equals come first, and there may be very many.
-        first = partition(first, last, axis, [pivot](float value) { return value <= pivot; });
+        first = Partition(first, last, axis, [pivot](float value) { return value <= pivot; });
         if (middle < first)
         {
             return;

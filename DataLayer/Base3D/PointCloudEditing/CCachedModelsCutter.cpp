@@ -36,7 +36,7 @@ constexpr const char* c_applyFunction = "DataLayer::CCachedModelsCutter::Apply";
 
 /// Leaves one entry in \p results: whether \p selection cuts a surfel, and per surfel a word that
 /// is not 0 where it does.
-void classify(const Surfels& surfels, const LqMatrix4Rd& matrix, const RegionSelection& selection,
+void Classify(const Surfels& surfels, const LqMatrix4Rd& matrix, const RegionSelection& selection,
               CCutPointCloudWithPixelMask::Results& results)
 {
     const std::vector<CCutPointCloudWithPixelMask::SInputData> inputs{{surfels, {}, matrix}};
@@ -45,7 +45,7 @@ void classify(const Surfels& surfels, const LqMatrix4Rd& matrix, const RegionSel
 
 /// Clears the entries of \p copyMask whose word is not 0. Words and entries that have no partner
 /// are left out.
-void dropCut(const std::vector<Base::CSurfelBitMask>& words, std::vector<bool>& copyMask)
+void DropCut(const std::vector<Base::CSurfelBitMask>& words, std::vector<bool>& copyMask)
 {
     constexpr Base::CSurfelBitMask c_anyBit{std::numeric_limits<std::uint16_t>::max()};
     ForEachSurfelBlock(copyMask.size(), [&](std::uint64_t begin, std::uint64_t end) {
@@ -60,7 +60,7 @@ void dropCut(const std::vector<Base::CSurfelBitMask>& words, std::vector<bool>& 
 }
 
 /// The model without what \p copyMask leaves out. A model with both geometries is cut as a mesh.
-std::shared_ptr<CCachedModel> makeCutModel(const CCachedModel& model, const Surfels& surfels,
+std::shared_ptr<CCachedModel> MakeCutModel(const CCachedModel& model, const Surfels& surfels,
                                            std::vector<bool>& copyMask)
 {
     if (const auto triangulation = model.GetTriangulation())
@@ -108,7 +108,7 @@ std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
     }
 
     CCutPointCloudWithPixelMask::Results results;
-    classify(surfels, model->GetMatrix(), regionSelection, results);
+    Classify(surfels, model->GetMatrix(), regionSelection, results);
     const auto& [hasChanged, words] = results.front();
     if (!hasChanged)
     {
@@ -118,13 +118,13 @@ std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
     // The number of surfels, not of hits: that is what readers of the log expect.
     VEKO2_LOG(c_logger, Info, c_file, 97, c_applyFunction, L"Output (matched) data: %d ",
               static_cast<int>(words.size()));
-    dropCut(words, copyMask);
+    DropCut(words, copyMask);
     if (surfels->GetCount() != copyMask.size())
     {
         ThrowVekoException(c_file, 105, c_applyFunction, L"Invalid copy mask vector size!");
     }
     results.clear();  // Not needed beside the copy, the largest array of all.
-    return makeCutModel(*model, surfels, copyMask);
+    return MakeCutModel(*model, surfels, copyMask);
 }
 
 std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
@@ -156,16 +156,16 @@ std::shared_ptr<CCachedModel> CCachedModelsCutter::Apply(
     CCutPointCloudWithPixelMask::Results results;
     for (const RegionSelection& selection : regionSelections)
     {
-        classify(surfels, model->GetMatrix(), selection, results);
+        Classify(surfels, model->GetMatrix(), selection, results);
         const auto& [hasChanged, words] = results.front();
         if (hasChanged)
         {
-            dropCut(words, copyMask);
+            DropCut(words, copyMask);
             hasCut = true;
         }
     }
     results.clear();
-    return hasCut ? makeCutModel(*model, surfels, copyMask) : model;
+    return hasCut ? MakeCutModel(*model, surfels, copyMask) : model;
 }
 
 }  // namespace DataLayer

@@ -35,7 +35,7 @@ using Base::CSurfelBitMask;
 using Base::CSurfelCollectionMask;
 using MaskPointer = std::shared_ptr<const CSurfelCollectionMask>;
 
-bool isSkeletonEntity(const Base::IGeometricEntity& entity)
+bool IsSkeletonEntity(const Base::IGeometricEntity& entity)
 {
     static const std::string c_tagName = "ISkeletonEntityTag";
     const std::shared_ptr<const Base::IVekoSerializable> tag = entity.FindTag(c_tagName);
@@ -43,7 +43,7 @@ bool isSkeletonEntity(const Base::IGeometricEntity& entity)
     return skeletonTag != nullptr && skeletonTag->IsSkeletonEntity() != 0;
 }
 
-bool isToBeFrozen(CSurfelBitMask word)
+bool IsToBeFrozen(CSurfelBitMask word)
 {
     return (word.bits & CSurfelBitMask::SurfelFlagsOutlier) != 0 &&
            (word.bits & CSurfelBitMask::SurfelFlagOutlierFrozen) == 0;
@@ -51,7 +51,7 @@ bool isToBeFrozen(CSurfelBitMask word)
 
 /// Without early return, and by index, so that the pass over a mask that stays as it is, the usual
 /// one, takes several words at a time.
-bool isAnyToBeFrozen(const std::vector<CSurfelBitMask>& words)
+bool IsAnyToBeFrozen(const std::vector<CSurfelBitMask>& words)
 {
     const CSurfelBitMask* const first = words.data();
     const std::size_t numWords = words.size();
@@ -67,7 +67,7 @@ bool isAnyToBeFrozen(const std::vector<CSurfelBitMask>& words)
 
 /// One message per entry, with the entry's value as its old state, which is taken over, and the
 /// same with the entry's new mask, where there is one, as its new state.
-std::vector<Base::CEntityMapModifyMessage> makeMessages(
+std::vector<Base::CEntityMapModifyMessage> MakeMessages(
     std::vector<Base::CEntityMapSyncEntry>&& entries, std::vector<MaskPointer>&& newMasks)
 {
     std::vector<Base::CEntityMapModifyMessage> messages;
@@ -123,7 +123,7 @@ CCutWithPixelMaskSyncableEntityCollectionModifyOperation::ComputeModifications(
     batch.origin = L"CCutWithPixelMaskSyncableEntityCollectionModifyOperation";
     if (numModified != 0)
     {
-        batch.messages = makeMessages(std::move(entries), std::move(newMasks));
+        batch.messages = MakeMessages(std::move(entries), std::move(newMasks));
     }
     // Last, when nothing more can fail.
     m_numModifiedPackets.fetch_add(numModified, std::memory_order_relaxed);
@@ -157,7 +157,7 @@ bool CCutWithPixelMaskSyncableEntityCollectionModifyOperation::isToBeCut(
     const Base::IGeometricEntity* const entity = packet.GetEntity().get();
     return entity != nullptr &&
            cutter.IntersectsRegion(combine(packet), *entity->GetSurfelCollection(false)) &&
-           !isSkeletonEntity(*entity);
+           !IsSkeletonEntity(*entity);
 }
 
 CCutWithPixelMaskSyncableEntityCollectionModifyOperation::OptionalPacket
@@ -188,14 +188,14 @@ CCutWithPixelMaskSyncableEntityCollectionModifyOperation::freezeOutlierBits(
 {
     const MaskPointer mask =
         packet.HasSurfelCollectionMask() ? packet.GetSurfelCollectionMask() : nullptr;
-    if (mask == nullptr || !isAnyToBeFrozen(mask->GetBitMasks()))
+    if (mask == nullptr || !IsAnyToBeFrozen(mask->GetBitMasks()))
     {
         return {};
     }
     std::vector<CSurfelBitMask> words = mask->GetBitMasks();
     for (CSurfelBitMask& word : words)
     {
-        if (isToBeFrozen(word))
+        if (IsToBeFrozen(word))
         {
             word.bits |= CSurfelBitMask::SurfelFlagOutlierFrozen;
         }

@@ -21,7 +21,7 @@ using Application::SDemoVector;
 constexpr std::uint64_t c_numPoints = 20000;
 
 /// FNV-1a.
-std::uint64_t hashBytes(std::uint64_t hash, const void* bytes, std::size_t count)
+std::uint64_t HashBytes(std::uint64_t hash, const void* bytes, std::size_t count)
 {
     const auto* const first = static_cast<const unsigned char*>(bytes);
     for (std::size_t index = 0; index < count; ++index)
@@ -31,19 +31,19 @@ std::uint64_t hashBytes(std::uint64_t hash, const void* bytes, std::size_t count
     return hash;
 }
 
-std::uint64_t hashScans(const std::vector<CDemoScene::SScan>& scans)
+std::uint64_t HashScans(const std::vector<CDemoScene::SScan>& scans)
 {
     std::uint64_t hash = 0xCBF29CE484222325U;
     for (const auto& scan : scans)
     {
-        hash = hashBytes(hash, scan.trafo.data(), 16 * sizeof(double));
-        hash = hashBytes(hash, scan.positions.data(), scan.positions.size() * sizeof(LqVector3f));
-        hash = hashBytes(hash, scan.normals.data(), scan.normals.size() * sizeof(LqVector3f));
+        hash = HashBytes(hash, scan.trafo.data(), 16 * sizeof(double));
+        hash = HashBytes(hash, scan.positions.data(), scan.positions.size() * sizeof(LqVector3f));
+        hash = HashBytes(hash, scan.normals.data(), scan.normals.size() * sizeof(LqVector3f));
     }
     return hash;
 }
 
-std::uint64_t countPoints(const std::vector<CDemoScene::SScan>& scans)
+std::uint64_t CountPoints(const std::vector<CDemoScene::SScan>& scans)
 {
     std::uint64_t count = 0;
     for (const auto& scan : scans)
@@ -53,7 +53,7 @@ std::uint64_t countPoints(const std::vector<CDemoScene::SScan>& scans)
     return count;
 }
 
-SDemoVector toCommon(const CDemoScene::SScan& scan, const LqVector3f& point)
+SDemoVector ToCommon(const CDemoScene::SScan& scan, const LqVector3f& point)
 {
     const auto along = [&](std::size_t axis) {
         return point.x * scan.trafo(0, axis) + point.y * scan.trafo(1, axis) +
@@ -65,24 +65,24 @@ SDemoVector toCommon(const CDemoScene::SScan& scan, const LqVector3f& point)
 TEST(CDemoScene, Generate_GivesTheSameBytesOnEveryMachine)
 {
     const CDemoScene scene({.numPoints = c_numPoints});
-    EXPECT_EQ(hashScans(scene.Generate()), 0x654D0B5211A3A1DAU);
+    EXPECT_EQ(HashScans(scene.Generate()), 0x654D0B5211A3A1DAU);
 }
 
 TEST(CDemoScene, Generate_DoesNotDependOnTheNumberOfThreads)
 {
     const CDemoScene scene({.numPoints = c_numPoints});
-    const std::uint64_t expected = hashScans(scene.Generate());
+    const std::uint64_t expected = HashScans(scene.Generate());
     for (const std::size_t numThreads : {1U, 2U, 7U})
     {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
-        EXPECT_EQ(hashScans(scene.Generate()), expected) << numThreads << " threads";
+        EXPECT_EQ(HashScans(scene.Generate()), expected) << numThreads << " threads";
     }
 }
 
 TEST(CDemoScene, Generate_OtherSeedGivesOtherPoints)
 {
-    EXPECT_NE(hashScans(CDemoScene({.numPoints = c_numPoints, .seed = 1}).Generate()),
-              hashScans(CDemoScene({.numPoints = c_numPoints, .seed = 2}).Generate()));
+    EXPECT_NE(HashScans(CDemoScene({.numPoints = c_numPoints, .seed = 1}).Generate()),
+              HashScans(CDemoScene({.numPoints = c_numPoints, .seed = 2}).Generate()));
 }
 
 TEST(CDemoScene, Generate_HasAboutTheNumberOfPointsAskedFor)
@@ -90,7 +90,7 @@ TEST(CDemoScene, Generate_HasAboutTheNumberOfPointsAskedFor)
     for (const std::uint64_t numPoints : {2000U, 20000U, 40000U})
     {
         const auto count =
-            static_cast<double>(countPoints(CDemoScene({.numPoints = numPoints}).Generate()));
+            static_cast<double>(CountPoints(CDemoScene({.numPoints = numPoints}).Generate()));
         EXPECT_NEAR(count / static_cast<double>(numPoints), 1.0, 0.08) << numPoints;
     }
 }
@@ -135,7 +135,7 @@ TEST(CDemoScene, Generate_AllScansFitTheShapeInTheCommonCoordinates)
         std::size_t numOnSurface = 0;
         for (const LqVector3f& point : scan.positions)
         {
-            numOnSurface += std::abs(CDemoShape::Distance(toCommon(scan, point))) < 1.5 ? 1 : 0;
+            numOnSurface += std::abs(CDemoShape::Distance(ToCommon(scan, point))) < 1.5 ? 1 : 0;
         }
         const double share =
             static_cast<double>(numOnSurface) / static_cast<double>(scan.positions.size());

@@ -18,13 +18,13 @@ namespace FileTest
 namespace
 {
 
-[[nodiscard]] std::size_t pageSize()
+[[nodiscard]] std::size_t PageSize()
 {
     static const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     return size;
 }
 
-[[nodiscard]] std::uint64_t addressOf(const char* character)
+[[nodiscard]] std::uint64_t AddressOf(const char* character)
 {
     return reinterpret_cast<std::uintptr_t>(character);
 }
@@ -33,7 +33,7 @@ namespace
 
 std::size_t CHeldUpWrite::GetSize()
 {
-    return 2 * pageSize();
+    return 2 * PageSize();
 }
 
 CHeldUpWrite::CHeldUpWrite(const std::filesystem::path& file, char character)
@@ -46,7 +46,7 @@ CHeldUpWrite::CHeldUpWrite(const std::filesystem::path& file, char character)
         throw std::runtime_error("no write can begin");
     }
     m_source = {static_cast<char*>(source), GetSize()};
-    std::fill_n(m_source.begin(), pageSize(), character);
+    std::fill_n(m_source.begin(), PageSize(), character);
     if (holdBackSecondPage())
     {
         m_writer = std::thread([this] {
@@ -65,7 +65,7 @@ bool CHeldUpWrite::holdBackSecondPage()
     uffdio_api interface = {};
     interface.api = UFFD_API;
     uffdio_register page = {};
-    page.range = {addressOf(m_source.data() + pageSize()), pageSize()};
+    page.range = {AddressOf(m_source.data() + PageSize()), PageSize()};
     page.mode = UFFDIO_REGISTER_MODE_MISSING;
     return m_faults.IsOpen() && ::ioctl(m_faults.Get(), UFFDIO_API, &interface) == 0 &&
            ::ioctl(m_faults.Get(), UFFDIO_REGISTER, &page) == 0;
@@ -84,11 +84,11 @@ void CHeldUpWrite::Finish()
 {
     if (m_writer.joinable())
     {
-        const std::vector<char> page(pageSize(), m_character);
+        const std::vector<char> page(PageSize(), m_character);
         uffdio_copy copy = {};
-        copy.src = addressOf(page.data());
-        copy.dst = addressOf(m_source.data() + pageSize());
-        copy.len = pageSize();
+        copy.src = AddressOf(page.data());
+        copy.dst = AddressOf(m_source.data() + PageSize());
+        copy.len = PageSize();
         (void)::ioctl(m_faults.Get(), UFFDIO_COPY, &copy);
         m_writer.join();
     }

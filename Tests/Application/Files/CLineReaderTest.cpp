@@ -10,7 +10,7 @@ namespace
 
 using Application::CLineReader;
 
-[[nodiscard]] std::vector<std::string> linesOf(std::string_view text)
+[[nodiscard]] std::vector<std::string> LinesOf(std::string_view text)
 {
     std::vector<std::string> lines;
     CLineReader reader(text);
@@ -23,22 +23,22 @@ using Application::CLineReader;
 
 TEST(CLineReader, Next_TakesEitherLineEnd)
 {
-    EXPECT_EQ(linesOf("a\nb\r\n\nc"), (std::vector<std::string>{"a", "b", "", "c"}));
+    EXPECT_EQ(LinesOf("a\nb\r\n\nc"), (std::vector<std::string>{"a", "b", "", "c"}));
 }
 
 TEST(CLineReader, Next_EmptyTextHasNoLine)
 {
-    EXPECT_TRUE(linesOf("").empty());
+    EXPECT_TRUE(LinesOf("").empty());
 }
 
 TEST(CLineReader, Next_NoLineBehindTheLastEnd)
 {
-    EXPECT_EQ(linesOf("a\n"), (std::vector<std::string>{"a"}));
+    EXPECT_EQ(LinesOf("a\n"), (std::vector<std::string>{"a"}));
 }
 
 TEST(CLineReader, GetLine_CarriageReturnElsewhereStays)
 {
-    EXPECT_EQ(linesOf("a\rb\r\r\n"), (std::vector<std::string>{"a\rb\r"}));
+    EXPECT_EQ(LinesOf("a\rb\r\r\n"), (std::vector<std::string>{"a\rb\r"}));
 }
 
 TEST(CLineReader, PlacesAreThoseOfTheCurrentLine)

@@ -26,7 +26,7 @@ namespace
 using Application::CMappedFile;
 using FileTest::CTemporaryFolder;
 
-[[nodiscard]] std::string messageOf(const std::filesystem::path& file)
+[[nodiscard]] std::string MessageOf(const std::filesystem::path& file)
 {
     try
     {
@@ -65,7 +65,7 @@ TEST(CMappedFile, Open_MissingFile)
 {
     const CTemporaryFolder folder;
 
-    EXPECT_EQ(messageOf(folder / "a"),
+    EXPECT_EQ(MessageOf(folder / "a"),
               (folder / "a").string() + ": cannot be read: No such file or directory");
 }
 
@@ -73,7 +73,7 @@ TEST(CMappedFile, Open_Folder)
 {
     const CTemporaryFolder folder;
 
-    EXPECT_EQ(messageOf(folder.GetPath()),
+    EXPECT_EQ(MessageOf(folder.GetPath()),
               folder.GetPath().string() + ": expected a file, found a directory");
 }
 
@@ -82,7 +82,7 @@ TEST(CMappedFile, Open_EmptyFile)
     const CTemporaryFolder folder;
     FileTest::WriteAll(folder / "a", "");
 
-    EXPECT_EQ(messageOf(folder / "a"),
+    EXPECT_EQ(MessageOf(folder / "a"),
               (folder / "a").string() + ": expected data, found an empty file");
 }
 
@@ -91,7 +91,7 @@ TEST(CMappedFile, Open_PipeDoesNotWait)
     const CTemporaryFolder folder;
     ASSERT_EQ(::mkfifo((folder / "a").c_str(), 0600), 0);
 
-    EXPECT_EQ(messageOf(folder / "a"),
+    EXPECT_EQ(MessageOf(folder / "a"),
               (folder / "a").string() + ": expected a regular file, found a device or pipe");
 }
 
@@ -105,12 +105,12 @@ TEST(CMappedFile, Open_FileThatMayNotBeRead)
     FileTest::WriteAll(folder / "a", "content");
     std::filesystem::permissions(folder / "a", std::filesystem::perms::none);
 
-    EXPECT_EQ(messageOf(folder / "a"),
+    EXPECT_EQ(MessageOf(folder / "a"),
               (folder / "a").string() + ": cannot be read: Permission denied");
 }
 
 /// What CheckUnchanged() says; empty when it is content.
-[[nodiscard]] std::string changeOf(const CMappedFile& file)
+[[nodiscard]] std::string ChangeOf(const CMappedFile& file)
 {
     try
     {
@@ -124,7 +124,7 @@ TEST(CMappedFile, Open_FileThatMayNotBeRead)
 }
 
 /// A file that was written long ago, as far as the system's clock for files can tell.
-void writeLongAgo(const std::filesystem::path& file, std::string_view content)
+void WriteLongAgo(const std::filesystem::path& file, std::string_view content)
 {
     FileTest::WriteAll(file, content);
     std::filesystem::last_write_time(
@@ -134,22 +134,22 @@ void writeLongAgo(const std::filesystem::path& file, std::string_view content)
 TEST(CMappedFile, CheckUnchanged_AFileThatIsLeftAlone)
 {
     const CTemporaryFolder folder;
-    writeLongAgo(folder / "a", "content");
+    WriteLongAgo(folder / "a", "content");
     const auto file = CMappedFile::Open(folder / "a");
     (void)FileTest::ReadAll(folder / "a");
     std::filesystem::permissions(folder / "a", std::filesystem::perms::owner_read);
 
-    EXPECT_EQ(changeOf(*file), "");
+    EXPECT_EQ(ChangeOf(*file), "");
 }
 
 TEST(CMappedFile, CheckUnchanged_AFileThatIsOverwritten)
 {
     const CTemporaryFolder folder;
-    writeLongAgo(folder / "a", "content");
+    WriteLongAgo(folder / "a", "content");
     const auto file = CMappedFile::Open(folder / "a");
     FileTest::WriteAll(folder / "a", "another");
 
-    EXPECT_EQ(changeOf(*file), (folder / "a").string() +
+    EXPECT_EQ(ChangeOf(*file), (folder / "a").string() +
                                    ": was written to by another program while it was being read; "
                                    "try again when that has ended");
 }
@@ -158,27 +158,27 @@ TEST(CMappedFile, CheckUnchanged_AFileThatIsOverwritten)
 TEST(CMappedFile, CheckUnchanged_AFileThatLosesItsLastByte)
 {
     const CTemporaryFolder folder;
-    writeLongAgo(folder / "a", "content");
+    WriteLongAgo(folder / "a", "content");
     const auto changed = std::filesystem::last_write_time(folder / "a");
     const auto file = CMappedFile::Open(folder / "a");
     std::filesystem::resize_file(folder / "a", 6);
     std::filesystem::last_write_time(folder / "a", changed);
 
     EXPECT_EQ(Application::AsText(file->GetBytes()), std::string("conten\0", 7));
-    EXPECT_NE(changeOf(*file), "");
+    EXPECT_NE(ChangeOf(*file), "");
 }
 
 TEST(CMappedFile, CheckUnchanged_AFileThatIsReplacedOrRemovedIsStillWhatItWas)
 {
     const CTemporaryFolder folder;
-    writeLongAgo(folder / "a", "content");
+    WriteLongAgo(folder / "a", "content");
     FileTest::WriteAll(folder / "b", "another");
     const auto file = CMappedFile::Open(folder / "a");
 
     std::filesystem::rename(folder / "b", folder / "a");
-    EXPECT_EQ(changeOf(*file), "");
+    EXPECT_EQ(ChangeOf(*file), "");
     std::filesystem::remove(folder / "a");
-    EXPECT_EQ(changeOf(*file), "");
+    EXPECT_EQ(ChangeOf(*file), "");
     EXPECT_EQ(Application::AsText(file->GetBytes()), "content");
 }
 
@@ -187,7 +187,7 @@ TEST(CMappedFile, CheckUnchanged_AFileThatIsReplacedOrRemovedIsStillWhatItWas)
 TEST(CMappedFile, Open_WaitsForAWriteThatHasBegun)
 {
     const CTemporaryFolder folder;
-    writeLongAgo(folder / "a", std::string(FileTest::CHeldUpWrite::GetSize(), 'o'));
+    WriteLongAgo(folder / "a", std::string(FileTest::CHeldUpWrite::GetSize(), 'o'));
     FileTest::CHeldUpWrite write(folder / "a", 'n');
     if (!write.HasBegun())
     {
@@ -205,13 +205,13 @@ TEST(CMappedFile, Open_WaitsForAWriteThatHasBegun)
 
     const auto file = opening.get();
     EXPECT_TRUE(bytes == std::string(FileTest::CHeldUpWrite::GetSize(), 'n'));
-    EXPECT_EQ(changeOf(*file), "");
+    EXPECT_EQ(ChangeOf(*file), "");
 }
 
 TEST(CMappedFile, Open_WaitsForAWriteThatMakesTheFileLonger)
 {
     const CTemporaryFolder folder;
-    writeLongAgo(folder / "a", "o");
+    WriteLongAgo(folder / "a", "o");
     FileTest::CHeldUpWrite write(folder / "a", 'n');
     if (!write.HasBegun())
     {
@@ -224,23 +224,23 @@ TEST(CMappedFile, Open_WaitsForAWriteThatMakesTheFileLonger)
     const auto file = opening.get();
     EXPECT_TRUE(Application::AsText(file->GetBytes()) ==
                 std::string(FileTest::CHeldUpWrite::GetSize(), 'n'));
-    EXPECT_EQ(changeOf(*file), "");
+    EXPECT_EQ(ChangeOf(*file), "");
 }
 
 TEST(CMappedFile, Open_FileThatSomebodyHoldsOpenForWriting)
 {
     const CTemporaryFolder folder;
-    writeLongAgo(folder / "a", "content");
+    WriteLongAgo(folder / "a", "content");
     const Application::CFileDescriptor held(::open((folder / "a").c_str(), O_WRONLY));
 
     const auto file = CMappedFile::Open(folder / "a");
 
     EXPECT_EQ(Application::AsText(file->GetBytes()), "content");
-    EXPECT_EQ(changeOf(*file), "");
+    EXPECT_EQ(ChangeOf(*file), "");
 }
 
 /// What this process has mapped at present, a file a line.
-[[nodiscard]] std::string listMappings()
+[[nodiscard]] std::string ListMappings()
 {
     return FileTest::ReadAll("/proc/self/maps");
 }
@@ -263,7 +263,7 @@ TEST(CMappedFile, Open_WithoutMemoryLeavesNothingMapped)
         }
         catch (const std::bad_alloc&)
         {
-            EXPECT_EQ(listMappings().find(name), std::string::npos) << number;
+            EXPECT_EQ(ListMappings().find(name), std::string::npos) << number;
         }
     }
     EXPECT_GT(number, 2U);

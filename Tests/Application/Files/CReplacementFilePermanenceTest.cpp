@@ -27,7 +27,7 @@ using Kind = CSystemCallLog::Kind;
 using Naming = CReplacementFile::Naming;
 using Permanence = CReplacementFile::Permanence;
 
-void write(const std::filesystem::path& target, Naming naming = Naming::WhenComplete,
+void Write(const std::filesystem::path& target, Naming naming = Naming::WhenComplete,
            Permanence permanence = Permanence::Now)
 {
     CReplacementFile file(target, true, naming);
@@ -36,13 +36,13 @@ void write(const std::filesystem::path& target, Naming naming = Naming::WhenComp
 }
 
 /// Commits that many files for later and makes them permanent; their names.
-std::vector<std::string> writeMany(const CTemporaryFolder& folder, int count)
+std::vector<std::string> WriteMany(const CTemporaryFolder& folder, int count)
 {
     std::vector<std::string> names;
     for (int index = 0; index < count; ++index)
     {
         names.push_back("file" + std::to_string(index));
-        write(folder / names.back(), Naming::WhenComplete, Permanence::Later);
+        Write(folder / names.back(), Naming::WhenComplete, Permanence::Later);
     }
     return names;
 }
@@ -53,7 +53,7 @@ TEST(CReplacementFilePermanence, Commit_NewFileIsOnTheDiskBeforeItHasItsName)
     {
         const CTemporaryFolder folder;
         const CSystemCallLog log;
-        write(folder / "a", naming);
+        Write(folder / "a", naming);
         EXPECT_THAT(log.FindNamedTooEarly(), IsEmpty());
         EXPECT_GT(log.Count(Kind::Write), 0U);
         EXPECT_EQ(ReadAll(folder / "a"), "content");
@@ -67,7 +67,7 @@ TEST(CReplacementFilePermanence, Commit_ReplacingFileIsOnTheDiskBeforeItHasItsNa
         const CTemporaryFolder folder;
         WriteAll(folder / "a", "old");
         const CSystemCallLog log;
-        write(folder / "a", naming);
+        Write(folder / "a", naming);
         EXPECT_THAT(log.FindNamedTooEarly(), IsEmpty());
         EXPECT_EQ(ReadAll(folder / "a"), "content");
     }
@@ -79,11 +79,11 @@ TEST(CReplacementFilePermanence, Commit_NameIsOnTheDiskWhenItReturns)
     {
         const CTemporaryFolder folder;
         const CSystemCallLog log;
-        write(folder / "a", naming);
+        Write(folder / "a", naming);
         EXPECT_THAT(log.FindLosable(), IsEmpty());
         // It is the folder's synchronisation that does it.
         EXPECT_THAT(log.FindLosable(log.FindNaming("a") + 1), ElementsAre("a"));
-        write(folder / "a", naming);
+        Write(folder / "a", naming);
         EXPECT_THAT(log.FindLosable(), IsEmpty());
     }
 }
@@ -92,7 +92,7 @@ TEST(CReplacementFilePermanence, Commit_ForLaterWaitsForNothing)
 {
     const CTemporaryFolder folder;
     const CSystemCallLog log;
-    write(folder / "a", Naming::WhenComplete, Permanence::Later);
+    Write(folder / "a", Naming::WhenComplete, Permanence::Later);
     EXPECT_THAT(log.FindLosable(), ElementsAre("a"));
     EXPECT_EQ(log.Count(Kind::SyncFile) + log.Count(Kind::SyncFolder), 0U);
 }
@@ -103,7 +103,7 @@ TEST(CReplacementFilePermanence, Commit_DataThatTheDiskRefusesLeavesTheOldFile)
     WriteAll(folder / "a", "old");
     CSystemCallLog log;
     log.Fail(Kind::SyncFile, EIO);
-    EXPECT_THROW(write(folder / "a"), COutputError);
+    EXPECT_THROW(Write(folder / "a"), COutputError);
     EXPECT_EQ(ReadAll(folder / "a"), "old");
     EXPECT_THAT(folder.List(), ElementsAre("a"));
 }
@@ -114,7 +114,7 @@ TEST(CReplacementFilePermanence, Commit_NameThatTheDiskRefusesLeavesTheOldFile)
     WriteAll(folder / "a", "old");
     CSystemCallLog log;
     log.Fail(Kind::Name, EIO);
-    EXPECT_THROW(write(folder / "a"), COutputError);
+    EXPECT_THROW(Write(folder / "a"), COutputError);
     EXPECT_EQ(ReadAll(folder / "a"), "old");
     EXPECT_THAT(folder.List(), ElementsAre("a"));
 }
@@ -129,7 +129,7 @@ TEST(CReplacementFilePermanence, Commit_DataThatClosingRefusesLeavesTheOldFile)
             WriteAll(folder / "a", "old");
             CSystemCallLog log;
             log.Fail(Kind::Close, EIO);
-            EXPECT_THROW(write(folder / "a", naming, permanence), COutputError);
+            EXPECT_THROW(Write(folder / "a", naming, permanence), COutputError);
             EXPECT_EQ(ReadAll(folder / "a"), "old");
             EXPECT_THAT(folder.List(), ElementsAre("a"));
         }
@@ -146,7 +146,7 @@ TEST(CReplacementFilePermanence, Commit_ClosingThatFailsBehindTheNameIsNoFailure
             WriteAll(folder / "a", "old");
             CSystemCallLog log;
             log.FailOnceNamed("a", Kind::Close, EIO);
-            EXPECT_NO_THROW(write(folder / "a", naming, permanence));
+            EXPECT_NO_THROW(Write(folder / "a", naming, permanence));
             EXPECT_EQ(ReadAll(folder / "a"), "content");
         }
     }
@@ -156,7 +156,7 @@ TEST(CReplacementFilePermanence, MakePermanent_FewFilesAreOnTheDiskOneByOne)
 {
     const CTemporaryFolder folder;
     const CSystemCallLog log;
-    const auto names = writeMany(folder, 8);
+    const auto names = WriteMany(folder, 8);
     EXPECT_EQ(log.FindLosable(), names);
     CReplacementFile::MakePermanent(folder.GetPath(), names);
     EXPECT_THAT(log.FindLosable(), IsEmpty());
@@ -168,7 +168,7 @@ TEST(CReplacementFilePermanence, MakePermanent_ManyFilesAreOnTheDiskAtOnce)
 {
     const CTemporaryFolder folder;
     const CSystemCallLog log;
-    const auto names = writeMany(folder, 9);
+    const auto names = WriteMany(folder, 9);
     EXPECT_EQ(log.FindLosable(), names);
     CReplacementFile::MakePermanent(folder.GetPath(), names);
     EXPECT_THAT(log.FindLosable(), IsEmpty());
@@ -180,7 +180,7 @@ TEST(CReplacementFilePermanence, MakePermanent_WhatCannotBeDoneAtOnceIsDoneOneBy
 {
     const CTemporaryFolder folder;
     CSystemCallLog log;
-    const auto names = writeMany(folder, 9);
+    const auto names = WriteMany(folder, 9);
     log.Fail(Kind::SyncAll, ENOSYS);
     CReplacementFile::MakePermanent(folder.GetPath(), names);
     EXPECT_THAT(log.FindLosable(), IsEmpty());
@@ -193,7 +193,7 @@ TEST(CReplacementFilePermanence, MakePermanent_DataThatTheDiskRefusesIsAnError)
     {
         const CTemporaryFolder folder;
         CSystemCallLog log;
-        const auto names = writeMany(folder, count);
+        const auto names = WriteMany(folder, count);
         log.Fail(Kind::SyncAll, EIO);
         log.Fail(Kind::SyncFile, EIO);
         EXPECT_THROW(CReplacementFile::MakePermanent(folder.GetPath(), names), COutputError);

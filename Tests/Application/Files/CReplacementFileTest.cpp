@@ -31,7 +31,7 @@ using Names = std::vector<std::string>;
 
 /// The message of the COutputError that \p action throws; empty when it does not.
 template <typename Action>
-[[nodiscard]] std::string messageOf(const Action& action)
+[[nodiscard]] std::string MessageOf(const Action& action)
 {
     try
     {
@@ -44,7 +44,7 @@ template <typename Action>
     return {};
 }
 
-void replace(const std::filesystem::path& target, std::string_view content, bool force)
+void Replace(const std::filesystem::path& target, std::string_view content, bool force)
 {
     CReplacementFile file(target, force);
     file.Write(content);
@@ -55,7 +55,7 @@ TEST(CReplacementFile, Commit_MakesTheFile)
 {
     const CTemporaryFolder folder;
 
-    replace(folder / "a", "content", false);
+    Replace(folder / "a", "content", false);
 
     EXPECT_EQ(ReadAll(folder / "a"), "content");
     EXPECT_EQ(folder.List(), (Names{"a"}));
@@ -65,7 +65,7 @@ TEST(CReplacementFile, Commit_EmptyFile)
 {
     const CTemporaryFolder folder;
 
-    replace(folder / "a", "", false);
+    Replace(folder / "a", "", false);
 
     EXPECT_EQ(folder.List(), (Names{"a"}));
 }
@@ -98,7 +98,7 @@ TEST(CReplacementFile, Constructor_ExistingTargetNeedsForce)
     const CTemporaryFolder folder;
     WriteAll(folder / "a", "old");
 
-    EXPECT_EQ(messageOf([&] { replace(folder / "a", "new", false); }),
+    EXPECT_EQ(MessageOf([&] { Replace(folder / "a", "new", false); }),
               (folder / "a").string() + ": exists already and is replaced only with --force");
     EXPECT_EQ(ReadAll(folder / "a"), "old");
     EXPECT_EQ(folder.List(), (Names{"a"}));
@@ -109,7 +109,7 @@ TEST(CReplacementFile, Commit_ForceReplaces)
     const CTemporaryFolder folder;
     WriteAll(folder / "a", "old");
 
-    replace(folder / "a", "new", true);
+    Replace(folder / "a", "new", true);
 
     EXPECT_EQ(ReadAll(folder / "a"), "new");
     EXPECT_EQ(folder.List(), (Names{"a"}));
@@ -119,7 +119,7 @@ TEST(CReplacementFile, Commit_TargetMadeMeanwhileStays)
 {
     const CTemporaryFolder folder;
 
-    EXPECT_EQ(messageOf([&] {
+    EXPECT_EQ(MessageOf([&] {
                   CReplacementFile file(folder / "a", false);
                   WriteAll(folder / "a", "somebody's");
                   file.Commit();
@@ -135,7 +135,7 @@ TEST(CReplacementFile, Commit_PermissionsOfTheReplacedFileStay)
     WriteAll(folder / "a", "old");
     ASSERT_EQ(::chmod((folder / "a").c_str(), 0640), 0);
 
-    replace(folder / "a", "new", true);
+    Replace(folder / "a", "new", true);
 
     struct stat status = {};
     ASSERT_EQ(::stat((folder / "a").c_str(), &status), 0);
@@ -149,7 +149,7 @@ TEST(CReplacementFile, Commit_SymbolicLinkStaysALink)
     WriteAll(folder / "other/a", "old");
     std::filesystem::create_symlink("other/a", folder / "link");
 
-    replace(folder / "link", "new", true);
+    Replace(folder / "link", "new", true);
 
     EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
     EXPECT_EQ(ReadAll(folder / "other/a"), "new");
@@ -164,7 +164,7 @@ TEST(CReplacementFile, Commit_SymbolicLinkToNoFileYetMakesThatFile)
         std::filesystem::create_symlink("other/second", folder / "link");
         std::filesystem::create_symlink("a", folder / "other/second");
 
-        replace(folder / "link", "new", force);
+        Replace(folder / "link", "new", force);
 
         EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
         EXPECT_TRUE(std::filesystem::is_symlink(folder / "other/second"));
@@ -222,7 +222,7 @@ TEST(CReplacementFile, Constructor_FolderForATarget)
 {
     const CTemporaryFolder folder;
     const auto messageFor = [](const std::filesystem::path& target) {
-        return messageOf([&] { replace(target, "x", true); });
+        return MessageOf([&] { Replace(target, "x", true); });
     };
 
     EXPECT_EQ(messageFor(folder.GetPath()),
@@ -248,7 +248,7 @@ TEST(CReplacementFile, Constructor_FolderThatMayNotBeWrittenTo)
     std::filesystem::permissions(
         folder.GetPath(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
 
-    EXPECT_EQ(messageOf([&] { replace(folder / "a", "x", false); }),
+    EXPECT_EQ(MessageOf([&] { Replace(folder / "a", "x", false); }),
               (folder / "a").string() + ": cannot be written: Permission denied");
     std::filesystem::permissions(folder.GetPath(), std::filesystem::perms::owner_all);
 }
@@ -263,7 +263,7 @@ TEST(CReplacementFile, Write_FullDiskLeavesTheOldFile)
     WriteAll(folder / "a", "old");
 
     const std::string message =
-        messageOf([&] { replace(folder / "a", std::string(2000000, 'x'), true); });
+        MessageOf([&] { Replace(folder / "a", std::string(2000000, 'x'), true); });
     const std::string after = ReadAll(folder / "a");
     const Names names = folder.List();
     ASSERT_EQ(::umount(folder.GetPath().c_str()), 0);
@@ -284,7 +284,7 @@ TEST(CReplacementFile, Write_FileSizeLimitLeavesTheOldFile)
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
 
     const std::string message =
-        messageOf([&] { replace(folder / "a", std::string(10000, 'x'), true); });
+        MessageOf([&] { Replace(folder / "a", std::string(10000, 'x'), true); });
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
     std::signal(SIGXFSZ, handler);
 
@@ -361,7 +361,7 @@ TEST(CReplacementFile, Commit_NamedFromTheStartEndsTheSame)
         EXPECT_EQ(ReadAll(folder / "a"), content);
         EXPECT_EQ(folder.List(), (Names{"a"}));
     }
-    EXPECT_EQ(messageOf([&] {
+    EXPECT_EQ(MessageOf([&] {
                   CReplacementFile file(folder / "b", false,
                                         CReplacementFile::Naming::FromTheStart);
                   WriteAll(folder / "b", "somebody's");

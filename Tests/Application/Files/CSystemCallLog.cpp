@@ -23,19 +23,19 @@ namespace
 std::mutex g_mutex;
 CSystemCallLog* g_log = nullptr;
 
-[[nodiscard]] std::uint64_t numberOf(int descriptor)
+[[nodiscard]] std::uint64_t NumberOf(int descriptor)
 {
     struct stat status = {};
     return ::fstat(descriptor, &status) == 0 ? status.st_ino : 0;
 }
 
-[[nodiscard]] std::uint64_t numberOf(const std::filesystem::path& file)
+[[nodiscard]] std::uint64_t NumberOf(const std::filesystem::path& file)
 {
     struct stat status = {};
     return ::stat(file.empty() ? "." : file.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-[[nodiscard]] bool isFolder(int descriptor)
+[[nodiscard]] bool IsFolder(int descriptor)
 {
     struct stat status = {};
     return ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
@@ -43,7 +43,7 @@ CSystemCallLog* g_log = nullptr;
 
 /// Makes a call, unless it shall fail, and notes it when it has succeeded.
 template <typename Call>
-[[nodiscard]] auto note(CSystemCallLog::SCall entry, const Call& call) -> decltype(call())
+[[nodiscard]] auto Note(CSystemCallLog::SCall entry, const Call& call) -> decltype(call())
 {
     const int error = CSystemCallLog::FindFailure(entry.kind);
     if (error != 0)
@@ -59,7 +59,7 @@ template <typename Call>
     return result;
 }
 
-[[nodiscard]] CSystemCallLog::SCall naming(const char* from, const char* to)
+[[nodiscard]] CSystemCallLog::SCall Naming(const char* from, const char* to)
 {
     if (!CSystemCallLog::IsWatched())
     {
@@ -67,8 +67,8 @@ template <typename Call>
         return {CSystemCallLog::Kind::Name, 0, 0, {}};
     }
     const std::filesystem::path target(to);
-    return {CSystemCallLog::Kind::Name, numberOf(std::filesystem::path(from)),
-            numberOf(target.parent_path()), target.filename().string()};
+    return {CSystemCallLog::Kind::Name, NumberOf(std::filesystem::path(from)),
+            NumberOf(target.parent_path()), target.filename().string()};
 }
 
 }  // namespace
@@ -274,7 +274,7 @@ using Log = FileTest::CSystemCallLog;
 
 ssize_t LoggedWrite(int descriptor, const void* data, size_t size)
 {
-    return FileTest::note({Log::Kind::Write, FileTest::numberOf(descriptor), 0, {}},
+    return FileTest::Note({Log::Kind::Write, FileTest::NumberOf(descriptor), 0, {}},
                           [&] { return RealWrite(descriptor, data, size); });
 }
 
@@ -287,42 +287,42 @@ int LoggedClose(int descriptor)
         errno = error;
         return -1;
     }
-    return FileTest::note({Log::Kind::Close, FileTest::numberOf(descriptor), 0, {}},
+    return FileTest::Note({Log::Kind::Close, FileTest::NumberOf(descriptor), 0, {}},
                           [&] { return RealClose(descriptor); });
 }
 
 int LoggedSync(int descriptor)
 {
-    const auto kind = FileTest::isFolder(descriptor) ? Log::Kind::SyncFolder : Log::Kind::SyncFile;
-    return FileTest::note({kind, FileTest::numberOf(descriptor), 0, {}},
+    const auto kind = FileTest::IsFolder(descriptor) ? Log::Kind::SyncFolder : Log::Kind::SyncFile;
+    return FileTest::Note({kind, FileTest::NumberOf(descriptor), 0, {}},
                           [&] { return RealSync(descriptor); });
 }
 
 int LoggedSyncAll(int descriptor)
 {
     // Not made: it would wait for everybody's writes.
-    return FileTest::note({Log::Kind::SyncAll, FileTest::numberOf(descriptor), 0, {}},
+    return FileTest::Note({Log::Kind::SyncAll, FileTest::NumberOf(descriptor), 0, {}},
                           [] { return 0; });
 }
 
 int LoggedLink(const char* from, const char* to)
 {
-    return FileTest::note(FileTest::naming(from, to), [&] { return RealLink(from, to); });
+    return FileTest::Note(FileTest::Naming(from, to), [&] { return RealLink(from, to); });
 }
 
 int LoggedLinkAt(int fromFolder, const char* from, int toFolder, const char* to, int flags)
 {
-    return FileTest::note(FileTest::naming(from, to),
+    return FileTest::Note(FileTest::Naming(from, to),
                           [&] { return RealLinkAt(fromFolder, from, toFolder, to, flags); });
 }
 
 int LoggedRename(const char* from, const char* to)
 {
-    return FileTest::note(FileTest::naming(from, to), [&] { return RealRename(from, to); });
+    return FileTest::Note(FileTest::Naming(from, to), [&] { return RealRename(from, to); });
 }
 
 int LoggedRenameAt(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags)
 {
-    return FileTest::note(FileTest::naming(from, to),
+    return FileTest::Note(FileTest::Naming(from, to),
                           [&] { return RealRenameAt(fromFolder, from, toFolder, to, flags); });
 }

@@ -16,7 +16,7 @@ constexpr std::uint32_t c_height = 20;
 constexpr std::uint32_t c_border = 3;
 constexpr float c_infinity = std::numeric_limits<float>::infinity();
 
-float& sampleAt(CDepthPlane& plane, std::uint32_t column, std::uint32_t row)
+float& SampleAt(CDepthPlane& plane, std::uint32_t column, std::uint32_t row)
 {
     return plane.GetFirst()[row * plane.GetStride() + column];
 }
@@ -39,8 +39,8 @@ TEST(CDepthPlane, Construct_TakesTheDepthsOfABuffer)
     CDepthBuffer buffer(c_width, c_height);
     buffer.Draw(buffer.IndexOf(4, 19), CDepthBuffer::Pack(2.0F, 1, {}));
     CDepthPlane plane(buffer, c_border);
-    EXPECT_EQ(sampleAt(plane, 4, 19), 2.0F);
-    EXPECT_TRUE(std::isnan(sampleAt(plane, 3, 19)));
+    EXPECT_EQ(SampleAt(plane, 4, 19), 2.0F);
+    EXPECT_TRUE(std::isnan(SampleAt(plane, 3, 19)));
 }
 
 TEST(CDepthPlane, Draw_NearestWinsInAnyOrder)
@@ -50,10 +50,10 @@ TEST(CDepthPlane, Draw_NearestWinsInAnyOrder)
         for (const float second : {1.0F, 0.0F, c_infinity})
         {
             CDepthPlane plane(1, 1, 0);
-            CDepthPlane::Draw(sampleAt(plane, 0, 0), first);
-            EXPECT_EQ(sampleAt(plane, 0, 0), first);
-            CDepthPlane::Draw(sampleAt(plane, 0, 0), second);
-            EXPECT_EQ(sampleAt(plane, 0, 0), std::min(first, second));
+            CDepthPlane::Draw(SampleAt(plane, 0, 0), first);
+            EXPECT_EQ(SampleAt(plane, 0, 0), first);
+            CDepthPlane::Draw(SampleAt(plane, 0, 0), second);
+            EXPECT_EQ(SampleAt(plane, 0, 0), std::min(first, second));
         }
     }
 }
@@ -64,22 +64,22 @@ TEST(CDepthPlane, Join_NearestOfBothWinsInThoseRows)
     CDepthPlane other(c_width, c_height, c_border);
     for (std::uint32_t row = 0; row < c_height; ++row)
     {
-        sampleAt(plane, 0, row) = 1.0F;
-        sampleAt(other, 0, row) = 0.5F;
-        sampleAt(plane, 1, row) = 0.0F;
-        sampleAt(other, 1, row) = c_infinity;
-        sampleAt(plane, 2, row) = 2.0F;
-        sampleAt(other, 4, row) = 3.0F;
+        SampleAt(plane, 0, row) = 1.0F;
+        SampleAt(other, 0, row) = 0.5F;
+        SampleAt(plane, 1, row) = 0.0F;
+        SampleAt(other, 1, row) = c_infinity;
+        SampleAt(plane, 2, row) = 2.0F;
+        SampleAt(other, 4, row) = 3.0F;
     }
     plane.Join(other, 7, 9);
     for (std::uint32_t row = 0; row < c_height; ++row)
     {
         const bool isJoined = row == 7 || row == 8;
-        EXPECT_EQ(sampleAt(plane, 0, row), isJoined ? 0.5F : 1.0F) << row;
-        EXPECT_EQ(sampleAt(plane, 1, row), 0.0F) << row;
-        EXPECT_EQ(sampleAt(plane, 2, row), 2.0F) << row;
-        EXPECT_TRUE(std::isnan(sampleAt(plane, 3, row))) << row;
-        EXPECT_EQ(std::isnan(sampleAt(plane, 4, row)), !isJoined) << row;
+        EXPECT_EQ(SampleAt(plane, 0, row), isJoined ? 0.5F : 1.0F) << row;
+        EXPECT_EQ(SampleAt(plane, 1, row), 0.0F) << row;
+        EXPECT_EQ(SampleAt(plane, 2, row), 2.0F) << row;
+        EXPECT_TRUE(std::isnan(SampleAt(plane, 3, row))) << row;
+        EXPECT_EQ(std::isnan(SampleAt(plane, 4, row)), !isJoined) << row;
     }
 }
 

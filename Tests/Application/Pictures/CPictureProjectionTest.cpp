@@ -16,7 +16,7 @@ using Application::CPictureProjection;
 using Application::CView;
 
 /// From the -y side at distance 10, 90 degrees, 100 x 50 pixels.
-CView makeView(CCamera::Projection projection)
+CView MakeView(CCamera::Projection projection)
 {
     CCamera::SParameters parameters;
     parameters.eye = {0, -10, 0};
@@ -30,16 +30,16 @@ CView makeView(CCamera::Projection projection)
     return CCamera(parameters).MakeView();
 }
 
-LqVector3f turnNormal(const LqMatrix4Rd& trafo, const LqVector3f& normal)
+LqVector3f TurnNormal(const LqMatrix4Rd& trafo, const LqVector3f& normal)
 {
-    const CPictureProjection projection(makeView(CCamera::Projection::Perspective), 1);
+    const CPictureProjection projection(MakeView(CCamera::Projection::Perspective), 1);
     const auto turned =
         TransformHomogeneous(projection.MakeNormalChain(trafo), normal.x, normal.y, normal.z);
     const float length = std::sqrt(turned.x * turned.x + turned.y * turned.y + turned.z * turned.z);
     return {turned.x / length, turned.y / length, turned.z / length};
 }
 
-void expectNear(const LqVector3f& actual, const LqVector3f& expected)
+void ExpectNear(const LqVector3f& actual, const LqVector3f& expected)
 {
     EXPECT_NEAR(actual.x, expected.x, 1e-6F);
     EXPECT_NEAR(actual.y, expected.y, 1e-6F);
@@ -48,7 +48,7 @@ void expectNear(const LqVector3f& actual, const LqVector3f& expected)
 
 TEST(CPictureProjection, GetSampleSize_GrowsWithTheDepthInPerspective)
 {
-    const CPictureProjection projection(makeView(CCamera::Projection::Perspective), 2);
+    const CPictureProjection projection(MakeView(CCamera::Projection::Perspective), 2);
     EXPECT_TRUE(projection.IsPerspective());
     EXPECT_EQ(projection.GetWidth(), 200U);
     EXPECT_EQ(projection.GetHeight(), 100U);
@@ -59,7 +59,7 @@ TEST(CPictureProjection, GetSampleSize_GrowsWithTheDepthInPerspective)
 
 TEST(CPictureProjection, GetSampleSize_IsInUnitsOfDeviceZInParallelProjection)
 {
-    const CPictureProjection projection(makeView(CCamera::Projection::Orthographic), 2);
+    const CPictureProjection projection(MakeView(CCamera::Projection::Orthographic), 2);
     EXPECT_FALSE(projection.IsPerspective());
     // A sample is 0.2 units wide, and 16 units lie between the near and the far plane.
     EXPECT_NEAR(projection.GetSampleSize(0.5F), 0.2F / 16.0F, 1e-7F);
@@ -67,28 +67,28 @@ TEST(CPictureProjection, GetSampleSize_IsInUnitsOfDeviceZInParallelProjection)
 
 TEST(CPictureProjection, MakeNormalChain_TurnsNormalsToRightUpAndViewer)
 {
-    expectNear(turnNormal(c_matIdentityD, {1, 0, 0}), {1, 0, 0});
-    expectNear(turnNormal(c_matIdentityD, {0, 0, 1}), {0, 1, 0});
-    expectNear(turnNormal(c_matIdentityD, {0, -1, 0}), {0, 0, 1});
+    ExpectNear(TurnNormal(c_matIdentityD, {1, 0, 0}), {1, 0, 0});
+    ExpectNear(TurnNormal(c_matIdentityD, {0, 0, 1}), {0, 1, 0});
+    ExpectNear(TurnNormal(c_matIdentityD, {0, -1, 0}), {0, 0, 1});
 }
 
 TEST(CPictureProjection, MakeNormalChain_KeepsNormalsPerpendicularUnderUnevenScaling)
 {
     // The plane x + z = 0 becomes x / 2 + z = 0.
     const float length = std::sqrt(1.25F);
-    expectNear(turnNormal(TestSupport::MakeScale(2, 1, 1), {1, 0, 1}),
+    ExpectNear(TurnNormal(TestSupport::MakeScale(2, 1, 1), {1, 0, 1}),
                {0.5F / length, 1.0F / length, 0});
 }
 
 TEST(CPictureProjection, MakeNormalChain_KeepsTheSideUnderMirroring)
 {
-    expectNear(turnNormal(TestSupport::MakeScale(-1, 1, 1), {0, -1, 0}), {0, 0, 1});
-    expectNear(turnNormal(TestSupport::MakeScale(-1, 1, 1), {1, 0, 0}), {-1, 0, 0});
+    ExpectNear(TurnNormal(TestSupport::MakeScale(-1, 1, 1), {0, -1, 0}), {0, 0, 1});
+    ExpectNear(TurnNormal(TestSupport::MakeScale(-1, 1, 1), {1, 0, 0}), {-1, 0, 0});
 }
 
 TEST(CPictureProjection, MakeChain_LeadsFromTheEntityToClipCoordinates)
 {
-    const CPictureProjection projection(makeView(CCamera::Projection::Perspective), 1);
+    const CPictureProjection projection(MakeView(CCamera::Projection::Perspective), 1);
     const LqMatrix4Rf chain = projection.MakeChain(TestSupport::MakeTranslation(1, 2, 3));
     const auto clip = TransformHomogeneous(chain, -1.0F, -2.0F, 2.0F);
     EXPECT_NEAR(clip.x / clip.w, 0.0F, 1e-6F);

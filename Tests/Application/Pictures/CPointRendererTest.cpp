@@ -38,7 +38,7 @@ constexpr SColor c_green{40, 200, 40};
 
 /// Seen from the -y side in parallel projection: a unit is a pixel, column = x + size / 2 and
 /// row = size / 2 - z.
-CCamera::SParameters makeParameters(std::uint32_t size)
+CCamera::SParameters MakeParameters(std::uint32_t size)
 {
     CCamera::SParameters parameters;
     parameters.eye = {0, -100, 0};
@@ -51,12 +51,12 @@ CCamera::SParameters makeParameters(std::uint32_t size)
     return parameters;
 }
 
-CView makeView(std::uint32_t size)
+CView MakeView(std::uint32_t size)
 {
-    return CCamera(makeParameters(size)).MakeView();
+    return CCamera(MakeParameters(size)).MakeView();
 }
 
-std::shared_ptr<Base::ISurfelCollection> makeCollection(const Points& positions,
+std::shared_ptr<Base::ISurfelCollection> MakeCollection(const Points& positions,
                                                         const Points& normals = {})
 {
     const auto buffers = std::make_shared<std::array<Points, 2>>(std::array{positions, normals});
@@ -65,46 +65,46 @@ std::shared_ptr<Base::ISurfelCollection> makeCollection(const Points& positions,
         normals.empty() ? nullptr : (*buffers)[1].data(), sizeof(LqVector3f));
 }
 
-CPointRenderer::SScan makeScan(const Points& positions, SColor color = c_red)
+CPointRenderer::SScan MakeScan(const Points& positions, SColor color = c_red)
 {
     CPointRenderer::SScan scan;
-    scan.collection = makeCollection(positions);
+    scan.collection = MakeCollection(positions);
     scan.color = color;
     return scan;
 }
 
-bool isBackground(const CPicture& picture, std::uint32_t column, std::uint32_t row)
+bool IsBackground(const CPicture& picture, std::uint32_t column, std::uint32_t row)
 {
     const SColor color = picture.GetPixel(column, row);
     return color.red >= 218 && color.green >= 223 && color.blue >= 230;
 }
 
-bool isRed(const CPicture& picture, std::uint32_t column, std::uint32_t row)
+bool IsRed(const CPicture& picture, std::uint32_t column, std::uint32_t row)
 {
     const SColor color = picture.GetPixel(column, row);
     return color.red > 60 && color.red > 2 * color.green;
 }
 
-bool isGreen(const CPicture& picture, std::uint32_t column, std::uint32_t row)
+bool IsGreen(const CPicture& picture, std::uint32_t column, std::uint32_t row)
 {
     const SColor color = picture.GetPixel(column, row);
     return color.green > 60 && color.green > 2 * color.red;
 }
 
-void expectAllBackground(const CPicture& picture)
+void ExpectAllBackground(const CPicture& picture)
 {
     for (std::uint32_t row = 0; row < picture.GetHeight(); ++row)
     {
         for (std::uint32_t column = 0; column < picture.GetWidth(); ++column)
         {
-            EXPECT_TRUE(isBackground(picture, column, row)) << column << " " << row;
+            EXPECT_TRUE(IsBackground(picture, column, row)) << column << " " << row;
         }
     }
 }
 
 /// Points strewn at random over a square of the given half side that faces the viewer, but is
 /// tilted: depth y = slope . (x, z).
-Points strewPlane(std::size_t count, float halfSide, float depth, float slopeX = 0.0F,
+Points StrewPlane(std::size_t count, float halfSide, float depth, float slopeX = 0.0F,
                   float slopeZ = 0.0F)
 {
     std::uint32_t state = 5;
@@ -124,23 +124,23 @@ Points strewPlane(std::size_t count, float halfSide, float depth, float slopeX =
 
 TEST(CPointRenderer, Render_NothingGivesTheBackground)
 {
-    const CPicture picture = CPointRenderer(makeView(64)).Render({});
+    const CPicture picture = CPointRenderer(MakeView(64)).Render({});
     ASSERT_EQ(picture.GetWidth(), 64U);
     ASSERT_EQ(picture.GetHeight(), 64U);
-    expectAllBackground(picture);
+    ExpectAllBackground(picture);
     EXPECT_NEAR(picture.GetPixel(0, 0).red, 250, 1);
     EXPECT_NEAR(picture.GetPixel(63, 63).red, 219, 1);
 }
 
 TEST(CPointRenderer, Render_EmptyScanGivesTheBackground)
 {
-    expectAllBackground(CPointRenderer(makeView(8)).Render({makeScan({})}));
+    ExpectAllBackground(CPointRenderer(MakeView(8)).Render({MakeScan({})}));
 }
 
 TEST(CPointRenderer, Render_SurfelLandsOnItsPixel)
 {
-    const CPicture picture = CPointRenderer(makeView(8)).Render({makeScan({{1.4F, 0, 2.4F}})});
-    EXPECT_TRUE(isRed(picture, 5, 1));
+    const CPicture picture = CPointRenderer(MakeView(8)).Render({MakeScan({{1.4F, 0, 2.4F}})});
+    EXPECT_TRUE(IsRed(picture, 5, 1));
     for (std::uint32_t row = 0; row < 8; ++row)
     {
         for (std::uint32_t column = 0; column < 8; ++column)
@@ -148,7 +148,7 @@ TEST(CPointRenderer, Render_SurfelLandsOnItsPixel)
             if (std::abs(static_cast<int>(column) - 5) > 1 ||
                 std::abs(static_cast<int>(row) - 1) > 1)
             {
-                EXPECT_TRUE(isBackground(picture, column, row)) << column << " " << row;
+                EXPECT_TRUE(IsBackground(picture, column, row)) << column << " " << row;
             }
         }
     }
@@ -156,9 +156,9 @@ TEST(CPointRenderer, Render_SurfelLandsOnItsPixel)
 
 TEST(CPointRenderer, Render_SurfaceThatFacesTheViewerHasTheColorOfItsLight)
 {
-    CPointRenderer::SScan scan = makeScan(strewPlane(4000, 8, 0));
-    scan.collection = makeCollection(strewPlane(4000, 8, 0), Points(4000, {0, -1, 0}));
-    const CPicture picture = CPointRenderer(makeView(16)).Render({scan});
+    CPointRenderer::SScan scan = MakeScan(StrewPlane(4000, 8, 0));
+    scan.collection = MakeCollection(StrewPlane(4000, 8, 0), Points(4000, {0, -1, 0}));
+    const CPicture picture = CPointRenderer(MakeView(16)).Render({scan});
     // Ambient, key and fill light on a surface that faces the viewer, and the highlight.
     const double light = 0.42 + 0.56 * 0.66 + 0.16 * 0.59;
     const double brightness = light + 0.12 * std::pow(0.911, 16);
@@ -170,16 +170,16 @@ TEST(CPointRenderer, Render_SurfaceThatFacesTheViewerHasTheColorOfItsLight)
 
 TEST(CPointRenderer, Render_NearerSurfelHidesTheOneBehind)
 {
-    const CPointRenderer renderer(makeView(8));
-    const auto nearScan = makeScan({{0.6F, -5, 0.6F}}, c_green);
-    const auto farScan = makeScan({{0.6F, 5, 0.6F}}, c_red);
-    EXPECT_TRUE(isGreen(renderer.Render({nearScan, farScan}), 4, 3));
-    EXPECT_TRUE(isGreen(renderer.Render({farScan, nearScan}), 4, 3));
+    const CPointRenderer renderer(MakeView(8));
+    const auto nearScan = MakeScan({{0.6F, -5, 0.6F}}, c_green);
+    const auto farScan = MakeScan({{0.6F, 5, 0.6F}}, c_red);
+    EXPECT_TRUE(IsGreen(renderer.Render({nearScan, farScan}), 4, 3));
+    EXPECT_TRUE(IsGreen(renderer.Render({farScan, nearScan}), 4, 3));
 }
 
 TEST(CPointRenderer, Render_SurfelsOutsideTheViewAreNotDrawn)
 {
-    const CPointRenderer renderer(makeView(8));
+    const CPointRenderer renderer(MakeView(8));
     for (const LqVector3f& point : {LqVector3f{-4.1F, 0, 0},
                                     {4.1F, 0, 0},
                                     {0, 0, -4.1F},
@@ -187,17 +187,17 @@ TEST(CPointRenderer, Render_SurfelsOutsideTheViewAreNotDrawn)
                                     {0, -99.5F, 0},
                                     {0, 101, 0}})
     {
-        expectAllBackground(renderer.Render({makeScan({point})}));
+        ExpectAllBackground(renderer.Render({MakeScan({point})}));
     }
 }
 
 TEST(CPointRenderer, Render_SurfelsBehindTheEyeAreNotDrawnInPerspective)
 {
-    CCamera::SParameters parameters = makeParameters(8);
+    CCamera::SParameters parameters = MakeParameters(8);
     parameters.projection = CCamera::Projection::Perspective;
     const CPointRenderer renderer(CCamera(parameters).MakeView());
-    expectAllBackground(renderer.Render({makeScan({{0, -150, 0}, {0, -100, 0}})}));
-    EXPECT_TRUE(isRed(renderer.Render({makeScan({{0.5F, 0, 0.5F}})}), 4, 3));
+    ExpectAllBackground(renderer.Render({MakeScan({{0, -150, 0}, {0, -100, 0}})}));
+    EXPECT_TRUE(IsRed(renderer.Render({MakeScan({{0.5F, 0, 0.5F}})}), 4, 3));
 }
 
 TEST(CPointRenderer, Render_PositionsThatAreNotFiniteAreNotDrawn)
@@ -205,34 +205,34 @@ TEST(CPointRenderer, Render_PositionsThatAreNotFiniteAreNotDrawn)
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float infinity = std::numeric_limits<float>::infinity();
     const CPicture picture =
-        CPointRenderer(makeView(8))
-            .Render({makeScan(
+        CPointRenderer(MakeView(8))
+            .Render({MakeScan(
                 {{nan, 0, 0}, {0, nan, 0}, {0, 0, nan}, {infinity, 0, 0}, {0, -infinity, 0}})});
-    expectAllBackground(picture);
+    ExpectAllBackground(picture);
 }
 
 TEST(CPointRenderer, Render_NormalsThatAreNoDirectionsCountAsNone)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    const Points points = strewPlane(2000, 4, 0);
-    CPointRenderer::SScan without = makeScan(points);
-    const CPicture expected = CPointRenderer(makeView(8)).Render({without});
+    const Points points = StrewPlane(2000, 4, 0);
+    CPointRenderer::SScan without = MakeScan(points);
+    const CPicture expected = CPointRenderer(MakeView(8)).Render({without});
     for (const LqVector3f& normal : {LqVector3f{0, 0, 0}, {nan, 0, 0}})
     {
-        CPointRenderer::SScan scan = makeScan(points);
-        scan.collection = makeCollection(points, Points(points.size(), normal));
-        EXPECT_EQ(CPointRenderer(makeView(8)).Render({scan}), expected);
+        CPointRenderer::SScan scan = MakeScan(points);
+        scan.collection = MakeCollection(points, Points(points.size(), normal));
+        EXPECT_EQ(CPointRenderer(MakeView(8)).Render({scan}), expected);
     }
 }
 
 TEST(CPointRenderer, Render_NormalsOfEitherSideGiveTheSamePicture)
 {
-    const Points points = strewPlane(2000, 4, 0);
-    CPointRenderer::SScan front = makeScan(points);
-    front.collection = makeCollection(points, Points(points.size(), {0.5F, -1, 0.25F}));
-    CPointRenderer::SScan back = makeScan(points);
-    back.collection = makeCollection(points, Points(points.size(), {-0.5F, 1, -0.25F}));
-    const CPointRenderer renderer(makeView(8));
+    const Points points = StrewPlane(2000, 4, 0);
+    CPointRenderer::SScan front = MakeScan(points);
+    front.collection = MakeCollection(points, Points(points.size(), {0.5F, -1, 0.25F}));
+    CPointRenderer::SScan back = MakeScan(points);
+    back.collection = MakeCollection(points, Points(points.size(), {-0.5F, 1, -0.25F}));
+    const CPointRenderer renderer(MakeView(8));
     EXPECT_EQ(renderer.Render({front}), renderer.Render({back}));
 }
 
@@ -243,13 +243,13 @@ TEST(CPointRenderer, Render_SurfacesOfAnyDensityLookClosed)
     {
         SCOPED_TRACE(count);
         const CPicture picture =
-            CPointRenderer(makeView(64)).Render({makeScan(strewPlane(count, 32, 0))});
+            CPointRenderer(MakeView(64)).Render({MakeScan(StrewPlane(count, 32, 0))});
         std::size_t numOpen = 0;
         for (std::uint32_t row = 8; row < 56; ++row)
         {
             for (std::uint32_t column = 8; column < 56; ++column)
             {
-                numOpen += isBackground(picture, column, row) ? 1 : 0;
+                numOpen += IsBackground(picture, column, row) ? 1 : 0;
             }
         }
         EXPECT_LE(numOpen, 48U * 48U / 100U);
@@ -258,15 +258,15 @@ TEST(CPointRenderer, Render_SurfacesOfAnyDensityLookClosed)
 
 TEST(CPointRenderer, Render_SurfaceBehindDoesNotShineThroughTheGaps)
 {
-    const auto front = makeScan(strewPlane(4096, 32, -20), c_green);
-    const auto behind = makeScan(strewPlane(65536, 32, 20), c_red);
-    const CPicture picture = CPointRenderer(makeView(64)).Render({behind, front});
+    const auto front = MakeScan(StrewPlane(4096, 32, -20), c_green);
+    const auto behind = MakeScan(StrewPlane(65536, 32, 20), c_red);
+    const CPicture picture = CPointRenderer(MakeView(64)).Render({behind, front});
     std::size_t numRed = 0;
     for (std::uint32_t row = 8; row < 56; ++row)
     {
         for (std::uint32_t column = 8; column < 56; ++column)
         {
-            numRed += isRed(picture, column, row) ? 1 : 0;
+            numRed += IsRed(picture, column, row) ? 1 : 0;
         }
     }
     EXPECT_LE(numRed, 48U * 48U / 100U);
@@ -279,14 +279,14 @@ TEST(CPointRenderer, Render_SurfaceWithoutNormalsIsLitLikeOneWithThem)
         for (const auto& [slopeX, slopeZ] :
              {std::pair{0.0F, 0.0F}, {0.7F, 0.0F}, {-0.7F, 0.0F}, {0.0F, 0.7F}, {0.0F, -0.7F}})
         {
-            CCamera::SParameters parameters = makeParameters(64);
+            CCamera::SParameters parameters = MakeParameters(64);
             parameters.projection = kind;
             const CPointRenderer renderer(CCamera(parameters).MakeView());
-            const Points points = strewPlane(20000, 60, 0, slopeX, slopeZ);
-            const auto without = makeScan(points, {200, 200, 200});
+            const Points points = StrewPlane(20000, 60, 0, slopeX, slopeZ);
+            const auto without = MakeScan(points, {200, 200, 200});
             auto with = without;
             with.collection =
-                makeCollection(points, Points(points.size(), {slopeX, -1.0F, slopeZ}));
+                MakeCollection(points, Points(points.size(), {slopeX, -1.0F, slopeZ}));
             const SColor expected = renderer.Render({with}).GetPixel(40, 20);
             const SColor actual = renderer.Render({without}).GetPixel(40, 20);
             EXPECT_NEAR(actual.red, expected.red, 6) << slopeX << " " << slopeZ;
@@ -299,19 +299,19 @@ TEST(CPointRenderer, Render_CutAndSmallComponentsHaveTheirColors)
     CPointRenderer::SSettings settings;
     settings.cutColor = c_green;
     settings.smallComponentColor = {40, 40, 220};
-    const CPointRenderer renderer(makeView(8), settings);
+    const CPointRenderer renderer(MakeView(8), settings);
     const std::array<CSurfelBitMask, 4> flags = {
         CSurfelBitMask{CSurfelBitMask::SurfelFlagCut},
         CSurfelBitMask{CSurfelBitMask::SurfelFlagSmallComponent},
         CSurfelBitMask{CSurfelBitMask::SurfelFlagCut | CSurfelBitMask::SurfelFlagSmallComponent},
         CSurfelBitMask{CSurfelBitMask::SurfelFlagExcluded}};
-    auto scan = makeScan({{-2.5F, 0, 2.5F}, {1.5F, 0, 2.5F}, {-2.5F, 0, -1.5F}, {1.5F, 0, -1.5F}});
+    auto scan = MakeScan({{-2.5F, 0, 2.5F}, {1.5F, 0, 2.5F}, {-2.5F, 0, -1.5F}, {1.5F, 0, -1.5F}});
     scan.flags = flags;
     const CPicture picture = renderer.Render({scan});
-    EXPECT_TRUE(isGreen(picture, 1, 1));
+    EXPECT_TRUE(IsGreen(picture, 1, 1));
     EXPECT_GT(picture.GetPixel(5, 1).blue, 2 * picture.GetPixel(5, 1).red);
-    EXPECT_TRUE(isGreen(picture, 1, 5));
-    EXPECT_TRUE(isRed(picture, 5, 5));
+    EXPECT_TRUE(IsGreen(picture, 1, 5));
+    EXPECT_TRUE(IsRed(picture, 5, 5));
 }
 
 TEST(CPointRenderer, Render_HideCutLeavesTheCutOut)
@@ -320,10 +320,10 @@ TEST(CPointRenderer, Render_HideCutLeavesTheCutOut)
     settings.hideCut = true;
     const std::array<CSurfelBitMask, 2> flags = {CSurfelBitMask{CSurfelBitMask::SurfelFlagCut},
                                                  CSurfelBitMask{}};
-    auto scan = makeScan({{-2.5F, 0, 2.5F}, {1.5F, 0, -1.5F}});
+    auto scan = MakeScan({{-2.5F, 0, 2.5F}, {1.5F, 0, -1.5F}});
     scan.flags = flags;
-    EXPECT_EQ(CPointRenderer(makeView(8), settings).Render({scan}),
-              CPointRenderer(makeView(8)).Render({makeScan({{1.5F, 0, -1.5F}})}));
+    EXPECT_EQ(CPointRenderer(MakeView(8), settings).Render({scan}),
+              CPointRenderer(MakeView(8)).Render({MakeScan({{1.5F, 0, -1.5F}})}));
 }
 
 TEST(CPointRenderer, Render_HidingTheDenserPartLeavesTheOtherDotsAsTheyWere)
@@ -342,12 +342,12 @@ TEST(CPointRenderer, Render_HidingTheDenserPartLeavesTheOtherDotsAsTheyWere)
     };
     addGrid(-30, -10, 0.5F, CSurfelBitMask::SurfelFlagCut);
     addGrid(10, 30, 6, 0);
-    auto scan = makeScan(positions);
+    auto scan = MakeScan(positions);
     scan.flags = flags;
     CPointRenderer::SSettings settings;
     settings.hideCut = true;
-    const CPicture before = CPointRenderer(makeView(64)).Render({scan});
-    const CPicture after = CPointRenderer(makeView(64), settings).Render({scan});
+    const CPicture before = CPointRenderer(MakeView(64)).Render({scan});
+    const CPicture after = CPointRenderer(MakeView(64), settings).Render({scan});
     for (std::uint32_t row = 0; row < 64; ++row)
     {
         for (std::uint32_t column = 36; column < 64; ++column)
@@ -360,10 +360,10 @@ TEST(CPointRenderer, Render_HidingTheDenserPartLeavesTheOtherDotsAsTheyWere)
 
 TEST(CPointRenderer, Render_PaintedPixelsAreTintedAndNoOthers)
 {
-    const CPointRenderer renderer(makeView(8));
+    const CPointRenderer renderer(MakeView(8));
     CMask mask(8, 8);
     mask.PaintSpan(2, 3, 6);
-    const auto scan = makeScan(strewPlane(1000, 3, 0));
+    const auto scan = MakeScan(StrewPlane(1000, 3, 0));
     const CPicture plain = renderer.Render({scan});
     const CPicture tinted = renderer.Render({scan}, &mask);
     for (std::uint32_t row = 0; row < 8; ++row)
@@ -379,7 +379,7 @@ TEST(CPointRenderer, Render_PaintedPixelsAreTintedAndNoOthers)
 TEST(CPointRenderer, Render_MaskOfAnotherSizeThrows)
 {
     const CMask mask(8, 9);
-    EXPECT_THROW(static_cast<void>(CPointRenderer(makeView(8)).Render({}, &mask)), CInputError);
+    EXPECT_THROW(static_cast<void>(CPointRenderer(MakeView(8)).Render({}, &mask)), CInputError);
 }
 
 TEST(CPointRenderer, Render_CollectionWithoutPositionsThrows)
@@ -388,29 +388,29 @@ TEST(CPointRenderer, Render_CollectionWithoutPositionsThrows)
     collection->SetPositionAccess(nullptr);
     CPointRenderer::SScan scan;
     scan.collection = collection;
-    EXPECT_THROW(static_cast<void>(CPointRenderer(makeView(8)).Render({scan})), VekoException);
+    EXPECT_THROW(static_cast<void>(CPointRenderer(MakeView(8)).Render({scan})), VekoException);
 }
 
 TEST(CPointRenderer, Render_GeographicCoordinatesGiveTheSamePicture)
 {
-    const Points points = strewPlane(3000, 8, 0, 0.3F, 0.2F);
-    const CPicture expected = CPointRenderer(makeView(16)).Render({makeScan(points)});
-    CCamera::SParameters parameters = makeParameters(16);
+    const Points points = StrewPlane(3000, 8, 0, 0.3F, 0.2F);
+    const CPicture expected = CPointRenderer(MakeView(16)).Render({MakeScan(points)});
+    CCamera::SParameters parameters = MakeParameters(16);
     parameters.eye = {4.5e6, 5.3e6 - 100, 300};
     parameters.target = {4.5e6, 5.3e6, 300};
-    auto scan = makeScan(points);
+    auto scan = MakeScan(points);
     scan.trafo = TestSupport::MakeTranslation(4.5e6, 5.3e6, 300);
     EXPECT_EQ(CPointRenderer(CCamera(parameters).MakeView()).Render({scan}), expected);
 }
 
 TEST(CPointRenderer, Render_SplitOfTheViewIntoTransformsDoesNotMatter)
 {
-    const CView view = makeView(16);
+    const CView view = MakeView(16);
     const auto& transforms = view.GetTransforms();
     const CView joined(
         16, 16, view.GetOrigin(),
         {c_matIdentityD, c_matIdentityD, transforms[0] * transforms[1] * transforms[2]});
-    const auto scan = makeScan(strewPlane(3000, 8, 0, 0.3F, 0.2F));
+    const auto scan = MakeScan(StrewPlane(3000, 8, 0, 0.3F, 0.2F));
     EXPECT_EQ(CPointRenderer(joined).Render({scan}), CPointRenderer(view).Render({scan}));
 }
 
@@ -421,9 +421,9 @@ TEST(CPointRenderer, Render_MoreColorsThanThereIsRoomForAreShared)
     {
         const auto shade = static_cast<std::uint8_t>(index % 100);
         scans.push_back(
-            makeScan({{0, 0, 0}}, {200, shade, static_cast<std::uint8_t>(index / 100)}));
+            MakeScan({{0, 0, 0}}, {200, shade, static_cast<std::uint8_t>(index / 100)}));
     }
-    EXPECT_TRUE(isRed(CPointRenderer(makeView(8)).Render(scans), 4, 4));
+    EXPECT_TRUE(IsRed(CPointRenderer(MakeView(8)).Render(scans), 4, 4));
 }
 
 TEST(CPointRenderer, Render_DoesNotDependOnTheNumberOfThreads)
@@ -438,7 +438,7 @@ TEST(CPointRenderer, Render_DoesNotDependOnTheNumberOfThreads)
     {
         const bool hasNormals = scans.size() % 2 == 0;
         CPointRenderer::SScan item;
-        item.collection = makeCollection(scan.positions, hasNormals ? scan.normals : Points{});
+        item.collection = MakeCollection(scan.positions, hasNormals ? scan.normals : Points{});
         item.trafo = scan.trafo;
         scans.push_back(item);
         placed.push_back({item.collection, item.trafo});
@@ -454,10 +454,10 @@ TEST(CPointRenderer, Render_DoesNotDependOnTheNumberOfThreads)
 
 TEST(CPointRenderer, RenderPng_IsThePngOfThePicture)
 {
-    const CPointRenderer renderer(makeView(90));
+    const CPointRenderer renderer(MakeView(90));
     const std::vector<CPointRenderer::SScan> scans = {
-        makeScan(strewPlane(9000, 40.0F, 0.0F, 0.5F)),
-        makeScan(strewPlane(50, 30.0F, -5.0F), c_green)};
+        MakeScan(StrewPlane(9000, 40.0F, 0.0F, 0.5F)),
+        MakeScan(StrewPlane(50, 30.0F, -5.0F), c_green)};
     for (const std::size_t numThreads : {1U, 2U, 7U})
     {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
@@ -468,13 +468,13 @@ TEST(CPointRenderer, RenderPng_IsThePngOfThePicture)
 
 TEST(CPointRenderer, RenderPng_LetsGoOfTheScansBeforeItTellsSo)
 {
-    CPointRenderer::SScan scan = makeScan({{1, 0, 1}});
+    CPointRenderer::SScan scan = MakeScan({{1, 0, 1}});
     const std::weak_ptr<const Base::ISurfelCollection> collection = scan.collection;
     std::vector<CPointRenderer::SScan> scans;
     scans.push_back(std::move(scan));
     scan.collection.reset();
     int numCalls = 0;
-    static_cast<void>(CPointRenderer(makeView(8)).RenderPng(std::move(scans), [&] {
+    static_cast<void>(CPointRenderer(MakeView(8)).RenderPng(std::move(scans), [&] {
         ++numCalls;
         EXPECT_TRUE(collection.expired());
     }));
@@ -483,9 +483,9 @@ TEST(CPointRenderer, RenderPng_LetsGoOfTheScansBeforeItTellsSo)
 
 TEST(CPointRenderer, RenderPng_WhatTheCallThrowsLeaves)
 {
-    const CPointRenderer renderer(makeView(8));
+    const CPointRenderer renderer(MakeView(8));
     EXPECT_THROW(static_cast<void>(renderer.RenderPng(
-                     {makeScan({{1, 0, 1}})}, [] { throw CInputError("scan", "has changed"); })),
+                     {MakeScan({{1, 0, 1}})}, [] { throw CInputError("scan", "has changed"); })),
                  CInputError);
 }
 

@@ -25,7 +25,7 @@ using Application::CPointSplatter;
 constexpr std::uint32_t c_width = 41;
 constexpr std::uint32_t c_height = 47;
 
-CPictureProjection makeProjection(CCamera::Projection projection)
+CPictureProjection MakeProjection(CCamera::Projection projection)
 {
     CCamera::SParameters parameters;
     parameters.projection = projection;
@@ -34,7 +34,7 @@ CPictureProjection makeProjection(CCamera::Projection projection)
     return CPictureProjection(CCamera(parameters).MakeView(), 1);
 }
 
-CPointSamples toSamples(const CDepthBuffer& buffer)
+CPointSamples ToSamples(const CDepthBuffer& buffer)
 {
     CDepthBuffer copy(buffer.GetWidth(), buffer.GetHeight());
     std::copy_n(buffer.GetWords(), std::size_t{c_width} * c_height, copy.GetWords());
@@ -42,7 +42,7 @@ CPointSamples toSamples(const CDepthBuffer& buffer)
 }
 
 /// So many percent of the samples, at depths of two surfaces or in between.
-CDepthBuffer strewSamples(unsigned percent, float thickness)
+CDepthBuffer StrewSamples(unsigned percent, float thickness)
 {
     std::mt19937 generator(percent);
     CDepthBuffer buffer(c_width, c_height);
@@ -59,7 +59,7 @@ CDepthBuffer strewSamples(unsigned percent, float thickness)
 }
 
 /// The distance of the sixth nearest sample of the same surface, within 18 samples.
-std::uint8_t findRadiusPlainly(const CPictureProjection& projection, const CDepthBuffer& buffer,
+std::uint8_t FindRadiusPlainly(const CPictureProjection& projection, const CDepthBuffer& buffer,
                                std::uint32_t column, std::uint32_t row)
 {
     const float depth = CDepthBuffer::DepthOf(buffer.Get(buffer.IndexOf(column, row)));
@@ -85,7 +85,7 @@ std::uint8_t findRadiusPlainly(const CPictureProjection& projection, const CDept
 }
 
 /// Draws one sample of a dot after the other.
-CDepthBuffer splatPlainly(const CPictureProjection& projection, const CDepthBuffer& points,
+CDepthBuffer SplatPlainly(const CPictureProjection& projection, const CDepthBuffer& points,
                           const CPointSplatter::SRadii& radii)
 {
     CDepthBuffer surface(c_width, c_height);
@@ -129,14 +129,14 @@ TEST(CPointSplatter, FindRadii_AreThoseOfThePlainSearch)
 {
     for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
     {
-        const CPictureProjection projection = makeProjection(kind);
+        const CPictureProjection projection = MakeProjection(kind);
         const CPointSplatter splatter(projection, 1);
         for (const unsigned percent : {1U, 10U, 50U, 100U})
         {
             for (const float thickness : {0.0F, 0.2F, 3.0F})
             {
-                const CDepthBuffer buffer = strewSamples(percent, thickness);
-                const CPointSplatter::SRadii radii = splatter.FindRadii(toSamples(buffer));
+                const CDepthBuffer buffer = StrewSamples(percent, thickness);
+                const CPointSplatter::SRadii radii = splatter.FindRadii(ToSamples(buffer));
                 for (std::uint32_t row = 0; row < c_height; ++row)
                 {
                     for (std::uint32_t column = 0; column < c_width; ++column)
@@ -144,7 +144,7 @@ TEST(CPointSplatter, FindRadii_AreThoseOfThePlainSearch)
                         const std::size_t index = buffer.IndexOf(column, row);
                         const bool isEmpty = buffer.Get(index) == CDepthBuffer::c_empty;
                         ASSERT_EQ(radii.radii[index],
-                                  isEmpty ? 0 : findRadiusPlainly(projection, buffer, column, row))
+                                  isEmpty ? 0 : FindRadiusPlainly(projection, buffer, column, row))
                             << percent << ' ' << thickness << ' ' << column << ' ' << row;
                     }
                 }
@@ -155,7 +155,7 @@ TEST(CPointSplatter, FindRadii_AreThoseOfThePlainSearch)
 
 TEST(CPointSplatter, Splat_SamplesOfOneSurfaceGetItsNormalUpToTheEdge)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Orthographic);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Orthographic);
     const CPointSplatter splatter(projection, 1);
     CDepthBuffer buffer(c_width, c_height);
     const float step = projection.GetSampleSize(1.0F);
@@ -168,7 +168,7 @@ TEST(CPointSplatter, Splat_SamplesOfOneSurfaceGetItsNormalUpToTheEdge)
         }
     }
     CDepthBuffer surface(c_width, c_height);
-    const CPointSamples samples = toSamples(buffer);
+    const CPointSamples samples = ToSamples(buffer);
     splatter.Splat(samples, splatter.FindRadii(samples), surface);
     for (std::uint32_t row = 0; row < c_height; ++row)
     {
@@ -185,7 +185,7 @@ TEST(CPointSplatter, Splat_SamplesOfOneSurfaceGetItsNormalUpToTheEdge)
 TEST(CPointSplatter, Splat_SamplesOfAPlaneWithGapsGetItsNormal)
 {
     // Inverse depths are linear over the picture where perspective shows a plane.
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
     const CPointSplatter splatter(projection, 1);
     CDepthBuffer buffer(c_width, c_height);
     std::mt19937 generator(9);
@@ -203,7 +203,7 @@ TEST(CPointSplatter, Splat_SamplesOfAPlaneWithGapsGetItsNormal)
         }
     }
     CDepthBuffer surface(c_width, c_height);
-    const CPointSamples samples = toSamples(buffer);
+    const CPointSamples samples = ToSamples(buffer);
     splatter.Splat(samples, splatter.FindRadii(samples), surface);
     // The plane of all places whose inverse depth is 0.5 + 0.4 x / depth.
     const float length = std::sqrt(0.4F * 0.4F + 0.5F * 0.5F);
@@ -223,7 +223,7 @@ TEST(CPointSplatter, Splat_IsTheNearestOfAllDotsInEachSample)
 {
     for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
     {
-        const CPictureProjection projection = makeProjection(kind);
+        const CPictureProjection projection = MakeProjection(kind);
         const CPointSplatter splatter(projection, 1);
         for (const unsigned percent : {5U, 60U, 100U})
         {
@@ -241,10 +241,10 @@ TEST(CPointSplatter, Splat_IsTheNearestOfAllDotsInEachSample)
                                 CDepthBuffer::Pack(1.0F + next() * 0.1F, 0, {x, y, z, true}));
                 }
             }
-            const CPointSplatter::SRadii radii = splatter.FindRadii(toSamples(buffer));
+            const CPointSplatter::SRadii radii = splatter.FindRadii(ToSamples(buffer));
             CDepthBuffer surface(c_width, c_height);
-            splatter.Splat(toSamples(buffer), radii, surface);
-            const CDepthBuffer expected = splatPlainly(projection, buffer, radii);
+            splatter.Splat(ToSamples(buffer), radii, surface);
+            const CDepthBuffer expected = SplatPlainly(projection, buffer, radii);
             for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
             {
                 ASSERT_EQ(surface.Get(index), expected.Get(index)) << percent << ' ' << index;
@@ -255,9 +255,9 @@ TEST(CPointSplatter, Splat_IsTheNearestOfAllDotsInEachSample)
 
 TEST(CPointSplatter, Splat_BareSamplesAreDrawnAsThoseOfEqualWords)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
     const CPointSplatter splatter(projection, 1);
-    const CPointSamples samples = toSamples(strewSamples(60, 0.1F));
+    const CPointSamples samples = ToSamples(StrewSamples(60, 0.1F));
     const CPointSamples bare(
         [&] {
             CDepthPlane plane(c_width, c_height, CPointSplatter::FindReach(1));
@@ -281,9 +281,9 @@ TEST(CPointSplatter, Splat_BareSamplesAreDrawnAsThoseOfEqualWords)
 
 TEST(CPointSplatter, Splat_IsTheSameOnAnyNumberOfThreads)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
     const CPointSplatter splatter(projection, 1);
-    const CPointSamples samples = toSamples(strewSamples(30, 3.0F));
+    const CPointSamples samples = ToSamples(StrewSamples(30, 3.0F));
     const CPointSplatter::SRadii radii = splatter.FindRadii(samples);
     const auto splat = [&](std::size_t numThreads) {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);

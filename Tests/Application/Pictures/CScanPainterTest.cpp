@@ -30,7 +30,7 @@ using Application::CScanPainter;
 using Base::CSurfelBitMask;
 
 /// A picture that is no whole number of registers wide, seen from -y.
-CPictureProjection makeProjection(CCamera::Projection projection)
+CPictureProjection MakeProjection(CCamera::Projection projection)
 {
     CCamera::SParameters parameters;
     parameters.eye = {0.1, -3.0, 0.2};
@@ -44,7 +44,7 @@ CPictureProjection makeProjection(CCamera::Projection projection)
 }
 
 /// Surfels in and around what is seen, some of them without a place, some where another one is.
-std::vector<LqVector3f> strewPoints(std::size_t count)
+std::vector<LqVector3f> StrewPoints(std::size_t count)
 {
     std::mt19937 generator(17);
     const auto next = [&] { return static_cast<float>(generator()) * 0x1p-32F * 8.0F - 4.0F; };
@@ -76,7 +76,7 @@ std::vector<LqVector3f> strewPoints(std::size_t count)
     return points;
 }
 
-std::shared_ptr<const Base::ISurfelCollection> makeCollection(const std::vector<LqVector3f>& points,
+std::shared_ptr<const Base::ISurfelCollection> MakeCollection(const std::vector<LqVector3f>& points,
                                                               std::size_t stride)
 {
     const auto bytes = std::make_shared<std::vector<std::byte>>(points.size() * stride);
@@ -89,7 +89,7 @@ std::shared_ptr<const Base::ISurfelCollection> makeCollection(const std::vector<
 }
 
 /// One surfel after the other, straight from what a depth buffer means.
-std::vector<std::uint64_t> paintPlainly(const CPictureProjection& projection,
+std::vector<std::uint64_t> PaintPlainly(const CPictureProjection& projection,
                                         const std::vector<LqVector3f>& points,
                                         const std::vector<CSurfelBitMask>& flags,
                                         std::uint32_t color, bool hideCut)
@@ -125,7 +125,7 @@ std::vector<std::uint64_t> paintPlainly(const CPictureProjection& projection,
     return words;
 }
 
-std::vector<std::uint64_t> readAll(const CDepthBuffer& buffer)
+std::vector<std::uint64_t> ReadAll(const CDepthBuffer& buffer)
 {
     std::vector<std::uint64_t> words(std::size_t{buffer.GetWidth()} * buffer.GetHeight());
     for (std::size_t index = 0; index < words.size(); ++index)
@@ -135,7 +135,7 @@ std::vector<std::uint64_t> readAll(const CDepthBuffer& buffer)
     return words;
 }
 
-std::vector<std::uint64_t> readAll(const CPointSamples& samples,
+std::vector<std::uint64_t> ReadAll(const CPointSamples& samples,
                                    const CPictureProjection& projection)
 {
     std::vector<std::uint64_t> words;
@@ -153,54 +153,54 @@ TEST(CScanPainter, Paint_GivesThePicturesOfThePlainLoopToTheBit)
 {
     for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
     {
-        const CPictureProjection projection = makeProjection(kind);
+        const CPictureProjection projection = MakeProjection(kind);
         for (const std::size_t count : {1U, 3U, 4U, 5U, 255U, 256U, 257U, 20000U})
         {
-            const std::vector<LqVector3f> points = strewPoints(count);
-            const auto expected = paintPlainly(projection, points, {}, 7, false);
+            const std::vector<LqVector3f> points = StrewPoints(count);
+            const auto expected = PaintPlainly(projection, points, {}, 7, false);
             for (const std::size_t stride : {12U, 15U, 16U, 27U})
             {
-                const auto collection = makeCollection(points, stride);
+                const auto collection = MakeCollection(points, stride);
                 const CScanPainter painter(projection, *collection, c_matIdentityD, {}, 7, false);
                 CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
                 painter.Paint(0, count, buffer);
-                ASSERT_EQ(readAll(buffer), expected) << count << ' ' << stride;
+                ASSERT_EQ(ReadAll(buffer), expected) << count << ' ' << stride;
                 CDepthPlane plane(projection.GetWidth(), projection.GetHeight(), 5);
                 painter.Paint(0, count, plane);
                 const CPointSamples samples(std::move(plane), CDepthBuffer::Pack(0.0F, 7, {}));
-                ASSERT_EQ(readAll(samples, projection), expected) << count << ' ' << stride;
+                ASSERT_EQ(ReadAll(samples, projection), expected) << count << ' ' << stride;
             }
         }
-        EXPECT_NE(paintPlainly(projection, strewPoints(20000), {}, 7, false),
-                  readAll(CDepthBuffer(projection.GetWidth(), projection.GetHeight())));
+        EXPECT_NE(PaintPlainly(projection, StrewPoints(20000), {}, 7, false),
+                  ReadAll(CDepthBuffer(projection.GetWidth(), projection.GetHeight())));
     }
 }
 
 TEST(CScanPainter, Paint_MarksAndHidesByTheFlags)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
-    const std::vector<LqVector3f> points = strewPoints(5000);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
+    const std::vector<LqVector3f> points = StrewPoints(5000);
     std::vector<CSurfelBitMask> flags(points.size());
     std::mt19937 generator(5);
     for (CSurfelBitMask& word : flags)
     {
         word.bits = static_cast<std::uint16_t>(generator() & generator());
     }
-    const auto collection = makeCollection(points, 12);
+    const auto collection = MakeCollection(points, 12);
     for (const bool hideCut : {false, true})
     {
         CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
         CScanPainter(projection, *collection, c_matIdentityD, flags, 255, hideCut)
             .Paint(0, points.size(), buffer);
-        EXPECT_EQ(readAll(buffer), paintPlainly(projection, points, flags, 255, hideCut));
+        EXPECT_EQ(ReadAll(buffer), PaintPlainly(projection, points, flags, 255, hideCut));
     }
 }
 
 TEST(CScanPainter, Paint_RangesGiveThePictureOfTheWhole)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
-    const std::vector<LqVector3f> points = strewPoints(3000);
-    const auto collection = makeCollection(points, 12);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
+    const std::vector<LqVector3f> points = StrewPoints(3000);
+    const auto collection = MakeCollection(points, 12);
     const CScanPainter painter(projection, *collection, c_matIdentityD, {}, 0, false);
     CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
     for (const auto& [begin, end] :
@@ -208,22 +208,22 @@ TEST(CScanPainter, Paint_RangesGiveThePictureOfTheWhole)
     {
         painter.Paint(begin, end, buffer);
     }
-    EXPECT_EQ(readAll(buffer), paintPlainly(projection, points, {}, 0, false));
+    EXPECT_EQ(ReadAll(buffer), PaintPlainly(projection, points, {}, 0, false));
 }
 
 TEST(CScanPainter, Paint_PositionsAtOnePlaceAreOneSample)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
     const auto place = std::make_shared<const LqVector3f>(LqVector3f{0.1F, 0.2F, 0.3F});
     const DataLayer::CSurfelCollectionView collection(place, 9, place.get(), 0);
     CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
     CScanPainter(projection, collection, c_matIdentityD, {}, 0, false).Paint(0, 9, buffer);
-    EXPECT_EQ(readAll(buffer), paintPlainly(projection, {*place}, {}, 0, false));
+    EXPECT_EQ(ReadAll(buffer), PaintPlainly(projection, {*place}, {}, 0, false));
 }
 
 TEST(CScanPainter, Paint_ReadsNothingBehindTheLastPosition)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
     const auto isEmpty = [](std::uint64_t word) { return word == CDepthBuffer::c_empty; };
     for (const std::size_t count : {255U, 256U, 257U, 512U})
     {
@@ -232,7 +232,7 @@ TEST(CScanPainter, Paint_ReadsNothingBehindTheLastPosition)
             const TestSupport::CLastBytes memory((count - 1) * stride + sizeof(LqVector3f));
             std::byte* const bytes = memory.Get().data();
             // Near enough to be seen, and where they overlap what the later ones leave of them.
-            std::vector<LqVector3f> points = strewPoints(count);
+            std::vector<LqVector3f> points = StrewPoints(count);
             for (std::size_t index = 0; index < count; ++index)
             {
                 LqVector3f& point = points[index];
@@ -243,7 +243,7 @@ TEST(CScanPainter, Paint_ReadsNothingBehindTheLastPosition)
             {
                 std::memcpy(&points[index], bytes + index * stride, sizeof points[index]);
             }
-            const auto expected = paintPlainly(projection, points, {}, 7, false);
+            const auto expected = PaintPlainly(projection, points, {}, 7, false);
             ASSERT_FALSE(std::all_of(expected.begin(), expected.end(), isEmpty));
             const DataLayer::CSurfelCollectionView collection(nullptr, count, bytes, stride);
             const CScanPainter painter(projection, collection, c_matIdentityD, {}, 7, false);
@@ -252,7 +252,7 @@ TEST(CScanPainter, Paint_ReadsNothingBehindTheLastPosition)
                 CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
                 painter.Paint(0, split, buffer);
                 painter.Paint(split, count, buffer);
-                ASSERT_EQ(readAll(buffer), expected) << count << ' ' << stride << ' ' << split;
+                ASSERT_EQ(ReadAll(buffer), expected) << count << ' ' << stride << ' ' << split;
             }
         }
     }
@@ -260,19 +260,19 @@ TEST(CScanPainter, Paint_ReadsNothingBehindTheLastPosition)
 
 TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
-    const std::vector<LqVector3f> points = strewPoints(600000);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
+    const std::vector<LqVector3f> points = StrewPoints(600000);
     const std::vector<LqVector3f> firstPoints(points.begin(), points.begin() + 350000);
     const std::vector<LqVector3f> otherPoints(points.begin() + 350000, points.end());
-    const auto first = makeCollection(firstPoints, 12);
-    const auto other = makeCollection(otherPoints, 16);
+    const auto first = MakeCollection(firstPoints, 12);
+    const auto other = MakeCollection(otherPoints, 16);
     std::vector<CScanPainter> painters;
     painters.emplace_back(projection, *first, c_matIdentityD, std::span<const CSurfelBitMask>(), 3,
                           false);
     painters.emplace_back(projection, *other, c_matIdentityD, std::span<const CSurfelBitMask>(), 4,
                           false);
-    const std::vector<std::uint64_t> others = paintPlainly(projection, otherPoints, {}, 4, false);
-    std::vector<std::uint64_t> expected = paintPlainly(projection, firstPoints, {}, 3, false);
+    const std::vector<std::uint64_t> others = PaintPlainly(projection, otherPoints, {}, 4, false);
+    std::vector<std::uint64_t> expected = PaintPlainly(projection, firstPoints, {}, 3, false);
     for (std::size_t index = 0; index < expected.size(); ++index)
     {
         expected[index] = std::min(expected[index], others[index]);
@@ -281,16 +281,16 @@ TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)
     for (const std::size_t numThreads : {1U, 2U, 7U, 2U, 7U, 2U, 7U, 2U, 7U})
     {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
-        EXPECT_EQ(readAll(CScanPainter::PaintAll(painters, projection, 3).samples, projection),
+        EXPECT_EQ(ReadAll(CScanPainter::PaintAll(painters, projection, 3).samples, projection),
                   expected);
     }
 }
 
 TEST(CScanPainter, PaintAll_SurfelsThatAllLookTheSameNeedNoWords)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
-    const std::vector<LqVector3f> points = strewPoints(20000);
-    const auto collection = makeCollection(points, 12);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
+    const std::vector<LqVector3f> points = StrewPoints(20000);
+    const auto collection = MakeCollection(points, 12);
     const std::vector<CSurfelBitMask> flags(points.size());
     const auto paint = [&](std::span<const CSurfelBitMask> ownFlags, std::uint32_t otherColor) {
         std::vector<CScanPainter> painters;
@@ -299,23 +299,23 @@ TEST(CScanPainter, PaintAll_SurfelsThatAllLookTheSameNeedNoWords)
                               std::span<const CSurfelBitMask>(), otherColor, false);
         return CScanPainter::PaintAll(painters, projection, 3);
     };
-    const std::vector<std::uint64_t> expected = paintPlainly(projection, points, {}, 9, false);
+    const std::vector<std::uint64_t> expected = PaintPlainly(projection, points, {}, 9, false);
     for (const std::size_t numThreads : {1U, 2U, 7U, 2U, 7U})
     {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
         const CScanPainter::SPainting painting = paint({}, 9);
         EXPECT_EQ(painting.samples.FindWords(0), nullptr);
-        EXPECT_EQ(readAll(painting.samples, projection), expected);
+        EXPECT_EQ(ReadAll(painting.samples, projection), expected);
     }
     // Flags and another colour make a difference, though not here.
     EXPECT_NE(paint(flags, 9).samples.FindWords(0), nullptr);
     EXPECT_NE(paint({}, 10).samples.FindWords(0), nullptr);
-    EXPECT_EQ(readAll(paint({}, 10).samples, projection), expected);
+    EXPECT_EQ(ReadAll(paint({}, 10).samples, projection), expected);
 }
 
 TEST(CScanPainter, PaintAll_SurfelsWithNormalsNeedWords)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
     const auto places = std::make_shared<const std::array<LqVector3f, 2>>(
         std::array<LqVector3f, 2>{{{0.1F, 0.2F, 0.3F}, {0.0F, -1.0F, 0.0F}}});
     const DataLayer::CSurfelCollectionView collection(places, 1, places->data(), 12,
@@ -325,7 +325,7 @@ TEST(CScanPainter, PaintAll_SurfelsWithNormalsNeedWords)
                           0, false);
     const CScanPainter::SPainting painting = CScanPainter::PaintAll(painters, projection, 0);
     EXPECT_NE(painting.samples.FindWords(0), nullptr);
-    const std::vector<std::uint64_t> words = readAll(painting.samples, projection);
+    const std::vector<std::uint64_t> words = ReadAll(painting.samples, projection);
     EXPECT_EQ(std::count_if(words.begin(), words.end(),
                             [](std::uint64_t word) { return CDepthBuffer::HasNormal(word); }),
               1);
@@ -333,9 +333,9 @@ TEST(CScanPainter, PaintAll_SurfelsWithNormalsNeedWords)
 
 TEST(CScanPainter, PaintAll_NothingIsEmpty)
 {
-    const CPictureProjection projection = makeProjection(CCamera::Projection::Perspective);
-    EXPECT_EQ(readAll(CScanPainter::PaintAll({}, projection, 3).samples, projection),
-              readAll(CDepthBuffer(projection.GetWidth(), projection.GetHeight())));
+    const CPictureProjection projection = MakeProjection(CCamera::Projection::Perspective);
+    EXPECT_EQ(ReadAll(CScanPainter::PaintAll({}, projection, 3).samples, projection),
+              ReadAll(CDepthBuffer(projection.GetWidth(), projection.GetHeight())));
 }
 
 }  // namespace

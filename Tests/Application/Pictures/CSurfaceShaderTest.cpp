@@ -26,7 +26,7 @@ using Application::CSurfaceShader;
 using Application::SColor;
 using SNormal = CDepthBuffer::SNormal;
 
-CSurfaceShader::SColors makeColors()
+CSurfaceShader::SColors MakeColors()
 {
     std::vector<SColor> looks;
     for (std::uint32_t look = 0; look < CDepthBuffer::c_numLooks; ++look)
@@ -37,7 +37,7 @@ CSurfaceShader::SColors makeColors()
     return {looks, {250, 240, 230}, {200, 210, 220}};
 }
 
-Application::CView makeView(CCamera::Projection kind, std::uint32_t width, std::uint32_t height)
+Application::CView MakeView(CCamera::Projection kind, std::uint32_t width, std::uint32_t height)
 {
     CCamera::SParameters parameters;
     parameters.eye = {0, -10, 0};
@@ -51,7 +51,7 @@ Application::CView makeView(CCamera::Projection kind, std::uint32_t width, std::
 }
 
 /// A rough surface with holes and steps, some of it without normals.
-CDepthBuffer makeBuffer(const CPictureProjection& projection)
+CDepthBuffer MakeBuffer(const CPictureProjection& projection)
 {
     std::mt19937 random(3);
     const auto next = [&] { return static_cast<float>(random() % 10000) / 10000.0F; };
@@ -117,7 +117,7 @@ private:
                                                      3, 11, 1, 9,  15, 7, 13, 5};
         const float threshold =
             (c_pattern[static_cast<std::size_t>(row % 4 * 4 + column % 4)] + 0.5F) / 16.0F;
-        const CSurfaceShader::SColors colors = makeColors();
+        const CSurfaceShader::SColors colors = MakeColors();
         const std::uint64_t word = wordAt(column, row);
         if (word == CDepthBuffer::c_empty)
         {
@@ -226,10 +226,10 @@ TEST(CSurfaceShader, Shade_GivesThePictureOfThePlainLoopToTheBit)
         {
             for (const std::uint32_t width : {1U, 4U, 37U})
             {
-                const CPictureProjection projection(makeView(kind, width, 35), samplesPerSide);
-                const CDepthBuffer buffer = makeBuffer(projection);
+                const CPictureProjection projection(MakeView(kind, width, 35), samplesPerSide);
+                const CDepthBuffer buffer = MakeBuffer(projection);
                 const CPicture picture =
-                    CSurfaceShader(projection, buffer, samplesPerSide, makeColors()).Shade();
+                    CSurfaceShader(projection, buffer, samplesPerSide, MakeColors()).Shade();
                 const CPlainShader plain(projection, buffer, samplesPerSide);
                 for (std::uint32_t row = 0; row < picture.GetHeight(); ++row)
                 {
@@ -246,13 +246,13 @@ TEST(CSurfaceShader, Shade_GivesThePictureOfThePlainLoopToTheBit)
 
 TEST(CSurfaceShader, Shade_SamplesWhoseDepthIsNoNumberAreBackground)
 {
-    const CPictureProjection projection(makeView(CCamera::Projection::Perspective, 32, 12), 1);
+    const CPictureProjection projection(MakeView(CCamera::Projection::Perspective, 32, 12), 1);
     CDepthBuffer buffer(32, 12);
     for (std::uint32_t column = 0; column < 32; ++column)
     {
         buffer.Draw(buffer.IndexOf(column, 0), CDepthBuffer::Pack(10.0F, 7, {0, 0, 1, true}));
     }
-    const auto shade = [&] { return CSurfaceShader(projection, buffer, 1, makeColors()).Shade(); };
+    const auto shade = [&] { return CSurfaceShader(projection, buffer, 1, MakeColors()).Shade(); };
     const CPicture expected = shade();
 
     const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -266,10 +266,10 @@ TEST(CSurfaceShader, Shade_TellsOfRowsThatAreDone)
 {
     for (const std::uint32_t height : {1U, 16U, 17U, 300U})
     {
-        const CPictureProjection projection(makeView(CCamera::Projection::Perspective, 12, height),
+        const CPictureProjection projection(MakeView(CCamera::Projection::Perspective, 12, height),
                                             1);
-        const CDepthBuffer buffer = makeBuffer(projection);
-        const CSurfaceShader shader(projection, buffer, 1, makeColors());
+        const CDepthBuffer buffer = MakeBuffer(projection);
+        const CSurfaceShader shader(projection, buffer, 1, MakeColors());
         std::vector<std::uint8_t> samples;
         std::uint32_t last = 0;
         const CPicture picture = shader.Shade([&](const CPicture& unfinished, std::uint32_t rows) {
@@ -290,10 +290,10 @@ TEST(CSurfaceShader, Shade_CallsOnceWhenAThreadIsIdle)
 {
     for (const std::uint32_t height : {1U, 16U, 17U, 300U})
     {
-        const CPictureProjection projection(makeView(CCamera::Projection::Perspective, 12, height),
+        const CPictureProjection projection(MakeView(CCamera::Projection::Perspective, 12, height),
                                             1);
-        const CDepthBuffer buffer = makeBuffer(projection);
-        const CSurfaceShader shader(projection, buffer, 1, makeColors());
+        const CDepthBuffer buffer = MakeBuffer(projection);
+        const CSurfaceShader shader(projection, buffer, 1, MakeColors());
         for (const std::size_t numThreads : {1U, 2U, 5U})
         {
             const tbb::global_control control(tbb::global_control::max_allowed_parallelism,

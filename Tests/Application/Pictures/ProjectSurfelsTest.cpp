@@ -24,7 +24,7 @@ using Application::SSurfelProjection;
 
 /// Positions are clip coordinates but for w, which is z + 2; z / w is then within 0 and 1 for z
 /// from 0 on.
-SSurfelProjection makeProjection(bool isPerspective)
+SSurfelProjection MakeProjection(bool isPerspective)
 {
     SSurfelProjection projection;
     projection.clip[0][0] = 1.0F;
@@ -81,7 +81,7 @@ struct SPositions
 };
 
 /// One position after the other, as the interface says it.
-std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SPositions& positions)
+std::vector<SSeen> ProjectPlainly(const SSurfelProjection& projection, const SPositions& positions)
 {
     std::vector<SSeen> seen;
     const auto width = static_cast<float>(projection.width);
@@ -108,7 +108,7 @@ std::vector<SSeen> projectPlainly(const SSurfelProjection& projection, const SPo
     return seen;
 }
 
-std::vector<SSeen> getSeen(const SSurfelBatch& batch)
+std::vector<SSeen> GetSeen(const SSurfelBatch& batch)
 {
     std::vector<SSeen> seen;
     for (std::uint32_t index = 0; index < batch.numSeen; ++index)
@@ -120,7 +120,7 @@ std::vector<SSeen> getSeen(const SSurfelBatch& batch)
 }
 
 /// Coordinates on, just inside and just outside every border, and such that are no numbers.
-std::unique_ptr<SPositions> makePositions(std::uint32_t count, std::uint32_t seed, std::size_t step)
+std::unique_ptr<SPositions> MakePositions(std::uint32_t count, std::uint32_t seed, std::size_t step)
 {
     constexpr float c_infinity = std::numeric_limits<float>::infinity();
     const std::array<float, 12> special = {
@@ -146,13 +146,13 @@ TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
     {
         for (const bool isPerspective : {false, true})
         {
-            const SSurfelProjection projection = makeProjection(isPerspective);
+            const SSurfelProjection projection = MakeProjection(isPerspective);
             for (std::uint32_t count = 0; count <= SSurfelBatch::c_size; ++count)
             {
-                const auto positions = makePositions(count, count, 4 + count % 17);
-                const std::vector<SSeen> expected = projectPlainly(projection, *positions);
+                const auto positions = MakePositions(count, count, 4 + count % 17);
+                const std::vector<SSeen> expected = ProjectPlainly(projection, *positions);
                 kernel.project(projection, positions->batch);
-                ASSERT_EQ(getSeen(positions->batch), expected) << kernel.name << " " << count;
+                ASSERT_EQ(GetSeen(positions->batch), expected) << kernel.name << " " << count;
             }
         }
     }
@@ -168,7 +168,7 @@ TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
             positions->Set(index, {0.0F, 0.0F, 0.5F});
         }
         SSurfelBatch& batch = positions->batch;
-        kernel.project(makeProjection(true), batch);
+        kernel.project(MakeProjection(true), batch);
         EXPECT_EQ(batch.numSeen, SSurfelBatch::c_size) << kernel.name;
         EXPECT_EQ(batch.indices[SSurfelBatch::c_size - 1], SSurfelBatch::c_size - 1);
     }
@@ -176,7 +176,7 @@ TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
 
 TEST(ProjectSurfels, Project_DepthIsNeverTheNegativeZero)
 {
-    SSurfelProjection projection = makeProjection(false);
+    SSurfelProjection projection = MakeProjection(false);
     projection.clip[2][3] = -0.0F;
     projection.clip[3][2] = 0.0F;
     for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())

@@ -32,7 +32,7 @@ constexpr std::uint32_t c_reach = 8;
 constexpr float c_sampleSize = 0.01F;
 
 /// A rough surface with gaps, so many percent of it there, and so many of those with a normal.
-CDepthBuffer makeBuffer(std::uint32_t width, unsigned percent, unsigned percentOfNormals)
+CDepthBuffer MakeBuffer(std::uint32_t width, unsigned percent, unsigned percentOfNormals)
 {
     std::mt19937 random(width + percent);
     const auto next = [&] { return static_cast<float>(random()) * 0x1p-32F; };
@@ -133,7 +133,7 @@ const std::vector<std::uint32_t> c_widths = {1,  3,  4,  5,  7,  8,  9,  15,  16
 
 /// Calls \p visit(buffer, isPerspective) for pictures of all kinds.
 template <typename Visit>
-void forEachPicture(const Visit& visit)
+void ForEachPicture(const Visit& visit)
 {
     for (const std::uint32_t width : c_widths)
     {
@@ -141,7 +141,7 @@ void forEachPicture(const Visit& visit)
         {
             for (const unsigned percentOfNormals : {0U, 50U, 100U})
             {
-                visit(makeBuffer(width, percent, percentOfNormals), width % 2 == 0);
+                visit(MakeBuffer(width, percent, percentOfNormals), width % 2 == 0);
             }
         }
     }
@@ -150,7 +150,7 @@ void forEachPicture(const Visit& visit)
 TEST(SampleRows, FindRadii_IsThatOfTheReferenceForEveryKernel)
 {
     const SSampleRowsKernels reference = GetSampleRowsKernels().back();
-    forEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+    ForEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
         const CDots dots(buffer, isPerspective);
         const std::vector<std::uint8_t> expected = dots.FindRadii(reference);
         for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
@@ -163,7 +163,7 @@ TEST(SampleRows, FindRadii_IsThatOfTheReferenceForEveryKernel)
 TEST(SampleRows, DrawDots_IsThatOfTheReferenceForEveryKernel)
 {
     const SSampleRowsKernels reference = GetSampleRowsKernels().back();
-    forEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+    ForEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
         const CDots dots(buffer, isPerspective);
         const std::vector<std::uint8_t> radii = dots.FindRadii(reference);
         const std::vector<std::uint64_t> expected = dots.Draw(reference, radii);
@@ -179,7 +179,7 @@ TEST(SampleRows, DrawDots_OneWordForAllIsAsGoodAsEqualOnes)
     const auto bareWord = static_cast<std::uint32_t>(CDepthBuffer::Pack(0.0F, 515, {}));
     for (const std::uint32_t width : c_widths)
     {
-        const CDepthBuffer depths = makeBuffer(width, 40, 0);
+        const CDepthBuffer depths = MakeBuffer(width, 40, 0);
         CDepthBuffer buffer(width, c_height);
         for (std::size_t index = 0; index < std::size_t{width} * c_height; ++index)
         {
@@ -227,7 +227,7 @@ TEST(SampleRows, DrawDots_NormalsThatAreNoNumbersLeaveTheLooksForEveryKernel)
 TEST(SampleRows, Unpack_IsWhatTheBufferSaysForEveryKernelAndCount)
 {
     constexpr float c_untouched = -7.0F;
-    CDepthBuffer buffer = makeBuffer(37, 70, 50);
+    CDepthBuffer buffer = MakeBuffer(37, 70, 50);
     // Rounded, it is longer than 1.
     buffer.Draw(0, CDepthBuffer::Pack(0.5F, 0, {0.7075F, 0.7075F, 0.0F, true}));
     for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
@@ -263,7 +263,7 @@ TEST(SampleRows, Unpack_IsWhatTheBufferSaysForEveryKernelAndCount)
 TEST(SampleRows, FindTones_AreThoseOfTheReferenceForEveryKernel)
 {
     const SSampleRowsKernels reference = GetSampleRowsKernels().back();
-    forEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+    ForEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
         for (const std::uint32_t samplesPerSide : {1U, 2U})
         {
             CSurfaceBand band(buffer, c_height, SSampleRows::c_farDistance * samplesPerSide);

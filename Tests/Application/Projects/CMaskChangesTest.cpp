@@ -23,7 +23,7 @@ const Base::CUniqueID c_second(std::array<std::uint8_t, 16>{2});
 constexpr std::size_t c_headerSize = 24;
 
 /// Makes the checksum of an edit's file right again.
-void setChecksum(std::string& content)
+void SetChecksum(std::string& content)
 {
     constexpr std::size_t c_checksumOffset = 16;
     const auto checksum = static_cast<std::uint32_t>(
@@ -154,7 +154,7 @@ TEST_F(CMaskChangesTest, Read_RefusesMorePointsThanItsBytesCanHold)
     std::string content = FileTest::ReadAll(m_folder / "edit");
     constexpr std::size_t c_highestByteOfPoints = c_headerSize + 23;
     content[c_highestByteOfPoints] = 0x40;
-    setChecksum(content);
+    SetChecksum(content);
     FileTest::WriteAll(m_folder / "large", content);
     EXPECT_THROW((void)CMaskChanges::Read(m_folder / "large"), CInputError);
 }
@@ -168,7 +168,7 @@ TEST_F(CMaskChangesTest, Read_RefusesALongerFile)
 TEST_F(CMaskChangesTest, Read_RefusesALongerFileWhoseChecksumIsRight)
 {
     std::string content = FileTest::ReadAll(m_folder / "edit") + "x";
-    setChecksum(content);
+    SetChecksum(content);
     FileTest::WriteAll(m_folder / "long", content);
     EXPECT_THROW((void)CMaskChanges::Read(m_folder / "long"), CInputError);
 }

@@ -80,7 +80,7 @@ TEST(ProjectJsonTest, Print_RefusesANameThatIsNotUtf8)
     EXPECT_THROW((void)PrintProject(document, "p.json"), Application::COutputError);
 }
 
-void expectFailure(const std::string& text, const std::string& message)
+void ExpectFailure(const std::string& text, const std::string& message)
 {
     try
     {
@@ -111,7 +111,7 @@ TEST_P(ProjectJsonDamageTest, Parse_NamesFileAndField)
     const std::size_t place = text.find(GetParam().piece);
     ASSERT_NE(place, std::string::npos) << text;
     text.replace(place, std::string(GetParam().piece).size(), GetParam().replacement);
-    expectFailure(text, GetParam().message);
+    ExpectFailure(text, GetParam().message);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -183,13 +183,13 @@ TEST(ProjectJsonTest, Parse_DeepNestingInsideAFieldIsAnErrorAndNoCrash)
           std::pair(header + "1, \"scans\": {\"a\": " + deep + "}}",
                     "scans: expected an array, found object")})
     {
-        expectFailure(text, message);
+        ExpectFailure(text, message);
     }
 }
 
 TEST(ProjectJsonTest, Parse_NestingWithoutEndIsRefused)
 {
-    expectFailure("{\"format\": " + std::string(600000, '['), "levels of nesting");
+    ExpectFailure("{\"format\": " + std::string(600000, '['), "levels of nesting");
 }
 
 TEST(ProjectJsonTest, Parse_NamesAnUnknownFieldAmongMany)
@@ -204,11 +204,11 @@ TEST(ProjectJsonTest, Parse_NamesAnUnknownFieldAmongMany)
         const std::size_t place = text.find(piece);
         return text.substr(0, place) + more + text.substr(place);
     };
-    expectFailure(insertBefore("\"scans\""), "p.json: more0: the field is not known");
-    expectFailure(insertBefore("\"key\""), "scans[0].more0: the field is not known");
-    expectFailure(insertBefore("\"min\""), "excluded[0].more0: the field is not known");
-    expectFailure(insertBefore("\"budget\""), "history.more0: the field is not known");
-    expectFailure(insertBefore("\"command\""), "history.edits[0].more0: the field is not known");
+    ExpectFailure(insertBefore("\"scans\""), "p.json: more0: the field is not known");
+    ExpectFailure(insertBefore("\"key\""), "scans[0].more0: the field is not known");
+    ExpectFailure(insertBefore("\"min\""), "excluded[0].more0: the field is not known");
+    ExpectFailure(insertBefore("\"budget\""), "history.more0: the field is not known");
+    ExpectFailure(insertBefore("\"command\""), "history.edits[0].more0: the field is not known");
 }
 
 TEST(ProjectJsonTest, Parse_RefusesATransformOfManyNumbers)
@@ -221,7 +221,7 @@ TEST(ProjectJsonTest, Parse_RefusesATransformOfManyNumbers)
         numbers += "1, ";
     }
     text.insert(text.find(piece) + piece.size(), numbers);
-    expectFailure(text, "scans[0].transform: expected an array of 16 numbers, found [1,1,");
+    ExpectFailure(text, "scans[0].transform: expected an array of 16 numbers, found [1,1,");
 }
 
 TEST(ProjectJsonTest, Parse_TheOrderOfFieldsIsFree)
@@ -252,7 +252,7 @@ TEST(ProjectJsonTest, Parse_RefusesAKeyTwice)
 {
     SProjectDocument document = MakeDocument();
     document.scans[1].key = document.scans[0].key;
-    expectFailure(PrintProject(document, "p.json"), "scans[1].key");
+    ExpectFailure(PrintProject(document, "p.json"), "scans[1].key");
 }
 
 TEST(ProjectJsonTest, Parse_RefusesAProjectWithoutScans)

@@ -18,7 +18,7 @@ using ScanTest::CTemporaryFolder;
 
 const std::vector<CSurfelBitMask> c_flags = {{8}, {0}, {0x0102}};
 
-[[nodiscard]] std::string messageOf(const std::string& content, std::uint64_t pointCount)
+[[nodiscard]] std::string MessageOf(const std::string& content, std::uint64_t pointCount)
 {
     try
     {
@@ -31,7 +31,7 @@ const std::vector<CSurfelBitMask> c_flags = {{8}, {0}, {0x0102}};
     return {};
 }
 
-[[nodiscard]] std::string written(const std::vector<CSurfelBitMask>& flags)
+[[nodiscard]] std::string Written(const std::vector<CSurfelBitMask>& flags)
 {
     const CTemporaryFolder folder;
     CFlagFile::Write(folder / "f", flags, false);
@@ -60,7 +60,7 @@ TEST(CFlagFile, Write_LayoutIsTheDocumentedOne)
         checksum = (checksum ^ word) * 1099511628211U;
     }
 
-    EXPECT_EQ(written(c_flags), "VEKO2FLG" + Bytes(std::uint32_t{1}) + Bytes(std::uint32_t{0}) +
+    EXPECT_EQ(Written(c_flags), "VEKO2FLG" + Bytes(std::uint32_t{1}) + Bytes(std::uint32_t{0}) +
                                     Bytes(std::uint64_t{3}) + Bytes(checksum) +
                                     Bytes(std::uint16_t{8}) + Bytes(std::uint16_t{0}) +
                                     Bytes(std::uint16_t{0x0102}));
@@ -68,74 +68,74 @@ TEST(CFlagFile, Write_LayoutIsTheDocumentedOne)
 
 TEST(CFlagFile, Read_NoPoints)
 {
-    EXPECT_EQ(messageOf(written({}), 0), "");
+    EXPECT_EQ(MessageOf(Written({}), 0), "");
 }
 
 TEST(CFlagFile, Parse_OtherNumberOfPointsIsRefused)
 {
     EXPECT_EQ(
-        messageOf(written(c_flags), 4),
+        MessageOf(Written(c_flags), 4),
         "f.flags: byte 16: expected flags of 4 points, as the scan has them, found flags of 3");
 }
 
 TEST(CFlagFile, Parse_OtherFileIsRefused)
 {
     EXPECT_EQ(
-        messageOf("ply\nformat ascii 1.0\n", 3),
+        MessageOf("ply\nformat ascii 1.0\n", 3),
         "f.flags: byte 0: expected a flag file, which begins with 'VEKO2FLG', found 'ply?form'");
 }
 
 TEST(CFlagFile, Parse_CutHeaderIsRefused)
 {
-    EXPECT_EQ(messageOf(written(c_flags).substr(0, 31), 3),
+    EXPECT_EQ(MessageOf(Written(c_flags).substr(0, 31), 3),
               "f.flags: byte 31: expected a header of 32 bytes, found the end of the file");
 }
 
 TEST(CFlagFile, Parse_OtherVersionIsRefused)
 {
-    std::string content = written(c_flags);
+    std::string content = Written(c_flags);
     content[8] = 2;
 
-    EXPECT_EQ(messageOf(content, 3),
+    EXPECT_EQ(MessageOf(content, 3),
               "f.flags: byte 8: expected version 1 of flag files, found version 2");
 }
 
 TEST(CFlagFile, Parse_ReservedWordMustBeZero)
 {
-    std::string content = written(c_flags);
+    std::string content = Written(c_flags);
     content[12] = 5;
 
-    EXPECT_EQ(messageOf(content, 3), "f.flags: byte 12: expected 0, found 5");
+    EXPECT_EQ(MessageOf(content, 3), "f.flags: byte 12: expected 0, found 5");
 }
 
 TEST(CFlagFile, Parse_MissingAndSurplusBytesAreRefused)
 {
-    const std::string content = written(c_flags);
+    const std::string content = Written(c_flags);
 
-    EXPECT_EQ(messageOf(content.substr(0, 37), 3),
+    EXPECT_EQ(MessageOf(content.substr(0, 37), 3),
               "f.flags: byte 32: expected 3 words of 2 bytes, found 5 bytes");
-    EXPECT_EQ(messageOf(content + "12", 3),
+    EXPECT_EQ(MessageOf(content + "12", 3),
               "f.flags: byte 32: expected 3 words of 2 bytes, found 8 bytes");
 }
 
 TEST(CFlagFile, Parse_EveryDamagedBitIsNoticed)
 {
-    const std::string content = written(c_flags);
+    const std::string content = Written(c_flags);
     for (std::size_t bit = 0; bit < 8 * content.size(); ++bit)
     {
         std::string damaged = content;
         damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ 1 << bit % 8);
 
-        EXPECT_NE(messageOf(damaged, 3), "") << bit;
+        EXPECT_NE(MessageOf(damaged, 3), "") << bit;
     }
 }
 
 TEST(CFlagFile, Parse_CountBeyondTheFileReservesNothing)
 {
-    std::string content = written(c_flags);
+    std::string content = Written(c_flags);
     content.replace(16, 8, Bytes(std::uint64_t{1} << 62));
 
-    EXPECT_EQ(messageOf(content, std::uint64_t{1} << 62),
+    EXPECT_EQ(MessageOf(content, std::uint64_t{1} << 62),
               "f.flags: byte 32: expected 4611686018427387904 words of 2 bytes, found 6 bytes");
 }
 

@@ -14,7 +14,7 @@ using Application::CKeptPoints;
 using Application::CKeptRanks;
 using Base::CSurfelBitMask;
 
-[[nodiscard]] std::vector<CSurfelBitMask> randomFlags(std::size_t count, unsigned seed)
+[[nodiscard]] std::vector<CSurfelBitMask> RandomFlags(std::size_t count, unsigned seed)
 {
     std::mt19937 generator(seed);
     std::vector<CSurfelBitMask> flags(count);
@@ -26,7 +26,7 @@ using Base::CSurfelBitMask;
 }
 
 /// The groups of all points, by the definition of their bits.
-[[nodiscard]] std::vector<std::uint64_t> makeGroups(const std::vector<CSurfelBitMask>& flags,
+[[nodiscard]] std::vector<std::uint64_t> MakeGroups(const std::vector<CSurfelBitMask>& flags,
                                                     unsigned dropBits)
 {
     std::vector<std::uint64_t> groups((flags.size() + 63) / 64);
@@ -42,11 +42,11 @@ TEST(CKeptPoints, GetGroup_HasABitForEachKeptPoint)
 {
     for (const std::size_t count : {1U, 7U, 8U, 9U, 63U, 64U, 65U, 200U})
     {
-        const std::vector<CSurfelBitMask> flags = randomFlags(count, 3);
+        const std::vector<CSurfelBitMask> flags = RandomFlags(count, 3);
         for (const unsigned dropBits : {8U, 5U, 0xFFFFU, 0U})
         {
             const CKeptPoints kept(flags, static_cast<std::uint16_t>(dropBits));
-            const std::vector<std::uint64_t> expected = makeGroups(flags, dropBits);
+            const std::vector<std::uint64_t> expected = MakeGroups(flags, dropBits);
             for (std::size_t group = 0; group < expected.size(); ++group)
             {
                 ASSERT_EQ(kept.GetGroup(group), expected[group]) << count << ' ' << group;
@@ -57,7 +57,7 @@ TEST(CKeptPoints, GetGroup_HasABitForEachKeptPoint)
 
 TEST(CKeptPoints, IsKept_WithoutAnyDropBit)
 {
-    const std::vector<CSurfelBitMask> flags = randomFlags(200, 3);
+    const std::vector<CSurfelBitMask> flags = RandomFlags(200, 3);
     for (const unsigned dropBits : {8U, 5U, 0xFFFFU, 0U})
     {
         const CKeptPoints kept(flags, static_cast<std::uint16_t>(dropBits));
@@ -70,9 +70,9 @@ TEST(CKeptPoints, IsKept_WithoutAnyDropBit)
 
 TEST(CKeptPoints, GroupsStandForWords)
 {
-    const std::vector<CSurfelBitMask> flags = randomFlags(100, 5);
+    const std::vector<CSurfelBitMask> flags = RandomFlags(100, 5);
     const CKeptPoints fromFlags(flags);
-    const CKeptPoints kept(makeGroups(flags, CSurfelBitMask::SurfelFlagCut), flags.size());
+    const CKeptPoints kept(MakeGroups(flags, CSurfelBitMask::SurfelFlagCut), flags.size());
 
     EXPECT_EQ(kept.GetGroup(0), fromFlags.GetGroup(0));
     EXPECT_EQ(kept.GetGroup(1), fromFlags.GetGroup(1));
@@ -117,7 +117,7 @@ TEST(CKeptRanks, RanksAreTheCountsBefore)
 {
     for (const std::size_t count : {0U, 1U, 63U, 64U, 65U, 128U, 1000U})
     {
-        const std::vector<CSurfelBitMask> flags = randomFlags(count, 7);
+        const std::vector<CSurfelBitMask> flags = RandomFlags(count, 7);
         const CKeptPoints kept(flags);
         const CKeptRanks ranks(kept);
         std::uint64_t before = 0;

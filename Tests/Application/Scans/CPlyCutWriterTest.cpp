@@ -19,7 +19,7 @@ using ScanTest::Cut;
 const std::string c_xyz = "property float x\nproperty float y\nproperty float z\n";
 
 /// A file with everything: comments, colours, faces with a property, a further element.
-[[nodiscard]] std::string rich(const std::string& format, const std::string& vertexCount,
+[[nodiscard]] std::string Rich(const std::string& format, const std::string& vertexCount,
                                const std::string& faceCount, const std::string& body)
 {
     return "ply\nformat " + format + " 1.0\ncomment  two  spaces\nobj_info k 7\nelement vertex " +
@@ -31,13 +31,13 @@ const std::string c_xyz = "property float x\nproperty float y\nproperty float z\
            body;
 }
 
-[[nodiscard]] std::string vertex(int number, std::endian order)
+[[nodiscard]] std::string Vertex(int number, std::endian order)
 {
     return Bytes(static_cast<float>(number), order) + Bytes(0.5F, order) + Bytes(-1.0F, order) +
            Bytes(static_cast<std::uint8_t>(number + 100));
 }
 
-[[nodiscard]] std::string face(std::int32_t a, std::int32_t b, std::int32_t c, std::endian order)
+[[nodiscard]] std::string Face(std::int32_t a, std::int32_t b, std::int32_t c, std::endian order)
 {
     return Bytes(static_cast<std::uint8_t>(7)) + Bytes(static_cast<std::uint8_t>(3)) +
            Bytes(a, order) + Bytes(b, order) + Bytes(c, order) + Bytes(2.5F, order);
@@ -53,16 +53,16 @@ TEST_P(BinaryOrders, Write_RemovesVerticesAndTheirFacesAndRenumbers)
         order == std::endian::little ? "binary_little_endian" : "binary_big_endian";
     const std::string camera =
         Bytes(35.0, order) + Bytes(std::uint8_t{2}) + Bytes(std::uint8_t{1}) + "\n";
-    const auto v = [&](int number) { return vertex(number, order); };
+    const auto v = [&](int number) { return Vertex(number, order); };
     const std::string before =
-        rich(format, "5", "3",
-             v(0) + v(1) + v(2) + v(3) + v(4) + face(0, 1, 2, order) + face(2, 3, 4, order) +
-                 face(0, 4, 2, order) + camera + "tail");
+        Rich(format, "5", "3",
+             v(0) + v(1) + v(2) + v(3) + v(4) + Face(0, 1, 2, order) + Face(2, 3, 4, order) +
+                 Face(0, 4, 2, order) + camera + "tail");
 
     const std::string after = Cut(before, {1});
 
-    EXPECT_EQ(after, rich(format, "4", "2",
-                          v(0) + v(2) + v(3) + v(4) + face(1, 2, 3, order) + face(0, 3, 1, order) +
+    EXPECT_EQ(after, Rich(format, "4", "2",
+                          v(0) + v(2) + v(3) + v(4) + Face(1, 2, 3, order) + Face(0, 3, 1, order) +
                               camera + "tail"));
 }
 
@@ -72,13 +72,13 @@ INSTANTIATE_TEST_SUITE_P(CPlyCutWriter, BinaryOrders,
 TEST(CPlyCutWriter, Write_AsciiKeepsTheSpellingOfEveryKeptLine)
 {
     const std::string before =
-        rich("ascii", "4", "2",
+        Rich("ascii", "4", "2",
              "0.10  1e0\t2 255\n\n1 1 1 1 \n+2 2.000 2 2\n3 3 3 3\n7 3  0 1 2 0.50\n"
              "8 3 0\t2  3 1.5e-1\n\n35.0 1 9\n  \n");
 
     const std::string after = Cut(before, {1});
 
-    EXPECT_EQ(after, rich("ascii", "3", "1",
+    EXPECT_EQ(after, Rich("ascii", "3", "1",
                           "0.10  1e0\t2 255\n\n+2 2.000 2 2\n3 3 3 3\n"
                           "8 3 0\t1  2 1.5e-1\n\n35.0 1 9\n  \n"));
 }
@@ -95,15 +95,15 @@ TEST(CPlyCutWriter, Write_CarriageReturnsStay)
 TEST(CPlyCutWriter, Write_NothingDroppedGivesTheSameBytes)
 {
     const std::string content =
-        rich("ascii", "0002", "1", "1 2 3 4\n5 6 7 8\n1 2 0 1 3\n35 0\nwhatever");
+        Rich("ascii", "0002", "1", "1 2 3 4\n5 6 7 8\n1 2 0 1 3\n35 0\nwhatever");
 
     EXPECT_EQ(Cut(content, {}), content);
 }
 
 TEST(CPlyCutWriter, Write_EverythingDroppedLeavesTheRest)
 {
-    EXPECT_EQ(Cut(rich("ascii", "2", "1", "1 2 3 4\n5 6 7 8\n1 2 0 1 3\n35 0\n"), {0, 1}),
-              rich("ascii", "0", "0", "35 0\n"));
+    EXPECT_EQ(Cut(Rich("ascii", "2", "1", "1 2 3 4\n5 6 7 8\n1 2 0 1 3\n35 0\n"), {0, 1}),
+              Rich("ascii", "0", "0", "35 0\n"));
 }
 
 TEST(CPlyCutWriter, Write_CountThatStaysKeepsItsSpelling)
@@ -117,7 +117,7 @@ TEST(CPlyCutWriter, Write_CountThatStaysKeepsItsSpelling)
 
 /// A file of binary vertices that are \p numFurther bytes longer than their coordinates, all of
 /// them different; only those that have no entry in \p dropped.
-[[nodiscard]] std::string manyVertices(std::size_t count, std::size_t numFurther,
+[[nodiscard]] std::string ManyVertices(std::size_t count, std::size_t numFurther,
                                        const std::vector<std::size_t>& dropped,
                                        const std::string& tail)
 {
@@ -167,8 +167,8 @@ TEST(CPlyCutWriter, Write_KeptRecordsOfEverySizeStayWhereverTheyLie)
                 }
                 for (const std::string tail : {"", "x", "more than one register behind"})
                 {
-                    ASSERT_EQ(Cut(manyVertices(count, numFurther, {}, tail), dropped),
-                              manyVertices(count, numFurther, dropped, tail))
+                    ASSERT_EQ(Cut(ManyVertices(count, numFurther, {}, tail), dropped),
+                              ManyVertices(count, numFurther, dropped, tail))
                         << numFurther << ' ' << count << ' ' << percent;
                 }
             }
@@ -251,7 +251,7 @@ TEST(CPlyCutWriter, Write_EdgesStayWhenBothEndsDo)
               make("2", "1", "1 1 1\n2 2 2\n0 8 1\n"));
 }
 
-[[nodiscard]] std::string strips(const std::string& vertices, const std::string& strip)
+[[nodiscard]] std::string Strips(const std::string& vertices, const std::string& strip)
 {
     return "ply\nformat ascii 1.0\nelement vertex " + vertices +
            "\nproperty char x\nproperty char y\nproperty char z\nelement tristrips 1\n"
@@ -264,21 +264,21 @@ TEST(CPlyCutWriter, Write_StripIsSplitWhereAVertexIsMissing)
     const std::string seven = "0 0 0\n1 0 0\n2 0 0\n3 0 0\n4 0 0\n5 0 0\n6 0 0\n";
 
     // The part behind vertex 3 begins at an even place and needs no repetition.
-    EXPECT_EQ(Cut(strips("7", seven + "8 0 1 2 3 4 5 6 -1 5\n"), {3}),
-              strips("6", "0 0 0\n1 0 0\n2 0 0\n4 0 0\n5 0 0\n6 0 0\n8 0 1 2 -1 3 4 5 -1 5\n"));
+    EXPECT_EQ(Cut(Strips("7", seven + "8 0 1 2 3 4 5 6 -1 5\n"), {3}),
+              Strips("6", "0 0 0\n1 0 0\n2 0 0\n4 0 0\n5 0 0\n6 0 0\n8 0 1 2 -1 3 4 5 -1 5\n"));
 }
 
 TEST(CPlyCutWriter, Write_StripPartOfTheOtherOrientationRepeatsItsFirstVertex)
 {
     const std::string six = "0 0 0\n1 0 0\n2 0 0\n3 0 0\n4 0 0\n5 0 0\n";
 
-    EXPECT_EQ(Cut(strips("6", six + "6 0 1 2 3 4 5 5\n"), {2}),
-              strips("5", "0 0 0\n1 0 0\n3 0 0\n4 0 0\n5 0 0\n4 2 2 3 4 5\n"));
+    EXPECT_EQ(Cut(Strips("6", six + "6 0 1 2 3 4 5 5\n"), {2}),
+              Strips("5", "0 0 0\n1 0 0\n3 0 0\n4 0 0\n5 0 0\n4 2 2 3 4 5\n"));
 }
 
 /// A file of one strip over \p numVertices vertices, whose numbers are of \p type.
 template <typename Index>
-[[nodiscard]] std::string typedStrip(std::size_t numVertices, const std::string& type,
+[[nodiscard]] std::string TypedStrip(std::size_t numVertices, const std::string& type,
                                      const std::vector<std::size_t>& strip)
 {
     std::string content =
@@ -295,7 +295,7 @@ template <typename Index>
 }
 
 /// The message that cutting ends with; empty when it does not fail.
-[[nodiscard]] std::string cutMessage(const std::string& content,
+[[nodiscard]] std::string CutMessage(const std::string& content,
                                      const std::vector<std::size_t>& dropped)
 {
     try
@@ -313,10 +313,10 @@ const std::vector<std::size_t> c_nine = {0, 1, 2, 3, 4, 5, 6, 7, 8};
 
 TEST(CPlyCutWriter, Write_UnsignedTypeHoldsNoSeparatorOfStrips)
 {
-    const std::string content = typedStrip<std::uint32_t>(9, "uint", c_nine);
+    const std::string content = TypedStrip<std::uint32_t>(9, "uint", c_nine);
     const std::string byte = std::to_string(content.size() - 4 - 9 * 4);
 
-    EXPECT_EQ(cutMessage(content, {4}),
+    EXPECT_EQ(CutMessage(content, {4}),
               "scan.ply: byte " + byte +
                   ": expected a signed type for the separators between the parts of triangle "
                   "strips, where vertices are removed, found 'list int uint vertex_indices'");
@@ -324,8 +324,8 @@ TEST(CPlyCutWriter, Write_UnsignedTypeHoldsNoSeparatorOfStrips)
 
 TEST(CPlyCutWriter, Write_SeparatorOfStripsIsNotTakenForVertex255)
 {
-    EXPECT_NE(cutMessage(typedStrip<std::uint8_t>(300, "uchar", c_nine), {4}), "");
-    EXPECT_NE(cutMessage(typedStrip<std::uint16_t>(300, "ushort", c_nine), {4}), "");
+    EXPECT_NE(CutMessage(TypedStrip<std::uint8_t>(300, "uchar", c_nine), {4}), "");
+    EXPECT_NE(CutMessage(TypedStrip<std::uint16_t>(300, "ushort", c_nine), {4}), "");
 }
 
 TEST(CPlyCutWriter, Write_UnsignedTypeInTextHoldsNoSeparatorEither)
@@ -335,7 +335,7 @@ TEST(CPlyCutWriter, Write_UnsignedTypeInTextHoldsNoSeparatorEither)
         "property char z\nelement tristrips 1\nproperty list uchar uint vertex_indices\n"
         "end_header\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n0 0 0\n7 0 1 2 3 4 5 6\n";
 
-    EXPECT_EQ(cutMessage(content, {3}),
+    EXPECT_EQ(CutMessage(content, {3}),
               "scan.ply: line 17: expected a signed type for the separators between the parts of "
               "triangle strips, where vertices are removed, found 'list uchar uint "
               "vertex_indices'");
@@ -343,8 +343,8 @@ TEST(CPlyCutWriter, Write_UnsignedTypeInTextHoldsNoSeparatorEither)
 
 TEST(CPlyCutWriter, Write_StripOfAnUnsignedTypeIsCutWhereItStaysOne)
 {
-    EXPECT_EQ(Cut(typedStrip<std::uint32_t>(9, "uint", c_nine), {0, 8}),
-              typedStrip<std::uint32_t>(7, "uint", {0, 0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(Cut(TypedStrip<std::uint32_t>(9, "uint", c_nine), {0, 8}),
+              TypedStrip<std::uint32_t>(7, "uint", {0, 0, 1, 2, 3, 4, 5, 6}));
 }
 
 TEST(CPlyCutWriter, Write_StripOfEverySignedTypeIsSplit)
@@ -352,12 +352,12 @@ TEST(CPlyCutWriter, Write_StripOfEverySignedTypeIsSplit)
     const auto none = static_cast<std::size_t>(-1);
     const std::vector<std::size_t> parts = {0, 1, 2, 3, none, 4, 4, 5, 6, 7};
 
-    EXPECT_EQ(Cut(typedStrip<std::int8_t>(9, "char", c_nine), {4}),
-              typedStrip<std::int8_t>(8, "char", parts));
-    EXPECT_EQ(Cut(typedStrip<std::int16_t>(9, "short", c_nine), {4}),
-              typedStrip<std::int16_t>(8, "short", parts));
-    EXPECT_EQ(Cut(typedStrip<std::int32_t>(9, "int", c_nine), {4}),
-              typedStrip<std::int32_t>(8, "int", parts));
+    EXPECT_EQ(Cut(TypedStrip<std::int8_t>(9, "char", c_nine), {4}),
+              TypedStrip<std::int8_t>(8, "char", parts));
+    EXPECT_EQ(Cut(TypedStrip<std::int16_t>(9, "short", c_nine), {4}),
+              TypedStrip<std::int16_t>(8, "short", parts));
+    EXPECT_EQ(Cut(TypedStrip<std::int32_t>(9, "int", c_nine), {4}),
+              TypedStrip<std::int32_t>(8, "int", parts));
 }
 
 }  // namespace

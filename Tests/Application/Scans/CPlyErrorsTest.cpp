@@ -33,12 +33,12 @@ const std::string c_one = "element vertex 1\n" + c_xyz;
 const std::string c_point = Bytes(1.0F) + Bytes(2.0F) + Bytes(3.0F);
 const std::string c_face = "element face 1\nproperty list uchar int vertex_indices\n";
 
-[[nodiscard]] std::string sized(const std::string& header)
+[[nodiscard]] std::string Sized(const std::string& header)
 {
     return std::to_string(header.size());
 }
 
-[[nodiscard]] std::vector<SCase> headers()
+[[nodiscard]] std::vector<SCase> Headers()
 {
     return {
         {"NotPly", "plyx\n", "line 1: expected 'ply', found 'plyx'"},
@@ -109,7 +109,7 @@ const std::string c_face = "element face 1\nproperty list uchar int vertex_indic
     };
 }
 
-[[nodiscard]] std::vector<SCase> bodies()
+[[nodiscard]] std::vector<SCase> Bodies()
 {
     const std::string binaryOne = c_binary + c_one + c_end;
     const std::string binaryFace = c_binary + c_one + c_face + c_end;
@@ -121,11 +121,11 @@ const std::string c_face = "element face 1\nproperty list uchar int vertex_indic
     const std::string afterFace = std::to_string(binaryFace.size() + c_point.size());
     return {
         {"BinaryVertexCutShort", binaryOne + c_point.substr(0, 11),
-         "byte " + sized(binaryOne) +
+         "byte " + Sized(binaryOne) +
              ": expected 1 records of element 'vertex' with 12 bytes each, found 11 bytes"},
         {"BinaryCountBeyondTheFile",
          c_binary + "element vertex 9223372036854775807\n" + c_xyz + c_end + c_point,
-         "byte " + sized(c_binary + "element vertex 9223372036854775807\n" + c_xyz + c_end) +
+         "byte " + Sized(c_binary + "element vertex 9223372036854775807\n" + c_xyz + c_end) +
              ": expected 9223372036854775807 records of element 'vertex' with 12 bytes each, found "
              "12 bytes"},
         {"AsciiCountBeyondTheFile",
@@ -186,8 +186,8 @@ TEST_P(PlyErrors, Parse_NamesThePlaceWhatWasExpectedAndWhatWasFound)
 }
 
 const auto c_nameOf = [](const auto& info) { return std::string(info.param.name); };
-INSTANTIATE_TEST_SUITE_P(Header, PlyErrors, testing::ValuesIn(headers()), c_nameOf);
-INSTANTIATE_TEST_SUITE_P(Body, PlyErrors, testing::ValuesIn(bodies()), c_nameOf);
+INSTANTIATE_TEST_SUITE_P(Header, PlyErrors, testing::ValuesIn(Headers()), c_nameOf);
+INSTANTIATE_TEST_SUITE_P(Body, PlyErrors, testing::ValuesIn(Bodies()), c_nameOf);
 
 TEST(PlyLimits, Parse_RecordsWithoutPropertiesTakeNoTimeHoweverMany)
 {

@@ -22,7 +22,7 @@ using ScanTest::ParseScan;
 using ScanTest::PositionsOf;
 using Triangles = std::vector<std::array<std::uint32_t, 3>>;
 
-[[nodiscard]] std::string header(const std::string& format, const std::string& body)
+[[nodiscard]] std::string Header(const std::string& format, const std::string& body)
 {
     return "ply\nformat " + format + " 1.0\n" + body + "end_header\n";
 }
@@ -32,7 +32,7 @@ const std::string c_xyz = "property float x\nproperty float y\nproperty float z\
 TEST(CPlyScan, Parse_AsciiGivesPositionsInOrder)
 {
     const auto scan =
-        ParseScan(header("ascii", "element vertex 2\n" + c_xyz) + "1 2 3\n-4 5.5 6\n");
+        ParseScan(Header("ascii", "element vertex 2\n" + c_xyz) + "1 2 3\n-4 5.5 6\n");
 
     EXPECT_EQ(PositionsOf(scan), (std::vector<LqVector3f>{{1, 2, 3}, {-4, 5.5F, 6}}));
     EXPECT_EQ(scan.GetTransform(), c_matIdentityD);
@@ -62,7 +62,7 @@ TEST(CPlyScan, Parse_BinaryHeaderWithCarriageReturns)
 
 TEST(CPlyScan, Parse_LastAsciiLineMayLackItsEnd)
 {
-    const auto scan = ParseScan(header("ascii", "element vertex 2\n" + c_xyz) + "1 2 3\n4 5 6");
+    const auto scan = ParseScan(Header("ascii", "element vertex 2\n" + c_xyz) + "1 2 3\n4 5 6");
 
     EXPECT_EQ(PositionsOf(scan).back(), (LqVector3f{4, 5, 6}));
 }
@@ -70,7 +70,7 @@ TEST(CPlyScan, Parse_LastAsciiLineMayLackItsEnd)
 TEST(CPlyScan, Parse_BigEndianFloats)
 {
     const auto big = std::endian::big;
-    const auto scan = ParseScan(header("binary_big_endian", "element vertex 1\n" + c_xyz) +
+    const auto scan = ParseScan(Header("binary_big_endian", "element vertex 1\n" + c_xyz) +
                                 Bytes(1.5F, big) + Bytes(-2.0F, big) + Bytes(3.0F, big));
 
     EXPECT_EQ(PositionsOf(scan), (std::vector<LqVector3f>{{1.5F, -2, 3}}));
@@ -86,7 +86,7 @@ TEST(CPlyScan, Parse_EveryIntegerTypeInBothByteOrders)
     {
         const bool isLittle = order == std::endian::little;
         const auto scan = ParseScan(
-            header(isLittle ? "binary_little_endian" : "binary_big_endian", body) +
+            Header(isLittle ? "binary_little_endian" : "binary_big_endian", body) +
             Bytes(std::int8_t{-1}) + Bytes(std::uint8_t{255}) + Bytes(std::int16_t{-300}, order) +
             Bytes(std::uint16_t{65535}, order) + Bytes(std::int32_t{-7}, order) +
             Bytes(std::uint32_t{70000}, order) + Bytes(0.25, order));
@@ -97,7 +97,7 @@ TEST(CPlyScan, Parse_EveryIntegerTypeInBothByteOrders)
 
 TEST(CPlyScan, Parse_CoordinatesInAnyOrderBetweenOtherProperties)
 {
-    const auto scan = ParseScan(header("binary_little_endian",
+    const auto scan = ParseScan(Header("binary_little_endian",
                                        "element vertex 1\nproperty float z\nproperty uchar red\n"
                                        "property float x\nproperty double y\n") +
                                 Bytes(3.0F) + Bytes(std::uint8_t{9}) + Bytes(1.0F) + Bytes(2.0));
@@ -108,7 +108,7 @@ TEST(CPlyScan, Parse_CoordinatesInAnyOrderBetweenOtherProperties)
 TEST(CPlyScan, Parse_ListInVerticesMakesRecordsOfVariableLength)
 {
     const auto scan =
-        ParseScan(header("binary_little_endian",
+        ParseScan(Header("binary_little_endian",
                          "element vertex 2\nproperty float x\nproperty list uchar short tags\n"
                          "property float y\nproperty float z\n") +
                   Bytes(1.0F) + Bytes(std::uint8_t{2}) + Bytes(std::int16_t{7}) +
@@ -121,7 +121,7 @@ TEST(CPlyScan, Parse_ListInVerticesMakesRecordsOfVariableLength)
 TEST(CPlyScan, Parse_VerticesBehindAnotherElement)
 {
     const auto scan =
-        ParseScan(header("binary_little_endian",
+        ParseScan(Header("binary_little_endian",
                          "element camera 1\nproperty list uchar float k\n"
                          "element vertex 1\n" +
                              c_xyz) +
@@ -140,7 +140,7 @@ TEST_P(NormalSpellings, Parse_NormalsAreRead)
         return std::string("property float ") + name + "\n";
     };
     const auto scan = ParseScan(
-        header("ascii", "element vertex 1\n" + c_xyz + property(x) + property(y) + property(z)) +
+        Header("ascii", "element vertex 1\n" + c_xyz + property(x) + property(y) + property(z)) +
         "1 2 3 0 0.5 -1\n");
 
     EXPECT_EQ(NormalsOf(scan), (std::vector<LqVector3f>{{0, 0.5F, -1}}));
@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(CPlyScan, NormalSpellings,
 TEST(CPlyScan, Parse_TwoOfThreeNormalPropertiesAreNoNormals)
 {
     const auto scan = ParseScan(
-        header("ascii", "element vertex 1\n" + c_xyz + "property float nx\nproperty float ny\n") +
+        Header("ascii", "element vertex 1\n" + c_xyz + "property float nx\nproperty float ny\n") +
         "1 2 3 0 1\n");
 
     EXPECT_FALSE(scan.GetSurfelCollection()->HasNormals());
@@ -162,7 +162,7 @@ TEST(CPlyScan, Parse_TwoOfThreeNormalPropertiesAreNoNormals)
 TEST(CPlyScan, Parse_DoubleNormalsBesidePositionsInPlace)
 {
     const auto scan =
-        ParseScan(header("binary_little_endian",
+        ParseScan(Header("binary_little_endian",
                          "element vertex 1\n" + c_xyz +
                              "property double nx\nproperty double ny\nproperty double nz\n") +
                   Bytes(1.0F) + Bytes(2.0F) + Bytes(3.0F) + Bytes(0.0) + Bytes(0.5) + Bytes(-1.0));
@@ -175,7 +175,7 @@ TEST(CPlyScan, Parse_DoubleNormalsBesidePositionsInPlace)
 TEST(CPlyScan, Open_PositionsAndNormalsAreTheMappedBytes)
 {
     const CTemporaryFolder folder;
-    const std::string head = header(
+    const std::string head = Header(
         "binary_little_endian", "element vertex 2\nproperty uchar tag\n" + c_xyz +
                                     "property float nx\nproperty float ny\nproperty float nz\n");
     std::string body;
@@ -208,7 +208,7 @@ TEST(CPlyScan, Open_CollectionOutlivesTheScan)
 {
     const CTemporaryFolder folder;
     ScanTest::WriteAll(folder / "scan.ply",
-                       header("binary_little_endian", "element vertex 1\n" + c_xyz) + Bytes(1.0F) +
+                       Header("binary_little_endian", "element vertex 1\n" + c_xyz) + Bytes(1.0F) +
                            Bytes(2.0F) + Bytes(3.0F));
 
     const auto collection = Application::CScanFile::Open(folder / "scan.ply").GetSurfelCollection();
@@ -221,7 +221,7 @@ TEST(CPlyScan, Parse_GeographicDoublesKeepTheirPrecision)
     const std::vector<std::array<double, 3>> points = {{4467123.1234, 5332987.4321, 512.0625},
                                                        {4467124.0007, 5332986.9993, 513.1},
                                                        {4467130.5555, 5332980.1111, 500.2}};
-    std::string content = header("binary_little_endian",
+    std::string content = Header("binary_little_endian",
                                  "element vertex 3\nproperty double x\nproperty double y\n"
                                  "property double z\n");
     for (const auto& point : points)
@@ -244,7 +244,7 @@ TEST(CPlyScan, Parse_GeographicDoublesKeepTheirPrecision)
 
 TEST(CPlyScan, Parse_DoublesThatAreFloatsAreNotShifted)
 {
-    const auto scan = ParseScan(header("binary_little_endian",
+    const auto scan = ParseScan(Header("binary_little_endian",
                                        "element vertex 1\nproperty double x\nproperty double y\n"
                                        "property double z\n") +
                                 Bytes(4096.5) + Bytes(1.0e6) + Bytes(-0.25));
@@ -255,7 +255,7 @@ TEST(CPlyScan, Parse_DoublesThatAreFloatsAreNotShifted)
 
 TEST(CPlyScan, Parse_NonFiniteCoordinatesAreKept)
 {
-    const auto scan = ParseScan(header("ascii",
+    const auto scan = ParseScan(Header("ascii",
                                        "element vertex 2\nproperty double x\nproperty double y\n"
                                        "property double z\n") +
                                 "nan inf -inf\n5000000.1 2 3\n");
@@ -271,7 +271,7 @@ TEST(CPlyScan, Parse_NoVerticesAreLegal)
 {
     for (const char* const format : {"ascii", "binary_little_endian", "binary_big_endian"})
     {
-        const std::string content = header(format, "element vertex 0\n" + c_xyz);
+        const std::string content = Header(format, "element vertex 0\n" + c_xyz);
 
         EXPECT_EQ(ParseScan(content).GetPointCount(), 0U);
         EXPECT_EQ(ScanTest::Cut(content, {}), content);
@@ -281,7 +281,7 @@ TEST(CPlyScan, Parse_NoVerticesAreLegal)
 TEST(CPlyScan, GetTriangulation_SplitsPolygonsIntoFans)
 {
     const auto scan =
-        ParseScan(header("ascii", "element vertex 4\n" + c_xyz +
+        ParseScan(Header("ascii", "element vertex 4\n" + c_xyz +
                                       "element face 3\nproperty list uchar int vertex_indices\n") +
                   "0 0 0\n1 0 0\n1 1 0\n0 1 0\n4 0 1 2 3\n2 0 1\n3 3 2 1\n");
 
@@ -293,7 +293,7 @@ TEST(CPlyScan, GetTriangulation_SplitsPolygonsIntoFans)
 
 TEST(CPlyScan, GetTriangulation_TakesRoomForItsTrianglesOnly)
 {
-    const auto scan = ParseScan(header("ascii", "element vertex 5\n" + c_xyz +
+    const auto scan = ParseScan(Header("ascii", "element vertex 5\n" + c_xyz +
                                                     "element face 4\nproperty list uchar int "
                                                     "vertex_indices\n") +
                                 "0 0 0\n1 0 0\n1 1 0\n0 1 0\n0 0 1\n"
@@ -304,9 +304,9 @@ TEST(CPlyScan, GetTriangulation_TakesRoomForItsTrianglesOnly)
 }
 
 /// A mesh of one face with so many corners of one byte.
-[[nodiscard]] Application::CScanFile parseFace(std::int32_t numCorners)
+[[nodiscard]] Application::CScanFile ParseFace(std::int32_t numCorners)
 {
-    return ParseScan(header("binary_little_endian",
+    return ParseScan(Header("binary_little_endian",
                             "element vertex 1\n" + c_xyz +
                                 "element face 1\nproperty list int uchar vertex_indices\n") +
                      Bytes(1.0F) + Bytes(2.0F) + Bytes(3.0F) + Bytes(numCorners) +
@@ -318,13 +318,13 @@ constexpr std::int32_t c_mostCorners = ((8 << 20) + 10 * 4 + 2 * 12) / (12 - 10)
 
 TEST(CPlyScan, GetTriangulation_MayTakeTenTimesTheFacesAndEightMebibytes)
 {
-    EXPECT_EQ(parseFace(c_mostCorners).GetTriangulation()->triangles.size(),
+    EXPECT_EQ(ParseFace(c_mostCorners).GetTriangulation()->triangles.size(),
               std::size_t{c_mostCorners} - 2);
 }
 
 TEST(CPlyScan, GetTriangulation_RefusesToTakeMore)
 {
-    const Application::CScanFile scan = parseFace(c_mostCorners + 1);
+    const Application::CScanFile scan = ParseFace(c_mostCorners + 1);
 
     EXPECT_EQ(scan.GetPointCount(), 1U);
     EXPECT_TRUE(scan.HasTriangles());
@@ -344,7 +344,7 @@ TEST(CPlyScan, GetTriangulation_RefusesToTakeMore)
 TEST(CPlyScan, GetTriangulation_TurnsStripsIntoTriangles)
 {
     const auto scan = ParseScan(
-        header("ascii", "element vertex 5\n" + c_xyz +
+        Header("ascii", "element vertex 5\n" + c_xyz +
                             "element tristrips 1\nproperty list int int vertex_indices\n") +
         "0 0 0\n1 0 0\n1 1 0\n0 1 0\n0 0 1\n8 0 1 2 3 -1 4 3 2\n");
 

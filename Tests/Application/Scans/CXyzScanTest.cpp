@@ -12,7 +12,7 @@
 namespace
 {
 
-[[nodiscard]] std::vector<LqVector3f> positionsOf(const std::string& content)
+[[nodiscard]] std::vector<LqVector3f> PositionsOf(const std::string& content)
 {
     return ScanTest::PositionsOf(ScanTest::ParseScan(content, "p.xyz"));
 }
@@ -21,10 +21,10 @@ const std::vector<LqVector3f> c_points = {{1, 2, 3}, {4, 5.5F, -6}};
 
 TEST(CXyzScan, Parse_EverySeparator)
 {
-    EXPECT_EQ(positionsOf("1 2 3\n4 5.5 -6\n"), c_points);
-    EXPECT_EQ(positionsOf("1\t2\t3\n4\t5.5\t-6"), c_points);
-    EXPECT_EQ(positionsOf("1,2,3\r\n4, 5.5 , -6\r\n"), c_points);
-    EXPECT_EQ(positionsOf(" 1;2;3\n4; 5.5;-6;\n"), c_points);
+    EXPECT_EQ(PositionsOf("1 2 3\n4 5.5 -6\n"), c_points);
+    EXPECT_EQ(PositionsOf("1\t2\t3\n4\t5.5\t-6"), c_points);
+    EXPECT_EQ(PositionsOf("1,2,3\r\n4, 5.5 , -6\r\n"), c_points);
+    EXPECT_EQ(PositionsOf(" 1;2;3\n4; 5.5;-6;\n"), c_points);
 }
 
 // Taken for separators, they would make (1, 5, 2) of the first point without a word.
@@ -33,15 +33,15 @@ TEST(CXyzScan, Parse_DecimalCommasAreRefused)
     for (const char* const text : {"1,5;2,5;3,5\n", "1,5 2,5 3,5\n", "1,5\t-2,5\t3,5 255 0 0",
                                    "1 2 3\n 1,5 ; 2,5 ; 3,5;7\n"})
     {
-        EXPECT_THROW((void)positionsOf(text), Application::CInputError) << text;
+        EXPECT_THROW((void)PositionsOf(text), Application::CInputError) << text;
     }
 }
 
 TEST(CXyzScan, Parse_CommasThatSeparateStaySeparators)
 {
-    EXPECT_EQ(positionsOf("1,2,3 255,0,0\n4,5.5 -6,7 8,9,10\n"), c_points);
-    EXPECT_EQ(positionsOf("1,2 3\n4, 5.5, -6\n"), c_points);
-    EXPECT_EQ(positionsOf("1,2,3;0,1;2\n,4 5.5,-6 7,8\n"), c_points);
+    EXPECT_EQ(PositionsOf("1,2,3 255,0,0\n4,5.5 -6,7 8,9,10\n"), c_points);
+    EXPECT_EQ(PositionsOf("1,2 3\n4, 5.5, -6\n"), c_points);
+    EXPECT_EQ(PositionsOf("1,2,3;0,1;2\n,4 5.5,-6 7,8\n"), c_points);
 }
 
 TEST(CXyzScan, Parse_EveryExtension)
@@ -54,18 +54,18 @@ TEST(CXyzScan, Parse_EveryExtension)
 
 TEST(CXyzScan, Parse_FurtherColumnsArePassedOver)
 {
-    EXPECT_EQ(positionsOf("1 2 3 255 red 0.5\n4 5.5 -6\n"), c_points);
+    EXPECT_EQ(PositionsOf("1 2 3 255 red 0.5\n4 5.5 -6\n"), c_points);
 }
 
 TEST(CXyzScan, Parse_CommentsBlankLinesAndOneLineOfNames)
 {
-    EXPECT_EQ(positionsOf("# made\n\n// by hand\nx,y,z\n1 2 3\n  # in between\n4 5.5 -6\n\n"),
+    EXPECT_EQ(PositionsOf("# made\n\n// by hand\nx,y,z\n1 2 3\n  # in between\n4 5.5 -6\n\n"),
               c_points);
 }
 
 TEST(CXyzScan, Parse_NotANumberIsAPoint)
 {
-    EXPECT_TRUE(std::isnan(positionsOf("nan 2 3\n1 2 3\n").at(0).x));
+    EXPECT_TRUE(std::isnan(PositionsOf("nan 2 3\n1 2 3\n").at(0).x));
 }
 
 TEST(CXyzScan, Parse_DegreesAreShifted)
@@ -96,8 +96,8 @@ TEST(CXyzScan, Parse_CarriageReturnsAloneDoNotEndLines)
 TEST(CXyzScan, Parse_ByteOrderMarkIsNoPartOfTheFirstPoint)
 {
     const std::string mark = "\xEF\xBB\xBF";
-    EXPECT_EQ(positionsOf(mark + "1 2 3\r\n4 5.5 -6\r\n"), c_points);
-    EXPECT_EQ(positionsOf(mark + "x y z\n1 2 3\n4 5.5 -6\n"), c_points);
+    EXPECT_EQ(PositionsOf(mark + "1 2 3\r\n4 5.5 -6\r\n"), c_points);
+    EXPECT_EQ(PositionsOf(mark + "x y z\n1 2 3\n4 5.5 -6\n"), c_points);
 }
 
 TEST(CXyzScan, Parse_DamagedFirstPointIsNotTakenForNames)

@@ -21,18 +21,18 @@ using Application::CScanFile;
 using Base::CSurfelBitMask;
 using ScanTest::CTemporaryFolder;
 
-[[nodiscard]] std::filesystem::path findData()
+[[nodiscard]] std::filesystem::path FindData()
 {
     const char* const named = std::getenv("VEKO2_REAL_SCANS");
     return named != nullptr ? std::filesystem::path(named)
                             : std::filesystem::path(VEKO2_SOURCE_FOLDER) / "../shared/data";
 }
 
-[[nodiscard]] std::vector<std::filesystem::path> findScans()
+[[nodiscard]] std::vector<std::filesystem::path> FindScans()
 {
     std::vector<std::filesystem::path> scans;
     std::error_code error;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(findData(), error))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(FindData(), error))
     {
         const std::string extension = entry.path().extension().string();
         if (extension == ".ply" || extension == ".obj")
@@ -51,11 +51,11 @@ protected:
     {
         if (m_scans.empty())
         {
-            GTEST_SKIP() << "no scans in " << findData();
+            GTEST_SKIP() << "no scans in " << FindData();
         }
     }
 
-    std::vector<std::filesystem::path> m_scans = findScans();
+    std::vector<std::filesystem::path> m_scans = FindScans();
 };
 
 TEST_F(RealScans, WriteKept_NothingDroppedGivesTheSameBytes)

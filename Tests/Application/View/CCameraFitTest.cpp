@@ -20,7 +20,7 @@ using Application::CView;
 using TestSupport::CMockSurfelCollection;
 
 /// The points of a cube's surface grid, from -1 to 1.
-std::vector<LqVector3f> makeCube()
+std::vector<LqVector3f> MakeCube()
 {
     std::vector<LqVector3f> points;
     for (int i = 0; i <= 10; ++i)
@@ -38,7 +38,7 @@ std::vector<LqVector3f> makeCube()
     return points;
 }
 
-std::vector<CCameraFit::SScan> makeScans(const std::vector<LqVector3f>& points,
+std::vector<CCameraFit::SScan> MakeScans(const std::vector<LqVector3f>& points,
                                          const LqMatrix4Rd& trafo = c_matIdentityD)
 {
     return {{std::make_shared<CMockSurfelCollection>(points), trafo}};
@@ -53,7 +53,7 @@ struct SExtent
     float maxDepth = -std::numeric_limits<float>::infinity();
 };
 
-SExtent measure(const CView& view, const std::vector<LqVector3f>& points,
+SExtent Measure(const CView& view, const std::vector<LqVector3f>& points,
                 const LqMatrix4Rd& trafo = c_matIdentityD)
 {
     const auto& transforms = view.GetTransforms();
@@ -71,7 +71,7 @@ SExtent measure(const CView& view, const std::vector<LqVector3f>& points,
     return extent;
 }
 
-void expectFramed(const SExtent& extent)
+void ExpectFramed(const SExtent& extent)
 {
     EXPECT_LE(std::max(extent.x, extent.y), 0.93F);
     EXPECT_GE(std::max(extent.x, extent.y), 0.85F);
@@ -81,31 +81,31 @@ void expectFramed(const SExtent& extent)
 
 TEST(CCameraFit, Compute_EveryNamedDirectionFramesACube)
 {
-    const auto cube = makeCube();
+    const auto cube = MakeCube();
     for (const char* name : {"front", "back", "left", "right", "top", "bottom", "iso"})
     {
         SCOPED_TRACE(name);
         CCameraFit fit;
         fit.direction = CCameraFit::FindDirection(name).value();
-        expectFramed(measure(fit.Compute(makeScans(cube)).MakeView(), cube));
+        ExpectFramed(Measure(fit.Compute(MakeScans(cube)).MakeView(), cube));
     }
 }
 
 TEST(CCameraFit, Compute_OrthographicAndTallPicturesFrameACube)
 {
-    const auto cube = makeCube();
+    const auto cube = MakeCube();
     CCameraFit fit;
     fit.projection = CCamera::Projection::Orthographic;
     fit.width = 300;
     fit.height = 900;
-    expectFramed(measure(fit.Compute(makeScans(cube)).MakeView(), cube));
+    ExpectFramed(Measure(fit.Compute(MakeScans(cube)).MakeView(), cube));
 }
 
 TEST(CCameraFit, Compute_FrontLooksAlongTheYAxisWithZUp)
 {
     CCameraFit fit;
     fit.direction = CCameraFit::FindDirection("front").value();
-    const CCamera camera = fit.Compute(makeScans(makeCube()));
+    const CCamera camera = fit.Compute(MakeScans(MakeCube()));
     const auto& parameters = camera.GetParameters();
     EXPECT_LT(parameters.eye[1], -2.0);
     EXPECT_NEAR(parameters.eye[0], 0.0, 1e-9);
@@ -120,17 +120,17 @@ TEST(CCameraFit, FindDirection_UnknownNameIsAbsent)
 
 TEST(CCameraFit, Compute_StrayPointsDoNotShrinkTheObject)
 {
-    const auto cube = makeCube();
+    const auto cube = MakeCube();
     auto withStrays = cube;
     withStrays.push_back({5000, 0, 0});
     withStrays.push_back({0, -3000, 4000});
     const CCameraFit fit;
-    expectFramed(measure(fit.Compute(makeScans(withStrays)).MakeView(), cube));
+    ExpectFramed(Measure(fit.Compute(MakeScans(withStrays)).MakeView(), cube));
 }
 
 TEST(CCameraFit, Compute_NoPointOfAScanBelowTheSampledSizeIsOverlooked)
 {
-    std::vector<LqVector3f> points = makeCube();
+    std::vector<LqVector3f> points = MakeCube();
     while (points.size() < 399999)
     {
         points.push_back(points[points.size() % 726]);
@@ -139,42 +139,42 @@ TEST(CCameraFit, Compute_NoPointOfAScanBelowTheSampledSizeIsOverlooked)
     CCameraFit fit;
     fit.direction = CCameraFit::FindDirection("front").value();
     fit.width = fit.height = 500;
-    expectFramed(measure(fit.Compute(makeScans(points)).MakeView(), points));
+    ExpectFramed(Measure(fit.Compute(MakeScans(points)).MakeView(), points));
 }
 
 TEST(CCameraFit, Compute_FarPlaneReachesStrayPoints)
 {
     const CCameraFit fit{.direction = CCameraFit::FindDirection("front").value()};
-    auto points = makeCube();
+    auto points = MakeCube();
     points.push_back({0, 500, 0});
-    const SExtent extent = measure(fit.Compute(makeScans(points)).MakeView(), points);
+    const SExtent extent = Measure(fit.Compute(MakeScans(points)).MakeView(), points);
     EXPECT_LE(extent.maxDepth, 1.0F);
     EXPECT_GE(extent.minDepth, 0.0F);
 }
 
 TEST(CCameraFit, Compute_SkipsPositionsThatAreNotFinite)
 {
-    const auto cube = makeCube();
+    const auto cube = MakeCube();
     auto damaged = cube;
     damaged.push_back({std::numeric_limits<float>::quiet_NaN(), 0, 0});
     damaged.push_back({std::numeric_limits<float>::infinity(), 0, 0});
     const CCameraFit fit;
-    expectFramed(measure(fit.Compute(makeScans(damaged)).MakeView(), cube));
+    ExpectFramed(Measure(fit.Compute(MakeScans(damaged)).MakeView(), cube));
 }
 
 TEST(CCameraFit, Compute_GeographicCoordinatesAreFramedExactly)
 {
-    const auto cube = makeCube();
+    const auto cube = MakeCube();
     const LqMatrix4Rd trafo = TestSupport::MakeTranslation(4.5e6, 5.3e6, 300);
     const CCameraFit fit;
-    expectFramed(measure(fit.Compute(makeScans(cube, trafo)).MakeView(), cube, trafo));
+    ExpectFramed(Measure(fit.Compute(MakeScans(cube, trafo)).MakeView(), cube, trafo));
 }
 
 TEST(CCameraFit, Compute_SinglePointIsInTheMiddle)
 {
     const CCameraFit fit;
     const std::vector<LqVector3f> point = {{3, 4, 5}};
-    const SExtent extent = measure(fit.Compute(makeScans(point)).MakeView(), point);
+    const SExtent extent = Measure(fit.Compute(MakeScans(point)).MakeView(), point);
     EXPECT_NEAR(extent.x, 0.0F, 1e-6F);
     EXPECT_NEAR(extent.y, 0.0F, 1e-6F);
 }
@@ -183,16 +183,16 @@ TEST(CCameraFit, Compute_NothingToLookAtThrows)
 {
     const CCameraFit fit;
     EXPECT_THROW(static_cast<void>(fit.Compute({})), CInputError);
-    EXPECT_THROW(static_cast<void>(fit.Compute(makeScans({}))), CInputError);
+    EXPECT_THROW(static_cast<void>(fit.Compute(MakeScans({}))), CInputError);
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_THROW(static_cast<void>(fit.Compute(makeScans({{nan, nan, nan}}))), CInputError);
+    EXPECT_THROW(static_cast<void>(fit.Compute(MakeScans({{nan, nan, nan}}))), CInputError);
 }
 
 TEST(CCameraFit, Compute_DirectionAlongUpThrows)
 {
     CCameraFit fit;
     fit.direction = {{0, 0, 1}, {0, 0, 1}};
-    EXPECT_THROW(static_cast<void>(fit.Compute(makeScans(makeCube()))), CInputError);
+    EXPECT_THROW(static_cast<void>(fit.Compute(MakeScans(MakeCube()))), CInputError);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ constexpr double c_nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double c_infinity = std::numeric_limits<double>::infinity();
 
 /// Ten units in front of the origin on the -y side, looking along +y, 90 degrees, 640 x 480.
-CCamera::SParameters makeParameters()
+CCamera::SParameters MakeParameters()
 {
     CCamera::SParameters parameters;
     parameters.eye = {0, -10, 0};
@@ -41,7 +41,7 @@ struct SPixelPosition
 };
 
 /// The library's own steps: float matrices, division, viewport with row 0 at the top.
-SPixelPosition project(const CView& view, const std::array<double, 3>& world)
+SPixelPosition Project(const CView& view, const std::array<double, 3>& world)
 {
     const LqMatrix4Rd trafo = view.MakeRelativeTrafo(c_matIdentityD);
     const auto& transforms = view.GetTransforms();
@@ -55,10 +55,10 @@ SPixelPosition project(const CView& view, const std::array<double, 3>& world)
             (1.0F - device.y) * static_cast<float>(view.GetHeight()) * 0.5F, device.z};
 }
 
-void expectFailure(const std::function<void(CCamera::SParameters&)>& damage,
+void ExpectFailure(const std::function<void(CCamera::SParameters&)>& damage,
                    const std::string& message)
 {
-    CCamera::SParameters parameters = makeParameters();
+    CCamera::SParameters parameters = MakeParameters();
     damage(parameters);
     try
     {
@@ -74,14 +74,14 @@ void expectFailure(const std::function<void(CCamera::SParameters&)>& damage,
 
 TEST(CCamera, MakeView_TargetLandsInTheMiddle)
 {
-    const SPixelPosition pixel = project(CCamera(makeParameters()).MakeView(), {0, 0, 0});
+    const SPixelPosition pixel = Project(CCamera(MakeParameters()).MakeView(), {0, 0, 0});
     EXPECT_EQ(pixel.column, 320.0);
     EXPECT_EQ(pixel.row, 240.0);
 }
 
 TEST(CCamera, MakeView_UpperEdgeIsRowZero)
 {
-    const SPixelPosition pixel = project(CCamera(makeParameters()).MakeView(), {0, 0, 10});
+    const SPixelPosition pixel = Project(CCamera(MakeParameters()).MakeView(), {0, 0, 10});
     EXPECT_NEAR(pixel.row, 0.0, 1e-4);
     EXPECT_NEAR(pixel.column, 320.0, 1e-4);
 }
@@ -89,21 +89,21 @@ TEST(CCamera, MakeView_UpperEdgeIsRowZero)
 TEST(CCamera, MakeView_RightHandSideIsTheLastColumn)
 {
     const double halfWidth = 10.0 * 640.0 / 480.0;
-    const SPixelPosition pixel = project(CCamera(makeParameters()).MakeView(), {halfWidth, 0, 0});
+    const SPixelPosition pixel = Project(CCamera(MakeParameters()).MakeView(), {halfWidth, 0, 0});
     EXPECT_NEAR(pixel.column, 640.0, 1e-4);
     EXPECT_NEAR(pixel.row, 240.0, 1e-4);
 }
 
 TEST(CCamera, MakeView_DepthIsZeroAtNearAndOneAtFar)
 {
-    const CView view = CCamera(makeParameters()).MakeView();
-    EXPECT_NEAR(project(view, {0, -5, 0}).depth, 0.0, 1e-6);
-    EXPECT_NEAR(project(view, {0, 10, 0}).depth, 1.0, 1e-6);
+    const CView view = CCamera(MakeParameters()).MakeView();
+    EXPECT_NEAR(Project(view, {0, -5, 0}).depth, 0.0, 1e-6);
+    EXPECT_NEAR(Project(view, {0, 10, 0}).depth, 1.0, 1e-6);
 }
 
 TEST(CCamera, MakeView_PerspectiveMatricesAreTheOnesComputedByHand)
 {
-    const CView view = CCamera(makeParameters()).MakeView();
+    const CView view = CCamera(MakeParameters()).MakeView();
     const LqMatrix4Rd placement(
         std::array<double, 16>{1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, -10, 1});
     EXPECT_EQ(view.GetTransforms()[0], placement);
@@ -119,41 +119,41 @@ TEST(CCamera, MakeView_PerspectiveMatricesAreTheOnesComputedByHand)
 
 TEST(CCamera, MakeView_OrthographicMatrixIsTheOneComputedByHand)
 {
-    CCamera::SParameters parameters = makeParameters();
+    CCamera::SParameters parameters = MakeParameters();
     parameters.projection = CCamera::Projection::Orthographic;
     parameters.orthographicHeight = 8;
     const CView view = CCamera(parameters).MakeView();
     const LqMatrix4Rd projection(std::array<double, 16>{0.1875, 0, 0, 0, 0, 0.25, 0, 0, 0, 0,
                                                         1.0 / -15.0, 0, 0, 0, 5.0 / -15.0, 1});
     EXPECT_EQ(view.GetTransforms()[1], projection);
-    EXPECT_NEAR(project(view, {0, 3, 4}).row, 0.0, 1e-4);
-    EXPECT_NEAR(project(view, {0, -5, 0}).depth, 0.0, 1e-6);
-    EXPECT_NEAR(project(view, {0, 10, 0}).depth, 1.0, 1e-6);
+    EXPECT_NEAR(Project(view, {0, 3, 4}).row, 0.0, 1e-4);
+    EXPECT_NEAR(Project(view, {0, -5, 0}).depth, 0.0, 1e-6);
+    EXPECT_NEAR(Project(view, {0, 10, 0}).depth, 1.0, 1e-6);
 }
 
 TEST(CCamera, MakeView_OrthographicNearMayBeBehindTheEye)
 {
-    CCamera::SParameters parameters = makeParameters();
+    CCamera::SParameters parameters = MakeParameters();
     parameters.projection = CCamera::Projection::Orthographic;
     parameters.nearDistance = -5;
-    EXPECT_NEAR(project(CCamera(parameters).MakeView(), {0, -15, 0}).depth, 0.0, 1e-6);
+    EXPECT_NEAR(Project(CCamera(parameters).MakeView(), {0, -15, 0}).depth, 0.0, 1e-6);
 }
 
 TEST(CCamera, MakeView_OriginIsTheTargetSoThatLargeCoordinatesKeepTheirPixels)
 {
-    CCamera::SParameters parameters = makeParameters();
+    CCamera::SParameters parameters = MakeParameters();
     parameters.eye = {4.5e6, 5.3e6 - 10, 300};
     parameters.target = {4.5e6, 5.3e6, 300};
     const CView view = CCamera(parameters).MakeView();
     EXPECT_EQ(view.GetOrigin(), (CView::Origin{4.5e6, 5.3e6, 300}));
-    const SPixelPosition pixel = project(view, {4.5e6 + 1, 5.3e6, 300});
+    const SPixelPosition pixel = Project(view, {4.5e6 + 1, 5.3e6, 300});
     EXPECT_NEAR(pixel.column, 344.0, 1e-3);
     EXPECT_EQ(pixel.row, 240.0);
 }
 
 TEST(CCamera, GetAxes_AreRightUpAndBackAndPerpendicular)
 {
-    CCamera::SParameters parameters = makeParameters();
+    CCamera::SParameters parameters = MakeParameters();
     parameters.eye = {3, -7, 5};
     parameters.up = {0.1, 0.2, 5};
     const auto axes = CCamera(parameters).GetAxes();
@@ -171,50 +171,50 @@ TEST(CCamera, GetAxes_AreRightUpAndBackAndPerpendicular)
 
 TEST(CCamera, Construct_EyeAtTargetThrows)
 {
-    expectFailure([](auto& p) { p.eye = p.target; }, "the eye and the target are the same point");
+    ExpectFailure([](auto& p) { p.eye = p.target; }, "the eye and the target are the same point");
 }
 
 TEST(CCamera, Construct_UpAlongTheViewThrows)
 {
-    expectFailure([](auto& p) { p.up = {0, 3, 0}; }, "up points along the viewing direction");
+    ExpectFailure([](auto& p) { p.up = {0, 3, 0}; }, "up points along the viewing direction");
 }
 
 TEST(CCamera, Construct_UpOppositeToTheViewThrows)
 {
-    expectFailure([](auto& p) { p.up = {0, -3, 0}; }, "up points along the viewing direction");
+    ExpectFailure([](auto& p) { p.up = {0, -3, 0}; }, "up points along the viewing direction");
 }
 
 TEST(CCamera, Construct_ZeroUpThrows)
 {
-    expectFailure([](auto& p) { p.up = {0, 0, 0}; }, "up: expected a direction");
+    ExpectFailure([](auto& p) { p.up = {0, 0, 0}; }, "up: expected a direction");
 }
 
 TEST(CCamera, Construct_NonFiniteVectorsThrow)
 {
-    expectFailure([](auto& p) { p.eye[1] = c_nan; }, "eye: expected finite");
-    expectFailure([](auto& p) { p.target[0] = c_infinity; }, "target: expected finite");
-    expectFailure([](auto& p) { p.up[2] = c_nan; }, "up: expected finite");
+    ExpectFailure([](auto& p) { p.eye[1] = c_nan; }, "eye: expected finite");
+    ExpectFailure([](auto& p) { p.target[0] = c_infinity; }, "target: expected finite");
+    ExpectFailure([](auto& p) { p.up[2] = c_nan; }, "up: expected finite");
 }
 
 TEST(CCamera, Construct_NearNotLessThanFarThrows)
 {
-    expectFailure([](auto& p) { p.nearDistance = 20; }, "is not less than far");
-    expectFailure([](auto& p) { p.farDistance = 4; }, "is not less than far");
-    expectFailure([](auto& p) { p.farDistance = c_infinity; }, "near and far: expected finite");
-    expectFailure([](auto& p) { p.nearDistance = c_nan; }, "near and far: expected finite");
+    ExpectFailure([](auto& p) { p.nearDistance = 20; }, "is not less than far");
+    ExpectFailure([](auto& p) { p.farDistance = 4; }, "is not less than far");
+    ExpectFailure([](auto& p) { p.farDistance = c_infinity; }, "near and far: expected finite");
+    ExpectFailure([](auto& p) { p.nearDistance = c_nan; }, "near and far: expected finite");
 }
 
 TEST(CCamera, Construct_PerspectiveNearAtOrBehindTheEyeThrows)
 {
-    expectFailure([](auto& p) { p.nearDistance = 0; }, "near: expected a distance above 0");
-    expectFailure([](auto& p) { p.nearDistance = -1; }, "near: expected a distance above 0");
+    ExpectFailure([](auto& p) { p.nearDistance = 0; }, "near: expected a distance above 0");
+    ExpectFailure([](auto& p) { p.nearDistance = -1; }, "near: expected a distance above 0");
 }
 
 TEST(CCamera, Construct_FieldOfViewOutsideItsRangeThrows)
 {
     for (const double angle : {0.0, -10.0, 180.0, c_nan})
     {
-        expectFailure([&](auto& p) { p.fieldOfView = angle; }, "field of view");
+        ExpectFailure([&](auto& p) { p.fieldOfView = angle; }, "field of view");
     }
 }
 
@@ -222,7 +222,7 @@ TEST(CCamera, Construct_OrthographicHeightOutsideItsRangeThrows)
 {
     for (const double height : {0.0, -1.0, c_infinity, c_nan})
     {
-        expectFailure(
+        ExpectFailure(
             [&](auto& p) {
                 p.projection = CCamera::Projection::Orthographic;
                 p.orthographicHeight = height;
@@ -233,21 +233,21 @@ TEST(CCamera, Construct_OrthographicHeightOutsideItsRangeThrows)
 
 TEST(CCamera, Construct_SizeOfZeroOrAboveTheLimitThrows)
 {
-    expectFailure([](auto& p) { p.width = 0; }, "expected 1 to 16384 pixels on each side, found 0");
-    expectFailure([](auto& p) { p.height = 0; }, "found 0");
-    expectFailure([](auto& p) { p.width = 16385; }, "found 16385");
+    ExpectFailure([](auto& p) { p.width = 0; }, "expected 1 to 16384 pixels on each side, found 0");
+    ExpectFailure([](auto& p) { p.height = 0; }, "found 0");
+    ExpectFailure([](auto& p) { p.width = 16385; }, "found 16385");
 }
 
 TEST(CCamera, Construct_LargestSizeIsAccepted)
 {
-    CCamera::SParameters parameters = makeParameters();
+    CCamera::SParameters parameters = MakeParameters();
     parameters.width = 16384;
     EXPECT_EQ(CCamera(parameters).MakeView().GetWidth(), 16384U);
 }
 
 TEST(CCamera, MakeView_DistancesBeyondFloatThrow)
 {
-    CCamera::SParameters parameters = makeParameters();
+    CCamera::SParameters parameters = MakeParameters();
     parameters.eye = {0, -1e300, 0};
     EXPECT_THROW(static_cast<void>(CCamera(parameters).MakeView()), CInputError);
 }

@@ -32,17 +32,17 @@ constexpr std::uint32_t c_pixelsPerWord = 32;
 constexpr std::size_t c_maximumWords = (std::size_t{1} << 31) / c_pixelsPerWord;
 
 /// Eight pixels at once, the first in the lowest byte, each a byte of the value.
-constexpr std::uint64_t inEachOfEight(std::uint8_t pixel)
+constexpr std::uint64_t InEachOfEight(std::uint8_t pixel)
 {
     return 0x0101010101010101U * pixel;
 }
 
 /// Bit k says whether pixel k of the eight is painted.
-std::uint32_t packEight(std::uint64_t pixels)
+std::uint32_t PackEight(std::uint64_t pixels)
 {
     // A byte that is 0 is the only one of which neither the sum nor the value has the high bit.
-    const std::uint64_t others = pixels ^ inEachOfEight(c_painted);
-    const std::uint64_t low = inEachOfEight(0x7F);
+    const std::uint64_t others = pixels ^ InEachOfEight(c_painted);
+    const std::uint64_t low = InEachOfEight(0x7F);
     const std::uint64_t painted = ~(((others & low) + low) | others | low);
     // Moves bit 8 k to bit 56 + k.
     constexpr std::uint64_t c_gather = 0x0102040810204080U;
@@ -50,13 +50,13 @@ std::uint32_t packEight(std::uint64_t pixels)
 }
 
 /// One bit for each pixel of a word, the first in the lowest.
-std::uint32_t packWord(const std::uint8_t* pixels)
+std::uint32_t PackWord(const std::uint8_t* pixels)
 {
     std::uint64_t eights[c_pixelsPerWord / 8];
     std::memcpy(eights, pixels, sizeof eights);
     // Most words of a mask are all the one or all the other.
     const auto areAll = [&](std::uint8_t pixel) {
-        const std::uint64_t each = inEachOfEight(pixel);
+        const std::uint64_t each = InEachOfEight(pixel);
         return eights[0] == each && eights[1] == each && eights[2] == each && eights[3] == each;
     };
     if (areAll(0))
@@ -67,27 +67,27 @@ std::uint32_t packWord(const std::uint8_t* pixels)
     {
         return ~std::uint32_t{0};
     }
-    return packEight(eights[0]) | packEight(eights[1]) << 8 | packEight(eights[2]) << 16 |
-           packEight(eights[3]) << 24;
+    return PackEight(eights[0]) | PackEight(eights[1]) << 8 | PackEight(eights[2]) << 16 |
+           PackEight(eights[3]) << 24;
 }
 
 /// The same for the last pixels of a row, up to 32.
-std::uint32_t packLastWord(const std::uint8_t* pixels, std::uint32_t count)
+std::uint32_t PackLastWord(const std::uint8_t* pixels, std::uint32_t count)
 {
     std::uint8_t word[c_pixelsPerWord] = {};
     std::memcpy(word, pixels, count);
-    return packWord(word);
+    return PackWord(word);
 }
 
 /// Number \p rank of the floats in their order, 0 being number 0.
-float floatOfRank(std::int32_t rank)
+float FloatOfRank(std::int32_t rank)
 {
     return std::copysign(std::bit_cast<float>(std::abs(rank)), static_cast<float>(rank));
 }
 
 /// The first device coordinate that lies on \p pixel or behind it in a view of \p size pixels. It
 /// is found by halving, since each step of the projection keeps the order of two numbers.
-float firstDeviceOf(std::uint32_t pixel, float size)
+float FirstDeviceOf(std::uint32_t pixel, float size)
 {
     const auto wanted = static_cast<float>(pixel);
     auto found = std::bit_cast<std::int32_t>(std::numeric_limits<float>::infinity());
@@ -95,7 +95,7 @@ float firstDeviceOf(std::uint32_t pixel, float size)
     while (before + 1 != found)
     {
         const std::int32_t middle = std::midpoint(before, found);
-        if (DeviceToPixelX(floatOfRank(middle), size) < wanted)
+        if (DeviceToPixelX(FloatOfRank(middle), size) < wanted)
         {
             before = middle;
         }
@@ -104,10 +104,10 @@ float firstDeviceOf(std::uint32_t pixel, float size)
             found = middle;
         }
     }
-    return floatOfRank(found);
+    return FloatOfRank(found);
 }
 
-float lengthOf(const SDeviceRange& range)
+float LengthOf(const SDeviceRange& range)
 {
     return range.end - range.first;
 }
@@ -185,11 +185,11 @@ void CCutMask::pack(const Geometry::CBox3D& bounds)
     m_words.insert(m_words.end(), c_wordsBeside, 0);
     m_mask.words = m_words.data() + c_wordsBeside;
     m_mask.isWhole = isWhole();
-    m_mask.deviceColumns = {firstDeviceOf(m_mask.firstColumn, m_mask.width),
-                            firstDeviceOf(m_mask.endColumn, m_mask.width)};
-    m_mask.deviceRows = {firstDeviceOf(m_mask.firstRow, m_mask.height),
-                         firstDeviceOf(m_mask.endRow, m_mask.height)};
-    m_mask.isTall = lengthOf(m_mask.deviceColumns) < lengthOf(m_mask.deviceRows);
+    m_mask.deviceColumns = {FirstDeviceOf(m_mask.firstColumn, m_mask.width),
+                            FirstDeviceOf(m_mask.endColumn, m_mask.width)};
+    m_mask.deviceRows = {FirstDeviceOf(m_mask.firstRow, m_mask.height),
+                         FirstDeviceOf(m_mask.endRow, m_mask.height)};
+    m_mask.isTall = LengthOf(m_mask.deviceColumns) < LengthOf(m_mask.deviceRows);
     m_mask.isPacked = true;
 }
 
@@ -200,10 +200,10 @@ void CCutMask::packRow(std::uint32_t row)
     std::uint32_t numLeft = m_mask.endColumn - m_mask.firstColumn;
     for (; numLeft > c_pixelsPerWord; numLeft -= c_pixelsPerWord)
     {
-        m_words.push_back(packWord(pixels));
+        m_words.push_back(PackWord(pixels));
         pixels += c_pixelsPerWord;
     }
-    m_words.push_back(packLastWord(pixels, numLeft));
+    m_words.push_back(PackLastWord(pixels, numLeft));
 }
 
 bool CCutMask::isWhole() const

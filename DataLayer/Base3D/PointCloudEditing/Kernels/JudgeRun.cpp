@@ -23,7 +23,7 @@ struct SPixelRange
 
 /// What the pixels of \p range have in common, unless that takes more than \p maxNumWords words of
 /// the mask. When \p isInside is false the range stands for other, unpainted pixels as well.
-ERunPlace judgePixels(const SCutMask& mask, const SPixelRange& range, bool isInside,
+ERunPlace JudgePixels(const SCutMask& mask, const SPixelRange& range, bool isInside,
                       std::uint32_t maxNumWords)
 {
     const std::uint32_t firstWord = range.firstColumn / 32;
@@ -102,7 +102,7 @@ ERunPlace JudgeRun(const SCutSurfelsTask& task, const SSurfelRun& run, std::uint
         return (max < end ? static_cast<std::uint32_t>(max) : static_cast<std::uint32_t>(end) - 1) -
                static_cast<std::uint32_t>(first);
     };
-    return judgePixels(
+    return JudgePixels(
         mask,
         {firstPixel(bounds->minColumn, firstColumn),
          lastPixel(bounds->maxColumn, firstColumn, endColumn), firstPixel(bounds->minRow, firstRow),

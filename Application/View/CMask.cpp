@@ -2,7 +2,6 @@
 
 #include "Application/Files/CInputError.h"
 #include "Application/Pictures/CPngDecoder.h"
-#include "Application/Pictures/PngEncoder.h"
 #include "Application/View/FileBytes.h"
 #include "Application/View/ViewLimits.h"
 
@@ -70,14 +69,6 @@ CMask CMask::FromPng(std::string_view png, const std::filesystem::path& name, st
     return mask;
 }
 
-std::vector<std::byte> CMask::ToPng() const
-{
-    std::vector<std::uint8_t> grey(m_bytes.size());
-    std::transform(m_bytes.begin(), m_bytes.end(), grey.begin(),
-                   [](std::uint8_t painted) { return painted != 0 ? 255 : 0; });
-    return EncodePng(m_width, m_height, PngColor::Grey, grey);
-}
-
 bool CMask::HasPaint() const
 {
     return std::memchr(m_bytes.data(), 1, m_bytes.size()) != nullptr;
@@ -87,14 +78,6 @@ void CMask::PaintSpan(std::uint32_t row, std::uint32_t firstColumn, std::uint32_
 {
     const auto rowBegin = m_bytes.begin() + static_cast<std::ptrdiff_t>(std::size_t{row} * m_width);
     std::fill(rowBegin + firstColumn, rowBegin + std::max(firstColumn, endColumn), std::uint8_t{1});
-}
-
-void CMask::Invert()
-{
-    for (std::uint8_t& painted : m_bytes)
-    {
-        painted ^= 1U;
-    }
 }
 
 }  // namespace Application

@@ -37,10 +37,6 @@ public:
     [[nodiscard]] static CMask FromPng(std::string_view png, const std::filesystem::path& name,
                                        std::uint32_t width, std::uint32_t height);
 
-    /// The mask as a grey PNG picture, white where it is painted and black elsewhere, which
-    /// FromPng() reads back.
-    [[nodiscard]] std::vector<std::byte> ToPng() const;
-
     [[nodiscard]] std::uint32_t GetWidth() const { return m_width; }
     [[nodiscard]] std::uint32_t GetHeight() const { return m_height; }
     /// width x height bytes, each 0 or 1.
@@ -59,9 +55,6 @@ public:
     /// Paints the pixels of \p row from \p firstColumn up to, but without, \p endColumn, which is
     /// at most the width.
     void PaintSpan(std::uint32_t row, std::uint32_t firstColumn, std::uint32_t endColumn);
-
-    /// Paints what was not painted and the reverse.
-    void Invert();
 
     friend bool operator==(const CMask&, const CMask&) = default;
 

@@ -8,17 +8,4 @@ struct LqRTTI
 {
     const wchar_t* className = L"";
     const LqRTTI* base = nullptr;
-
-    /// True when this record's class is \p other's or derives from it.
-    [[nodiscard]] bool IsDerivedFrom(const LqRTTI& other) const
-    {
-        for (const LqRTTI* record = this; record != nullptr; record = record->base)
-        {
-            if (record == &other)
-            {
-                return true;
-            }
-        }
-        return false;
-    }
 };

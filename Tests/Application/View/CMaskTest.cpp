@@ -42,13 +42,4 @@ TEST(CMask, PaintSpan_EndBeforeFirstPaintsNothing)
     EXPECT_FALSE(mask.HasPaint());
 }
 
-TEST(CMask, Invert_SwapsPaintedAndNotPainted)
-{
-    CMask mask(3, 1);
-    mask.PaintSpan(0, 0, 1);
-    mask.Invert();
-    EXPECT_EQ(mask.GetBytes(), (std::vector<std::uint8_t>{0, 1, 1}));
-    EXPECT_TRUE(mask.HasPaint());
-}
-
 }  // namespace

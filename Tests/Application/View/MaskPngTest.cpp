@@ -244,17 +244,6 @@ TEST(MaskPng, FromPng_HeaderThatPromisesAHugePictureThrows)
     expectDamaged(png, "damaged PNG picture");
 }
 
-TEST(MaskPng, ToPng_ReadsBackAsItWas)
-{
-    CMask mask(19, 7);
-    mask.PaintSpan(0, 0, 19);
-    mask.PaintSpan(3, 4, 11);
-    mask.PaintSpan(6, 18, 19);
-    const std::vector<std::byte> png = mask.ToPng();
-    const std::string_view bytes(reinterpret_cast<const char*>(png.data()), png.size());
-    EXPECT_EQ(CMask::FromPng(bytes, "x", 19, 7), mask);
-}
-
 TEST(MaskPng, ReadPng_ReadsAFile)
 {
     const auto file = std::filesystem::path(testing::TempDir()) / "veko2_mask_test.png";

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Application/View/CMask.h"
+#include "Application/Pictures/CPicture.h"
 #include "Application/View/CView.h"
 
 namespace TestSupport
@@ -148,10 +148,10 @@ void CCommandTest::writePerspectiveView(const std::string& file) const
 void CCommandTest::writeMask(const std::string& file, const std::vector<SPixel>& painted,
                              std::uint32_t size) const
 {
-    Application::CMask mask(size, size);
+    Application::CPicture mask(size, size);
     for (const SPixel& pixel : painted)
     {
-        mask.PaintSpan(pixel.row, pixel.column, pixel.column + 1);
+        mask.SetPixel(pixel.column, pixel.row, {255, 255, 255});
     }
     write(file, mask.ToPng());
 }

@@ -5,7 +5,6 @@
 
 #include "Base/Support/CString.h"
 #include "Base/Support/INonCopyable.h"
-#include "Base/Support/LqRTTI.h"
 
 namespace
 {
@@ -38,18 +37,6 @@ TEST(INonCopyable, DerivedClass_CanBeNeitherCopiedNorMovedNorAssigned)
     EXPECT_FALSE(std::is_move_constructible_v<COperation>);
     EXPECT_FALSE(std::is_copy_assignable_v<COperation>);
     EXPECT_FALSE(std::is_move_assignable_v<COperation>);
-}
-
-TEST(LqRTTI, IsDerivedFrom_FollowsTheBases)
-{
-    const LqRTTI root{L"Root", nullptr};
-    const LqRTTI middle{L"Middle", &root};
-    const LqRTTI leaf{L"Leaf", &middle};
-    const LqRTTI other{L"Root", nullptr};
-    EXPECT_TRUE(leaf.IsDerivedFrom(leaf));
-    EXPECT_TRUE(leaf.IsDerivedFrom(root));
-    EXPECT_FALSE(root.IsDerivedFrom(leaf));
-    EXPECT_FALSE(leaf.IsDerivedFrom(other)) << "records are compared by identity, not by name";
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "Application/Pictures/CPicture.h"
 
-#include "Application/Pictures/PngEncoder.h"
+#include "Application/Pictures/CPngEncoder.h"
 #include "Base/Support/LargePages.h"
 
 #include <algorithm>
@@ -64,7 +64,9 @@ void CPicture::SetRow(std::uint32_t row, std::span<const SColor> colors)
 
 std::vector<std::byte> CPicture::ToPng() const
 {
-    return EncodePng(m_width, m_height, PngColor::Rgb, m_samples);
+    CPngEncoder encoder(m_width, m_height);
+    encoder.EncodeTo(m_height, m_samples);
+    return encoder.Finish();
 }
 
 void CPicture::insert(const CPicture& picture, std::uint32_t column)

@@ -33,7 +33,8 @@ public:
     void SetRow(std::uint32_t row, std::span<const SColor> colors);
     void SetPixel(std::uint32_t column, std::uint32_t row, SColor color);
 
-    /// The content of a PNG file.
+    /// The content of a PNG file, as CPngEncoder writes it.
+    /// @throw std::runtime_error when the encoder fails, for instance for want of memory.
     [[nodiscard]] std::vector<std::byte> ToPng() const;
 
     friend bool operator==(const CPicture&, const CPicture&) = default;

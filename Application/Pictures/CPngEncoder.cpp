@@ -150,18 +150,12 @@ struct CPngEncoder::SState
     [[nodiscard]] bool HasPalette() const { return kind.colorType == PNG_COLOR_TYPE_PALETTE; }
 };
 
-CPngEncoder::CPngEncoder(std::uint32_t width, std::uint32_t height, PngColor color)
+CPngEncoder::CPngEncoder(std::uint32_t width, std::uint32_t height)
     : m_state(std::make_unique<SState>())
 {
     SState& state = *m_state;
-    const bool isGrey = color == PngColor::Grey;
-    state.kind = {width, height, isGrey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_PALETTE};
-    state.rowBytes = std::size_t{width} * static_cast<std::size_t>(color);
-    if (isGrey)
-    {
-        start(state.encoding.emplace(), state.kind, {});
-        return;
-    }
+    state.kind = {width, height, PNG_COLOR_TYPE_PALETTE};
+    state.rowBytes = std::size_t{width} * 3;
     // The pixels are the same for any palette.
     const std::vector<png_color> palette(PNG_MAX_PALETTE_LENGTH);
     start(state.encoding.emplace(), state.kind, palette);

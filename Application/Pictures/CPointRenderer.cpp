@@ -189,7 +189,7 @@ std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
         drawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
     const CSurfaceShader shader(projection, surfaces, samplesPerSide,
                                 makeColors(m_settings, scans));
-    CPngEncoder encoder(m_view.GetWidth(), m_view.GetHeight(), PngColor::Rgb);
+    CPngEncoder encoder(m_view.GetWidth(), m_view.GetHeight());
     static_cast<void>(shader.Shade(
         [&](const CPicture& picture, std::uint32_t numRows) {
             encoder.EncodeTo(numRows, picture.GetSamples());

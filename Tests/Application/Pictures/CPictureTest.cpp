@@ -1,11 +1,9 @@
 #include "Application/Pictures/CPicture.h"
 
 #include "Application/Pictures/CPngDecoder.h"
-#include "Application/Pictures/PngEncoder.h"
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -72,68 +70,6 @@ TEST(CPicture, SetRow_ChangesThatRowOnly)
     expected.SetPixel(0, 1, c_blue);
     expected.SetPixel(1, 1, SColor());
     EXPECT_EQ(picture, expected);
-}
-
-/// Pixels of so many different colours, each colour several times.
-std::vector<std::uint8_t> makePixels(std::uint32_t numColors, std::uint32_t numPixels)
-{
-    std::vector<std::uint8_t> samples;
-    for (std::uint32_t pixel = 0; pixel < numPixels; ++pixel)
-    {
-        const std::uint32_t color = pixel * 77U % numColors;
-        samples.push_back(static_cast<std::uint8_t>(color % 7 * 11));
-        samples.push_back(static_cast<std::uint8_t>(color / 7));
-        samples.push_back(static_cast<std::uint8_t>(255 - color % 3));
-    }
-    return samples;
-}
-
-TEST(PngEncoder, EncodePng_ColorsOfAPaletteAndOneMoreReadBack)
-{
-    for (const std::uint32_t numColors : {1U, 2U, 255U, 256U, 257U, 900U})
-    {
-        const std::vector<std::uint8_t> samples = makePixels(numColors, 50 * 40);
-        const auto png = Application::EncodePng(50, 40, Application::PngColor::Rgb, samples);
-        CPngDecoder decoder(std::string_view(reinterpret_cast<const char*>(png.data()), png.size()),
-                            "x");
-        EXPECT_EQ(decoder.GetBytesPerPixel(), 3U);
-        EXPECT_EQ(decoder.Decode(), samples) << numColors;
-    }
-}
-
-TEST(PngEncoder, EncodePng_UpTo256ColorsAreAPalette)
-{
-    constexpr std::size_t c_colorTypeByte = 25;
-    for (const std::uint32_t numColors : {1U, 256U, 257U})
-    {
-        const auto png = Application::EncodePng(50, 40, Application::PngColor::Rgb,
-                                                makePixels(numColors, 50 * 40));
-        EXPECT_EQ(png.at(c_colorTypeByte), numColors <= 256 ? std::byte{3} : std::byte{2});
-    }
-}
-
-TEST(PngEncoder, EncodePng_GreyOfASinglePixelReadsBack)
-{
-    const std::vector<std::uint8_t> samples = {200};
-    const auto png = Application::EncodePng(1, 1, Application::PngColor::Grey, samples);
-    CPngDecoder decoder(std::string_view(reinterpret_cast<const char*>(png.data()), png.size()),
-                        "x");
-    EXPECT_EQ(decoder.GetBytesPerPixel(), 1U);
-    EXPECT_EQ(decoder.Decode(), samples);
-}
-
-TEST(PngEncoder, EncodePng_NumberOfSamplesThatDoesNotFitThrows)
-{
-    const std::vector<std::uint8_t> samples(11);
-    EXPECT_THROW(
-        static_cast<void>(Application::EncodePng(2, 2, Application::PngColor::Rgb, samples)),
-        std::runtime_error);
-}
-
-TEST(PngEncoder, EncodePng_SizeOfZeroThrows)
-{
-    EXPECT_THROW(static_cast<void>(Application::EncodePng(0, 2, Application::PngColor::Rgb, {})),
-                 std::runtime_error);
 }
 
 }  // namespace

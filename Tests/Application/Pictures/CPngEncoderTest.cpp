@@ -16,7 +16,6 @@ namespace
 
 using Application::CPngDecoder;
 using Application::CPngEncoder;
-using Application::PngColor;
 
 constexpr std::uint32_t c_width = 60;
 constexpr std::uint32_t c_height = 45;
@@ -41,6 +40,13 @@ std::vector<std::uint8_t> makeSamples(std::uint32_t numColors, bool hasOneMore)
     return samples;
 }
 
+std::vector<std::byte> encodeWhole(const std::vector<std::uint8_t>& samples)
+{
+    CPngEncoder encoder(c_width, c_height);
+    encoder.EncodeTo(c_height, samples);
+    return encoder.Finish();
+}
+
 TEST(CPngEncoder, EncodeTo_AnyStepsGiveTheBytesOfTheWhole)
 {
     for (const std::uint32_t numColors : {1U, 250U, 256U, 257U, 600U})
@@ -48,10 +54,10 @@ TEST(CPngEncoder, EncodeTo_AnyStepsGiveTheBytesOfTheWhole)
         for (const bool hasOneMore : {false, true})
         {
             const std::vector<std::uint8_t> samples = makeSamples(numColors, hasOneMore);
-            const auto expected = Application::EncodePng(c_width, c_height, PngColor::Rgb, samples);
+            const auto expected = encodeWhole(samples);
             for (const std::uint32_t step : {1U, 7U, 44U})
             {
-                CPngEncoder encoder(c_width, c_height, PngColor::Rgb);
+                CPngEncoder encoder(c_width, c_height);
                 for (std::uint32_t row = 0; row < c_height; row += step)
                 {
                     encoder.EncodeTo(row, samples);
@@ -70,17 +76,26 @@ TEST(CPngEncoder, EncodeTo_AnyStepsGiveTheBytesOfTheWhole)
 TEST(CPngEncoder, EncodeTo_DoesNotLookAtLaterRows)
 {
     const std::vector<std::uint8_t> samples = makeSamples(40, false);
-    CPngEncoder encoder(c_width, c_height, PngColor::Rgb);
+    CPngEncoder encoder(c_width, c_height);
     const std::span<const std::uint8_t> firstRows(samples.data(), 5 * 3 * c_width);
     encoder.EncodeTo(5, firstRows);
     encoder.EncodeTo(c_height, samples);
-    EXPECT_EQ(encoder.Finish(), Application::EncodePng(c_width, c_height, PngColor::Rgb, samples));
+    EXPECT_EQ(encoder.Finish(), encodeWhole(samples));
+}
+
+TEST(CPngEncoder, Finish_UpTo256ColorsAreAPalette)
+{
+    constexpr std::size_t c_colorTypeByte = 25;
+    for (const std::uint32_t numColors : {1U, 256U, 257U})
+    {
+        const auto png = encodeWhole(makeSamples(numColors, false));
+        EXPECT_EQ(png.at(c_colorTypeByte), numColors <= 256 ? std::byte{3} : std::byte{2});
+    }
 }
 
 TEST(CPngEncoder, Finish_PaletteHasTheColorsOfThePictureOnly)
 {
-    const auto png =
-        Application::EncodePng(c_width, c_height, PngColor::Rgb, makeSamples(40, false));
+    const auto png = encodeWhole(makeSamples(40, false));
     // Behind the signature and the header: three bytes for each colour.
     constexpr std::size_t c_palette = 33;
     const std::vector<std::byte> length(png.begin() + c_palette, png.begin() + c_palette + 4);
@@ -92,17 +107,14 @@ TEST(CPngEncoder, Finish_PaletteHasTheColorsOfThePictureOnly)
 
 TEST(CPngEncoder, Finish_WithoutRowsThrows)
 {
-    for (const PngColor color : {PngColor::Grey, PngColor::Rgb})
-    {
-        CPngEncoder encoder(c_width, c_height, color);
-        EXPECT_THROW(static_cast<void>(encoder.Finish()), std::runtime_error);
-    }
+    CPngEncoder encoder(c_width, c_height);
+    EXPECT_THROW(static_cast<void>(encoder.Finish()), std::runtime_error);
 }
 
 TEST(CPngEncoder, Construct_SizeOfZeroThrows)
 {
-    EXPECT_THROW(CPngEncoder(0, 2, PngColor::Rgb), std::runtime_error);
-    EXPECT_THROW(CPngEncoder(2, 0, PngColor::Grey), std::runtime_error);
+    EXPECT_THROW(CPngEncoder(0, 2), std::runtime_error);
+    EXPECT_THROW(CPngEncoder(2, 0), std::runtime_error);
 }
 
 }  // namespace

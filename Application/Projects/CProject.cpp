@@ -13,9 +13,9 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Files/COutputError.h"
 #include "Application/Files/CReplacementFile.h"
+#include "Application/Files/FileBytes.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Scans/CFlagFile.h"
-#include "Application/View/FileBytes.h"
 
 namespace Application
 {

@@ -6,9 +6,9 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Files/CLineReader.h"
 #include "Application/Files/COutputError.h"
+#include "Application/Files/FileBytes.h"
 #include "Application/Files/TextTokens.h"
 #include "Application/Projects/Placement.h"
-#include "Application/View/FileBytes.h"
 
 namespace Application
 {

@@ -1,8 +1,8 @@
 #include "Application/View/CMask.h"
 
 #include "Application/Files/CInputError.h"
-#include "Application/Pictures/CPngDecoder.h"
-#include "Application/View/FileBytes.h"
+#include "Application/Files/FileBytes.h"
+#include "Application/View/CPngDecoder.h"
 #include "Application/View/ViewLimits.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 #include "Application/View/CView.h"
 
 #include "Application/Files/CInputError.h"
+#include "Application/Files/FileBytes.h"
 #include "Application/Files/JsonErrors.h"
 #include "Application/View/CMask.h"
-#include "Application/View/FileBytes.h"
 #include "Application/View/ViewLimits.h"
 
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 #include "Application/Pictures/CPicture.h"
 
-#include "Application/Pictures/CPngDecoder.h"
+#include "Application/View/CPngDecoder.h"
 
 #include <gtest/gtest.h>
 

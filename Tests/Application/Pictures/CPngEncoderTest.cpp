@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Application/Pictures/CPngDecoder.h"
+#include "Application/View/CPngDecoder.h"
 
 namespace
 {

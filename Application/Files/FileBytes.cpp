@@ -1,4 +1,4 @@
-#include "Application/View/FileBytes.h"
+#include "Application/Files/FileBytes.h"
 
 #include "Application/Files/CInputError.h"
 

@@ -1,4 +1,4 @@
-#include "Application/Pictures/CPngDecoder.h"
+#include "Application/View/CPngDecoder.h"
 
 #include "Application/Files/CInputError.h"
 #include "Application/View/ViewLimits.h"

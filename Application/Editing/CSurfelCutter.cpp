@@ -116,7 +116,7 @@ public:
         });
         if (needsKept)
         {
-            result.kept = CKeptPoints(std::move(groups), m_count);
+            result.kept.emplace(std::move(groups), m_count);
         }
         result.numKept = std::accumulate(numsKept.begin(), numsKept.end(), std::uint64_t{0});
         result.numNewlyCut =

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -23,7 +24,8 @@ namespace Application
 ///
 ///     const CSurfelCutter cutter({{selection, trafo}}, CSurfelCutter::Reach::FrontOfEye,
 ///                                CSurfelCutter::Side::Painted);
-///     const CSurfelCutter::SResult cut = cutter.Apply(scan, {});  // no flags yet
+///     // A scan without flags yet.
+///     const auto cut = cutter.Apply(scan, {}, CSurfelCutter::Answer::Flags);
 ///
 /// The classification is that of DataLayer::CCutPointCloudWithPixelMask, with its arithmetic to the
 /// last bit. That class divides a point behind the eye like any other, so that a stroke also cuts
@@ -77,7 +79,7 @@ public:
         ~SResult();
 
         /// If asked for, the surfels that neither had SurfelFlagCut before nor are cut now.
-        CKeptPoints kept{{}};
+        std::optional<CKeptPoints> kept;
         /// How many those are.
         std::uint64_t numKept = 0;
         /// How many surfels are cut that did not have SurfelFlagCut before.

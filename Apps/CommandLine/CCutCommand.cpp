@@ -229,7 +229,8 @@ void CCutCommand::write(const CScanFile& scan, const CSurfelCutter::SResult& res
     // This looks once more whether the scan is what it was, so it comes first.
     if (!m_output.empty())
     {
-        scan.WriteKept(m_output, result.kept, m_force, MakeStepProgress(console, "Writing"));
+        scan.WriteKept(m_output, result.kept.value(), m_force,
+                       MakeStepProgress(console, "Writing"));
         WarnOfEmptyOutput(m_output, scan.GetPointCount(), result.numKept, console);
     }
     if (!m_flags.empty())

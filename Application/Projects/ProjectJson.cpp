@@ -2,16 +2,14 @@
 
 #include <algorithm>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <unordered_set>
 
 #include "Application/Files/CInputError.h"
+#include "Application/Files/CJsonFields.h"
 #include "Application/Files/COutputError.h"
-#include "Application/Files/JsonErrors.h"
 #include "Application/Files/TextTokens.h"
-#include "Application/Projects/CJsonFields.h"
 #include "Application/Projects/CProjectFolder.h"
 #include "Application/Projects/Placement.h"
 #include "Base/Support/WideText.h"
@@ -22,7 +20,7 @@ namespace Application
 namespace
 {
 
-using Json = nlohmann::ordered_json;
+using Json = CJsonFields::Json;
 
 constexpr const char* c_format = "veko2-project";
 constexpr std::uint64_t c_version = 1;
@@ -356,25 +354,6 @@ void ReadHistory(const CJsonFields& fields, SProjectDocument& document)
     }
 }
 
-Json Parse(std::string_view text, const std::filesystem::path& name, CDocumentReader& reader)
-{
-    try
-    {
-        return Json::parse(text, [&](int depth, Json::parse_event_t event, const Json& part) {
-            return reader.Take(depth, event, part);
-        });
-    }
-    catch (const Json::parse_error& error)
-    {
-        throw CInputError::AtByte(name, error.byte,
-                                  "expected a JSON document: " + DescribeJsonError(error.what()));
-    }
-    catch (const Json::exception& error)
-    {
-        throw CInputError(name, DescribeJsonError(error.what()));
-    }
-}
-
 Json ToJson(const SProjectScan& scan)
 {
     const double* const elements = scan.transform.data();
@@ -393,7 +372,10 @@ SProjectDocument ParseProject(std::string_view json, const std::filesystem::path
 {
     SProjectDocument document;
     CDocumentReader reader(name, document);
-    const Json root = Parse(json, name, reader);
+    const Json root =
+        CJsonFields::Parse(json, name, [&](int depth, Json::parse_event_t event, const Json& part) {
+            return reader.Take(depth, event, part);
+        });
     const CJsonFields fields(root, name, "");
     CheckFormat(fields, fields.Get("format"));
     CheckVersion(fields, fields.Get("version"));

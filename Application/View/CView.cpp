@@ -1,12 +1,10 @@
 #include "Application/View/CView.h"
 
 #include "Application/Files/CInputError.h"
+#include "Application/Files/CJsonFields.h"
 #include "Application/Files/FileBytes.h"
-#include "Application/Files/JsonErrors.h"
 #include "Application/View/CMask.h"
 #include "Application/View/ViewLimits.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -19,7 +17,7 @@ namespace Application
 namespace
 {
 
-using Json = nlohmann::ordered_json;
+using Json = CJsonFields::Json;
 
 constexpr const char* c_format = "veko2-view";
 constexpr std::uint64_t c_version = 1;
@@ -166,74 +164,59 @@ private:
     std::size_t m_numElements[c_depths] = {};
 };
 
-const Json& findField(const Json& document, const std::filesystem::path& name, const char* field)
+std::uint32_t readSize(const CJsonFields& fields, const std::filesystem::path& name,
+                       const char* field)
 {
-    const auto found = document.find(field);
-    if (found == document.end())
-    {
-        throw CInputError(name, std::string(field) + ": the field is missing");
-    }
-    return *found;
-}
-
-std::uint32_t readSize(const Json& document, const std::filesystem::path& name, const char* field)
-{
-    const Json& value = findField(document, name, field);
+    const Json& value = fields.Get(field);
     if (!value.is_number_unsigned())
     {
-        throw CInputError(name, std::string(field) + ": expected a whole number of pixels, found " +
-                                    describe(value));
+        fields.FailWith(field, "a whole number of pixels", describe(value));
     }
     const auto size = value.get<std::uint64_t>();
     checkSize(name, field, size);
     return static_cast<std::uint32_t>(size);
 }
 
-std::string countElements(const Json& array)
+std::string describeNumbers(const Json& value)
 {
-    return std::to_string(array.size()) +
-           (array.size() < c_mostElements ? " elements" : " elements or more");
+    if (!value.is_array())
+    {
+        return describe(value);
+    }
+    return std::to_string(value.size()) +
+           (value.size() < c_mostElements ? " elements" : " elements or more");
 }
 
-void readNumbers(const Json& document, const std::filesystem::path& name, const char* field,
-                 std::span<double> numbers)
+void readNumbers(const CJsonFields& fields, const std::string& field, std::span<double> numbers)
 {
-    const Json& value = findField(document, name, field);
+    const Json& value = fields.Get(field.c_str());
     if (!value.is_array() || value.size() != numbers.size())
     {
-        throw CInputError(name, std::string(field) + ": expected an array of " +
-                                    std::to_string(numbers.size()) + " numbers, found " +
-                                    (value.is_array() ? countElements(value) : describe(value)));
+        fields.FailWith(field, "an array of " + std::to_string(numbers.size()) + " numbers",
+                        describeNumbers(value));
     }
     for (std::size_t index = 0; index < numbers.size(); ++index)
     {
         if (!value[index].is_number())
         {
-            throw CInputError(name, std::string(field) + "[" + std::to_string(index) +
-                                        "]: expected a number, found " + describe(value[index]));
+            fields.FailWith(field + "[" + std::to_string(index) + "]", "a number",
+                            describe(value[index]));
         }
         numbers[index] = value[index].get<double>();
     }
 }
 
-void checkHeader(const Json& document, const std::filesystem::path& name)
+void checkHeader(const CJsonFields& fields)
 {
-    if (!document.is_object())
-    {
-        throw CInputError(
-            name, std::string("expected a view, a JSON object, found ") + document.type_name());
-    }
-    const Json& format = findField(document, name, "format");
+    const Json& format = fields.Get("format");
     if (format != c_format)
     {
-        throw CInputError(
-            name, std::string("format: expected \"") + c_format + "\", found " + describe(format));
+        fields.FailWith("format", std::string("\"") + c_format + "\"", describe(format));
     }
-    const Json& version = findField(document, name, "version");
+    const Json& version = fields.Get("version");
     if (version != c_version)
     {
-        throw CInputError(name, "version: expected " + std::to_string(c_version) + ", found " +
-                                    describe(version));
+        fields.FailWith("version", std::to_string(c_version), describe(version));
     }
 }
 
@@ -276,29 +259,22 @@ CView CView::Read(const std::filesystem::path& file)
 
 CView CView::FromJson(std::string_view json, const std::filesystem::path& name)
 {
-    Json document;
-    try
+    const Json document = CJsonFields::Parse(json, name, CUsedParts());
+    if (!document.is_object())
     {
-        document = Json::parse(json, CUsedParts());
+        throw CInputError(
+            name, std::string("expected a view, a JSON object, found ") + document.type_name());
     }
-    catch (const Json::parse_error& error)
-    {
-        throw CInputError::AtByte(name, error.byte,
-                                  "expected a JSON document: " + DescribeJsonError(error.what()));
-    }
-    catch (const Json::exception& error)
-    {
-        throw CInputError(name, DescribeJsonError(error.what()));
-    }
-    checkHeader(document, name);
-    const std::uint32_t width = readSize(document, name, "width");
-    const std::uint32_t height = readSize(document, name, "height");
+    const CJsonFields fields(document, name, "");
+    checkHeader(fields);
+    const std::uint32_t width = readSize(fields, name, "width");
+    const std::uint32_t height = readSize(fields, name, "height");
     Origin origin{};
-    readNumbers(document, name, "origin", origin);
+    readNumbers(fields, "origin", origin);
     Transforms transforms;
     for (std::size_t index = 0; index < transforms.size(); ++index)
     {
-        readNumbers(document, name, c_transformNames[index],
+        readNumbers(fields, c_transformNames[index],
                     std::span<double>(transforms[index].data(), 16));
     }
     return CView(width, height, origin, transforms, name);

@@ -13,12 +13,22 @@ namespace Application
 
 /// Reads the fields of one JSON object, and remembers where it stands for messages.
 ///
+///     const CJsonFields::Json root = CJsonFields::Parse(text, file, keep);
+///     const CJsonFields fields(root, file, "");
+///     const std::string name = fields.GetText("name");
+///
 /// A view of the object and the file's name, which must both live. All operations that read throw a
 /// CInputError that names the file and the field when the field is missing or of another kind.
 class CJsonFields
 {
 public:
     using Json = nlohmann::ordered_json;
+
+    /// Parses the text of \p file. \p keep is asked for each part whether the answer is to have it:
+    /// what a file has beside what is read then takes no memory, however much there is.
+    /// @throw CInputError when it is no JSON document, and what \p keep throws.
+    [[nodiscard]] static Json Parse(std::string_view text, const std::filesystem::path& file,
+                                    const Json::parser_callback_t& keep);
 
     /// \p place is the object's own in the document, such as "scans[0]"; empty for the document.
     /// @throw CInputError when \p object is none.
@@ -39,6 +49,9 @@ public:
     /// "expected ..., found ..." at the field \p name, or at the object itself.
     [[noreturn]] void Fail(const std::string& name, const std::string& expected,
                            const Json& found) const;
+    /// The same with the caller's own words for what was found.
+    [[noreturn]] void FailWith(const std::string& name, const std::string& expected,
+                               const std::string& found) const;
 
     /// Says that the field \p name is not known.
     [[noreturn]] void FailUnknown(const std::string& name) const;

@@ -1,4 +1,4 @@
-#include "Application/Projects/CJsonFields.h"
+#include "Application/Files/CJsonFields.h"
 
 #include <algorithm>
 #include <limits>
@@ -28,7 +28,34 @@ std::string Describe(const Json& value)
     return text.size() > c_maxLength ? text.substr(0, c_maxLength) + "..." : text;
 }
 
+/// The message of an exception of the JSON parser without the library's own mark in front, such as
+/// "[json.exception.parse_error.101] ".
+std::string DescribeError(const Json::exception& error)
+{
+    const std::string_view what = error.what();
+    const std::size_t end = what.starts_with('[') ? what.find("] ") : std::string_view::npos;
+    return std::string(end == std::string_view::npos ? what : what.substr(end + 2));
+}
+
 }  // namespace
+
+Json CJsonFields::Parse(std::string_view text, const std::filesystem::path& file,
+                        const Json::parser_callback_t& keep)
+{
+    try
+    {
+        return Json::parse(text, keep);
+    }
+    catch (const Json::parse_error& error)
+    {
+        throw CInputError::AtByte(file, error.byte,
+                                  "expected a JSON document: " + DescribeError(error));
+    }
+    catch (const Json::exception& error)
+    {
+        throw CInputError(file, DescribeError(error));
+    }
+}
 
 CJsonFields::CJsonFields(const Json& object, const std::filesystem::path& file, std::string place)
     : m_object(object), m_file(file), m_place(std::move(place))
@@ -112,8 +139,13 @@ void CJsonFields::GetNumbers(const char* name, std::span<double> numbers) const
 void CJsonFields::Fail(const std::string& name, const std::string& expected,
                        const Json& found) const
 {
-    throw CInputError(m_file,
-                      where(name) + ": expected " + expected + ", found " + Describe(found));
+    FailWith(name, expected, Describe(found));
+}
+
+void CJsonFields::FailWith(const std::string& name, const std::string& expected,
+                           const std::string& found) const
+{
+    throw CInputError(m_file, where(name) + ": expected " + expected + ", found " + found);
 }
 
 void CJsonFields::FailUnknown(const std::string& name) const

@@ -271,6 +271,20 @@ void balanceMargins(const Samples& samples, double distance, Vector& centre)
     }
 }
 
+/// Moves the centre to where the samples fill the picture evenly in perspective, and returns how
+/// far the eye is from it then.
+double fitPerspective(const Samples& samples, double slopeX, double slopeY, double clearance,
+                      Vector& centre)
+{
+    double distance = findDistance(samples, centre, slopeX, slopeY, clearance);
+    for (int round = 0; round < c_numBalancingRounds; ++round)
+    {
+        balanceMargins(samples, distance, centre);
+        distance = findDistance(samples, centre, slopeX, slopeY, clearance);
+    }
+    return distance;
+}
+
 }  // namespace
 
 std::optional<CCameraFit::SDirection> CCameraFit::FindDirection(std::string_view name)
@@ -328,20 +342,12 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     // A single point has no size of its own; one unit is as good as any.
     const double scale = radius > 0.0 ? radius : 1.0;
     double distance = 2.0 * scale;
-    if (projection == CCamera::Projection::Perspective)
+    if (projection == CCamera::Projection::Perspective && radius > 0.0)
     {
         const double slope = c_filledPart * std::tan(0.5 * (fieldOfView * c_radiansPerDegree));
-        for (int round = 0; round < c_numBalancingRounds && radius > 0.0; ++round)
-        {
-            distance = findDistance(samples, centre, slope * aspect, slope, c_clearance * scale);
-            balanceMargins(samples, distance, centre);
-        }
-        if (radius > 0.0)
-        {
-            distance = findDistance(samples, centre, slope * aspect, slope, c_clearance * scale);
-        }
+        distance = fitPerspective(samples, slope * aspect, slope, c_clearance * scale, centre);
     }
-    else
+    if (projection == CCamera::Projection::Orthographic)
     {
         const double halfHeight = std::max(0.5 * (ranges[1].max - ranges[1].min),
                                            0.5 * (ranges[0].max - ranges[0].min) / aspect);

@@ -53,6 +53,10 @@ struct SProjectEdit
 /// The content of a project file.
 struct SProjectDocument
 {
+    /// What the file says that it is.
+    static constexpr const char* c_format = "veko2-project";
+    static constexpr std::uint64_t c_version = 1;
+
     /// What the files of the history may take together, unless the user says otherwise: 1 GiB.
     static constexpr std::uint64_t c_defaultHistoryBudget = std::uint64_t{1} << 30;
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -166,11 +168,10 @@ std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
 }
 
 void CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
-                                 std::vector<Base::CSurfelBitMask>& after, std::uint32_t begin,
-                                 std::uint32_t end) const
+                                 std::vector<Base::CSurfelBitMask>& after) const
 {
     const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    for (std::uint32_t index = begin; index < end; ++index)
+    for (std::size_t index = 0; index < after.size(); ++index)
     {
         const bool wasCut = !before.empty() && (before[index].bits & c_cut) != 0;
         if ((after[index].bits & c_cut) == 0 || wasCut)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -46,12 +45,10 @@ public:
     [[nodiscard]] std::shared_ptr<const Base::ISurfelCollection> MakeAcceptable(
         const DataLayer::CCutPointCloudWithPixelMask& cutter) const;
 
-    /// Takes SurfelFlagCut back from the words \p after of the surfels \p begin to \p end - 1 that
-    /// did not have it in \p before (which may be empty: none had it) and are not in front of the
-    /// eye.
+    /// Takes SurfelFlagCut back from the words \p after, one per surfel, of those that did not have
+    /// it in \p before (which may be empty: none had it) and are not in front of the eye.
     void TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
-                        std::vector<Base::CSurfelBitMask>& after, std::uint32_t begin,
-                        std::uint32_t end) const;
+                        std::vector<Base::CSurfelBitMask>& after) const;
 
 private:
     SCutRegion m_region;

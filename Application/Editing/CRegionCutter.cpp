@@ -52,8 +52,7 @@ void CRegionCutter::Cut(const Surfels& block, Words& words) const
     const CFrontOfEye front(m_region, block);
     if (front.ReachesBehind())
     {
-        front.TakeBackBehind(inputs[0].bitMasks, words, 0,
-                             static_cast<std::uint32_t>(words.size()));
+        front.TakeBackBehind(inputs[0].bitMasks, words);
     }
 }
 

@@ -47,18 +47,6 @@ std::uint64_t CountKept(std::span<const Base::CSurfelBitMask> words)
     return count;
 }
 
-/// Exchanges what this edit cut and what it left; what was cut before stays cut.
-void Invert(std::span<const Base::CSurfelBitMask> before, std::vector<Base::CSurfelBitMask>& words)
-{
-    for (std::size_t index = 0; index < words.size(); ++index)
-    {
-        if (before.empty() || (before[index].bits & c_cut) == 0)
-        {
-            words[index].bits ^= c_cut;
-        }
-    }
-}
-
 /// A collection, its flags before a cut, and how to cut it block by block.
 class CBlocks
 {
@@ -100,7 +88,7 @@ public:
             words.resize(size);
             if (m_side == CSurfelCutter::Side::Unpainted)
             {
-                Invert(before, words);
+                CSurfelCutter::Invert(before, words);
             }
             for (std::uint64_t first = 0; needsKept && first < size; first += c_groupSize)
             {
@@ -179,6 +167,18 @@ CSurfelCutter::SResult::~SResult() = default;
 CSurfelCutter::CSurfelCutter(std::vector<SCutRegion> regions, Reach reach, Side side)
     : m_regions(std::move(regions)), m_reach(reach), m_side(side)
 {}
+
+void CSurfelCutter::Invert(std::span<const Base::CSurfelBitMask> before,
+                           std::span<Base::CSurfelBitMask> after)
+{
+    for (std::size_t index = 0; index < after.size(); ++index)
+    {
+        if (before.empty() || (before[index].bits & c_cut) == 0)
+        {
+            after[index].bits ^= c_cut;
+        }
+    }
+}
 
 CSurfelCutter::SResult CSurfelCutter::Apply(const Surfels& collection,
                                             std::span<const Base::CSurfelBitMask> flags,

@@ -102,6 +102,11 @@ public:
     [[nodiscard]] SResult Apply(const std::shared_ptr<const Base::ISurfelCollection>& collection,
                                 std::span<const Base::CSurfelBitMask> flags, Answer answer) const;
 
+    /// Turns the words \p after, as an edit with Side::Painted leaves them, into those of
+    /// Side::Unpainted. What is cut in \p before (which may be empty: nothing is) stays cut.
+    static void Invert(std::span<const Base::CSurfelBitMask> before,
+                       std::span<Base::CSurfelBitMask> after);
+
 private:
     std::vector<SCutRegion> m_regions;
     Reach m_reach;

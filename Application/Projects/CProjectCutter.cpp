@@ -35,13 +35,7 @@ void Invert(const SStation& before, SStation& station)
 {
     Words words = station.GetFlags();
     words.resize(station.scan.GetPointCount());
-    for (std::size_t index = 0; index < words.size(); ++index)
-    {
-        if ((GetBits(before.GetFlags(), index) & c_cut) == 0)
-        {
-            words[index].bits ^= c_cut;
-        }
-    }
+    CSurfelCutter::Invert(before.GetFlags(), words);
     station.mask = std::make_shared<const Base::CSurfelCollectionMask>(std::move(words));
 }
 
@@ -129,8 +123,7 @@ void CProjectCutter::cut(const SCutRegion& region, std::vector<SStation>& statio
             return;
         }
         Words words = mask->GetBitMasks();
-        fronts[index]->TakeBackBehind(stations[index].GetFlags(), words, 0,
-                                      static_cast<std::uint32_t>(words.size()));
+        fronts[index]->TakeBackBehind(stations[index].GetFlags(), words);
         stations[index].mask =
             std::make_shared<const Base::CSurfelCollectionMask>(std::move(words));
     });

@@ -96,6 +96,7 @@ void RunKernel(benchmark::State& state, const SCutScene& scene,
     task.mask = &mask.Get();
     task.firstPosition = scene.GetPositions().data();
     task.positionStride = scene.stride;
+    task.numPositions = scene.count;
     task.oldWords = oldWords.data();
     task.words = words.data();
     task.isStreamed = scene.count > DataLayer::c_maximumCachedSurfels;

@@ -114,6 +114,7 @@ SCutSurfelsTask MakeTask(const SScene& scene, const DataLayer::CCutMask& mask)
     task.mask = &mask.Get();
     task.firstPosition = reinterpret_cast<const std::byte*>(scene.points.data());
     task.positionStride = sizeof(LqVector3f);
+    task.numPositions = static_cast<std::uint32_t>(scene.points.size());
     return task;
 }
 

@@ -202,8 +202,8 @@ void CCutPointCloudWithPixelMask::classify(const Base::ISurfelCollection& collec
         const auto& positions = collection.GetReadAccessor<Base::CSCElementDefinitionPosition>();
         task.firstPosition = positions.GetFirstElement();
         task.positionStride = positions.GetStrideInBytes();
-        count = static_cast<std::uint32_t>(
-            std::min<std::size_t>(CheckedCount(collection.GetCount()), numWords));
+        task.numPositions = CheckedCount(collection.GetCount());
+        count = static_cast<std::uint32_t>(std::min<std::size_t>(task.numPositions, numWords));
     }
     catch (...)
     {

@@ -78,29 +78,41 @@ bool areAllUnknown(const Places& places)
                        [](ERunPlace place) { return place == ERunPlace::Unknown; });
 }
 
-/// Cuts a group whose new words are the old ones so far, consecutive runs of one place at once.
+/// How many runs behind run \p run of a group the next one lies that is left to the kernel, as far
+/// as is known: up to the end of the next group, whose places are \p following.
+std::uint32_t distanceToUnknown(const Places& places, const Places& following, std::uint32_t run)
+{
+    constexpr std::uint32_t c_runsPerGroup = SSurfelRuns::c_runsPerGroup;
+    std::uint32_t next = run + 1;
+    while (next < 2 * c_runsPerGroup &&
+           (next < c_runsPerGroup ? places[next] : following[next - c_runsPerGroup]) !=
+               ERunPlace::Unknown)
+    {
+        ++next;
+    }
+    return next - run;
+}
+
+/// Cuts a group whose new words are the old ones so far, run by run, while the next one's positions
+/// are on their way.
 bool cutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Places& places,
-                std::uint32_t begin, std::uint32_t end)
+                const Places& following, std::uint32_t begin, std::uint32_t end)
 {
     SCutSurfelsTask inPlace = task;
     inPlace.oldWords = task.words;
     inPlace.isStreamed = false;
     bool hasChanged = false;
-    for (std::uint32_t run = 0; begin < end;)
+    for (std::uint32_t run = 0; begin < end; ++run)
     {
-        const ERunPlace place = places[run];
-        std::uint32_t next = begin;
-        while (next < end && places[run] == place)
-        {
-            next += std::min(end - next, c_surfelsPerRun);
-            ++run;
-        }
-        if (place == ERunPlace::Painted)
+        const std::uint32_t next = begin + std::min(end - begin, c_surfelsPerRun);
+        if (places[run] == ERunPlace::Painted)
         {
             hasChanged = flagWords(task.words, begin, next) || hasChanged;
         }
-        else if (place == ERunPlace::Unknown)
+        else if (places[run] == ERunPlace::Unknown)
         {
+            inPlace.fetchDistance =
+                task.positionStride * c_surfelsPerRun * distanceToUnknown(places, following, run);
             hasChanged = kernel(inPlace, begin, next) || hasChanged;
         }
         begin = next;
@@ -113,6 +125,10 @@ bool cutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Plac
 bool CutRuns(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const SSurfelRuns& runs,
              std::uint32_t begin, std::uint32_t end)
 {
+    if (begin == end)
+    {
+        return false;
+    }
     bool hasChanged = false;
     // The surfels from here on are left to the kernel, which copies their words as it goes.
     std::uint32_t beginOfUnknown = begin;
@@ -123,19 +139,28 @@ bool CutRuns(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const SSurfel
         }
     };
     // The end may be the largest integer, so that nothing is added to it.
+    const auto endOfGroup = [&](std::uint32_t first) {
+        return first + std::min(end - first, c_surfelsPerGroup);
+    };
+    // Behind the last group its own places: there the next range may be much the same.
+    Places following = judgeGroup(task, runs, begin, endOfGroup(begin));
     for (std::uint32_t first = begin; first < end;)
     {
-        const std::uint32_t endOfGroup = first + std::min(end - first, c_surfelsPerGroup);
-        const Places places = judgeGroup(task, runs, first, endOfGroup);
+        const Places places = following;
+        const std::uint32_t next = endOfGroup(first);
+        if (next < end)
+        {
+            following = judgeGroup(task, runs, next, endOfGroup(next));
+        }
         if (!areAllUnknown(places))
         {
             cutUnknown(first);
             // The whole group in one go is as fast as memory allows.
-            copyWords(task, first, endOfGroup);
-            hasChanged = cutInPlace(task, kernel, places, first, endOfGroup) || hasChanged;
-            beginOfUnknown = endOfGroup;
+            copyWords(task, first, next);
+            hasChanged = cutInPlace(task, kernel, places, following, first, next) || hasChanged;
+            beginOfUnknown = next;
         }
-        first = endOfGroup;
+        first = next;
     }
     cutUnknown(end);
     return hasChanged;

@@ -76,6 +76,13 @@ struct SCutSurfelsTask
     /// Position j is the three floats at firstPosition + j x positionStride bytes, aligned or not.
     const std::byte* firstPosition = nullptr;
     std::size_t positionStride = 0;
+    /// So many positions are there to be read, those beyond the cut ones as well. May be left 0:
+    /// the last surfels of each cut then take longer.
+    std::uint32_t numPositions = 0;
+    /// While a kernel reads a position it asks for the bytes so far behind it, where there may be
+    /// none. In one stretch two pages, since the processor by itself does not look beyond a page's
+    /// end.
+    std::uintptr_t fetchDistance = 8192;
     /// Word j is surfel j's before the cut; null when all are 0. They may be the very words below.
     const Base::CSurfelBitMask* oldWords = nullptr;
     /// Word j is surfel j's after the cut.

@@ -192,6 +192,7 @@ private:
     template <typename Layout>
     void run(std::uint32_t begin, std::uint32_t end)
     {
+        std::uint32_t beginOfRest = begin;
         if (m_task.isStreamed)
         {
             const std::uint32_t numUnaligned = numWordsToAligned(begin);
@@ -199,28 +200,33 @@ private:
             {
                 cutGroups<SAnyStride, false>(begin, 1);
             }
-            cutBatches<Layout, true>(begin + numUnaligned, end);
+            beginOfRest = cutBatches<Layout, true>(begin + numUnaligned, end);
             Vector::FinishStream();
         }
         else
         {
-            cutBatches<Layout, false>(begin, end);
+            beginOfRest = cutBatches<Layout, false>(begin, end);
         }
-        // Nothing may be read beyond the last position.
-        cutGroups<SAnyStride, false>(end - c_width, 1);
+        if (beginOfRest != end)
+        {
+            cutGroups<SAnyStride, false>(end - c_width, 1);
+        }
     }
 
-    /// Cuts the groups from \p begin on that have another surfel behind them before \p end.
+    /// Cuts the groups from \p begin to \p end, but for one that has no position behind it, since
+    /// nothing may be read beyond the last one. Returns the first surfel that is left.
     template <typename Layout, bool isStreamed>
-    void cutBatches(std::uint32_t begin, std::uint32_t end)
+    std::uint32_t cutBatches(std::uint32_t begin, std::uint32_t end)
     {
-        std::uint32_t numGroups = (end - 1 - begin) / c_width;
+        const std::uint32_t numSurfels = end - begin - (end < m_task.numPositions ? 0 : 1);
+        std::uint32_t numGroups = numSurfels / c_width;
         for (; numGroups > c_groupsPerBatch; numGroups -= c_groupsPerBatch)
         {
             cutGroups<Layout, isStreamed>(begin, c_groupsPerBatch);
             begin += c_groupsPerBatch * c_width;
         }
         cutGroups<Layout, isStreamed>(begin, numGroups);
+        return begin + numGroups * c_width;
     }
 
     /// How many words lie before the first that begins a whole vector of them.
@@ -332,14 +338,12 @@ private:
         return static_cast<std::uint32_t>(__builtin_popcount(lanes));
     }
 
-    /// Asks for as many bytes a good way behind \p position, where there may be none: two pages,
-    /// since the processor by itself does not look beyond a page's end.
+    /// Asks for as many bytes behind \p position as the task says.
     template <std::size_t numBytes>
-    static void prefetchBehind(const std::byte* position)
+    void prefetchBehind(const std::byte* position) const
     {
-        constexpr std::size_t c_distance = 8192;
         constexpr std::size_t c_lineSize = 64;
-        const auto first = reinterpret_cast<std::uintptr_t>(position) + c_distance;
+        const auto first = reinterpret_cast<std::uintptr_t>(position) + m_task.fetchDistance;
         for (std::uintptr_t line = first; line < first + numBytes; line += c_lineSize)
         {
             __builtin_prefetch(reinterpret_cast<const void*>(line));

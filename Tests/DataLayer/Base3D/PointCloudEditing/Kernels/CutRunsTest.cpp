@@ -10,6 +10,7 @@
 
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/CCutMask.h"
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/CutSurfelsKernels.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/JudgeRun.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/ScanScenes.h"
@@ -29,6 +30,22 @@ bool CountingKernel(const SCutSurfelsTask& task, std::uint32_t begin, std::uint3
 {
     g_numLookedAt += end - begin;
     return CutSurfelsScalar(task, begin, end);
+}
+
+struct SCall
+{
+    std::uint32_t begin;
+    bool isInPlace;
+    std::uintptr_t fetchDistance;
+};
+
+/// What RecordingKernel() was called for.
+std::vector<SCall> g_calls;
+
+bool RecordingKernel(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t /*end*/)
+{
+    g_calls.push_back({begin, task.oldWords == task.words, task.fetchDistance});
+    return false;
 }
 
 /// A random scene with its runs, ready to be cut.
@@ -57,6 +74,7 @@ public:
         m_task.mask = &m_mask.Get();
         m_task.firstPosition = m_view.GetPositions().GetFirstElement();
         m_task.positionStride = sizeof(LqVector3f);
+        m_task.numPositions = GetCount();
         m_task.oldWords = m_oldWords.empty() ? nullptr : m_oldWords.data();
     }
 
@@ -117,6 +135,63 @@ TEST(CutRuns, GivesTheWordsAndTheAnswerOfTheKernel)
     EXPECT_LT(numChanged, c_numScenes * 3 / 4);
     EXPECT_LT(g_numLookedAt, numSurfels / 2);
     EXPECT_GT(g_numLookedAt, numSurfels / 20);
+}
+
+TEST(CutRuns, GivesTheWordsOfTheReferenceByEveryKernel)
+{
+    for (std::uint64_t seed = 4000; seed < 4200; ++seed)
+    {
+        const CScene scene(seed, seed % 2 == 0);
+        Words expected = MakeLeftOvers(scene.GetCount());
+        const bool hasChanged = CutSurfelsScalar(scene.MakeTask(expected), 0, scene.GetCount());
+        for (const SCutSurfelsKernel& kernel : GetCutSurfelsKernels())
+        {
+            Words words = MakeLeftOvers(scene.GetCount());
+            SCutSurfelsTask task = scene.MakeTask(words);
+            task.isStreamed = seed % 3 == 0;
+            ASSERT_EQ(CutRuns(task, kernel.cut, scene.GetRuns(), 0, scene.GetCount()), hasChanged)
+                << kernel.name << ", " << seed;
+            ASSERT_TRUE(words == expected) << kernel.name << ", " << seed;
+        }
+    }
+}
+
+TEST(CutRuns, NothingToCutIsNoChange)
+{
+    const CScene scene(0, true);
+    Words words(scene.GetCount());
+    const SSurfelRuns noRuns;
+    EXPECT_FALSE(CutRuns(scene.MakeTask(words), CutSurfelsScalar, noRuns, 0, 0));
+}
+
+TEST(CutRuns, AsksForThePositionsThatTheKernelReadsNext)
+{
+    std::size_t numFetched = 0;
+    for (std::uint64_t seed = 5000; seed < 5100; ++seed)
+    {
+        const CScene scene(seed, false);
+        Words words(scene.GetCount());
+        g_calls.clear();
+        static_cast<void>(
+            CutRuns(scene.MakeTask(words), RecordingKernel, scene.GetRuns(), 0, scene.GetCount()));
+        for (std::size_t call = 0; call + 1 < g_calls.size(); ++call)
+        {
+            const SCall& now = g_calls[call];
+            const SCall& next = g_calls[call + 1];
+            // Beyond the next group nothing has been judged by then.
+            const std::uint32_t endOfJudged = (now.begin / 4096 + 2) * 4096;
+            if (now.isInPlace && next.begin < endOfJudged)
+            {
+                ASSERT_EQ(now.fetchDistance, (next.begin - now.begin) * sizeof(LqVector3f)) << seed;
+                ++numFetched;
+            }
+            else if (!now.isInPlace)
+            {
+                ASSERT_EQ(now.fetchDistance, SCutSurfelsTask().fetchDistance) << seed;
+            }
+        }
+    }
+    EXPECT_GT(numFetched, 200U);
 }
 
 TEST(CutRuns, WritesInPlaceWhereOldAndNewWordsAreTheSame)

@@ -156,6 +156,8 @@ TEST(CutSurfelsTask, BeginsWithOnePositionForAllAndWordsInTheCache)
     const SCutSurfelsTask task;
     EXPECT_EQ(task.positionStride, 0U);
     EXPECT_FALSE(task.isStreamed);
+    EXPECT_EQ(task.numPositions, 0U);
+    EXPECT_EQ(task.fetchDistance, 8192U);
 }
 
 TEST_P(CutSurfels, RandomViewsAndLayoutsGiveTheBitsOfTheReference)
@@ -223,6 +225,35 @@ TEST_P(CutSurfels, NothingIsReadBeyondTheLastPosition)
         for (const std::size_t count : {16U, 32U, 33U, 64U})
         {
             expectSameAsScalar(scene, std::vector<LqVector3f>(count, {0.1F, 0.1F, 0.5F}), stride);
+        }
+    }
+}
+
+TEST_P(CutSurfels, RangesBeforeTheLastPositionGiveTheBitsOfTheReference)
+{
+    const CScene scene(TestSupport::MakeDeviceSelection(5, 5, {{2, 2}, {3, 2}, {2, 3}}));
+    constexpr std::uint32_t c_count = 67;
+    for (const std::size_t stride : {12U, 16U, 20U})
+    {
+        const TestSupport::CLastBytes memory((c_count - 1) * stride + sizeof(LqVector3f));
+        std::byte* const bytes = memory.Get().data();
+        for (std::uint32_t index = 0; index < c_count; ++index)
+        {
+            const float place = static_cast<float>(index % 7) / 3.5F - 1.0F;
+            const LqVector3f position{place, static_cast<float>(index % 3) / 3.0F - 0.5F, 0.5F};
+            std::memcpy(bytes + index * stride, &position, sizeof position);
+        }
+        SCutSurfelsTask task = scene.GetTask();
+        task.firstPosition = bytes;
+        task.positionStride = stride;
+        task.numPositions = c_count;
+        for (std::uint32_t begin = 0; begin < c_count; ++begin)
+        {
+            for (std::uint32_t end = begin; end <= c_count; ++end)
+            {
+                expectSameAsScalar(task, Words(c_count, {0x1001}), begin, end);
+                ASSERT_FALSE(HasFatalFailure()) << stride;
+            }
         }
     }
 }

@@ -64,9 +64,9 @@ void setColumn(float (&coefficients)[4], const LqMatrix4Rf& matrix, std::size_t 
     }
 }
 
-CutSurfelsKernel fastestKernel()
+const SCutSurfelsKernel& fastestKernel()
 {
-    static const CutSurfelsKernel fastest = GetCutSurfelsKernels().front().cut;
+    static const SCutSurfelsKernel fastest = GetCutSurfelsKernels().front();
     return fastest;
 }
 
@@ -87,19 +87,20 @@ const SSurfelRuns* findRuns(const ISurfelRuns* support, const SCutMask& mask, st
     return isComplete ? runs : nullptr;
 }
 
-/// Cuts the surfels 0 to \p count - 1, by \p runs where there are any, and says whether a word was
-/// changed.
+/// Cuts the surfels 0 to \p count - 1, by \p runs where there are any and they pay, and says
+/// whether a word was changed.
 bool cutSurfels(const SCutSurfelsTask& task, const SSurfelRuns* runs, std::uint32_t count)
 {
     static_assert(c_surfelsPerBlock % SSurfelRuns::c_surfelsPerGroup == 0);
     const std::uint32_t numBlocks =
         count / c_surfelsPerBlock + (count % c_surfelsPerBlock != 0 ? 1 : 0);
-    const CutSurfelsKernel kernel = task.mask->isPacked ? fastestKernel() : CutSurfelsScalar;
+    const CutSurfelsKernel kernel = task.mask->isPacked ? fastestKernel().cut : CutSurfelsScalar;
+    const bool isByRuns = runs != nullptr && DoRunsPay(task, fastestKernel(), *runs, count);
     std::atomic<bool> hasChanged = false;
     Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
         const std::uint32_t begin = block * c_surfelsPerBlock;
         const std::uint32_t end = begin + std::min(count - begin, c_surfelsPerBlock);
-        if (runs != nullptr ? CutRuns(task, kernel, *runs, begin, end) : kernel(task, begin, end))
+        if (isByRuns ? CutRuns(task, kernel, *runs, begin, end) : kernel(task, begin, end))
         {
             hasChanged.store(true, std::memory_order_relaxed);
         }

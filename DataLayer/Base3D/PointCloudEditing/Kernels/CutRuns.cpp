@@ -20,6 +20,9 @@ constexpr std::uint32_t c_surfelsPerGroup = SSurfelRuns::c_surfelsPerGroup;
 constexpr std::uint32_t c_maxNumWordsOfRun = c_surfelsPerRun / 2;
 constexpr std::uint32_t c_maxNumWordsOfGroup = c_surfelsPerGroup / 8;
 
+/// Positions of more bytes than these do not stay in the farthest cache either.
+constexpr std::size_t c_maximumCachedBytes = 0x2000000;
+
 /// Makes the new words the old ones.
 void copyWords(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end)
 {
@@ -121,6 +124,40 @@ bool cutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Plac
 }
 
 }  // namespace
+
+bool DoRunsPay(const SCutSurfelsTask& task, const SCutSurfelsKernel& kernel,
+               const SSurfelRuns& runs, std::uint32_t count)
+{
+    // For fewer there is no telling, and little to lose.
+    constexpr std::uint32_t c_leastSamples = 16;
+    constexpr std::uint32_t c_mostSamples = 128;
+    const std::uint32_t numRuns = count / c_surfelsPerRun;
+    const std::uint32_t numSamples = std::min(count / c_surfelsPerGroup / 4, c_mostSamples);
+    if (numSamples < c_leastSamples)
+    {
+        return true;
+    }
+    std::uint32_t numUnknown = 0;
+    for (std::uint32_t sample = 0; sample < numSamples; ++sample)
+    {
+        // Multiples of the golden ratio lie evenly, and in step with no row of a scan.
+        constexpr std::uint32_t c_goldenRatio = 0x9E3779B9;
+        const std::uint64_t part = sample * c_goldenRatio;
+        const std::size_t run = part * numRuns >> 32;
+        const SSurfelRunGroup& group = runs.groups[run / SSurfelRuns::c_runsPerGroup];
+        ERunPlace place = JudgeRun(task, group.whole, c_maxNumWordsOfGroup);
+        if (place == ERunPlace::Unknown && group.hasSmallRuns)
+        {
+            place = JudgeRun(task, runs.runs[run], c_maxNumWordsOfRun);
+        }
+        numUnknown += place == ERunPlace::Unknown ? 1 : 0;
+    }
+    // A run costs more than its part of a stretch, and most where its positions come from memory.
+    const bool areCached = count * task.positionStride <= c_maximumCachedBytes;
+    const std::uint32_t mostUnknown =
+        kernel.mostOpenRuns * numSamples / SSurfelRuns::c_runsPerGroup;
+    return numUnknown <= (areCached ? mostUnknown * 3 / 2 : mostUnknown);
+}
 
 bool CutRuns(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const SSurfelRuns& runs,
              std::uint32_t begin, std::uint32_t end)

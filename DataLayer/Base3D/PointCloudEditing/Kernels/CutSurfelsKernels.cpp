@@ -9,11 +9,11 @@ std::vector<SCutSurfelsKernel> GetCutSurfelsKernels()
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx512f"))
     {
-        kernels.push_back({"avx512", CutSurfelsAvx512});
+        kernels.push_back({"avx512", CutSurfelsAvx512, 4});
     }
     if (__builtin_cpu_supports("avx2"))
     {
-        kernels.push_back({"avx2", CutSurfelsAvx2});
+        kernels.push_back({"avx2", CutSurfelsAvx2, 6});
     }
 #endif
     kernels.push_back({"vector128", CutSurfelsVector128});

@@ -195,6 +195,29 @@ TEST(CCutPointCloudWithPixelMaskRepeated, RunsAreSkippedAsAWholeWithoutReadingTh
     EXPECT_EQ(CountCut(collection), c_count % 256);
 }
 
+TEST(CCutPointCloudWithPixelMaskRepeated, SurfelsOfOpenRunsAreCutAsTheyLie)
+{
+    for (const unsigned numOpenOfSixteen : {1U, 4U, 8U, 16U})
+    {
+        std::vector<LqVector3f> positions(c_count, c_painted);
+        std::size_t numUnpainted = 0;
+        for (std::size_t index = 0; index < c_count; ++index)
+        {
+            if (index / 256 * 7 % 16 < numOpenOfSixteen && index % 3 == 0)
+            {
+                positions[index] = c_unpainted;
+                ++numUnpainted;
+            }
+        }
+        const auto collection = std::make_shared<CSurfelCollectionView>(
+            nullptr, c_count, positions.data(), sizeof(LqVector3f));
+        for (unsigned stroke = 0; stroke < 3; ++stroke)
+        {
+            EXPECT_EQ(CountCut(collection), c_count - numUnpainted) << numOpenOfSixteen;
+        }
+    }
+}
+
 TEST(CCutPointCloudWithPixelMaskRepeated, TheFirstCutOfEveryCollectionReadsItsPositions)
 {
     std::vector<LqVector3f> positions(c_count, c_painted);

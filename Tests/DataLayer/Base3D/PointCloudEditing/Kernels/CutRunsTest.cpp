@@ -252,6 +252,99 @@ TEST(CutRuns, RunsAreAskedOnlyWhereTheyAreSmallerThanTheirGroup)
     }
 }
 
+constexpr std::uint32_t c_manyGroups = 1024;
+
+Geometry::CBox3D MakeBoxOfAll()
+{
+    const float largest = std::numeric_limits<float>::max();
+    Geometry::CBox3D box;
+    box.min = {-largest, -largest, -largest};
+    box.max = {largest, largest, largest};
+    return box;
+}
+
+/// Groups that do not know, and of the sixteen runs of each so many that do not either.
+SSurfelRuns MakeOpenRuns(std::uint32_t numGroups, std::uint32_t numOpen)
+{
+    SSurfelRuns runs;
+    runs.groups.resize(numGroups);
+    runs.runs.resize(std::size_t{numGroups} * SSurfelRuns::c_runsPerGroup);
+    for (SSurfelRunGroup& group : runs.groups)
+    {
+        group.whole.box = MakeBoxOfAll();
+        group.hasSmallRuns = true;
+    }
+    for (std::size_t run = 0; run < runs.runs.size(); ++run)
+    {
+        if (run % SSurfelRuns::c_runsPerGroup < numOpen)
+        {
+            runs.runs[run].box = MakeBoxOfAll();
+        }
+    }
+    return runs;
+}
+
+/// Whether runs pay for a kernel that can be left four of sixteen whose positions come from memory.
+bool DoPay(const SSurfelRuns& runs, std::size_t stride)
+{
+    const CScene scene(1, false);
+    Words words(scene.GetCount());
+    SCutSurfelsTask task = scene.MakeTask(words);
+    task.positionStride = stride;
+    return DoRunsPay(task, {"", CutSurfelsScalar, 4}, runs,
+                     static_cast<std::uint32_t>(runs.groups.size()) * 4096);
+}
+
+TEST(CutRuns, PayWhileFewOfThemAreOpen)
+{
+    for (std::uint32_t numOpen = 0; numOpen <= 16; ++numOpen)
+    {
+        if (numOpen != 4)
+        {
+            EXPECT_EQ(DoPay(MakeOpenRuns(c_manyGroups, numOpen), 12), numOpen < 4) << numOpen;
+        }
+        // Of positions that stay in the cache half as many again.
+        if (numOpen != 6)
+        {
+            EXPECT_EQ(DoPay(MakeOpenRuns(c_manyGroups, numOpen), 8), numOpen < 6) << numOpen;
+        }
+    }
+}
+
+TEST(CutRuns, PayWhereGroupsAnswer)
+{
+    SSurfelRuns runs = MakeOpenRuns(c_manyGroups, 16);
+    for (SSurfelRunGroup& group : runs.groups)
+    {
+        group.whole.box = Geometry::CBox3D();
+    }
+    EXPECT_TRUE(DoPay(runs, 12));
+}
+
+TEST(CutRuns, DoNotPayWhereTheyAreNotAsked)
+{
+    SSurfelRuns runs = MakeOpenRuns(c_manyGroups, 0);
+    for (SSurfelRunGroup& group : runs.groups)
+    {
+        group.hasSmallRuns = false;
+    }
+    EXPECT_FALSE(DoPay(runs, 12));
+}
+
+TEST(CutRuns, AlwaysPayWhereThereAreFew)
+{
+    EXPECT_TRUE(DoPay(MakeOpenRuns(63, 16), 12));
+    EXPECT_FALSE(DoPay(MakeOpenRuns(64, 16), 12));
+}
+
+TEST(CutRuns, AlwaysPayForTheSlowestKernel)
+{
+    const CScene scene(1, false);
+    Words words(scene.GetCount());
+    EXPECT_TRUE(DoRunsPay(scene.MakeTask(words), {"", CutSurfelsScalar},
+                          MakeOpenRuns(c_manyGroups, 16), c_manyGroups * 4096));
+}
+
 TEST(CutRuns, EveryRunIsWhereItIsJudgedToBe)
 {
     std::size_t numRuns[3] = {};

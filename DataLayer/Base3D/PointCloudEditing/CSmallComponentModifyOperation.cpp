@@ -226,7 +226,9 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
     constexpr std::size_t c_blockSize = 1024;
     constexpr std::size_t c_wordsPerLine = 64 / sizeof(CSurfelBitMask);
     std::uint16_t states[c_blockSize];
-    std::uint32_t open[c_blockSize];
+    // A kernel may write a whole register at the end of the list each time. Across the end of a
+    // page that takes long, so there is none near the beginning; few lists get beyond it.
+    alignas(512) std::uint32_t open[c_blockSize];
     const std::size_t stride = scan.positions.GetStrideInBytes();
     for (std::size_t first = 0; first < count; first += c_blockSize)
     {

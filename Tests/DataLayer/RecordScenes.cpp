@@ -36,18 +36,18 @@ namespace
 using DataLayer::CCachedModel;
 using UniqueId = CCachedModel::UniqueId;
 
-std::string describe(const Logging::SLogRecord& record)
+std::string DescribeOne(const Logging::SLogRecord& record)
 {
     return Describe(record.category) + Describe(record.level) + record.file +
            Describe(record.line) + record.function + Describe(record.message);
 }
 
-std::string describe(const UniqueId& id)
+std::string DescribeOne(const UniqueId& id)
 {
     return Describe(id.GetValue());
 }
 
-std::string describe(const DataLayer::SSurfelRuns& runs)
+std::string DescribeOne(const DataLayer::SSurfelRuns& runs)
 {
     CBytes bytes;
     const auto add = [&](const DataLayer::SSurfelRun& run) {
@@ -66,14 +66,14 @@ std::string describe(const DataLayer::SSurfelRuns& runs)
 }
 
 template <typename Value>
-std::string describe(const Value& value)
+std::string DescribeOne(const Value& value)
 {
     return Describe(value);
 }
 
 /// A record is copied, and assigned to another one.
 template <typename Value>
-SScene makeCopyScene(const std::shared_ptr<const Value>& source)
+SScene MakeCopyScene(const std::shared_ptr<const Value>& source)
 {
     const auto copied = std::make_shared<std::optional<Value>>();
     const auto assigned = std::make_shared<Value>();
@@ -81,19 +81,19 @@ SScene makeCopyScene(const std::shared_ptr<const Value>& source)
                 copied->emplace(*source);
                 *assigned = **copied;
             },
-            [=] { return describe(**copied) + describe(*assigned); },
-            [=] { return describe(*source); }};
+            [=] { return DescribeOne(**copied) + DescribeOne(*assigned); },
+            [=] { return DescribeOne(*source); }};
 }
 
 /// The copies of a record, which holds the same objects every time.
 template <typename Value>
-void addCopyScene(std::vector<SNamedScene>& scenes, const std::string& name, const Value& value)
+void AddCopyScene(std::vector<SNamedScene>& scenes, const std::string& name, const Value& value)
 {
     const auto source = std::make_shared<const Value>(value);
-    scenes.push_back({"CopyOf" + name, [=] { return makeCopyScene(source); }, EHelpers::Nobody});
+    scenes.push_back({"CopyOf" + name, [=] { return MakeCopyScene(source); }, EHelpers::Nobody});
 }
 
-Base::CEntityMapValue makeValue()
+Base::CEntityMapValue MakeValue()
 {
     Base::CEntityMapValue value;
     value.optimizationLevel = 3;
@@ -106,25 +106,25 @@ Base::CEntityMapValue makeValue()
 }
 
 /// Entries with a state and without one.
-Base::CEntityMapSyncBatch makeSyncBatch()
+Base::CEntityMapSyncBatch MakeSyncBatch()
 {
-    return MakeBatch(MakeEntry(makeValue().entity), Base::CEntityMapSyncEntry());
+    return MakeBatch(MakeEntry(MakeValue().entity), Base::CEntityMapSyncEntry());
 }
 
 /// A message of each kind.
-Base::CEntityMapModifyBatch makeModifyBatch()
+Base::CEntityMapModifyBatch MakeModifyBatch()
 {
     Base::CEntityMapModifyBatch batch;
     batch.origin = L"an operation with a name of some length";
     batch.flag = true;
     batch.messages.resize(3);
-    batch.messages[0].SetValue(makeValue());
-    batch.messages[1].SetPartialValue(Base::CEntityMapPartialValue(makeValue()));
-    batch.messages[2].SetModify(Base::CEntityMapPartialValue(makeValue()), {});
+    batch.messages[0].SetValue(MakeValue());
+    batch.messages[1].SetPartialValue(Base::CEntityMapPartialValue(MakeValue()));
+    batch.messages[2].SetModify(Base::CEntityMapPartialValue(MakeValue()), {});
     return batch;
 }
 
-DataLayer::SSurfelRuns makeRuns()
+DataLayer::SSurfelRuns MakeRuns()
 {
     DataLayer::SSurfelRuns runs;
     runs.runs = {{{{0, 0, 0}, {1, 1, 1}}, true}, {{{1, 0, 0}, {1, 1, 1}}, false}};
@@ -132,49 +132,49 @@ DataLayer::SSurfelRuns makeRuns()
     return runs;
 }
 
-DataLayer::SFuserContent makeContent()
+DataLayer::SFuserContent MakeContent()
 {
     const auto content = MakeFuserContent({{1, 2, 3}, {4, 5, 6}}, {{7, 8, 9}});
-    AddToFuser(*content, Base::CUniqueID(), makeValue().entity);
+    AddToFuser(*content, Base::CUniqueID(), MakeValue().entity);
     AddToFuser(*content, Base::CUniqueID(), nullptr);
     return *content;
 }
 
-void addCopyScenes(std::vector<SNamedScene>& scenes)
+void AddCopyScenes(std::vector<SNamedScene>& scenes)
 {
-    addCopyScene(scenes, "LogRecord",
+    AddCopyScene(scenes, "LogRecord",
                  Logging::SLogRecord{std::wstring(50, L'c'), 1, std::string(50, 'f'), 2,
                                      std::string(50, 'g'), std::wstring(50, L'm')});
-    addCopyScene(scenes, "ModelId", UniqueId(L"a model with a name of some length"));
-    addCopyScene(scenes, "Mask", Base::CSurfelCollectionMask(MakeWords({1, 2, 3})));
-    addCopyScene(scenes, "SyncBatch", makeSyncBatch());
-    addCopyScene(scenes, "ModifyBatch", makeModifyBatch());
-    addCopyScene(scenes, "IndexPairs", Base::ISurfelCollection::IndexPairs{{1, 2}, {3, 4}});
-    addCopyScene(scenes, "SurfelRuns", makeRuns());
-    addCopyScene(scenes, "Triangulation", *DataLayer::MeshInColumns({1, 2, 3, 2, 1}));
-    addCopyScene(scenes, "FuserContent", makeContent());
-    addCopyScene(scenes, "CutInput",
+    AddCopyScene(scenes, "ModelId", UniqueId(L"a model with a name of some length"));
+    AddCopyScene(scenes, "Mask", Base::CSurfelCollectionMask(MakeWords({1, 2, 3})));
+    AddCopyScene(scenes, "SyncBatch", MakeSyncBatch());
+    AddCopyScene(scenes, "ModifyBatch", MakeModifyBatch());
+    AddCopyScene(scenes, "IndexPairs", Base::ISurfelCollection::IndexPairs{{1, 2}, {3, 4}});
+    AddCopyScene(scenes, "SurfelRuns", MakeRuns());
+    AddCopyScene(scenes, "Triangulation", *DataLayer::MeshInColumns({1, 2, 3, 2, 1}));
+    AddCopyScene(scenes, "FuserContent", MakeContent());
+    AddCopyScene(scenes, "CutInput",
                  DataLayer::CCutPointCloudWithPixelMask::SInputData{
                      SMockEntity({{0, 0, 1}}).collection, MakeWords({1, 2}), MakeScale(2, 2, 2)});
 }
 
-SScene makeTextOfIdScene()
+SScene MakeTextOfIdScene()
 {
     const auto id = std::make_shared<const Base::CEntityID>(std::array<std::uint8_t, 16>{1, 0xAB});
     const auto text = std::make_shared<CString>();
     return {[=] { *text = id->AsString(); }, [=] { return Describe(*text); }, DescribeAll(id)};
 }
 
-SScene makeSyncBatchScene()
+SScene MakeSyncBatchScene()
 {
-    static const std::vector<Base::CEntityMapSyncEntry> c_entries = makeSyncBatch().GetEntries();
+    static const std::vector<Base::CEntityMapSyncEntry> c_entries = MakeSyncBatch().GetEntries();
     const auto entries = std::make_shared<const std::vector<Base::CEntityMapSyncEntry>>(c_entries);
     const auto result = std::make_shared<Base::CEntityMapSyncBatch>();
     return {[=] { *result = Base::CEntityMapSyncBatch(*entries); },
             [=] { return Describe(*result); }, DescribeAll(entries)};
 }
 
-SScene makeSelectionScene()
+SScene MakeSelectionScene()
 {
     const auto matrix = std::make_shared<const LqMatrix4Rf>(MakeTranslation(1, 2, 3));
     const auto mask = std::make_shared<const std::vector<std::uint8_t>>(MakeMask(4, 3, {{1, 2}}));
@@ -185,7 +185,7 @@ SScene makeSelectionScene()
 }
 
 /// A mask is written and read again, by one that has other words.
-SScene makeMaskStreamScene()
+SScene MakeMaskStreamScene()
 {
     const auto source = MakeSurfelMask(MakeWords({1, 2, 3}));
     const auto target = std::make_shared<Base::CSurfelCollectionMask>(MakeWords({4}));
@@ -201,7 +201,7 @@ SScene makeMaskStreamScene()
             [=] { return Describe(*target); }, DescribeAll(source, target)};
 }
 
-SScene makeModelsScene()
+SScene MakeModelsScene()
 {
     const auto surfels = SMockEntity({{0, 0, 1}}).collection;
     const auto mesh = DataLayer::MeshInColumns({1, 2, 3, 2, 1});
@@ -220,12 +220,12 @@ SScene makeModelsScene()
 
 std::vector<SNamedScene> MakeRecordScenes()
 {
-    std::vector<SNamedScene> scenes{{"TextOfId", makeTextOfIdScene, EHelpers::Nobody},
-                                    {"SyncBatch", makeSyncBatchScene, EHelpers::Nobody},
-                                    {"RegionSelection", makeSelectionScene, EHelpers::Nobody},
-                                    {"MaskStream", makeMaskStreamScene, EHelpers::Nobody},
-                                    {"Models", makeModelsScene, EHelpers::Nobody}};
-    addCopyScenes(scenes);
+    std::vector<SNamedScene> scenes{{"TextOfId", MakeTextOfIdScene, EHelpers::Nobody},
+                                    {"SyncBatch", MakeSyncBatchScene, EHelpers::Nobody},
+                                    {"RegionSelection", MakeSelectionScene, EHelpers::Nobody},
+                                    {"MaskStream", MakeMaskStreamScene, EHelpers::Nobody},
+                                    {"Models", MakeModelsScene, EHelpers::Nobody}};
+    AddCopyScenes(scenes);
     return scenes;
 }
 

@@ -33,19 +33,19 @@ namespace TestSupport
 namespace
 {
 
-std::string describeNothing()
+std::string DescribeNothing()
 {
     return {};
 }
 
 /// Longer than what a string keeps in itself.
-std::wstring makeText()
+std::wstring MakeText()
 {
     return std::wstring(500, L'x');
 }
 
 /// \p complain throws a VekoException.
-SScene makeComplaintScene(const std::function<void()>& complain)
+SScene MakeComplaintScene(const std::function<void()>& complain)
 {
     const auto text = std::make_shared<std::string>();
     return {[=] {
@@ -58,16 +58,16 @@ SScene makeComplaintScene(const std::function<void()>& complain)
                     *text = exception.what();
                 }
             },
-            [=] { return *text; }, describeNothing};
+            [=] { return *text; }, DescribeNothing};
 }
 
 /// What is thrown, and what is wrong with what operations are given.
-void addComplaintScenes(std::vector<SNamedScene>& scenes)
+void AddComplaintScenes(std::vector<SNamedScene>& scenes)
 {
     const auto add = [&](const std::string& name, const std::function<void()>& complain) {
-        scenes.push_back({name, [=] { return makeComplaintScene(complain); }, EHelpers::Nobody});
+        scenes.push_back({name, [=] { return MakeComplaintScene(complain); }, EHelpers::Nobody});
     };
-    static const std::wstring c_text = makeText();
+    static const std::wstring c_text = MakeText();
     add("ThrowRoutine",
         [] { ThrowVekoException("file", 1, "function", L"%ls %d", c_text.c_str(), 7); });
     add("ThrowRoutineWithoutFormat",
@@ -95,25 +95,25 @@ void addComplaintScenes(std::vector<SNamedScene>& scenes)
     add("ScatterCopyToView", [=] { view->ScatterCopy(*source, {}, c_matIdentityD); });
 }
 
-std::string describe(const LqException& exception)
+std::string DescribeException(const LqException& exception)
 {
     return exception.GetFilename() + std::to_string(exception.GetCodeLine()) +
            exception.GetFunctionName() + Describe(exception.GetMessageText());
 }
 
-std::string describe(const VekoException& exception)
+std::string DescribeException(const VekoException& exception)
 {
     const LqException& base = exception;
-    return describe(base) + Describe(exception.GetMessageText()) + exception.what();
+    return DescribeException(base) + Describe(exception.GetMessageText()) + exception.what();
 }
 
 /// An exception is made, copied, assigned and cloned.
 template <typename Exception>
-SScene makeExceptionScene()
+SScene MakeExceptionScene()
 {
-    const auto text = std::make_shared<const std::wstring>(makeText());
+    const auto text = std::make_shared<const std::wstring>(MakeText());
     const auto source =
-        std::make_shared<const Exception>("file", 1U, "function", makeText().c_str());
+        std::make_shared<const Exception>("file", 1U, "function", MakeText().c_str());
     const auto result = std::make_shared<std::string>();
     return {[=] {
                 const Exception made("made", 2, "maker", text->c_str());
@@ -121,16 +121,17 @@ SScene makeExceptionScene()
                 Exception assigned("old", 3, "owner", nullptr);
                 assigned = *source;
                 const auto clone = source->Clone();
-                *result = describe(made) + describe(copied) + describe(assigned) +
-                          describe(dynamic_cast<const LqException&>(*clone));
+                *result = DescribeException(made) + DescribeException(copied) +
+                          DescribeException(assigned) +
+                          DescribeException(dynamic_cast<const LqException&>(*clone));
             },
-            [=] { return *result; }, [=] { return Describe(*text) + describe(*source); }};
+            [=] { return *result; }, [=] { return Describe(*text) + DescribeException(*source); }};
 }
 
-SScene makeOptionalScene()
+SScene MakeOptionalScene()
 {
     using Optional = ScanAPI::TOptional<std::wstring>;
-    const auto source = std::make_shared<const Optional>(makeText());
+    const auto source = std::make_shared<const Optional>(MakeText());
     const auto result = std::make_shared<std::wstring>();
     return {[=] {
                 const Optional copied(*source);
@@ -142,7 +143,7 @@ SScene makeOptionalScene()
             [=] { return Describe(*result); }, [=] { return Describe(source->GetValue()); }};
 }
 
-SScene makeLargePagesScene()
+SScene MakeLargePagesScene()
 {
     // From this size on the system is asked for large pages.
     constexpr std::size_t c_count = std::size_t{4} << 20;
@@ -155,9 +156,9 @@ SScene makeLargePagesScene()
             [=] { return *resized + *reserved; }, [=] { return *resized + *reserved; }};
 }
 
-SScene makeLoggerScene()
+SScene MakeLoggerScene()
 {
-    const auto category = std::make_shared<const std::wstring>(makeText());
+    const auto category = std::make_shared<const std::wstring>(MakeText());
     const auto logger = std::make_shared<std::optional<Logging::CLogger>>();
     return {[=] { logger->emplace(category->c_str()); },
             [=] { return std::string(logger->has_value() ? "logger" : "none"); },
@@ -165,16 +166,16 @@ SScene makeLoggerScene()
 }
 
 /// One message of each level, to the sink of these tests.
-SScene makeMessageScene()
+SScene MakeMessageScene()
 {
     const auto logger = std::make_shared<const Logging::CLogger>(L"Veko2.Category");
-    const auto text = std::make_shared<const std::wstring>(makeText());
+    const auto text = std::make_shared<const std::wstring>(MakeText());
     return {[=] {
                 logger->Debug("file", 1, "function", L"%ls", text->c_str());
                 logger->Info("file", 2, "function", L"%ls %d", text->c_str(), 5);
                 logger->Warn("file", 3, "function", text->c_str());
             },
-            describeNothing, [=] { return Describe(*text); }};
+            DescribeNothing, [=] { return Describe(*text); }};
 }
 
 /// Sinks that only count, so that nothing of theirs outlives a scene.
@@ -182,7 +183,7 @@ int g_numOldSinkCalls = 0;
 int g_numNewSinkCalls = 0;
 
 /// Which sink a message reaches now.
-std::string describeSink()
+std::string DescribeSink()
 {
     g_numOldSinkCalls = 0;
     g_numNewSinkCalls = 0;
@@ -191,11 +192,11 @@ std::string describeSink()
            " new";
 }
 
-SScene makeSinkScene()
+SScene MakeSinkScene()
 {
     Logging::SetLogSink([](const Logging::SLogRecord&) { ++g_numOldSinkCalls; });
     return {[] { Logging::SetLogSink([](const Logging::SLogRecord&) { ++g_numNewSinkCalls; }); },
-            describeSink, describeSink};
+            DescribeSink, DescribeSink};
 }
 
 /// What is written to the standard error goes to \p file while it lives.
@@ -218,7 +219,7 @@ private:
     int m_standardError;
 };
 
-SScene makeStandardErrorScene()
+SScene MakeStandardErrorScene()
 {
     Logging::SetLogSink({});
     const auto logger = std::make_shared<const Logging::CLogger>(L"Veko2.Category");
@@ -240,15 +241,15 @@ SScene makeStandardErrorScene()
 std::vector<SNamedScene> MakeSupportScenes()
 {
     std::vector<SNamedScene> scenes{
-        {"LogMessage", makeMessageScene, EHelpers::GivenObjects},
-        {"LogMessageToStandardError", makeStandardErrorScene, EHelpers::Nobody},
-        {"LogSink", makeSinkScene, EHelpers::Nobody},
-        {"Logger", makeLoggerScene, EHelpers::Nobody},
-        {"Exception", makeExceptionScene<LqException>, EHelpers::Nobody},
-        {"PreconditionException", makeExceptionScene<VekoException>, EHelpers::Nobody},
-        {"Optional", makeOptionalScene, EHelpers::Nobody},
-        {"LargePages", makeLargePagesScene, EHelpers::Nobody}};
-    addComplaintScenes(scenes);
+        {"LogMessage", MakeMessageScene, EHelpers::GivenObjects},
+        {"LogMessageToStandardError", MakeStandardErrorScene, EHelpers::Nobody},
+        {"LogSink", MakeSinkScene, EHelpers::Nobody},
+        {"Logger", MakeLoggerScene, EHelpers::Nobody},
+        {"Exception", MakeExceptionScene<LqException>, EHelpers::Nobody},
+        {"PreconditionException", MakeExceptionScene<VekoException>, EHelpers::Nobody},
+        {"Optional", MakeOptionalScene, EHelpers::Nobody},
+        {"LargePages", MakeLargePagesScene, EHelpers::Nobody}};
+    AddComplaintScenes(scenes);
     return scenes;
 }
 

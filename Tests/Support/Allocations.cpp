@@ -16,7 +16,7 @@ std::atomic<std::size_t> g_numReleases = 0;
 
 constinit TestSupport::CFaultCounter g_faults;
 
-void* allocate(std::size_t size, std::size_t alignment)
+void* Allocate(std::size_t size, std::size_t alignment)
 {
     if (g_faults.Count() != 0)
     {
@@ -32,7 +32,7 @@ void* allocate(std::size_t size, std::size_t alignment)
     return memory;
 }
 
-void release(void* memory)
+void Release(void* memory)
 {
     if (memory != nullptr)
     {
@@ -45,27 +45,27 @@ void release(void* memory)
 
 void* operator new(std::size_t size)
 {
-    return allocate(size, alignof(std::max_align_t));
+    return Allocate(size, alignof(std::max_align_t));
 }
 void* operator new(std::size_t size, std::align_val_t alignment)
 {
-    return allocate(size, static_cast<std::size_t>(alignment));
+    return Allocate(size, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
 {
-    release(memory);
+    Release(memory);
 }
 
 namespace TestSupport

@@ -15,12 +15,12 @@ namespace
 
 const LqRTTI c_rtti{L"CMockSurfelCollection", nullptr};
 
-[[noreturn]] void throwUnexpectedCall()
+[[noreturn]] void ThrowUnexpectedCall()
 {
     throw std::logic_error("CMockSurfelCollection: this operation is not expected to be called");
 }
 
-bool isFinite(const LqVector3f& position)
+bool IsFinite(const LqVector3f& position)
 {
     return std::isfinite(position.x) && std::isfinite(position.y) && std::isfinite(position.z);
 }
@@ -42,7 +42,7 @@ CMockSurfelCollection::CMockSurfelCollection(const std::vector<LqVector3f>& posi
     for (std::size_t index = 0; index < positions.size(); ++index)
     {
         std::memcpy(first + index * stride, &positions[index], sizeof(LqVector3f));
-        if (isFinite(positions[index]))
+        if (IsFinite(positions[index]))
         {
             m_support->boundingBox.box.Extend(positions[index]);
         }
@@ -81,12 +81,12 @@ const wchar_t* CMockSurfelCollection::GetClassNameW() const
 
 void CMockSurfelCollection::Serialize(Base::IVekoStreamWrite& /*stream*/) const
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 void CMockSurfelCollection::Serialize(Base::IVekoStreamRead& /*stream*/)
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 std::shared_ptr<const Base::IPointCloudSupport> CMockSurfelCollection::GetPointCloudSupport() const
@@ -103,14 +103,14 @@ std::shared_ptr<const Base::IPointCloudSupport> CMockSurfelCollection::GetPointC
 std::shared_ptr<Base::ISurfelCollection> CMockSurfelCollection::GetSubsetCopyByIndex(
     const std::vector<std::size_t>& /*indices*/, SubsetMode /*mode*/) const
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 std::shared_ptr<Base::ISurfelCollection> CMockSurfelCollection::GetSubsetCopyByMask(
     const std::vector<Base::CSurfelBitMask>& /*bitMasks*/, Base::CSurfelBitMask /*bits*/,
     MaskMode /*mode*/) const
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 std::shared_ptr<Base::ISurfelCollection> CMockSurfelCollection::GetSubsetCopyByMask(
@@ -133,25 +133,25 @@ std::unique_ptr<Base::ISurfelCollection> CMockSurfelCollection::CloneFromCollect
     const std::vector<const ISurfelCollection*>& /*collections*/,
     const std::vector<LqMatrix4Rd>& /*trafos*/) const
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 std::unique_ptr<Base::ISurfelCollection> CMockSurfelCollection::Clone(
     const LqMatrix4Rd& /*trafo*/) const
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 void CMockSurfelCollection::Append(const ISurfelCollection& /*collection*/,
                                    const LqMatrix4Rd& /*trafo*/)
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 void CMockSurfelCollection::ScatterCopy(const ISurfelCollection& /*collection*/,
                                         const IndexPairs& /*pairs*/, const LqMatrix4Rd& /*trafo*/)
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 std::uint64_t CMockSurfelCollection::GetCount() const
@@ -175,7 +175,7 @@ std::vector<ScanAPI::SimpleVec3f> CMockSurfelCollection::GetAllPositions() const
 Base::AElementAccessBase* CMockSurfelCollection::getElementAccess(
     const std::type_index& /*definition*/)
 {
-    throwUnexpectedCall();
+    ThrowUnexpectedCall();
 }
 
 const Base::AElementAccessBase* CMockSurfelCollection::getElementAccess(

@@ -38,7 +38,7 @@ struct SBounds
     }
 };
 
-Elements multiply(const float* a, const float* b)
+Elements Multiply(const float* a, const float* b)
 {
     Elements product{};
     for (std::size_t i = 0; i < 4; ++i)
@@ -57,19 +57,19 @@ Elements multiply(const float* a, const float* b)
     return product;
 }
 
-Elements combine(const Base::SRegionSelectionInfo& selection, const LqMatrix4Rd& trafo)
+Elements Combine(const Base::SRegionSelectionInfo& selection, const LqMatrix4Rd& trafo)
 {
-    const Elements two = multiply(selection.transform1.data(), selection.transform2.data());
-    const Elements view = multiply(two.data(), selection.transform3.data());
+    const Elements two = Multiply(selection.transform1.data(), selection.transform2.data());
+    const Elements view = Multiply(two.data(), selection.transform3.data());
     Elements entity{};
     for (std::size_t index = 0; index < 16; ++index)
     {
         entity[index] = static_cast<float>(trafo.data()[index]);
     }
-    return multiply(entity.data(), view.data());
+    return Multiply(entity.data(), view.data());
 }
 
-Vector project(const Elements& matrix, const Vector& point)
+Vector Project(const Elements& matrix, const Vector& point)
 {
     std::array<float, 4> v{};
     for (std::size_t j = 0; j < 4; ++j)
@@ -84,7 +84,7 @@ Vector project(const Elements& matrix, const Vector& point)
     return {v[0] / v[3], v[1] / v[3], v[2] / v[3]};
 }
 
-Vector mapToPixels(const Vector& device, float width, float height)
+Vector MapToPixels(const Vector& device, float width, float height)
 {
     const float right = device[0] + 1.0F;
     const float down = 1.0F - device[1];
@@ -93,7 +93,7 @@ Vector mapToPixels(const Vector& device, float width, float height)
     return {x * 0.5F, y * 0.5F, device[2]};
 }
 
-std::int32_t toInteger(float value)
+std::int32_t ToInteger(float value)
 {
     const double whole = std::trunc(static_cast<double>(value));
     if (std::isnan(whole) || whole < -2147483648.0 || whole > 2147483647.0)
@@ -103,7 +103,7 @@ std::int32_t toInteger(float value)
     return static_cast<std::int32_t>(whole);
 }
 
-bool boxOverlapsPaint(const Base::SRegionSelectionInfo& selection, const LqVector3f& min,
+bool BoxOverlapsPaint(const Base::SRegionSelectionInfo& selection, const LqVector3f& min,
                       const LqVector3f& max, const Elements& matrix)
 {
     SBounds paint;
@@ -128,7 +128,7 @@ bool boxOverlapsPaint(const Base::SRegionSelectionInfo& selection, const LqVecto
     for (unsigned corner = 0; corner < 8; ++corner)
     {
         projected.Add(
-            project(matrix, {(corner & 1) != 0 ? max.x : min.x, (corner & 2) != 0 ? max.y : min.y,
+            Project(matrix, {(corner & 1) != 0 ? max.x : min.x, (corner & 2) != 0 ? max.y : min.y,
                              (corner & 4) != 0 ? max.z : min.z}));
     }
     if (!projected.HasPointOnEveryAxis())
@@ -138,8 +138,8 @@ bool boxOverlapsPaint(const Base::SRegionSelectionInfo& selection, const LqVecto
     const float width = static_cast<float>(selection.maskWidth);
     const float height = static_cast<float>(selection.maskHeight);
     SBounds screen;
-    screen.Add(mapToPixels(projected.min, width, height));
-    screen.Add(mapToPixels(projected.max, width, height));
+    screen.Add(MapToPixels(projected.min, width, height));
+    screen.Add(MapToPixels(projected.max, width, height));
     if (!paint.HasPointOnEveryAxis() || !screen.HasPointOnEveryAxis())
     {
         return false;
@@ -154,16 +154,16 @@ bool boxOverlapsPaint(const Base::SRegionSelectionInfo& selection, const LqVecto
     return true;
 }
 
-bool isUnderPaint(const Base::SRegionSelectionInfo& selection, const Elements& matrix,
+bool IsUnderPaint(const Base::SRegionSelectionInfo& selection, const Elements& matrix,
                   const LqVector3f& position)
 {
     const float width = static_cast<float>(selection.maskWidth);
     const float height = static_cast<float>(selection.maskHeight);
     const Vector pixel =
-        mapToPixels(project(matrix, {position.x, position.y, position.z}), width, height);
-    const std::int32_t row = toInteger(pixel[1]);
-    const std::int32_t column = toInteger(pixel[0]);
-    if (!(row > 0) || !(row < toInteger(height)) || !(column > 0) || !(column < toInteger(width)))
+        MapToPixels(Project(matrix, {position.x, position.y, position.z}), width, height);
+    const std::int32_t row = ToInteger(pixel[1]);
+    const std::int32_t column = ToInteger(pixel[0]);
+    if (!(row > 0) || !(row < ToInteger(height)) || !(column > 0) || !(column < ToInteger(width)))
     {
         return false;
     }
@@ -178,7 +178,7 @@ bool isUnderPaint(const Base::SRegionSelectionInfo& selection, const Elements& m
 bool ReferenceIntersectsRegion(const Base::SRegionSelectionInfo& selection, const LqVector3f& min,
                                const LqVector3f& max, const LqMatrix4Rd& trafo)
 {
-    return boxOverlapsPaint(selection, min, max, combine(selection, trafo));
+    return BoxOverlapsPaint(selection, min, max, Combine(selection, trafo));
 }
 
 SReferenceResult ReferenceCut(const Base::SRegionSelectionInfo& selection,
@@ -193,14 +193,14 @@ SReferenceResult ReferenceCut(const Base::SRegionSelectionInfo& selection,
     {
         result.words.resize(positions.size());
     }
-    const Elements matrix = combine(selection, trafo);
-    if (!boxOverlapsPaint(selection, min, max, matrix))
+    const Elements matrix = Combine(selection, trafo);
+    if (!BoxOverlapsPaint(selection, min, max, matrix))
     {
         return result;
     }
     for (std::size_t index = 0; index < positions.size() && index < result.words.size(); ++index)
     {
-        if (isUnderPaint(selection, matrix, positions[index]) &&
+        if (IsUnderPaint(selection, matrix, positions[index]) &&
             (result.words[index].bits & 8) == 0)
         {
             result.words[index].bits = static_cast<std::uint16_t>(result.words[index].bits | 8);

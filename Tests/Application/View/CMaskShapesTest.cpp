@@ -19,7 +19,7 @@ using Points = std::vector<CMaskShapes::SPoint>;
 constexpr double c_nan = std::numeric_limits<double>::quiet_NaN();
 
 /// The rows of the mask, '#' where it is painted.
-std::vector<std::string> draw(const CMask& mask)
+std::vector<std::string> Draw(const CMask& mask)
 {
     std::vector<std::string> rows;
     for (std::uint32_t row = 0; row < mask.GetHeight(); ++row)
@@ -34,25 +34,25 @@ std::vector<std::string> draw(const CMask& mask)
     return rows;
 }
 
-std::vector<std::string> drawRectangle(const CMaskShapes::SRectangle& rectangle)
+std::vector<std::string> DrawRectangle(const CMaskShapes::SRectangle& rectangle)
 {
     CMask mask(5, 4);
     CMaskShapes(mask).AddRectangle(rectangle);
-    return draw(mask);
+    return Draw(mask);
 }
 
-std::vector<std::string> drawLasso(const Points& polygon)
+std::vector<std::string> DrawLasso(const Points& polygon)
 {
     CMask mask(6, 5);
     CMaskShapes(mask).AddLasso(polygon);
-    return draw(mask);
+    return Draw(mask);
 }
 
-std::vector<std::string> drawBrush(const Points& line, double radius)
+std::vector<std::string> DrawBrush(const Points& line, double radius)
 {
     CMask mask(7, 5);
     CMaskShapes(mask).AddBrush(line, radius);
-    return draw(mask);
+    return Draw(mask);
 }
 
 using Rows = std::vector<std::string>;
@@ -62,39 +62,39 @@ const Rows c_emptyBrush(5, ".......");
 
 TEST(CMaskShapes, AddRectangle_BothCornersArePainted)
 {
-    EXPECT_EQ(drawRectangle({1, 1, 3, 2}), (Rows{".....", ".###.", ".###.", "....."}));
+    EXPECT_EQ(DrawRectangle({1, 1, 3, 2}), (Rows{".....", ".###.", ".###.", "....."}));
 }
 
 TEST(CMaskShapes, AddRectangle_CornersMayComeInAnyOrder)
 {
-    EXPECT_EQ(drawRectangle({3, 1, 1, 2}), drawRectangle({1, 1, 3, 2}));
-    EXPECT_EQ(drawRectangle({3, 2, 1, 1}), drawRectangle({1, 1, 3, 2}));
+    EXPECT_EQ(DrawRectangle({3, 1, 1, 2}), DrawRectangle({1, 1, 3, 2}));
+    EXPECT_EQ(DrawRectangle({3, 2, 1, 1}), DrawRectangle({1, 1, 3, 2}));
 }
 
 TEST(CMaskShapes, AddRectangle_SameCornerTwiceIsOnePixel)
 {
-    EXPECT_EQ(drawRectangle({4, 3, 4, 3}), (Rows{".....", ".....", ".....", "....#"}));
+    EXPECT_EQ(DrawRectangle({4, 3, 4, 3}), (Rows{".....", ".....", ".....", "....#"}));
 }
 
 TEST(CMaskShapes, AddRectangle_PartsOutsideAreClipped)
 {
-    EXPECT_EQ(drawRectangle({-7, -7, 1, 0}), (Rows{"##...", ".....", ".....", "....."}));
-    EXPECT_EQ(drawRectangle({3, 3, 99, 99}), (Rows{".....", ".....", ".....", "...##"}));
+    EXPECT_EQ(DrawRectangle({-7, -7, 1, 0}), (Rows{"##...", ".....", ".....", "....."}));
+    EXPECT_EQ(DrawRectangle({3, 3, 99, 99}), (Rows{".....", ".....", ".....", "...##"}));
 }
 
 TEST(CMaskShapes, AddRectangle_WhollyOutsidePaintsNothing)
 {
-    EXPECT_EQ(drawRectangle({-9, 0, -1, 3}), c_emptyRectangle);
-    EXPECT_EQ(drawRectangle({5, 0, 9, 3}), c_emptyRectangle);
-    EXPECT_EQ(drawRectangle({0, -9, 4, -1}), c_emptyRectangle);
-    EXPECT_EQ(drawRectangle({0, 4, 4, 9}), c_emptyRectangle);
+    EXPECT_EQ(DrawRectangle({-9, 0, -1, 3}), c_emptyRectangle);
+    EXPECT_EQ(DrawRectangle({5, 0, 9, 3}), c_emptyRectangle);
+    EXPECT_EQ(DrawRectangle({0, -9, 4, -1}), c_emptyRectangle);
+    EXPECT_EQ(DrawRectangle({0, 4, 4, 9}), c_emptyRectangle);
 }
 
 TEST(CMaskShapes, AddRectangle_ExtremeIntegersPaintEverything)
 {
     constexpr auto c_min = std::numeric_limits<std::int64_t>::min();
     constexpr auto c_max = std::numeric_limits<std::int64_t>::max();
-    EXPECT_EQ(drawRectangle({c_min, c_max, c_max, c_min}), Rows(4, "#####"));
+    EXPECT_EQ(DrawRectangle({c_min, c_max, c_max, c_min}), Rows(4, "#####"));
 }
 
 TEST(CMaskShapes, AddRectangle_AddsToWhatIsPainted)
@@ -103,18 +103,18 @@ TEST(CMaskShapes, AddRectangle_AddsToWhatIsPainted)
     CMaskShapes shapes(mask);
     shapes.AddRectangle({0, 0, 0, 0});
     shapes.AddRectangle({2, 0, 2, 0});
-    EXPECT_EQ(draw(mask), Rows{"#.#"});
+    EXPECT_EQ(Draw(mask), Rows{"#.#"});
 }
 
 TEST(CMaskShapes, AddLasso_PaintsPixelsWhoseCentreIsInside)
 {
-    EXPECT_EQ(drawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}}),
+    EXPECT_EQ(DrawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}}),
               (Rows{"......", ".###..", ".###..", "......", "......"}));
 }
 
 TEST(CMaskShapes, AddLasso_CentresOnLeftAndUpperEdgesAreInside)
 {
-    EXPECT_EQ(drawLasso({{1.5, 1.5}, {3.5, 1.5}, {3.5, 3.5}, {1.5, 3.5}}),
+    EXPECT_EQ(DrawLasso({{1.5, 1.5}, {3.5, 1.5}, {3.5, 3.5}, {1.5, 3.5}}),
               (Rows{"......", ".##...", ".##...", "......", "......"}));
 }
 
@@ -122,7 +122,7 @@ TEST(CMaskShapes, AddLasso_DirectionDoesNotMatter)
 {
     const Points clockwise = {{0.2, 0.1}, {5.7, 2.3}, {2.4, 4.9}};
     const Points reversed(clockwise.rbegin(), clockwise.rend());
-    EXPECT_EQ(drawLasso(clockwise), drawLasso(reversed));
+    EXPECT_EQ(DrawLasso(clockwise), DrawLasso(reversed));
 }
 
 TEST(CMaskShapes, AddLasso_PolygonsThatShareAnEdgeShareNoPixelAndLeaveNoGap)
@@ -143,7 +143,7 @@ TEST(CMaskShapes, AddLasso_PolygonsThatShareAnEdgeShareNoPixelAndLeaveNoGap)
 
 TEST(CMaskShapes, AddLasso_BothLoopsOfAnEightArePainted)
 {
-    EXPECT_EQ(drawLasso({{0, 0}, {6, 5}, {6, 0}, {0, 5}}), (Rows{"#....#", "##..##",
+    EXPECT_EQ(DrawLasso({{0, 0}, {6, 5}, {6, 0}, {0, 5}}), (Rows{"#....#", "##..##",
                                                                  "###"
                                                                  "###",
                                                                  "##..##", "#....#"}));
@@ -151,37 +151,37 @@ TEST(CMaskShapes, AddLasso_BothLoopsOfAnEightArePainted)
 
 TEST(CMaskShapes, AddLasso_LoopDrawnTwiceIsPainted)
 {
-    EXPECT_EQ(drawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}, {1, 1}, {4, 1}, {4, 3}, {1, 3}}),
-              drawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}}));
+    EXPECT_EQ(DrawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}, {1, 1}, {4, 1}, {4, 3}, {1, 3}}),
+              DrawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}}));
 }
 
 TEST(CMaskShapes, AddLasso_ClosingPointGivenAgainChangesNothing)
 {
-    EXPECT_EQ(drawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}, {1, 1}}),
-              drawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}}));
+    EXPECT_EQ(DrawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}, {1, 1}}),
+              DrawLasso({{1, 1}, {4, 1}, {4, 3}, {1, 3}}));
 }
 
 TEST(CMaskShapes, AddLasso_AroundEverythingPaintsEverything)
 {
-    EXPECT_EQ(drawLasso({{-1e9, -1e9}, {1e9, -1e9}, {1e9, 1e9}, {-1e9, 1e9}}), Rows(5, "######"));
+    EXPECT_EQ(DrawLasso({{-1e9, -1e9}, {1e9, -1e9}, {1e9, 1e9}, {-1e9, 1e9}}), Rows(5, "######"));
 }
 
 TEST(CMaskShapes, AddLasso_WhollyOutsidePaintsNothing)
 {
-    EXPECT_EQ(drawLasso({{7, 0}, {9, 0}, {9, 4}}), c_emptyLasso);
-    EXPECT_EQ(drawLasso({{-9, 0}, {-1, 0}, {-1, 4}}), c_emptyLasso);
-    EXPECT_EQ(drawLasso({{0, -9}, {5, -9}, {5, -1}}), c_emptyLasso);
-    EXPECT_EQ(drawLasso({{0, 6}, {5, 6}, {5, 9}}), c_emptyLasso);
+    EXPECT_EQ(DrawLasso({{7, 0}, {9, 0}, {9, 4}}), c_emptyLasso);
+    EXPECT_EQ(DrawLasso({{-9, 0}, {-1, 0}, {-1, 4}}), c_emptyLasso);
+    EXPECT_EQ(DrawLasso({{0, -9}, {5, -9}, {5, -1}}), c_emptyLasso);
+    EXPECT_EQ(DrawLasso({{0, 6}, {5, 6}, {5, 9}}), c_emptyLasso);
 }
 
 TEST(CMaskShapes, AddLasso_WithoutAreaPaintsNothing)
 {
-    EXPECT_EQ(drawLasso({{0, 0}, {3, 3}, {6, 6}}), c_emptyLasso);
-    EXPECT_EQ(drawLasso({{2.5, 2.5}, {2.5, 2.5}, {2.5, 2.5}}), c_emptyLasso);
+    EXPECT_EQ(DrawLasso({{0, 0}, {3, 3}, {6, 6}}), c_emptyLasso);
+    EXPECT_EQ(DrawLasso({{2.5, 2.5}, {2.5, 2.5}, {2.5, 2.5}}), c_emptyLasso);
 }
 
 /// The winding number of the polygon around a point, by the plain definition.
-int computeWinding(const Points& polygon, double x, double y)
+int ComputeWinding(const Points& polygon, double x, double y)
 {
     double angle = 0.0;
     for (std::size_t index = 0; index < polygon.size(); ++index)
@@ -217,7 +217,7 @@ TEST(CMaskShapes, AddLasso_AgreesWithTheWindingNumberOfEveryCentre)
             for (std::uint32_t column = 0; column < 20; ++column)
             {
                 EXPECT_EQ(mask.IsPainted(column, row),
-                          computeWinding(polygon, column + 0.5, row + 0.5) != 0)
+                          ComputeWinding(polygon, column + 0.5, row + 0.5) != 0)
                     << "round " << round << " column " << column << " row " << row;
             }
         }
@@ -244,35 +244,35 @@ TEST(CMaskShapes, AddLasso_CoordinateOutOfRangeThrowsAndPaintsNothing)
 
 TEST(CMaskShapes, AddBrush_SinglePointIsARoundDot)
 {
-    EXPECT_EQ(drawBrush({{3.5, 2.5}}, 1.5),
+    EXPECT_EQ(DrawBrush({{3.5, 2.5}}, 1.5),
               (Rows{".......", "..###..", "..###..", "..###..", "......."}));
-    EXPECT_EQ(drawBrush({{3.5, 2.5}}, 1.0),
+    EXPECT_EQ(DrawBrush({{3.5, 2.5}}, 1.0),
               (Rows{".......", "...#...", "..###..", "...#...", "......."}));
 }
 
 TEST(CMaskShapes, AddBrush_StrokeCoversABandWithRoundEnds)
 {
-    EXPECT_EQ(drawBrush({{1.5, 2.5}, {5.5, 2.5}}, 1.0),
+    EXPECT_EQ(DrawBrush({{1.5, 2.5}, {5.5, 2.5}}, 1.0),
               (Rows{".......", ".#####.", "#######", ".#####.", "......."}));
 }
 
 TEST(CMaskShapes, AddBrush_EveryPieceOfTheLineIsPainted)
 {
-    EXPECT_EQ(drawBrush({{0.5, 0.5}, {6.5, 0.5}, {6.5, 4.5}}, 0.5),
+    EXPECT_EQ(DrawBrush({{0.5, 0.5}, {6.5, 0.5}, {6.5, 4.5}}, 0.5),
               (Rows{"#######", "......#", "......#", "......#", "......#"}));
 }
 
 TEST(CMaskShapes, AddBrush_PartsOutsideAreClipped)
 {
-    EXPECT_EQ(drawBrush({{-1e9, 2.5}, {1e9, 2.5}}, 0.5),
+    EXPECT_EQ(DrawBrush({{-1e9, 2.5}, {1e9, 2.5}}, 0.5),
               (Rows{".......", ".......", "#######", ".......", "......."}));
-    EXPECT_EQ(drawBrush({{3, 2}}, 1e9), Rows(5, "#######"));
+    EXPECT_EQ(DrawBrush({{3, 2}}, 1e9), Rows(5, "#######"));
 }
 
 TEST(CMaskShapes, AddBrush_WhollyOutsidePaintsNothing)
 {
-    EXPECT_EQ(drawBrush({{-5, 2}, {-5, 3}}, 2), c_emptyBrush);
-    EXPECT_EQ(drawBrush({{3, 40}, {9, 50}}, 2), c_emptyBrush);
+    EXPECT_EQ(DrawBrush({{-5, 2}, {-5, 3}}, 2), c_emptyBrush);
+    EXPECT_EQ(DrawBrush({{3, 40}, {9, 50}}, 2), c_emptyBrush);
 }
 
 TEST(CMaskShapes, AddBrush_AgreesWithTheDistanceOfEveryCentre)

@@ -22,7 +22,7 @@ using Application::CMask;
 using Application::CView;
 using Json = nlohmann::ordered_json;
 
-CView makeView()
+CView MakeView()
 {
     CCamera::SParameters parameters;
     parameters.eye = {1.1, -7.3, 2.7};
@@ -33,7 +33,7 @@ CView makeView()
     return CCamera(parameters).MakeView();
 }
 
-void expectFailure(const std::string& json, const std::string& message)
+void ExpectFailure(const std::string& json, const std::string& message)
 {
     try
     {
@@ -47,16 +47,16 @@ void expectFailure(const std::string& json, const std::string& message)
     }
 }
 
-void expectFailure(const std::function<void(Json&)>& damage, const std::string& message)
+void ExpectFailure(const std::function<void(Json&)>& damage, const std::string& message)
 {
-    Json document = Json::parse(makeView().ToJson());
+    Json document = Json::parse(MakeView().ToJson());
     damage(document);
-    expectFailure(document.dump(), message);
+    ExpectFailure(document.dump(), message);
 }
 
 TEST(CView, ToJson_ReadsBackExactly)
 {
-    const CView view = makeView();
+    const CView view = MakeView();
     EXPECT_EQ(CView::FromJson(view.ToJson(), "x"), view);
 }
 
@@ -78,9 +78,9 @@ TEST(CView, ToJson_KeepsEveryBitOfAwkwardNumbers)
 
 TEST(CView, FromJson_UnknownFieldIsIgnored)
 {
-    Json document = Json::parse(makeView().ToJson());
+    Json document = Json::parse(MakeView().ToJson());
     document["comment"] = "front";
-    EXPECT_EQ(CView::FromJson(document.dump(), "x"), makeView());
+    EXPECT_EQ(CView::FromJson(document.dump(), "x"), MakeView());
 }
 
 TEST(CView, FromJson_KnownFieldsAreFoundBehindManyOthers)
@@ -90,23 +90,23 @@ TEST(CView, FromJson_KnownFieldsAreFoundBehindManyOthers)
     {
         json += "\"field" + std::to_string(index) + "\": [{\"width\": [[1], {}]}, 2, {}],";
     }
-    json += makeView().ToJson().substr(1);
-    EXPECT_EQ(CView::FromJson(json, "x"), makeView());
+    json += MakeView().ToJson().substr(1);
+    EXPECT_EQ(CView::FromJson(json, "x"), MakeView());
 }
 
 TEST(CView, FromJson_FieldThatComesTwiceCountsAsItComesLast)
 {
     const std::string json =
-        "{\"width\": [1, 2], \"origin\": {\"a\": 1}," + makeView().ToJson().substr(1);
-    EXPECT_EQ(CView::FromJson(json, "x"), makeView());
+        "{\"width\": [1, 2], \"origin\": {\"a\": 1}," + MakeView().ToJson().substr(1);
+    EXPECT_EQ(CView::FromJson(json, "x"), MakeView());
 }
 
 TEST(CView, FromJson_SurplusElementsAreCountedAsFarAsTheyAreKept)
 {
     const auto expectCount = [](std::size_t count, const std::string& message) {
-        Json document = Json::parse(makeView().ToJson());
+        Json document = Json::parse(MakeView().ToJson());
         document["origin"] = std::vector<int>(count);
-        expectFailure(document.dump(), "origin: expected an array of 3 numbers, found " + message);
+        ExpectFailure(document.dump(), "origin: expected an array of 3 numbers, found " + message);
     };
     expectCount(4, "4 elements");
     expectCount(16, "16 elements");
@@ -116,22 +116,22 @@ TEST(CView, FromJson_SurplusElementsAreCountedAsFarAsTheyAreKept)
 
 TEST(CView, FromJson_WholeNumbersServeAsNumbers)
 {
-    Json document = Json::parse(makeView().ToJson());
+    Json document = Json::parse(MakeView().ToJson());
     document["origin"] = {1, -2, 3};
     EXPECT_EQ(CView::FromJson(document.dump(), "x").GetOrigin(), (CView::Origin{1, -2, 3}));
 }
 
 TEST(CView, FromJson_DamagedDocumentNamesTheByte)
 {
-    expectFailure("", "byte 1: expected a JSON document");
-    expectFailure("{\"format\": ", "expected a JSON document");
-    expectFailure(makeView().ToJson() + "x", "expected a JSON document");
-    expectFailure("\xFF\xFE\x00", "expected a JSON document");
+    ExpectFailure("", "byte 1: expected a JSON document");
+    ExpectFailure("{\"format\": ", "expected a JSON document");
+    ExpectFailure(MakeView().ToJson() + "x", "expected a JSON document");
+    ExpectFailure("\xFF\xFE\x00", "expected a JSON document");
 }
 
 TEST(CView, FromJson_EveryTruncationThrows)
 {
-    const std::string json = makeView().ToJson();
+    const std::string json = MakeView().ToJson();
     for (std::size_t length = 0; length + 2 < json.size(); ++length)
     {
         EXPECT_THROW(static_cast<void>(CView::FromJson(json.substr(0, length), "x")), CInputError);
@@ -140,28 +140,28 @@ TEST(CView, FromJson_EveryTruncationThrows)
 
 TEST(CView, FromJson_DeepNestingIsAnErrorAndNoCrash)
 {
-    expectFailure(std::string(100000, '['), "expected a JSON document");
-    expectFailure(std::string(100000, '[') + std::string(100000, ']'), "expected a view");
+    ExpectFailure(std::string(100000, '['), "expected a JSON document");
+    ExpectFailure(std::string(100000, '[') + std::string(100000, ']'), "expected a view");
 }
 
 TEST(CView, FromJson_DeepNestingInsideAFieldIsAnErrorAndNoCrash)
 {
     const std::string deep = std::string(400000, '[') + std::string(400000, ']');
-    expectFailure("{\"format\": " + deep + "}", "format: expected \"veko2-view\", found array");
-    expectFailure("{\"format\": \"veko2-view\", \"version\": " + deep + "}",
+    ExpectFailure("{\"format\": " + deep + "}", "format: expected \"veko2-view\", found array");
+    ExpectFailure("{\"format\": \"veko2-view\", \"version\": " + deep + "}",
                   "version: expected 1, found array");
 }
 
 TEST(CView, FromJson_LongTextInPlaceOfAValueIsShortenedInTheMessage)
 {
-    expectFailure([](Json& d) { d["format"] = std::string(100000, 'x'); },
+    ExpectFailure([](Json& d) { d["format"] = std::string(100000, 'x'); },
                   "found \"" + std::string(40, 'x') + "\"");
 }
 
 TEST(CView, FromJson_NotAnObjectThrows)
 {
-    expectFailure("[1, 2]", "expected a view, a JSON object, found array");
-    expectFailure("null", "found null");
+    ExpectFailure("[1, 2]", "expected a view, a JSON object, found array");
+    ExpectFailure("null", "found null");
 }
 
 TEST(CView, FromJson_EveryMissingFieldIsNamed)
@@ -169,18 +169,18 @@ TEST(CView, FromJson_EveryMissingFieldIsNamed)
     for (const char* field : {"format", "version", "width", "height", "origin", "transform1",
                               "transform2", "transform3"})
     {
-        expectFailure([&](Json& document) { document.erase(field); },
+        ExpectFailure([&](Json& document) { document.erase(field); },
                       std::string(field) + ": the field is missing");
     }
 }
 
 TEST(CView, FromJson_OtherFormatOrVersionThrows)
 {
-    expectFailure([](Json& d) { d["format"] = "other"; },
+    ExpectFailure([](Json& d) { d["format"] = "other"; },
                   "format: expected \"veko2-view\", found \"other\"");
-    expectFailure([](Json& d) { d["format"] = 3; }, "format: expected \"veko2-view\", found 3");
-    expectFailure([](Json& d) { d["version"] = 2; }, "version: expected 1, found 2");
-    expectFailure([](Json& d) { d["version"] = "1"; }, "version: expected 1, found \"1\"");
+    ExpectFailure([](Json& d) { d["format"] = 3; }, "format: expected \"veko2-view\", found 3");
+    ExpectFailure([](Json& d) { d["version"] = 2; }, "version: expected 1, found 2");
+    ExpectFailure([](Json& d) { d["version"] = "1"; }, "version: expected 1, found \"1\"");
 }
 
 TEST(CView, FromJson_BadSizesAreNamed)
@@ -188,16 +188,16 @@ TEST(CView, FromJson_BadSizesAreNamed)
     for (const char* field : {"width", "height"})
     {
         const std::string name(field);
-        expectFailure([&](Json& d) { d[field] = 0; },
+        ExpectFailure([&](Json& d) { d[field] = 0; },
                       name + ": expected 1 to 16384 pixels, found 0");
-        expectFailure([&](Json& d) { d[field] = 16385; }, name + ": expected 1 to 16384");
-        expectFailure([&](Json& d) { d[field] = std::numeric_limits<std::uint64_t>::max(); },
+        ExpectFailure([&](Json& d) { d[field] = 16385; }, name + ": expected 1 to 16384");
+        ExpectFailure([&](Json& d) { d[field] = std::numeric_limits<std::uint64_t>::max(); },
                       name + ": expected 1 to 16384");
-        expectFailure([&](Json& d) { d[field] = -5; },
+        ExpectFailure([&](Json& d) { d[field] = -5; },
                       name + ": expected a whole number of pixels, found -5");
-        expectFailure([&](Json& d) { d[field] = 64.5; },
+        ExpectFailure([&](Json& d) { d[field] = 64.5; },
                       name + ": expected a whole number of pixels, found 64.5");
-        expectFailure([&](Json& d) { d[field] = "64"; },
+        ExpectFailure([&](Json& d) { d[field] = "64"; },
                       name + ": expected a whole number of pixels, found \"64\"");
     }
 }
@@ -207,19 +207,19 @@ TEST(CView, FromJson_BadNumberArraysAreNamed)
     for (const char* field : {"origin", "transform1", "transform2", "transform3"})
     {
         const std::string name(field);
-        expectFailure([&](Json& d) { d[field].push_back(1); }, name + ": expected an array of");
-        expectFailure([&](Json& d) { d[field].erase(0); }, name + ": expected an array of");
-        expectFailure([&](Json& d) { d[field] = 1; }, "numbers, found 1");
-        expectFailure([&](Json& d) { d[field][2] = "0"; },
+        ExpectFailure([&](Json& d) { d[field].push_back(1); }, name + ": expected an array of");
+        ExpectFailure([&](Json& d) { d[field].erase(0); }, name + ": expected an array of");
+        ExpectFailure([&](Json& d) { d[field] = 1; }, "numbers, found 1");
+        ExpectFailure([&](Json& d) { d[field][2] = "0"; },
                       name + "[2]: expected a number, found \"0\"");
-        expectFailure([&](Json& d) { d[field][1] = nullptr; },
+        ExpectFailure([&](Json& d) { d[field][1] = nullptr; },
                       name + "[1]: expected a number, found null");
     }
 }
 
 TEST(CView, FromJson_NumberBeyondDoubleThrows)
 {
-    std::string json = Json::parse(makeView().ToJson()).dump();
+    std::string json = Json::parse(MakeView().ToJson()).dump();
     const std::string field = "\"origin\":[";
     const std::size_t first = json.find(field) + field.size();
     json.replace(first, json.find(',', first) - first, "1e999");
@@ -228,7 +228,7 @@ TEST(CView, FromJson_NumberBeyondDoubleThrows)
 
 TEST(CView, FromJson_TransformBeyondFloatThrows)
 {
-    expectFailure([](Json& d) { d["transform2"][0] = 1e39; },
+    ExpectFailure([](Json& d) { d["transform2"][0] = 1e39; },
                   "transform2: expected numbers that are finite as floats");
 }
 
@@ -236,16 +236,16 @@ TEST(CView, FromJson_SingularTransformIsNamed)
 {
     for (const char* field : {"transform1", "transform2", "transform3"})
     {
-        expectFailure([&](Json& d) { d[field] = std::vector<double>(16, 0.0); },
+        ExpectFailure([&](Json& d) { d[field] = std::vector<double>(16, 0.0); },
                       std::string(field) + ": expected a matrix with an inverse");
-        expectFailure([&](Json& d) { d[field] = std::vector<double>(16, 1.0); },
+        ExpectFailure([&](Json& d) { d[field] = std::vector<double>(16, 1.0); },
                       std::string(field) + ": expected a matrix with an inverse");
         std::vector<double> numbers(16);
         for (std::size_t index = 0; index < 16; ++index)
         {
             numbers[index] = static_cast<double>(index) / 3.0;
         }
-        expectFailure([&](Json& d) { d[field] = numbers; },
+        ExpectFailure([&](Json& d) { d[field] = numbers; },
                       std::string(field) + ": expected a matrix with an inverse");
     }
 }
@@ -307,7 +307,7 @@ TEST(CView, MakeRelativeTrafo_SubtractsTheOriginAfterTheTransform)
 
 TEST(CView, MakeSelection_CarriesSizeMatricesAndMask)
 {
-    const CView view = makeView();
+    const CView view = MakeView();
     CMask mask(64, 48);
     mask.PaintSpan(2, 5, 7);
     const auto selection = view.MakeSelection(mask);
@@ -326,7 +326,7 @@ TEST(CView, MakeSelection_MaskOfAnotherSizeThrowsWithBothSizes)
 {
     try
     {
-        static_cast<void>(makeView().MakeSelection(CMask(48, 64)));
+        static_cast<void>(MakeView().MakeSelection(CMask(48, 64)));
         FAIL();
     }
     catch (const CInputError& error)

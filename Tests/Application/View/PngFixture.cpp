@@ -10,19 +10,19 @@ namespace ViewTests
 namespace
 {
 
-void throwError(png_structp, png_const_charp text)
+void ThrowError(png_structp, png_const_charp text)
 {
     throw std::logic_error(text);
 }
 
-void append(png_structp png, png_bytep data, std::size_t count)
+void Append(png_structp png, png_bytep data, std::size_t count)
 {
     static_cast<std::string*>(png_get_io_ptr(png))
         ->append(reinterpret_cast<const char*>(data), count);
 }
 
 /// The samples of a row, packed as the format stores them.
-std::vector<png_byte> packRow(const std::uint16_t* samples, std::size_t count, int bitDepth)
+std::vector<png_byte> PackRow(const std::uint16_t* samples, std::size_t count, int bitDepth)
 {
     std::vector<png_byte> row((count * static_cast<std::size_t>(bitDepth) + 7) / 8);
     for (std::size_t index = 0; index < count; ++index)
@@ -45,9 +45,9 @@ std::vector<png_byte> packRow(const std::uint16_t* samples, std::size_t count, i
 std::string WritePng(const SPng& picture)
 {
     std::string bytes;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, throwError, nullptr);
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, ThrowError, nullptr);
     png_infop info = png_create_info_struct(png);
-    png_set_write_fn(png, &bytes, append, nullptr);
+    png_set_write_fn(png, &bytes, Append, nullptr);
     png_set_IHDR(png, info, picture.width, picture.height, picture.bitDepth, picture.colorType,
                  picture.isInterlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
@@ -82,7 +82,7 @@ std::string WritePng(const SPng& picture)
     for (std::size_t row = 0; row < picture.height; ++row)
     {
         rows.push_back(
-            packRow(picture.samples.data() + row * rowSamples, rowSamples, picture.bitDepth));
+            PackRow(picture.samples.data() + row * rowSamples, rowSamples, picture.bitDepth));
     }
     for (auto& row : rows)
     {

@@ -45,17 +45,17 @@ static_assert(std::is_nothrow_move_constructible_v<CGeometricEntityPacket> &&
               std::is_nothrow_move_assignable_v<CGeometricEntityPacket> &&
               std::is_copy_assignable_v<CGeometricEntityPacket>);
 
-std::shared_ptr<const IGeometricEntity> makeEntity()
+std::shared_ptr<const IGeometricEntity> MakeEntity()
 {
     return std::make_shared<CMockGeometricEntity>(nullptr);
 }
 
-std::shared_ptr<const CSurfelCollectionMask> makeMask()
+std::shared_ptr<const CSurfelCollectionMask> MakeMask()
 {
     return std::make_shared<CSurfelCollectionMask>(std::vector<CSurfelBitMask>{{1}, {2}});
 }
 
-bool isInvalid(const LqMatrix4Rd& matrix)
+bool IsInvalid(const LqMatrix4Rd& matrix)
 {
     return std::all_of(matrix.data(), matrix.data() + 16,
                        [](double element) { return std::isnan(element); });
@@ -63,8 +63,8 @@ bool isInvalid(const LqMatrix4Rd& matrix)
 
 TEST(CGeometricEntityPacketTest, FourArguments_AreAllPresent)
 {
-    const auto entity = makeEntity();
-    const auto mask = makeMask();
+    const auto entity = MakeEntity();
+    const auto mask = MakeMask();
     const CGeometricEntityPacket packet(entity, MakeTranslation(1, 2, 3), mask, -7);
     EXPECT_EQ(packet.GetEntity(), entity);
     EXPECT_TRUE(packet.HasTrafo());
@@ -76,28 +76,28 @@ TEST(CGeometricEntityPacketTest, FourArguments_AreAllPresent)
 
 TEST(CGeometricEntityPacketTest, FourArguments_EmptyMaskIsPresent)
 {
-    const CGeometricEntityPacket packet(makeEntity(), c_matIdentityD, nullptr, 0);
+    const CGeometricEntityPacket packet(MakeEntity(), c_matIdentityD, nullptr, 0);
     EXPECT_TRUE(packet.HasSurfelCollectionMask());
     EXPECT_EQ(packet.GetSurfelCollectionMask(), nullptr);
 }
 
 TEST(CGeometricEntityPacketTest, TwoArguments_LeaveTrafoAbsentAndReadAsInvalid)
 {
-    const CGeometricEntityPacket packet(makeEntity(), 3);
+    const CGeometricEntityPacket packet(MakeEntity(), 3);
     EXPECT_FALSE(packet.HasTrafo());
-    EXPECT_TRUE(isInvalid(packet.GetTrafo()));
+    EXPECT_TRUE(IsInvalid(packet.GetTrafo()));
 }
 
 TEST(CGeometricEntityPacketTest, TwoArguments_LeaveMaskAbsentAndReadAsEmpty)
 {
-    const CGeometricEntityPacket packet(makeEntity(), 3);
+    const CGeometricEntityPacket packet(MakeEntity(), 3);
     EXPECT_FALSE(packet.HasSurfelCollectionMask());
     EXPECT_EQ(packet.GetSurfelCollectionMask(), nullptr);
 }
 
 TEST(CGeometricEntityPacketTest, TwoArguments_KeepEntityAndOptimizationLevel)
 {
-    const auto entity = makeEntity();
+    const auto entity = MakeEntity();
     const CGeometricEntityPacket packet(entity, 3);
     EXPECT_EQ(packet.GetEntity(), entity);
     EXPECT_EQ(packet.GetOptimizationLevel(), 3);
@@ -112,16 +112,16 @@ TEST(CGeometricEntityPacketTest, GetEntityID_IsTheEntitysOwn)
 
 TEST(CGeometricEntityPacketTest, GetEntityID_WithoutEntityIsNil)
 {
-    const CGeometricEntityPacket packet(nullptr, c_matIdentityD, makeMask(), 0);
+    const CGeometricEntityPacket packet(nullptr, c_matIdentityD, MakeMask(), 0);
     EXPECT_EQ(packet.GetEntityID(), CEntityID::Nil());
 }
 
 TEST(CGeometricEntityPacketTest, WithMask_ReplacesTheMaskOnly)
 {
-    const auto entity = makeEntity();
-    const auto mask = makeMask();
+    const auto entity = MakeEntity();
+    const auto mask = MakeMask();
     const CGeometricEntityPacket packet =
-        CGeometricEntityPacket(entity, MakeTranslation(1, 2, 3), makeMask(), 5).WithMask(mask);
+        CGeometricEntityPacket(entity, MakeTranslation(1, 2, 3), MakeMask(), 5).WithMask(mask);
     EXPECT_EQ(packet.GetSurfelCollectionMask(), mask);
     EXPECT_EQ(packet.GetEntity(), entity);
     EXPECT_TRUE(packet.HasTrafo());
@@ -131,8 +131,8 @@ TEST(CGeometricEntityPacketTest, WithMask_ReplacesTheMaskOnly)
 
 TEST(CGeometricEntityPacketTest, WithMask_MakesAnAbsentMaskPresent)
 {
-    const auto mask = makeMask();
-    const CGeometricEntityPacket packet = CGeometricEntityPacket(makeEntity(), 0).WithMask(mask);
+    const auto mask = MakeMask();
+    const CGeometricEntityPacket packet = CGeometricEntityPacket(MakeEntity(), 0).WithMask(mask);
     EXPECT_TRUE(packet.HasSurfelCollectionMask());
     EXPECT_EQ(packet.GetSurfelCollectionMask(), mask);
     EXPECT_FALSE(packet.HasTrafo());
@@ -140,16 +140,16 @@ TEST(CGeometricEntityPacketTest, WithMask_MakesAnAbsentMaskPresent)
 
 TEST(CGeometricEntityPacketTest, WithMask_LeavesThePacketAsItWas)
 {
-    const auto mask = makeMask();
-    const CGeometricEntityPacket packet(makeEntity(), c_matIdentityD, mask, 0);
-    static_cast<void>(packet.WithMask(makeMask()));
+    const auto mask = MakeMask();
+    const CGeometricEntityPacket packet(MakeEntity(), c_matIdentityD, mask, 0);
+    static_cast<void>(packet.WithMask(MakeMask()));
     EXPECT_EQ(packet.GetSurfelCollectionMask(), mask);
 }
 
 TEST(CGeometricEntityPacketTest, WithTrafo_ReplacesTheTrafoOnly)
 {
-    const auto entity = makeEntity();
-    const auto mask = makeMask();
+    const auto entity = MakeEntity();
+    const auto mask = MakeMask();
     const CGeometricEntityPacket packet =
         CGeometricEntityPacket(entity, c_matIdentityD, mask, 5).WithTrafo(MakeTranslation(4, 5, 6));
     EXPECT_EQ(packet.GetTrafo(), MakeTranslation(4, 5, 6));
@@ -162,7 +162,7 @@ TEST(CGeometricEntityPacketTest, WithTrafo_ReplacesTheTrafoOnly)
 TEST(CGeometricEntityPacketTest, WithTrafo_MakesAnAbsentTrafoPresent)
 {
     const CGeometricEntityPacket packet =
-        CGeometricEntityPacket(makeEntity(), 0).WithTrafo(MakeTranslation(4, 5, 6));
+        CGeometricEntityPacket(MakeEntity(), 0).WithTrafo(MakeTranslation(4, 5, 6));
     EXPECT_TRUE(packet.HasTrafo());
     EXPECT_EQ(packet.GetTrafo(), MakeTranslation(4, 5, 6));
     EXPECT_FALSE(packet.HasSurfelCollectionMask());
@@ -170,10 +170,10 @@ TEST(CGeometricEntityPacketTest, WithTrafo_MakesAnAbsentTrafoPresent)
 
 TEST(CGeometricEntityPacketTest, Copy_SharesEntityAndMask)
 {
-    const auto entity = makeEntity();
-    const auto mask = makeMask();
+    const auto entity = MakeEntity();
+    const auto mask = MakeMask();
     const CGeometricEntityPacket packet(entity, MakeTranslation(1, 2, 3), mask, 5);
-    CGeometricEntityPacket copy(makeEntity(), 0);
+    CGeometricEntityPacket copy(MakeEntity(), 0);
     copy = packet;
     EXPECT_EQ(copy.GetEntity(), entity);
     EXPECT_EQ(copy.GetSurfelCollectionMask(), mask);
@@ -183,8 +183,8 @@ TEST(CGeometricEntityPacketTest, Copy_SharesEntityAndMask)
 
 TEST(CEntityTrafoMaskPacketTest, Constructor_TakesEntityTrafoAndMask)
 {
-    const auto entity = makeEntity();
-    const auto mask = makeMask();
+    const auto entity = MakeEntity();
+    const auto mask = MakeMask();
     const CEntityTrafoMaskPacket packet(
         CGeometricEntityPacket(entity, MakeTranslation(1, 2, 3), mask, 5));
     EXPECT_EQ(packet.GetEntity(), entity);
@@ -194,8 +194,8 @@ TEST(CEntityTrafoMaskPacketTest, Constructor_TakesEntityTrafoAndMask)
 
 TEST(CEntityTrafoMaskPacketTest, Constructor_AbsentTrafoAndMaskReadAsInvalidAndEmpty)
 {
-    const CEntityTrafoMaskPacket packet(CGeometricEntityPacket(makeEntity(), 5));
-    EXPECT_TRUE(isInvalid(packet.GetTrafo()));
+    const CEntityTrafoMaskPacket packet(CGeometricEntityPacket(MakeEntity(), 5));
+    EXPECT_TRUE(IsInvalid(packet.GetTrafo()));
     EXPECT_EQ(packet.GetSurfelCollectionMask(), nullptr);
 }
 

@@ -24,7 +24,7 @@ constexpr Bytes c_countedBytes{0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
                                0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
 
 /// \p bytes with one bit changed.
-Bytes flipBit(Bytes bytes, std::size_t bit)
+Bytes FlipBit(Bytes bytes, std::size_t bit)
 {
     bytes.at(bit / 8) = static_cast<std::uint8_t>(bytes.at(bit / 8) ^ (1U << (bit % 8)));
     return bytes;
@@ -87,7 +87,7 @@ TEST(CUniqueIDTest, Equality_ComparesEveryBit)
     EXPECT_EQ(id, CUniqueID(c_countedBytes));
     for (std::size_t bit = 0; bit < 128; ++bit)
     {
-        EXPECT_NE(id, CUniqueID(flipBit(c_countedBytes, bit))) << "bit " << bit;
+        EXPECT_NE(id, CUniqueID(FlipBit(c_countedBytes, bit))) << "bit " << bit;
     }
 }
 
@@ -102,7 +102,7 @@ TEST(CUniqueIDTest, Hash_DependsOnEveryBit)
     const std::size_t whole = hash(CUniqueID(c_countedBytes));
     for (std::size_t bit = 0; bit < 128; ++bit)
     {
-        EXPECT_NE(whole, hash(CUniqueID(flipBit(c_countedBytes, bit)))) << "bit " << bit;
+        EXPECT_NE(whole, hash(CUniqueID(FlipBit(c_countedBytes, bit)))) << "bit " << bit;
     }
 }
 

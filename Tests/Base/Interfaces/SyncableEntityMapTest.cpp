@@ -34,7 +34,7 @@ static_assert(!std::is_copy_assignable_v<DataLayer::ISyncableEntityCollectionMod
 static_assert(std::has_virtual_destructor_v<DataLayer::ISyncableEntityCollectionModifyOperation>);
 
 /// A full record whose members all differ from the default ones.
-CEntityMapValue makeValue()
+CEntityMapValue MakeValue()
 {
     CEntityMapValue value;
     value.optimizationLevel = 4;
@@ -46,7 +46,7 @@ CEntityMapValue makeValue()
     return value;
 }
 
-void expectAllPresent(const CEntityMapPartialValue& partial, const CEntityMapValue& value)
+void ExpectAllPresent(const CEntityMapPartialValue& partial, const CEntityMapValue& value)
 {
     EXPECT_EQ(partial.optimizationLevel.GetValue(), value.optimizationLevel);
     EXPECT_EQ(partial.mask.GetValue(), value.mask);
@@ -58,8 +58,8 @@ void expectAllPresent(const CEntityMapPartialValue& partial, const CEntityMapVal
 /// Two records, each with one mask of its own, and who holds the masks.
 struct STwoMasks
 {
-    CEntityMapValue first = makeValue();
-    CEntityMapValue second = makeValue();
+    CEntityMapValue first = MakeValue();
+    CEntityMapValue second = MakeValue();
     std::weak_ptr<const CSurfelCollectionMask> firstMask = first.mask;
     std::weak_ptr<const CSurfelCollectionMask> secondMask = second.mask;
 
@@ -84,7 +84,7 @@ TEST(CEntityMapValueTest, DefaultConstructor_HoldsNothing)
 
 TEST(MakeEntityMapValueTest, WholePacket_GivesAllItsParts)
 {
-    const CEntityMapValue source = makeValue();
+    const CEntityMapValue source = MakeValue();
     const CEntityMapValue value = MakeEntityMapValue(
         CGeometricEntityPacket(source.entity, source.trafo, source.mask, 9), false);
     EXPECT_EQ(value.optimizationLevel, 9);
@@ -104,7 +104,7 @@ TEST(MakeEntityMapValueTest, PacketWithoutTrafo_GivesTheInvalidMatrix)
 {
     const auto entity = std::make_shared<CMockGeometricEntity>(nullptr);
     const CEntityMapValue value =
-        MakeEntityMapValue(CGeometricEntityPacket(entity, 6).WithMask(makeValue().mask), false);
+        MakeEntityMapValue(CGeometricEntityPacket(entity, 6).WithMask(MakeValue().mask), false);
     EXPECT_TRUE(std::all_of(value.trafo.data(), value.trafo.data() + 16,
                             [](double element) { return std::isnan(element); }));
     EXPECT_EQ(value.entity, entity);
@@ -134,22 +134,22 @@ TEST(CEntityMapPartialValueTest, DefaultConstructor_HasNothingPresent)
 
 TEST(CEntityMapPartialValueTest, FromValue_HasAllFivePresent)
 {
-    const CEntityMapValue value = makeValue();
-    expectAllPresent(CEntityMapPartialValue(value), value);
+    const CEntityMapValue value = MakeValue();
+    ExpectAllPresent(CEntityMapPartialValue(value), value);
 }
 
 TEST(CEntityMapPartialValueTest, FromEmptyValue_HasAllFivePresent)
 {
     const CEntityMapValue value;
-    expectAllPresent(CEntityMapPartialValue(value), value);
+    ExpectAllPresent(CEntityMapPartialValue(value), value);
 }
 
 TEST(CEntityMapPartialValueTest, FromMovedValue_TakesTheSharedPointersOver)
 {
-    const CEntityMapValue value = makeValue();
+    const CEntityMapValue value = MakeValue();
     CEntityMapValue moved = value;
     const CEntityMapPartialValue partial(std::move(moved));
-    expectAllPresent(partial, value);
+    ExpectAllPresent(partial, value);
     EXPECT_EQ(value.mask.use_count(), 2);
     EXPECT_EQ(value.entity.use_count(), 2);
 }
@@ -162,7 +162,7 @@ TEST(CEntityMapSyncBatchTest, DefaultConstructor_HasNoEntries)
 TEST(CEntityMapSyncBatchTest, GetEntries_KeepsTheirOrder)
 {
     std::vector<CEntityMapSyncEntry> entries(3);
-    entries[1].value.Emplace(makeValue());
+    entries[1].value.Emplace(MakeValue());
     const std::vector<CEntityMapSyncEntry> expected = entries;
     const CEntityMapSyncBatch batch(std::move(entries));
     ASSERT_EQ(batch.GetEntries().size(), 3U);
@@ -213,44 +213,44 @@ TEST(CEntityMapModifyMessageTest, KeyConstructor_HasTheKey)
 
 TEST(CEntityMapModifyMessageTest, SetValue_CarriesTheFullRecord)
 {
-    const CEntityMapValue value = makeValue();
+    const CEntityMapValue value = MakeValue();
     CEntityMapModifyMessage message;
     message.SetModify({}, {});
     message.SetValue(value);
     EXPECT_EQ(message.kind, CEntityMapModifyMessage::FullValue);
-    expectAllPresent(CEntityMapPartialValue(message.GetValue()), value);
+    ExpectAllPresent(CEntityMapPartialValue(message.GetValue()), value);
     EXPECT_EQ(message.GetValue().reserved, value.reserved);
 }
 
 TEST(CEntityMapModifyMessageTest, SetPartialValue_CarriesThePartialRecord)
 {
-    const CEntityMapValue value = makeValue();
+    const CEntityMapValue value = MakeValue();
     CEntityMapModifyMessage message;
     message.SetPartialValue(CEntityMapPartialValue(value));
     EXPECT_EQ(message.kind, CEntityMapModifyMessage::PartialValue);
-    expectAllPresent(message.GetPartialValue(), value);
+    ExpectAllPresent(message.GetPartialValue(), value);
 }
 
 TEST(CEntityMapModifyMessageTest, SetModify_CarriesOldThenNewState)
 {
-    const CEntityMapValue oldValue = makeValue();
-    const CEntityMapValue newValue = makeValue();
+    const CEntityMapValue oldValue = MakeValue();
+    const CEntityMapValue newValue = MakeValue();
     CEntityMapModifyMessage message;
     message.SetModify(CEntityMapPartialValue(oldValue), CEntityMapPartialValue(newValue));
     EXPECT_EQ(message.kind, CEntityMapModifyMessage::Modify);
-    expectAllPresent(message.GetOldState(), oldValue);
-    expectAllPresent(message.GetNewState(), newValue);
+    ExpectAllPresent(message.GetOldState(), oldValue);
+    ExpectAllPresent(message.GetNewState(), newValue);
 }
 
 TEST(CEntityMapModifyMessageTest, SetModify_FromItsOwnStatesSwapsThem)
 {
-    const CEntityMapValue oldValue = makeValue();
-    const CEntityMapValue newValue = makeValue();
+    const CEntityMapValue oldValue = MakeValue();
+    const CEntityMapValue newValue = MakeValue();
     CEntityMapModifyMessage message;
     message.SetModify(CEntityMapPartialValue(oldValue), CEntityMapPartialValue(newValue));
     message.SetModify(message.GetNewState(), message.GetOldState());
-    expectAllPresent(message.GetOldState(), newValue);
-    expectAllPresent(message.GetNewState(), oldValue);
+    ExpectAllPresent(message.GetOldState(), newValue);
+    ExpectAllPresent(message.GetNewState(), oldValue);
 }
 
 TEST(CEntityMapModifyMessageTest, ReadingAnotherKind_Throws)
@@ -319,7 +319,7 @@ TEST(CEntityMapModifyMessageTest, Assignment_ReleasesWhatAnotherKindHeld)
     target.SetModify(CEntityMapPartialValue(masks.first), CEntityMapPartialValue(masks.second));
     masks.Release();
     CEntityMapModifyMessage source;
-    const CEntityMapValue value = makeValue();
+    const CEntityMapValue value = MakeValue();
     source.SetValue(value);
     target = source;
     EXPECT_TRUE(masks.firstMask.expired());
@@ -349,7 +349,7 @@ TEST(CEntityMapModifyMessageTest, MovedFrom_CopiesAndDestroysByItsKind)
 
 TEST(CEntityMapModifyMessageTest, GrowingBatch_MovesMessagesOfAllKinds)
 {
-    const CEntityMapValue value = makeValue();
+    const CEntityMapValue value = MakeValue();
     CEntityMapModifyBatch batch;
     for (unsigned index = 0; index < 100; ++index)
     {

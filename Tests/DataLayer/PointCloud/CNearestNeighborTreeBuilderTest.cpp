@@ -71,7 +71,7 @@ private:
 };
 
 /// \p count records at the origin, numbered in their order.
-Records makeRecords(std::uint32_t count)
+Records MakeRecords(std::uint32_t count)
 {
     Records records(count);
     for (std::uint32_t index = 0; index < count; ++index)
@@ -81,7 +81,7 @@ Records makeRecords(std::uint32_t count)
     return records;
 }
 
-Records shuffled(Records records)
+Records Shuffled(Records records)
 {
     std::shuffle(records.begin(), records.end(), std::mt19937(1));
     return records;
@@ -93,12 +93,12 @@ TEST(CNearestNeighborTreeBuilder, PointsOnALine_FillLeavesInTheirOrder)
     {
         for (const std::uint32_t count : {1U, 16U, 17U, 256U, 257U, 1000U, 5000U})
         {
-            Records records = makeRecords(count);
+            Records records = MakeRecords(count);
             for (SRecord& record : records)
             {
                 record.position[axis] = static_cast<float>(record.index) - 300.0F;
             }
-            CTree(shuffled(records)).ExpectLeavesInOrder(count);
+            CTree(Shuffled(records)).ExpectLeavesInOrder(count);
         }
     }
 }
@@ -111,13 +111,13 @@ TEST(CNearestNeighborTreeBuilder, LongestSide_IsHalvedWhereverItLies)
         {
             for (const float place : {-100.0F, -4.5F, 100.0F})
             {
-                Records records = makeRecords(32);
+                Records records = MakeRecords(32);
                 for (SRecord& record : records)
                 {
                     record.position[axis] = record.index < 16 ? -5.0F : 5.0F;
                     record.position[other] = place + (record.index % 2 == 0 ? 0.0F : 9.0F);
                 }
-                CTree(shuffled(records)).ExpectLeavesInOrder(32);
+                CTree(Shuffled(records)).ExpectLeavesInOrder(32);
             }
         }
     }
@@ -125,7 +125,7 @@ TEST(CNearestNeighborTreeBuilder, LongestSide_IsHalvedWhereverItLies)
 
 TEST(CNearestNeighborTreeBuilder, SideShorterThanOne_IsHalved)
 {
-    Records records = makeRecords(32);
+    Records records = MakeRecords(32);
     for (SRecord& record : records)
     {
         record.position[1] = 1e-3F * static_cast<float>(31 - record.index);
@@ -139,7 +139,7 @@ TEST(CNearestNeighborTreeBuilder, PointsInOnePlace_AreHalvedByIndex)
 {
     for (const std::uint32_t count : {40U, 1000U})
     {
-        CTree(shuffled(makeRecords(count))).ExpectLeavesInOrder(count);
+        CTree(Shuffled(MakeRecords(count))).ExpectLeavesInOrder(count);
     }
 }
 
@@ -147,7 +147,7 @@ TEST(CNearestNeighborTreeBuilder, PointThatTheSampleMisses_IsSeparatedByItsPlace
 {
     for (const std::uint32_t number : {1U, 1023U})
     {
-        Records records = makeRecords(1024);
+        Records records = MakeRecords(1024);
         records[number].position[2] = number == 1 ? 5.0F : -5.0F;
         const CTree tree(records);
         const Indices indices = tree.IndicesOf(number == 1 ? tree.CountLeaves() - 1 : 0);
@@ -157,21 +157,21 @@ TEST(CNearestNeighborTreeBuilder, PointThatTheSampleMisses_IsSeparatedByItsPlace
 
 TEST(CNearestNeighborTreeBuilder, Levels_HaveAsManyNodesAsTheirChildrenNeed)
 {
-    const CTree smallest(makeRecords(1));
+    const CTree smallest(MakeRecords(1));
     EXPECT_EQ(smallest.Get().topLevel, 1U);
     EXPECT_EQ(smallest.CountNodes(), 1U);
-    const CTree oneNode(makeRecords(256));
+    const CTree oneNode(MakeRecords(256));
     EXPECT_EQ(oneNode.Get().topLevel, 1U);
     EXPECT_EQ(oneNode.CountNodes(), 1U);
     EXPECT_EQ(oneNode.Get().numRoots, 1U);
     for (const std::uint32_t count : {257U, 512U})
     {
-        const CTree twoNodes(makeRecords(count));
+        const CTree twoNodes(MakeRecords(count));
         EXPECT_EQ(twoNodes.Get().topLevel, 1U) << count;
         EXPECT_EQ(twoNodes.CountNodes(), 2U) << count;
         EXPECT_EQ(twoNodes.Get().numRoots, 2U) << count;
     }
-    const CTree threeNodes(makeRecords(513));
+    const CTree threeNodes(MakeRecords(513));
     EXPECT_EQ(threeNodes.Get().topLevel, 2U);
     EXPECT_EQ(threeNodes.CountNodes(), 4U);
     EXPECT_EQ(threeNodes.Get().numRoots, 1U);
@@ -181,7 +181,7 @@ TEST(CNearestNeighborTreeBuilder, Levels_HaveAsManyNodesAsTheirChildrenNeed)
 
 TEST(CNearestNeighborTreeBuilder, Nodes_TellTheBoxesAndTheLowestIndices)
 {
-    Records records = makeRecords(2 * 16 * 16 + 3);
+    Records records = MakeRecords(2 * 16 * 16 + 3);
     for (SRecord& record : records)
     {
         const auto number = static_cast<float>(record.index);
@@ -189,7 +189,7 @@ TEST(CNearestNeighborTreeBuilder, Nodes_TellTheBoxesAndTheLowestIndices)
         record.position[1] = 7.0F - 0.5F * number;
         record.position[2] = -0.25F * number;
     }
-    const CTree tree(shuffled(records));
+    const CTree tree(Shuffled(records));
     const SNode& root = tree.Get().levels[2][0];
     for (const std::uint32_t child : {0U, 1U, 2U})
     {
@@ -219,7 +219,7 @@ TEST(CNearestNeighborTreeBuilder, Nodes_TellTheBoxesAndTheLowestIndices)
 
 TEST(CNearestNeighborTreeBuilder, SlotsWithoutAPoint_HaveNoPlace)
 {
-    const CTree tree(makeRecords(5));
+    const CTree tree(MakeRecords(5));
     const SLanes& lanes = tree.Get().leaves[0].lanes;
     for (std::uint32_t slot = 0; slot < c_fanOut; ++slot)
     {

@@ -13,7 +13,7 @@ namespace DataLayer
 namespace
 {
 
-void addLine(std::size_t numSurfels, CSurfelCollectionMinimal& cloud)
+void AddLine(std::size_t numSurfels, CSurfelCollectionMinimal& cloud)
 {
     for (std::size_t index = 0; index < numSurfels; ++index)
     {
@@ -22,7 +22,7 @@ void addLine(std::size_t numSurfels, CSurfelCollectionMinimal& cloud)
 }
 
 /// How many allocations the first query causes.
-std::size_t countAllocationsOfAQuery(const CSurfelCollectionMinimal& cloud)
+std::size_t CountAllocationsOfAQuery(const CSurfelCollectionMinimal& cloud)
 {
     const INearestNeighborSearch& search =
         *cloud.GetPointCloudSupport()->GetNearestNeighborSearch();
@@ -34,18 +34,18 @@ std::size_t countAllocationsOfAQuery(const CSurfelCollectionMinimal& cloud)
 TEST(ForceUpdate, FirstQueryAllocatesNothing)
 {
     CSurfelCollectionMinimal cloud;
-    addLine(1000, cloud);
+    AddLine(1000, cloud);
     cloud.ForceUpdate();
-    EXPECT_EQ(countAllocationsOfAQuery(cloud), 0U);
+    EXPECT_EQ(CountAllocationsOfAQuery(cloud), 0U);
 }
 
 TEST(ForceUpdateButIndex, FirstQueryBuildsTheIndex)
 {
     CSurfelCollectionMinimal cloud;
-    addLine(1000, cloud);
+    AddLine(1000, cloud);
     cloud.ForceUpdateButIndex();
-    EXPECT_GT(countAllocationsOfAQuery(cloud), 0U);
-    EXPECT_EQ(countAllocationsOfAQuery(cloud), 0U);
+    EXPECT_GT(CountAllocationsOfAQuery(cloud), 0U);
+    EXPECT_EQ(CountAllocationsOfAQuery(cloud), 0U);
 }
 
 }  // namespace

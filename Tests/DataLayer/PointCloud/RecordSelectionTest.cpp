@@ -20,7 +20,7 @@ using DataLayer::NearestNeighbor::SRecord;
 using Records = std::vector<SRecord>;
 
 /// Records whose y is \p coordinate of their number; x, z and the index name the record.
-Records makeRecords(std::uint32_t count, const std::function<float(std::uint32_t)>& coordinate)
+Records MakeRecords(std::uint32_t count, const std::function<float(std::uint32_t)>& coordinate)
 {
     Records records;
     for (std::uint32_t i = 0; i < count; ++i)
@@ -31,7 +31,7 @@ Records makeRecords(std::uint32_t count, const std::function<float(std::uint32_t
     return records;
 }
 
-void expectSameRecords(Records found, const Records& original)
+void ExpectSameRecords(Records found, const Records& original)
 {
     std::sort(found.begin(), found.end(),
               [](const SRecord& a, const SRecord& b) { return a.index < b.index; });
@@ -76,7 +76,7 @@ TEST_P(RecordSelectionTest, SelectByCoordinate_NoneBeforeTheMiddleIsGreaterThanA
 {
     for (const std::uint32_t count : {1U, 2U, 15U, 16U, 17U, 33U, 256U, 5000U})
     {
-        const Records original = makeRecords(count, GetParam().coordinate);
+        const Records original = MakeRecords(count, GetParam().coordinate);
         for (const std::uint32_t middle : {0U, 1U, count / 3, count / 2, count - 1, count})
         {
             Records records = original;
@@ -91,14 +91,14 @@ TEST_P(RecordSelectionTest, SelectByCoordinate_NoneBeforeTheMiddleIsGreaterThanA
             {
                 ASSERT_LE(greatestBefore, records[i].position[1]) << count << " at " << middle;
             }
-            expectSameRecords(records, original);
+            ExpectSameRecords(records, original);
         }
     }
 }
 
 TEST(RecordSelectionIndexTest, SelectByIndex_NoneBeforeTheMiddleIsGreaterThanAnyFromItOn)
 {
-    const Records original = makeRecords(1000, [](std::uint32_t) { return 0.0F; });
+    const Records original = MakeRecords(1000, [](std::uint32_t) { return 0.0F; });
     Records records = original;
     std::shuffle(records.begin(), records.end(), std::mt19937(1));
     SelectByIndex(records.data(), records.data() + 300, records.data() + 1000);
@@ -106,7 +106,7 @@ TEST(RecordSelectionIndexTest, SelectByIndex_NoneBeforeTheMiddleIsGreaterThanAny
     {
         EXPECT_EQ(records[i].index < 300, i < 300);
     }
-    expectSameRecords(records, original);
+    ExpectSameRecords(records, original);
 }
 
 }  // namespace

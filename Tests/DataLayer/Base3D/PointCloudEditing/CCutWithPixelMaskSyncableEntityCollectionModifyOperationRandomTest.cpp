@@ -150,7 +150,7 @@ private:
 };
 
 /// trafo x matrix, one element after the other.
-LqMatrix4Rd multiply(const LqMatrix4Rd& a, const LqMatrix4Rd& b)
+LqMatrix4Rd Multiply(const LqMatrix4Rd& a, const LqMatrix4Rd& b)
 {
     LqMatrix4Rd product;
     for (std::size_t row = 0; row < 4; ++row)
@@ -169,7 +169,7 @@ LqMatrix4Rd multiply(const LqMatrix4Rd& a, const LqMatrix4Rd& b)
 }
 
 /// The new words of one entry, absent when it does not change.
-std::optional<Words> restate(const SCase& one, const Base::SRegionSelectionInfo& selection,
+std::optional<Words> Restate(const SCase& one, const Base::SRegionSelectionInfo& selection,
                              const LqMatrix4Rd& matrix)
 {
     const Base::CEntityMapValue& value = one.entry.value.GetValue();
@@ -180,7 +180,7 @@ std::optional<Words> restate(const SCase& one, const Base::SRegionSelectionInfo&
         const Geometry::CBox3D box =
             one.entity->collection->GetPointCloudSupport()->GetBoundingBox().box;
         const SReferenceResult cut = ReferenceCut(selection, one.positions, box.min, box.max, words,
-                                                  multiply(value.trafo, matrix));
+                                                  Multiply(value.trafo, matrix));
         if (cut.hasChanged)
         {
             hasChanged = true;
@@ -198,7 +198,7 @@ std::optional<Words> restate(const SCase& one, const Base::SRegionSelectionInfo&
     return hasChanged ? std::optional(words) : std::nullopt;
 }
 
-void expectMessage(const Base::CEntityMapModifyMessage& message, const SCase& one,
+void ExpectMessage(const Base::CEntityMapModifyMessage& message, const SCase& one,
                    const std::optional<Words>& newWords)
 {
     const Base::CEntityMapValue& value = one.entry.value.GetValue();
@@ -243,7 +243,7 @@ TEST_P(CutOperationRandomTest, RandomBatch_IsCutAsRestated)
         {
             cases.push_back(generator.MakeCase(changingShare));
             entries.push_back(cases.back().entry);
-            expected.push_back(restate(cases.back(), *selection, matrix));
+            expected.push_back(Restate(cases.back(), *selection, matrix));
             numExpected += expected.back().has_value() ? 1 : 0;
         }
         const Base::CEntityMapModifyBatch batch =
@@ -252,7 +252,7 @@ TEST_P(CutOperationRandomTest, RandomBatch_IsCutAsRestated)
         for (std::size_t index = 0; index < batch.messages.size(); ++index)
         {
             SCOPED_TRACE(index);
-            expectMessage(batch.messages[index], cases[index], expected[index]);
+            ExpectMessage(batch.messages[index], cases[index], expected[index]);
         }
         numModified += numExpected;
         EXPECT_EQ(operation.GetNumModifiedPackets(), numModified);
@@ -283,8 +283,8 @@ TEST(CutOperationThreadsTest, Messages_AreTheSameForEveryNumberOfThreads)
         for (std::size_t index = 0; index < entries.size(); ++index)
         {
             SCOPED_TRACE(index);
-            expectMessage(batch.messages[index], cases[index],
-                          restate(cases[index], *selection, c_matIdentityD));
+            ExpectMessage(batch.messages[index], cases[index],
+                          Restate(cases[index], *selection, c_matIdentityD));
         }
     }
 }

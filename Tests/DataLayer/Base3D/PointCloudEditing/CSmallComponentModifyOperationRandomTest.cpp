@@ -86,17 +86,17 @@ private:
     std::mt19937 m_random;
 };
 
-bool isFinite(const LqVector3f& point)
+bool IsFinite(const LqVector3f& point)
 {
     return std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z);
 }
 
 /// The index of the first nearest point within 2.25 units, or the largest number.
-std::size_t findNearest(const std::vector<LqVector3f>& points, const LqVector3f& query)
+std::size_t FindNearest(const std::vector<LqVector3f>& points, const LqVector3f& query)
 {
     std::size_t nearest = std::numeric_limits<std::size_t>::max();
     float nearestDistance = std::numeric_limits<float>::infinity();
-    for (std::size_t index = 0; isFinite(query) && index < points.size(); ++index)
+    for (std::size_t index = 0; IsFinite(query) && index < points.size(); ++index)
     {
         const float x = points[index].x - query.x;
         const float y = points[index].y - query.y;
@@ -112,7 +112,7 @@ std::size_t findNearest(const std::vector<LqVector3f>& points, const LqVector3f&
 }
 
 /// The new words of one entry, absent when it does not change.
-std::optional<Words> restate(const SCase& one, const std::vector<LqVector3f>& fusedPoints,
+std::optional<Words> Restate(const SCase& one, const std::vector<LqVector3f>& fusedPoints,
                              std::size_t numMainPoints)
 {
     const auto& mask = one.entry.value.GetValue().mask;
@@ -134,7 +134,7 @@ std::optional<Words> restate(const SCase& one, const std::vector<LqVector3f>& fu
         }
         const LqVector3f& position = one.positions[index];
         const float w = translation(3);
-        const std::size_t nearest = findNearest(
+        const std::size_t nearest = FindNearest(
             fusedPoints, {(position.x + translation(0)) / w, (position.y + translation(1)) / w,
                           (position.z + translation(2)) / w});
         bits = static_cast<std::uint16_t>(nearest <= numMainPoints ? bits & 0xFFFDU : bits | 2U);
@@ -185,7 +185,7 @@ TEST_P(SmallComponentOperationRandomTest, RandomBatch_IsFlaggedAsRestated)
     for (std::size_t index = 0; index < cases.size() && !isIdle; ++index)
     {
         SCOPED_TRACE(index);
-        const std::optional<Words> expected = restate(cases[index], fusedPoints, numMainPoints);
+        const std::optional<Words> expected = Restate(cases[index], fusedPoints, numMainPoints);
         if (expected)
         {
             ASSERT_LT(numMessages, batch.messages.size());

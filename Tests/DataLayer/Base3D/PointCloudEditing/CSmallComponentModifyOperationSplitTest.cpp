@@ -34,7 +34,7 @@ using Points = std::vector<LqVector3f>;
 
 constexpr float c_bound = 2.25F;
 
-Points makeRandom(std::size_t count, float size, std::uint32_t seed)
+Points MakeRandom(std::size_t count, float size, std::uint32_t seed)
 {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> coordinate(-size, size);
@@ -80,7 +80,7 @@ struct SScene
 };
 
 /// A split of the operation's own cloud behind another position than its own.
-std::unique_ptr<const CNearestNeighborSplit> splitBehind(const Operation& operation,
+std::unique_ptr<const CNearestNeighborSplit> SplitBehind(const Operation& operation,
                                                          std::int32_t last)
 {
     const auto* const search = dynamic_cast<const CDeferredNeighborSearch*>(
@@ -95,9 +95,9 @@ TEST(SmallComponentOperationSplitTest, Split_IsWhatComputeModificationsAsks)
     ASSERT_NE(Peer::GetSplit(*operation), nullptr);
     EXPECT_EQ(scene.Compute(*operation), MakeWords({0, 2}));
     // The search knows nothing of these.
-    Peer::SetSplit(*operation, splitBehind(*operation, -1));
+    Peer::SetSplit(*operation, SplitBehind(*operation, -1));
     EXPECT_EQ(scene.Compute(*operation), MakeWords({2, 2}));
-    Peer::SetSplit(*operation, splitBehind(*operation, 2));
+    Peer::SetSplit(*operation, SplitBehind(*operation, 2));
     EXPECT_THAT(scene.Compute(*operation), IsEmpty());
 }
 
@@ -171,8 +171,8 @@ TEST(SmallComponentOperationSplitTest, Rebuild_SplitsBehindTheCountOnTop)
 
 TEST(SmallComponentOperationSplitTest, PointsFarApart_AreSearched)
 {
-    Points mainPoints = makeRandom(2000, 10000, 1);
-    const Points smallPoints = makeRandom(2000, 10000, 2);
+    Points mainPoints = MakeRandom(2000, 10000, 1);
+    const Points smallPoints = MakeRandom(2000, 10000, 2);
     const SScene scene(mainPoints, smallPoints,
                        {mainPoints[7], smallPoints[0], smallPoints[1], mainPoints[1999]});
     const auto operation = scene.MakeOperation();
@@ -184,8 +184,8 @@ TEST(SmallComponentOperationSplitTest, PointsFarApart_AreSearched)
 TEST(SmallComponentOperationSplitTest, ConcurrentPasses_FlagAsTheSearchTells)
 {
     // Main and small points between one another, so that most cells are judged by the passes.
-    const Points surfels = makeRandom(4000, 8, 3);
-    const SScene scene(makeRandom(400, 7, 4), makeRandom(400, 7, 5), surfels);
+    const Points surfels = MakeRandom(4000, 8, 3);
+    const SScene scene(MakeRandom(400, 7, 4), MakeRandom(400, 7, 5), surfels);
     const auto reference = scene.MakeOperation();
     Peer::SetSplit(*reference, nullptr);
     const Words expected = scene.Compute(*reference);

@@ -37,7 +37,7 @@ constexpr LqVector3f c_a{1.0F, 2.0F, 3.0F};
 constexpr LqVector3f c_b{4.0F, 5.0F, 6.0F};
 constexpr LqVector3f c_c{7.0F, 8.0F, 9.0F};
 
-std::vector<LqVector3f> positionsOf(const CSurfelCollectionMinimal& cloud)
+std::vector<LqVector3f> PositionsOf(const CSurfelCollectionMinimal& cloud)
 {
     std::vector<LqVector3f> positions;
     for (std::uint64_t index = 0; index < cloud.GetCount(); ++index)
@@ -78,7 +78,7 @@ TEST(CSmallComponentSupportTest, OnlySmallPoints_GiveACloudAndNoCount)
     ContentPointer content = MakeFuserContent({}, {c_a, c_b});
     const Operation operation(content);
     ASSERT_NE(Peer::GetCloud(operation), nullptr);
-    EXPECT_THAT(positionsOf(*Peer::GetCloud(operation)), ElementsAre(c_a, c_b));
+    EXPECT_THAT(PositionsOf(*Peer::GetCloud(operation)), ElementsAre(c_a, c_b));
     EXPECT_EQ(Peer::GetCount(operation), 0U);
 }
 
@@ -91,7 +91,7 @@ TEST(CSmallComponentSupportTest, Blocks_FollowInTheirOrderMainOnesFirst)
     ContentPointer constContent = content;
     const Operation operation(constContent);
     ASSERT_NE(Peer::GetCloud(operation), nullptr);
-    EXPECT_THAT(positionsOf(*Peer::GetCloud(operation)), ElementsAre(c_b, c_a, c_c, c_c, c_b, c_a));
+    EXPECT_THAT(PositionsOf(*Peer::GetCloud(operation)), ElementsAre(c_b, c_a, c_c, c_c, c_b, c_a));
     EXPECT_EQ(Peer::GetCount(operation), 3U);
 }
 
@@ -110,7 +110,7 @@ TEST(CSmallComponentSupportTest, NullBlocks_HoldNoPoints)
     content->smallComponentBlocks.push_back(nullptr);
     ContentPointer constContent = content;
     const Operation operation(constContent);
-    EXPECT_THAT(positionsOf(*Peer::GetCloud(operation)), ElementsAre(c_a, c_b));
+    EXPECT_THAT(PositionsOf(*Peer::GetCloud(operation)), ElementsAre(c_a, c_b));
     EXPECT_EQ(Peer::GetCount(operation), 1U);
 }
 
@@ -151,7 +151,7 @@ TEST(CSmallComponentSupportTest, Rebuild_CountsTheMainPointsOnTop)
     ContentPointer content = MakeFuserContent({c_a, c_b}, {c_c});
     Operation operation(content);
     Peer::ComputeNNSupportStructures(operation);
-    EXPECT_THAT(positionsOf(*Peer::GetCloud(operation)), ElementsAre(c_a, c_b, c_c));
+    EXPECT_THAT(PositionsOf(*Peer::GetCloud(operation)), ElementsAre(c_a, c_b, c_c));
     EXPECT_EQ(Peer::GetCount(operation), 4U);
 }
 

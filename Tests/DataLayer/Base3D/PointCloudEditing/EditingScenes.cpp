@@ -42,13 +42,13 @@ constexpr std::uint32_t c_size = 8;
 /// Two blocks of the parallel loops.
 constexpr std::size_t c_numSurfels = 66000;
 
-Selection makeSelection()
+Selection MakeSelection()
 {
     return MakeFullyPaintedDeviceSelection(c_size, c_size);
 }
 
 /// Surfels all over the view and beside it, with all kinds of normals.
-std::shared_ptr<CSurfelCollectionMinimal> makeCollection(std::size_t count = c_numSurfels)
+std::shared_ptr<CSurfelCollectionMinimal> MakeCollection(std::size_t count = c_numSurfels)
 {
     auto collection = std::make_shared<CSurfelCollectionMinimal>();
     for (std::size_t index = 0; index < count; ++index)
@@ -60,26 +60,26 @@ std::shared_ptr<CSurfelCollectionMinimal> makeCollection(std::size_t count = c_n
     return collection;
 }
 
-SScene makeCutterScene()
+SScene MakeCutterScene()
 {
-    const Selection selection = makeSelection();
+    const Selection selection = MakeSelection();
     const auto cutter = std::make_shared<std::optional<Cutter>>();
     return {[=] { cutter->emplace(selection); },
             [=] {
                 const bool isInside =
-                    (*cutter)->IntersectsRegion(c_matIdentityD, *makeCollection(1000));
+                    (*cutter)->IntersectsRegion(c_matIdentityD, *MakeCollection(1000));
                 return std::string(isInside ? "inside" : "outside");
             },
             [=] { return Describe(*selection) + Describe(selection.use_count()); }};
 }
 
-SScene makeComputeScene()
+SScene MakeComputeScene()
 {
-    const Selection selection = makeSelection();
+    const Selection selection = MakeSelection();
     const auto cutter = std::make_shared<const Cutter>(selection);
-    const auto collection = makeCollection();
+    const auto collection = MakeCollection();
     // The second use of a collection makes what later ones are faster with.
-    const std::shared_ptr<CSurfelCollectionMinimal> used = makeCollection();
+    const std::shared_ptr<CSurfelCollectionMinimal> used = MakeCollection();
     static_cast<void>(used->GetPointCloudSupport());
     const auto mock = std::make_shared<CMockSurfelCollection>(
         std::vector<LqVector3f>{{0, 0, 0.5F}, {0.5F, 0, 0.5F}});
@@ -95,12 +95,12 @@ SScene makeComputeScene()
             DescribeAll(selection, inputs)};
 }
 
-SScene makeIntersectsRegionScene()
+SScene MakeIntersectsRegionScene()
 {
-    const Selection selection = makeSelection();
+    const Selection selection = MakeSelection();
     const auto cutter = std::make_shared<const Cutter>(selection);
     const auto trafo = std::make_shared<const LqMatrix4Rd>(c_matIdentityD);
-    const auto collection = makeCollection(1000);
+    const auto collection = MakeCollection(1000);
     const auto answer = std::make_shared<bool>();
     return {[=] { *answer = cutter->IntersectsRegion(*trafo, *collection); },
             [=] { return std::string(*answer ? "inside" : "outside"); },
@@ -111,16 +111,16 @@ using Selections = std::vector<Selection>;
 using Apply = std::function<std::shared_ptr<CCachedModel>(const CCachedModelsCutter&, Selections&)>;
 
 /// Cuts with the first of the selections, and with all of them.
-std::shared_ptr<CCachedModel> applyFirst(const CCachedModelsCutter& cutter, Selections& selections)
+std::shared_ptr<CCachedModel> ApplyFirst(const CCachedModelsCutter& cutter, Selections& selections)
 {
     return cutter.Apply(selections.front());
 }
-std::shared_ptr<CCachedModel> applyAll(const CCachedModelsCutter& cutter, Selections& selections)
+std::shared_ptr<CCachedModel> ApplyAll(const CCachedModelsCutter& cutter, Selections& selections)
 {
     return cutter.Apply(selections);
 }
 
-SScene makeModelScene(const std::shared_ptr<CBuildingModel>& model, const Apply& apply)
+SScene MakeModelScene(const std::shared_ptr<CBuildingModel>& model, const Apply& apply)
 {
     const auto cutter = std::make_shared<const CCachedModelsCutter>(model);
     const auto selections =
@@ -135,34 +135,34 @@ SScene makeModelScene(const std::shared_ptr<CBuildingModel>& model, const Apply&
 }
 
 /// A model cut with one selection, which writes to the log, and with a list.
-void addModelScenes(std::vector<SNamedScene>& scenes, const std::string& name,
+void AddModelScenes(std::vector<SNamedScene>& scenes, const std::string& name,
                     const std::function<std::shared_ptr<CBuildingModel>()>& makeModel,
                     EHelpers helpersByList)
 {
     scenes.push_back(
-        {name, [=] { return makeModelScene(makeModel(), applyFirst); }, EHelpers::GivenObjects});
+        {name, [=] { return MakeModelScene(makeModel(), ApplyFirst); }, EHelpers::GivenObjects});
     scenes.push_back(
-        {name + "ByList", [=] { return makeModelScene(makeModel(), applyAll); }, helpersByList});
+        {name + "ByList", [=] { return MakeModelScene(makeModel(), ApplyAll); }, helpersByList});
 }
 
-void addModelScenes(std::vector<SNamedScene>& scenes)
+void AddModelScenes(std::vector<SNamedScene>& scenes)
 {
-    addModelScenes(
+    AddModelScenes(
         scenes, "SurfelModel",
         [] {
             return SurfelModel(SurfelsInColumns({1, 2, 3, 2, 1}), MakeTranslation(0.01, 0, 0));
         },
         EHelpers::GivenObjects);
-    addModelScenes(
-        scenes, "LargeSurfelModel", [] { return SurfelModel(makeCollection()); },
+    AddModelScenes(
+        scenes, "LargeSurfelModel", [] { return SurfelModel(MakeCollection()); },
         EHelpers::Workers);
-    addModelScenes(
+    AddModelScenes(
         scenes, "MeshModel",
         [] {
             return MeshModel(MeshInColumns({1, 2, 3, 2, 1}));
         },
         EHelpers::Workers);
-    addModelScenes(
+    AddModelScenes(
         scenes, "ModelWithBoth",
         [] {
             auto model = SurfelModel(SurfelsInColumns({1, 2, 3}));
@@ -172,7 +172,7 @@ void addModelScenes(std::vector<SNamedScene>& scenes)
         EHelpers::Workers);
 }
 
-SScene makeBuildingModelScene()
+SScene MakeBuildingModelScene()
 {
     const auto mesh = MeshInColumns({1, 2, 3, 2, 1});
     const auto model = std::make_shared<CBuildingModel>(nullptr, mesh);
@@ -192,7 +192,7 @@ SScene makeBuildingModelScene()
 
 /// A batch of \p entries, the same at any time: under keys that count them, with values of which
 /// no member is what it is at first.
-std::shared_ptr<const Base::CEntityMapSyncBatch> makeBatch(
+std::shared_ptr<const Base::CEntityMapSyncBatch> MakeBatch(
     std::vector<Base::CEntityMapSyncEntry> entries)
 {
     std::uint8_t number = 0;
@@ -207,14 +207,14 @@ std::shared_ptr<const Base::CEntityMapSyncBatch> makeBatch(
 }
 
 /// Entities that are cut, missed, frozen, skeletons, and none at all.
-std::shared_ptr<const Base::CEntityMapSyncBatch> makeBatchToCut()
+std::shared_ptr<const Base::CEntityMapSyncBatch> MakeBatchToCut()
 {
-    const auto large = std::make_shared<CMockGeometricEntity>(makeCollection());
+    const auto large = std::make_shared<CMockGeometricEntity>(MakeCollection());
     const SMockEntity cut({{0, 0, 0.5F}});
     const SMockEntity missed({{9, 0, 0.5F}});
     const SMockEntity skeleton({{0, 0, 0.5F}});
     skeleton.entity->tags["ISkeletonEntityTag"] = std::make_shared<CMockSkeletonTag>(1);
-    return makeBatch({MakeEntry(large, MakeSurfelMask(Words(c_numSurfels, {1}))), MakeEntry(large),
+    return MakeBatch({MakeEntry(large, MakeSurfelMask(Words(c_numSurfels, {1}))), MakeEntry(large),
                       MakeEntry(cut.entity, MakeSurfelMask(MakeWords({1}))), MakeEntry(cut.entity),
                       MakeEntry(missed.entity, MakeSurfelMask(MakeWords({4}))),
                       MakeEntry(skeleton.entity, MakeSurfelMask(MakeWords({2}))),
@@ -222,7 +222,7 @@ std::shared_ptr<const Base::CEntityMapSyncBatch> makeBatchToCut()
 }
 
 /// How many share each of the masks: none is kept by an operation that failed.
-std::string describeMaskUses(const Base::CEntityMapSyncBatch& batch)
+std::string DescribeMaskUses(const Base::CEntityMapSyncBatch& batch)
 {
     CBytes bytes;
     for (const Base::CEntityMapSyncEntry& entry : batch.GetEntries())
@@ -232,11 +232,11 @@ std::string describeMaskUses(const Base::CEntityMapSyncBatch& batch)
     return bytes.Get();
 }
 
-SScene makeCutOperationScene()
+SScene MakeCutOperationScene()
 {
-    const Selection selection = makeSelection();
+    const Selection selection = MakeSelection();
     const auto operation = std::make_shared<std::optional<CutOperation>>();
-    const auto batch = makeBatchToCut();
+    const auto batch = MakeBatchToCut();
     const auto result = std::make_shared<Base::CEntityMapModifyBatch>();
     return {
         [=] {
@@ -248,12 +248,12 @@ SScene makeCutOperationScene()
         },
         // A call that failed has counted nothing.
         [=] { return Describe(*result) + std::to_string((*operation)->GetNumModifiedPackets()); },
-        [=] { return Describe(*selection, *batch) + describeMaskUses(*batch); }};
+        [=] { return Describe(*selection, *batch) + DescribeMaskUses(*batch); }};
 }
 
-SScene makePacketScene()
+SScene MakePacketScene()
 {
-    const Selection selection = makeSelection();
+    const Selection selection = MakeSelection();
     const auto operation = std::make_shared<const CutOperation>(selection, c_matIdentityD);
     const auto cutter = std::make_shared<const Cutter>(selection);
     const auto packet = std::make_shared<const Base::CGeometricEntityPacket>(
@@ -276,7 +276,7 @@ SScene makePacketScene()
 }
 
 /// A fuser with points enough for a parallel index.
-std::shared_ptr<SFuserContent> makeContent()
+std::shared_ptr<SFuserContent> MakeContent()
 {
     std::vector<LqVector3f> mainPoints;
     for (std::size_t index = 0; index < 20000; ++index)
@@ -287,43 +287,43 @@ std::shared_ptr<SFuserContent> makeContent()
     return MakeFuserContent(mainPoints, {{50, 0, 0}, {60, 0, 0}, {60, 1, 0}});
 }
 
-std::string describeSupport(const CSmallComponentModifyOperation& operation)
+std::string DescribeSupport(const CSmallComponentModifyOperation& operation)
 {
     using Peer = CSmallComponentModifyOperationTestPeer;
     return Describe(*Peer::GetCloud(operation)) + std::to_string(Peer::GetCount(operation));
 }
 
-SScene makeConstructionScene()
+SScene MakeConstructionScene()
 {
-    const auto content = std::make_shared<std::shared_ptr<const SFuserContent>>(makeContent());
+    const auto content = std::make_shared<std::shared_ptr<const SFuserContent>>(MakeContent());
     const auto operation = std::make_shared<std::optional<CSmallComponentModifyOperation>>();
-    return {[=] { operation->emplace(*content); }, [=] { return describeSupport(**operation); },
+    return {[=] { operation->emplace(*content); }, [=] { return DescribeSupport(**operation); },
             [=] { return Describe(*content) + Describe(content->use_count()); }};
 }
 
-SScene makeRebuildScene()
+SScene MakeRebuildScene()
 {
-    std::shared_ptr<const SFuserContent> content = makeContent();
+    std::shared_ptr<const SFuserContent> content = MakeContent();
     const auto operation = std::make_shared<CSmallComponentModifyOperation>(content);
     using Peer = CSmallComponentModifyOperationTestPeer;
     Peer::Reset(*operation);
     return {[=] { Peer::ComputeNNSupportStructures(*operation); },
-            [=] { return describeSupport(*operation); },
+            [=] { return DescribeSupport(*operation); },
             [=] {
                 return Describe(*content) + Describe(Peer::GetCount(*operation)) +
                        (Peer::GetCloud(*operation) == nullptr ? "none" : "cloud");
             }};
 }
 
-SScene makeSmallComponentScene()
+SScene MakeSmallComponentScene()
 {
-    const std::shared_ptr<SFuserContent> content = makeContent();
+    const std::shared_ptr<SFuserContent> content = MakeContent();
     std::shared_ptr<const SFuserContent> shared = content;
     const auto operation = std::make_shared<const CSmallComponentModifyOperation>(shared);
     const SMockEntity changed({{0, 0, 0}, {60, 0, 0}});
     const SMockEntity unchanged({{1, 1, 0}});
     const auto batch =
-        makeBatch({MakeEntry(changed.entity), MakeEntry(unchanged.entity),
+        MakeBatch({MakeEntry(changed.entity), MakeEntry(unchanged.entity),
                    MakeEntry(changed.entity, MakeSurfelMask(MakeWords({2, 0x100})))});
     for (const Base::CEntityMapSyncEntry& entry : batch->GetEntries())
     {
@@ -332,11 +332,11 @@ SScene makeSmallComponentScene()
     const auto result = std::make_shared<Base::CEntityMapModifyBatch>();
     return {[=] { *result = operation->ComputeModifications(*batch); },
             [=] { return Describe(*result); },
-            [=] { return Describe(*content, *batch) + describeMaskUses(*batch); }};
+            [=] { return Describe(*content, *batch) + DescribeMaskUses(*batch); }};
 }
 
 /// The neighbours are those that a search of another maker names.
-SScene makeForeignSearchScene()
+SScene MakeForeignSearchScene()
 {
     std::shared_ptr<const SFuserContent> content = MakeFuserContent({{0, 0, 0}}, {{9, 0, 0}});
     const auto operation = std::make_shared<CSmallComponentModifyOperation>(content);
@@ -383,9 +383,9 @@ private:
     };
 };
 
-SScene makeForeignRunsScene()
+SScene MakeForeignRunsScene()
 {
-    const Selection selection = makeSelection();
+    const Selection selection = MakeSelection();
     const auto cutter = std::make_shared<const Cutter>(selection);
     const auto collection = std::make_shared<CRunsCollection>(
         std::vector<LqVector3f>(SSurfelRuns::c_surfelsPerGroup, {0, 0, 0.5F}));
@@ -408,18 +408,18 @@ std::vector<SNamedScene> MakeEditingScenes()
     using namespace DataLayer;
     constexpr EHelpers c_given = EHelpers::GivenObjects;
     std::vector<SNamedScene> scenes{
-        {"Cutter", makeCutterScene, EHelpers::Nobody},
-        {"Compute", makeComputeScene, c_given},
-        {"ComputeOfForeignRuns", makeForeignRunsScene, c_given},
-        {"IntersectsRegion", makeIntersectsRegionScene},
-        {"ModelThatBuildsItsMesh", makeBuildingModelScene, c_given},
-        {"CutOperation", makeCutOperationScene, c_given},
-        {"CutPacketAndFreeze", makePacketScene, c_given},
-        {"SmallComponentConstruction", makeConstructionScene},
-        {"SmallComponentRebuild", makeRebuildScene},
-        {"SmallComponentOperation", makeSmallComponentScene, c_given},
-        {"SmallComponentForeignSearch", makeForeignSearchScene, c_given}};
-    addModelScenes(scenes);
+        {"Cutter", MakeCutterScene, EHelpers::Nobody},
+        {"Compute", MakeComputeScene, c_given},
+        {"ComputeOfForeignRuns", MakeForeignRunsScene, c_given},
+        {"IntersectsRegion", MakeIntersectsRegionScene},
+        {"ModelThatBuildsItsMesh", MakeBuildingModelScene, c_given},
+        {"CutOperation", MakeCutOperationScene, c_given},
+        {"CutPacketAndFreeze", MakePacketScene, c_given},
+        {"SmallComponentConstruction", MakeConstructionScene},
+        {"SmallComponentRebuild", MakeRebuildScene},
+        {"SmallComponentOperation", MakeSmallComponentScene, c_given},
+        {"SmallComponentForeignSearch", MakeForeignSearchScene, c_given}};
+    AddModelScenes(scenes);
     return scenes;
 }
 

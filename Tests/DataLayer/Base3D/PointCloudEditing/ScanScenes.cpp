@@ -23,7 +23,7 @@ constexpr float c_wildNumbers[] = {std::numeric_limits<float>::quiet_NaN(),
                                    1e20F,
                                    -3e9F};
 
-float add(float number, double difference)
+float Add(float number, double difference)
 {
     return static_cast<float>(static_cast<double>(number) + difference);
 }
@@ -64,12 +64,12 @@ std::vector<LqVector3f> CScanScenes::MakePositions(std::size_t count, bool isNas
         {
             const LqVector3f noise = makePoint(spread);
             positions.push_back(
-                {add(point.x, noise.x), add(point.y, noise.y), add(point.z, noise.z)});
+                {Add(point.x, noise.x), Add(point.y, noise.y), Add(point.z, noise.z)});
             if (kind == 4 && Below(300) == 0)
             {
                 positions.back().z = c_wildNumbers[Below(std::size(c_wildNumbers))];
             }
-            point = {add(point.x, step.x), add(point.y, step.y), add(point.z, step.z)};
+            point = {Add(point.x, step.x), Add(point.y, step.y), Add(point.z, step.z)};
         }
     }
     positions.resize(count);

@@ -74,7 +74,7 @@ CPixelView MakeView()
 }
 
 /// Just below \p number, by a step that the projection keeps.
-float below(float number)
+float Below(float number)
 {
     return number - 0x1p-12F;
 }
@@ -83,26 +83,26 @@ TEST(JudgeRun, RunWithinThePaintIsPainted)
 {
     const CPixelView view = MakeView();
     EXPECT_EQ(view.Judge(30, 15, 80, 25), ERunPlace::Painted);
-    EXPECT_EQ(view.Judge(20, 10, below(91), below(31)), ERunPlace::Painted);
-    EXPECT_EQ(view.Judge(100, 40, below(101), below(41)), ERunPlace::Painted);
+    EXPECT_EQ(view.Judge(20, 10, Below(91), Below(31)), ERunPlace::Painted);
+    EXPECT_EQ(view.Judge(100, 40, Below(101), Below(41)), ERunPlace::Painted);
 }
 
 TEST(JudgeRun, RunThatLeavesThePaintByAPixelIsUnknown)
 {
     const CPixelView view = MakeView();
-    EXPECT_EQ(view.Judge(below(20), 10, 50, 25), ERunPlace::Unknown);
-    EXPECT_EQ(view.Judge(20, below(10), 50, 25), ERunPlace::Unknown);
+    EXPECT_EQ(view.Judge(Below(20), 10, 50, 25), ERunPlace::Unknown);
+    EXPECT_EQ(view.Judge(20, Below(10), 50, 25), ERunPlace::Unknown);
     EXPECT_EQ(view.Judge(20, 10, 91, 25), ERunPlace::Unknown);
     EXPECT_EQ(view.Judge(20, 10, 50, 31), ERunPlace::Unknown);
-    EXPECT_EQ(view.Judge(100, 40, 101, below(41)), ERunPlace::Unknown);
-    EXPECT_EQ(view.Judge(100, 40, below(101), 41), ERunPlace::Unknown);
+    EXPECT_EQ(view.Judge(100, 40, 101, Below(41)), ERunPlace::Unknown);
+    EXPECT_EQ(view.Judge(100, 40, Below(101), 41), ERunPlace::Unknown);
 }
 
 TEST(JudgeRun, RunBesideTheBoundsOfThePaintIsUnpainted)
 {
     const CPixelView view = MakeView();
-    EXPECT_EQ(view.Judge(0, 0, below(20), 63), ERunPlace::Unpainted);
-    EXPECT_EQ(view.Judge(0, 0, 127, below(10)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(0, 0, Below(20), 63), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(0, 0, 127, Below(10)), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(0, 0, 127, 5), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(101, 0, 5000, 63), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(0, 41, 127, 5000), ERunPlace::Unpainted);
@@ -112,9 +112,9 @@ TEST(JudgeRun, RunBesideTheBoundsOfThePaintIsUnpainted)
 TEST(JudgeRun, RunBetweenPaintedPixelsIsUnpainted)
 {
     const CPixelView view = MakeView();
-    EXPECT_EQ(view.Judge(20, 31, below(100), 40), ERunPlace::Unpainted);
-    EXPECT_EQ(view.Judge(91, 10, 100, below(40)), ERunPlace::Unpainted);
-    EXPECT_EQ(view.Judge(91, -50, 5000, below(40)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(20, 31, Below(100), 40), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(91, 10, 100, Below(40)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(91, -50, 5000, Below(40)), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(20, 31, 100, 40), ERunPlace::Unknown);
     EXPECT_EQ(view.Judge(91, 10, 100, 40), ERunPlace::Unknown);
 }
@@ -131,8 +131,8 @@ TEST(JudgeRun, UnpaintedPixelAtTheBeginOfTheLastWordLeavesARunUnknown)
         }
     }
     const CPixelView view(128, 8, painted);
-    EXPECT_EQ(view.Judge(1, 4, below(65), below(5)), ERunPlace::Painted);
-    EXPECT_EQ(view.Judge(1, 5, below(65), below(6)), ERunPlace::Unknown);
+    EXPECT_EQ(view.Judge(1, 4, Below(65), Below(5)), ERunPlace::Painted);
+    EXPECT_EQ(view.Judge(1, 5, Below(65), Below(6)), ERunPlace::Unknown);
 }
 
 TEST(JudgeRun, PixelsBesideARunInItsWordsDoNotMatter)
@@ -143,21 +143,21 @@ TEST(JudgeRun, PixelsBesideARunInItsWordsDoNotMatter)
         painted.push_back({column, 5});
     }
     const CPixelView view(128, 8, painted);
-    EXPECT_EQ(view.Judge(4, 5, below(91), below(6)), ERunPlace::Painted);
+    EXPECT_EQ(view.Judge(4, 5, Below(91), Below(6)), ERunPlace::Painted);
 }
 
 TEST(JudgeRun, RunThatEndsBehindThePaintDoesNotSeeTheNextRow)
 {
     // A row is one whole word.
     const CPixelView view(64, 4, {{1, 1}, {1, 2}, {32, 2}});
-    EXPECT_EQ(view.Judge(20, 1, 33, below(2)), ERunPlace::Unpainted);
-    EXPECT_EQ(view.Judge(20, 1, 40, below(2)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(20, 1, 33, Below(2)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(20, 1, 40, Below(2)), ERunPlace::Unpainted);
 }
 
 TEST(JudgeRun, RunThatBeginsJustBehindThePaintIsUnpainted)
 {
     const CPixelView view(64, 4, {{1, 1}, {32, 2}});
-    EXPECT_EQ(view.Judge(33, 1, 40, below(3)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(33, 1, 40, Below(3)), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(1, 3, 40, 4), ERunPlace::Unpainted);
 }
 
@@ -169,13 +169,13 @@ TEST(JudgeRun, RunAroundThePaintIsUnknown)
 TEST(JudgeRun, RowAndColumnZeroAreNeverPainted)
 {
     const CPixelView view(std::vector<std::uint8_t>(64 * 64, 1), 64, 64);
-    EXPECT_EQ(view.Judge(1, 1, below(64), below(64)), ERunPlace::Painted);
-    EXPECT_EQ(view.Judge(below(1), 1, 5, 5), ERunPlace::Unknown);
-    EXPECT_EQ(view.Judge(1, below(1), 5, 5), ERunPlace::Unknown);
+    EXPECT_EQ(view.Judge(1, 1, Below(64), Below(64)), ERunPlace::Painted);
+    EXPECT_EQ(view.Judge(Below(1), 1, 5, 5), ERunPlace::Unknown);
+    EXPECT_EQ(view.Judge(1, Below(1), 5, 5), ERunPlace::Unknown);
     EXPECT_EQ(view.Judge(1, 1, 64, 5), ERunPlace::Unknown);
     EXPECT_EQ(view.Judge(1, 1, 5, 64), ERunPlace::Unknown);
-    EXPECT_EQ(view.Judge(-5, 0, below(1), 63), ERunPlace::Unpainted);
-    EXPECT_EQ(view.Judge(0, -5, 63, below(1)), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(-5, 0, Below(1), 63), ERunPlace::Unpainted);
+    EXPECT_EQ(view.Judge(0, -5, 63, Below(1)), ERunPlace::Unpainted);
     EXPECT_EQ(view.Judge(64, 1, 64, 5), ERunPlace::Unpainted);
 }
 

@@ -29,13 +29,13 @@ constexpr double c_flyingReach = 25.0;
 
 constexpr std::uint64_t c_strayKey = 0x5712A1;
 
-LqVector3f toFloat(const SDemoVector& vector)
+LqVector3f ToFloat(const SDemoVector& vector)
 {
     return {static_cast<float>(vector.x), static_cast<float>(vector.y),
             static_cast<float>(vector.z)};
 }
 
-SDemoVector makeNormalVector(CDemoRandom& random)
+SDemoVector MakeNormalVector(CDemoRandom& random)
 {
     const double x = random.Normal();
     const double y = random.Normal();
@@ -115,7 +115,7 @@ void CDemoScanner::measure(const SDemoVector& direction, CDemoRandom& random, SP
     {
         measured += c_flyingReach * random.Uniform();
     }
-    const SDemoVector tilt = makeNormalVector(random) * c_normalNoise;
+    const SDemoVector tilt = MakeNormalVector(random) * c_normalNoise;
     addPoint(m_eye + direction * measured, Normalized(normal + tilt), points);
 }
 
@@ -131,8 +131,8 @@ void CDemoScanner::AddDust(const SDemoVector& centre, double radius, std::uint64
     CDemoRandom random(m_seed, key);
     for (std::uint64_t index = 0; index < count; ++index)
     {
-        const SDemoVector offset = makeNormalVector(random) * (0.5 * radius);
-        const SDemoVector normal = makeNormalVector(random) * 0.3 - Normalized(toCentre);
+        const SDemoVector offset = MakeNormalVector(random) * (0.5 * radius);
+        const SDemoVector normal = MakeNormalVector(random) * 0.3 - Normalized(toCentre);
         addPoint(centre + offset, Normalized(normal), points);
     }
 }
@@ -156,8 +156,8 @@ void CDemoScanner::AddStrays(std::uint64_t count, SPoints& points) const
 void CDemoScanner::addPoint(const SDemoVector& position, const SDemoVector& normal,
                             SPoints& points) const
 {
-    points.positions.push_back(toFloat(toOwn(position - m_eye)));
-    points.normals.push_back(toFloat(toOwn(normal)));
+    points.positions.push_back(ToFloat(toOwn(position - m_eye)));
+    points.normals.push_back(ToFloat(toOwn(normal)));
 }
 
 SDemoVector CDemoScanner::toOwn(const SDemoVector& direction) const

@@ -46,7 +46,7 @@ struct SSpeck
     std::uint32_t station;
 };
 
-std::vector<SSpeck> strewSpecks(std::uint64_t seed)
+std::vector<SSpeck> StrewSpecks(std::uint64_t seed)
 {
     CDemoRandom random(seed, c_speckKey);
     std::vector<SSpeck> specks;
@@ -88,7 +88,7 @@ std::string CDemoScene::GetStationName(std::uint32_t station)
 std::vector<CDemoScene::SScan> CDemoScene::Generate() const
 {
     const double numPoints = static_cast<double>(m_settings.numPoints) / c_numStations;
-    const std::vector<SSpeck> specks = strewSpecks(m_settings.seed);
+    const std::vector<SSpeck> specks = StrewSpecks(m_settings.seed);
     std::vector<SScan> scans;
     for (std::uint32_t station = 0; station < c_numStations; ++station)
     {

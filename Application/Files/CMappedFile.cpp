@@ -20,7 +20,7 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] CInputError unreadable(const std::filesystem::path& file, int error)
+[[nodiscard]] CInputError Unreadable(const std::filesystem::path& file, int error)
 {
     return {file, "cannot be read: " + std::generic_category().message(error)};
 }
@@ -31,7 +31,7 @@ namespace
 /// File systems keep others from a file for the length of a write, but not from everything: the ext
 /// family, Btrfs, tmpfs and overlays from asking where data is, XFS and NFS from reading. Neither
 /// needs a right beyond reading, nor does it matter that somebody only holds the file open.
-void waitForWrites(int descriptor)
+void WaitForWrites(int descriptor)
 {
     char byte = 0;
     // What is wrong with the file, its reader tells.
@@ -115,7 +115,7 @@ std::shared_ptr<const CMappedFile> CMappedFile::Open(const std::filesystem::path
     struct stat status = {};
     if (!descriptor.IsOpen() || ::fstat(descriptor.Get(), &status) != 0)
     {
-        throw unreadable(file, errno);
+        throw Unreadable(file, errno);
     }
     if (S_ISDIR(status.st_mode))
     {
@@ -128,10 +128,10 @@ std::shared_ptr<const CMappedFile> CMappedFile::Open(const std::filesystem::path
     // What begins to be written from here on shows in the time; what had begun may still make the
     // file longer.
     const timespec changed = status.st_mtim;
-    waitForWrites(descriptor.Get());
+    WaitForWrites(descriptor.Get());
     if (::fstat(descriptor.Get(), &status) != 0)
     {
-        throw unreadable(file, errno);
+        throw Unreadable(file, errno);
     }
     status.st_mtim = changed;
     if (status.st_size == 0)
@@ -142,7 +142,7 @@ std::shared_ptr<const CMappedFile> CMappedFile::Open(const std::filesystem::path
     void* const address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor.Get(), 0);
     if (address == MAP_FAILED)
     {
-        throw unreadable(file, errno);
+        throw Unreadable(file, errno);
     }
     Mapping mapping(static_cast<const std::byte*>(address), {size});
     return std::shared_ptr<const CMappedFile>(

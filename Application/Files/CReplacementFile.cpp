@@ -33,17 +33,17 @@ constexpr std::uint64_t c_pushSize = std::uint64_t{16} << 20;
 constexpr std::string_view c_unfinishedBegin = ".veko2-";
 constexpr std::string_view c_unfinishedEnd = ".part";
 
-[[nodiscard]] COutputError failure(const std::filesystem::path& target, int error)
+[[nodiscard]] COutputError Failure(const std::filesystem::path& target, int error)
 {
     return {target, "cannot be written: " + std::generic_category().message(error)};
 }
 
-[[nodiscard]] COutputError existing(const std::filesystem::path& target)
+[[nodiscard]] COutputError Existing(const std::filesystem::path& target)
 {
     return {target, "exists already and is replaced only with --force"};
 }
 
-[[nodiscard]] std::string uniqueName()
+[[nodiscard]] std::string UniqueName()
 {
     static constexpr char c_digits[] = "0123456789abcdef";
     std::random_device random;
@@ -55,22 +55,22 @@ constexpr std::string_view c_unfinishedEnd = ".part";
     return name.append(c_unfinishedEnd);
 }
 
-[[nodiscard]] std::filesystem::path folderOf(const std::filesystem::path& file)
+[[nodiscard]] std::filesystem::path FolderOf(const std::filesystem::path& file)
 {
     const std::filesystem::path folder = file.parent_path();
     return folder.empty() ? "." : folder;
 }
 
-[[nodiscard]] int openFolder(const std::filesystem::path& folder)
+[[nodiscard]] int OpenFolder(const std::filesystem::path& folder)
 {
     return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
 /// Makes the names in a folder permanent. The files are complete either way, so a folder that
 /// cannot be synchronised is no failure.
-void syncFolder(const std::filesystem::path& folder)
+void SyncFolder(const std::filesystem::path& folder)
 {
-    const CFileDescriptor descriptor(openFolder(folder));
+    const CFileDescriptor descriptor(OpenFolder(folder));
     if (descriptor.IsOpen())
     {
         ::fsync(descriptor.Get());
@@ -78,13 +78,13 @@ void syncFolder(const std::filesystem::path& folder)
 }
 
 /// A name under which this process reaches an open file.
-[[nodiscard]] std::string selfName(const CFileDescriptor& descriptor)
+[[nodiscard]] std::string SelfName(const CFileDescriptor& descriptor)
 {
     return "/proc/self/fd/" + std::to_string(descriptor.Get());
 }
 
 /// Locks a new file against CReplacementFile::RemoveStale(). False when that has come first.
-[[nodiscard]] bool isHeld(const CFileDescriptor& descriptor)
+[[nodiscard]] bool IsHeld(const CFileDescriptor& descriptor)
 {
     if (::flock(descriptor.Get(), LOCK_EX | LOCK_NB) != 0)
     {
@@ -106,7 +106,7 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
     const bool exists = ::stat(target.c_str(), &status) == 0;
     if (!exists && errno != ENOENT)
     {
-        throw failure(m_target, errno);
+        throw Failure(m_target, errno);
     }
     if (exists && S_ISDIR(status.st_mode))
     {
@@ -118,11 +118,11 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
     }
     if (exists && !force)
     {
-        throw existing(m_target);
+        throw Existing(m_target);
     }
     if (!m_resolved.has_filename())
     {
-        throw failure(m_target, EISDIR);
+        throw Failure(m_target, EISDIR);
     }
     if (naming == Naming::FromTheStart || !openUnnamed())
     {
@@ -135,7 +135,7 @@ CReplacementFile::CReplacementFile(const std::filesystem::path& target, bool for
         {
             ::unlink(m_temporary.c_str());
         }
-        throw failure(m_target, reason);
+        throw Failure(m_target, reason);
     }
 }
 
@@ -167,10 +167,10 @@ CReplacementFile::~CReplacementFile()
 
 bool CReplacementFile::openUnnamed()
 {
-    const std::filesystem::path folder = folderOf(m_resolved);
+    const std::filesystem::path folder = FolderOf(m_resolved);
     m_descriptor = CFileDescriptor(::open(folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666));
     // Without this folder the file could never get its name.
-    if (m_descriptor.IsOpen() && ::access(selfName(m_descriptor).c_str(), F_OK) != 0)
+    if (m_descriptor.IsOpen() && ::access(SelfName(m_descriptor).c_str(), F_OK) != 0)
     {
         m_descriptor.Close();
     }
@@ -187,12 +187,12 @@ void CReplacementFile::openNamed()
 {
     for (;;)
     {
-        m_temporary = m_resolved.parent_path() / uniqueName();
+        m_temporary = m_resolved.parent_path() / UniqueName();
         // Before it exists, so that there is no moment at which it could be left behind.
         m_unfinished.emplace(m_temporary);
         m_descriptor = CFileDescriptor(
             ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-        if (m_descriptor.IsOpen() && isHeld(m_descriptor))
+        if (m_descriptor.IsOpen() && IsHeld(m_descriptor))
         {
             return;
         }
@@ -200,7 +200,7 @@ void CReplacementFile::openNamed()
         {
             const int reason = errno;
             m_temporary.clear();
-            throw failure(m_target, reason);
+            throw Failure(m_target, reason);
         }
     }
 }
@@ -247,7 +247,7 @@ void CReplacementFile::writeThrough(std::span<const std::byte> bytes)
             {
                 CMappedFile::CheckReadable(bytes.data());
             }
-            throw failure(m_target, reason);
+            throw Failure(m_target, reason);
         }
         bytes = bytes.subspan(static_cast<std::size_t>(count));
         m_written += static_cast<std::uint64_t>(count);
@@ -270,23 +270,23 @@ void CReplacementFile::Commit(Permanence permanence)
     }
     else if (::fsync(m_descriptor.Get()) != 0)
     {
-        throw failure(m_target, errno);
+        throw Failure(m_target, errno);
     }
     // Some file systems say only as a file is closed that they cannot store it. The descriptor
     // itself is needed for the name, and holds the lock until then.
     CFileDescriptor second(::fcntl(m_descriptor.Get(), F_DUPFD_CLOEXEC, 0));
     if (!second.IsOpen() || !second.Close())
     {
-        throw failure(m_target, errno);
+        throw Failure(m_target, errno);
     }
-    const std::filesystem::path folder = folderOf(m_resolved);
+    const std::filesystem::path folder = FolderOf(m_resolved);
     rename();
     // The target is replaced: nothing from here on may fail.
     m_temporary.clear();
     m_descriptor.Close();
     if (permanence == Permanence::Now)
     {
-        syncFolder(folder);
+        SyncFolder(folder);
     }
 }
 
@@ -302,7 +302,7 @@ void CReplacementFile::MakePermanent(const std::filesystem::path& folder,
     constexpr std::size_t c_maxNumSingle = 8;
     if (names.size() > c_maxNumSingle)
     {
-        const CFileDescriptor descriptor(openFolder(folder));
+        const CFileDescriptor descriptor(OpenFolder(folder));
         if (descriptor.IsOpen() && ::syncfs(descriptor.Get()) == 0)
         {
             return;
@@ -314,10 +314,10 @@ void CReplacementFile::MakePermanent(const std::filesystem::path& folder,
         const CFileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
         if (!descriptor.IsOpen() || ::fsync(descriptor.Get()) != 0)
         {
-            throw failure(file, errno);
+            throw Failure(file, errno);
         }
     }
-    syncFolder(folder);
+    SyncFolder(folder);
 }
 
 void CReplacementFile::RemoveStale(const std::filesystem::path& folder)
@@ -351,7 +351,7 @@ bool CReplacementFile::IsUnfinishedName(std::string_view name)
 /// with. True when the former.
 bool CReplacementFile::nameUnnamed()
 {
-    const std::string self = selfName(m_descriptor);
+    const std::string self = SelfName(m_descriptor);
     const auto link = [&](const std::filesystem::path& name) {
         return ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
     };
@@ -361,11 +361,11 @@ bool CReplacementFile::nameUnnamed()
     }
     if (errno == EEXIST && !m_force)
     {
-        throw existing(m_target);
+        throw Existing(m_target);
     }
     while (errno == EEXIST)
     {
-        m_temporary = m_resolved.parent_path() / uniqueName();
+        m_temporary = m_resolved.parent_path() / UniqueName();
         m_unfinished.emplace(m_temporary);
         if (link(m_temporary))
         {
@@ -375,7 +375,7 @@ bool CReplacementFile::nameUnnamed()
         m_temporary.clear();
         errno = reason;
     }
-    throw failure(m_target, errno);
+    throw Failure(m_target, errno);
 }
 
 void CReplacementFile::rename()
@@ -388,7 +388,7 @@ void CReplacementFile::rename()
     {
         if (::rename(m_temporary.c_str(), m_resolved.c_str()) != 0)
         {
-            throw failure(m_target, errno);
+            throw Failure(m_target, errno);
         }
         return;
     }
@@ -400,7 +400,7 @@ void CReplacementFile::rename()
     }
     if (errno == EEXIST)
     {
-        throw existing(m_target);
+        throw Existing(m_target);
     }
     // No hard links here: the newer call does the same where the file system knows it.
     if (::renameat2(AT_FDCWD, m_temporary.c_str(), AT_FDCWD, m_resolved.c_str(),
@@ -410,15 +410,15 @@ void CReplacementFile::rename()
     }
     if (errno == EEXIST)
     {
-        throw existing(m_target);
+        throw Existing(m_target);
     }
     if (::access(m_resolved.c_str(), F_OK) == 0)
     {
-        throw existing(m_target);
+        throw Existing(m_target);
     }
     if (::rename(m_temporary.c_str(), m_resolved.c_str()) != 0)
     {
-        throw failure(m_target, errno);
+        throw Failure(m_target, errno);
     }
 }
 

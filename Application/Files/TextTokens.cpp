@@ -13,7 +13,7 @@ namespace
 
 constexpr std::size_t c_longestQuote = 40;
 
-[[nodiscard]] std::string_view withoutPlus(std::string_view token)
+[[nodiscard]] std::string_view WithoutPlus(std::string_view token)
 {
     const bool isSigned = token.size() > 1 && token[0] == '+' && token[1] != '-';
     return isSigned ? token.substr(1) : token;
@@ -21,7 +21,7 @@ constexpr std::size_t c_longestQuote = 40;
 
 /// As much of \p text as is shown. It ends between two characters of UTF-8, which have at most
 /// three bytes behind their first.
-[[nodiscard]] std::string_view shorten(std::string_view text)
+[[nodiscard]] std::string_view Shorten(std::string_view text)
 {
     const auto continuesCharacter = [&](std::size_t index) {
         return (static_cast<unsigned char>(text[index]) & 0xC0) == 0x80;
@@ -36,7 +36,7 @@ constexpr std::size_t c_longestQuote = 40;
 
 /// A number outside the range of double: 0 when its first digit but zeros stands behind the point,
 /// moved by the exponent, else an infinity.
-[[nodiscard]] double saturate(std::string_view token)
+[[nodiscard]] double Saturate(std::string_view token)
 {
     const std::size_t end = token.find_first_of("eE");
     const std::string_view digits = token.substr(0, end);
@@ -58,7 +58,7 @@ constexpr std::size_t c_longestQuote = 40;
 
 std::optional<double> ParseReal(std::string_view token)
 {
-    token = withoutPlus(token);
+    token = WithoutPlus(token);
     double value = 0.0;
     const char* const end = token.data() + token.size();
     const auto result = std::from_chars(token.data(), end, value);
@@ -68,14 +68,14 @@ std::optional<double> ParseReal(std::string_view token)
     }
     if (result.ec == std::errc::result_out_of_range)
     {
-        return saturate(token);
+        return Saturate(token);
     }
     return result.ec == std::errc() ? std::optional(value) : std::nullopt;
 }
 
 std::optional<std::int64_t> ParseInteger(std::string_view token)
 {
-    token = withoutPlus(token);
+    token = WithoutPlus(token);
     std::int64_t value = 0;
     const char* const end = token.data() + token.size();
     const auto result = std::from_chars(token.data(), end, value);
@@ -102,7 +102,7 @@ std::string Quote(std::string_view text)
         return "the end of the line";
     }
     std::string quoted = "'";
-    const std::string_view shown = shorten(text);
+    const std::string_view shown = Shorten(text);
     for (std::size_t index = 0; index < shown.size();)
     {
         const std::size_t length = MeasureControlCharacter(shown.substr(index));

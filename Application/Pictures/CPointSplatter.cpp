@@ -29,7 +29,7 @@ constexpr std::uint32_t c_leastBandRows = 8;
 /// How many samples have each radius.
 using RadiusCounts = std::array<std::uint32_t, 256>;
 
-RadiusCounts count(std::span<const std::uint8_t> radii)
+RadiusCounts Count(std::span<const std::uint8_t> radii)
 {
     // Neighbours are mostly alike, and a count waits for the one before it of the same radius.
     std::array<RadiusCounts, 4> counts{};
@@ -45,7 +45,7 @@ RadiusCounts count(std::span<const std::uint8_t> radii)
 }
 
 /// The largest radius to use, in the units of the radii, from the counts of all bands.
-std::uint8_t findLargestRadius(const std::vector<RadiusCounts>& bands)
+std::uint8_t FindLargestRadius(const std::vector<RadiusCounts>& bands)
 {
     std::array<std::uint64_t, 256> counts{};
     std::uint64_t numSamples = 0;
@@ -148,9 +148,9 @@ CPointSplatter::SRadii CPointSplatter::FindRadii(const CPointSamples& points) co
         }
         const std::span<const std::uint8_t> ofBand(&radii[std::size_t{begin} * width],
                                                    std::size_t{end - begin} * width);
-        counts[begin / c_bandRows] = count(ofBand);
+        counts[begin / c_bandRows] = Count(ofBand);
     });
-    const std::uint8_t largest = findLargestRadius(counts);
+    const std::uint8_t largest = FindLargestRadius(counts);
     return {std::move(radii), largest};
 }
 

@@ -18,7 +18,7 @@ namespace Application
 namespace
 {
 
-void setColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column)
+void SetColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column)
 {
     for (std::size_t row = 0; row < 4; ++row)
     {
@@ -44,7 +44,7 @@ struct SChunk
 };
 
 /// All that \p buffers have of the picture's rows \p begin to \p end - 1 comes into the first.
-void joinRows(std::vector<CDepthBuffer>& buffers, std::uint32_t begin, std::uint32_t end)
+void JoinRows(std::vector<CDepthBuffer>& buffers, std::uint32_t begin, std::uint32_t end)
 {
     CDepthBuffer& nearest = buffers.front();
     for (std::size_t buffer = 1; buffer < buffers.size(); ++buffer)
@@ -57,7 +57,7 @@ void joinRows(std::vector<CDepthBuffer>& buffers, std::uint32_t begin, std::uint
     }
 }
 
-void joinRows(std::vector<CDepthPlane>& planes, std::uint32_t begin, std::uint32_t end)
+void JoinRows(std::vector<CDepthPlane>& planes, std::uint32_t begin, std::uint32_t end)
 {
     for (std::size_t plane = 1; plane < planes.size(); ++plane)
     {
@@ -67,7 +67,7 @@ void joinRows(std::vector<CDepthPlane>& planes, std::uint32_t begin, std::uint32
 
 /// Lets \p batch read copies of its positions, which have room for SSurfelBatch::c_size of them and
 /// four bytes more: behind its own there may be nothing to read.
-void copyPositions(SSurfelBatch& batch, float* copies)
+void CopyPositions(SSurfelBatch& batch, float* copies)
 {
     constexpr std::size_t c_positionBytes = 3 * sizeof(float);
     auto* const bytes = reinterpret_cast<std::byte*>(copies);
@@ -80,7 +80,7 @@ void copyPositions(SSurfelBatch& batch, float* copies)
     batch.positionStride = c_positionBytes;
 }
 
-ProjectSurfelsKernel fastestKernel()
+ProjectSurfelsKernel FastestKernel()
 {
     static const ProjectSurfelsKernel fastest = GetProjectSurfelsKernels().front().project;
     return fastest;
@@ -98,7 +98,7 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
                     ? &collection.GetReadAccessor<Base::CSCElementDefinitionNormal>()
                     : nullptr),
       m_flags(flags),
-      m_project(fastestKernel()),
+      m_project(FastestKernel()),
       m_normalChain(projection.MakeNormalChain(trafo)),
       m_hideCut(hideCut),
       m_colorIndex(colorIndex)
@@ -106,7 +106,7 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
     const LqMatrix4Rf chain = projection.MakeChain(trafo);
     for (std::size_t column = 0; column < 4; ++column)
     {
-        setColumn(m_projection.clip[column], chain, column);
+        SetColumn(m_projection.clip[column], chain, column);
     }
     m_projection.width = projection.GetWidth();
     m_projection.height = projection.GetHeight();
@@ -195,7 +195,7 @@ std::vector<std::invoke_result_t<MakeBuffer>> CScanPainter::paintAll(
         drawn.push_back(makeBuffer());
     }
     ForEachBand(height,
-                [&](std::uint32_t begin, std::uint32_t end) { joinRows(drawn, begin, end); });
+                [&](std::uint32_t begin, std::uint32_t end) { JoinRows(drawn, begin, end); });
     return drawn;
 }
 
@@ -247,7 +247,7 @@ void CScanPainter::forEachBatch(std::uint64_t begin, std::uint64_t end, std::siz
         if (positionStride < sizeof(float) || batch.count < SSurfelBatch::c_size ||
             first + batch.count == m_count)
         {
-            copyPositions(batch, copies.data());
+            CopyPositions(batch, copies.data());
         }
         m_project(projection, batch);
         draw(first, batch);

@@ -23,7 +23,7 @@ constexpr std::size_t c_countOffset = 16;
 constexpr std::size_t c_checksumOffset = 24;
 constexpr std::size_t c_headerSize = 32;
 
-[[nodiscard]] std::uint64_t loadNumber(std::span<const std::byte> bytes)
+[[nodiscard]] std::uint64_t LoadNumber(std::span<const std::byte> bytes)
 {
     std::uint64_t value = 0;
     for (std::size_t index = bytes.size(); index > 0; --index)
@@ -33,7 +33,7 @@ constexpr std::size_t c_headerSize = 32;
     return value;
 }
 
-void storeNumber(std::span<std::byte> bytes, std::uint64_t value)
+void StoreNumber(std::span<std::byte> bytes, std::uint64_t value)
 {
     for (std::byte& byte : bytes)
     {
@@ -43,7 +43,7 @@ void storeNumber(std::span<std::byte> bytes, std::uint64_t value)
 }
 
 /// 64-bit FNV-1a over words, with the constants of that hash.
-[[nodiscard]] std::uint64_t computeChecksum(std::span<const Base::CSurfelBitMask> flags)
+[[nodiscard]] std::uint64_t ComputeChecksum(std::span<const Base::CSurfelBitMask> flags)
 {
     std::uint64_t hash = flags.size() + 14695981039346656037U;
     for (const Base::CSurfelBitMask word : flags)
@@ -53,7 +53,7 @@ void storeNumber(std::span<std::byte> bytes, std::uint64_t value)
     return hash;
 }
 
-void checkHeader(const std::filesystem::path& file, std::span<const std::byte> bytes,
+void CheckHeader(const std::filesystem::path& file, std::span<const std::byte> bytes,
                  std::uint64_t pointCount)
 {
     if (!AsText(bytes).starts_with(c_magic))
@@ -67,20 +67,20 @@ void checkHeader(const std::filesystem::path& file, std::span<const std::byte> b
         throw CInputError::AtByte(file, bytes.size(),
                                   "expected a header of 32 bytes, found the end of the file");
     }
-    const std::uint64_t version = loadNumber(bytes.subspan(c_versionOffset, 4));
+    const std::uint64_t version = LoadNumber(bytes.subspan(c_versionOffset, 4));
     if (version != c_version)
     {
         throw CInputError::AtByte(
             file, c_versionOffset,
             "expected version 1 of flag files, found version " + std::to_string(version));
     }
-    const std::uint64_t reserved = loadNumber(bytes.subspan(c_reservedOffset, 4));
+    const std::uint64_t reserved = LoadNumber(bytes.subspan(c_reservedOffset, 4));
     if (reserved != 0)
     {
         throw CInputError::AtByte(file, c_reservedOffset,
                                   "expected 0, found " + std::to_string(reserved));
     }
-    const std::uint64_t count = loadNumber(bytes.subspan(c_countOffset, 8));
+    const std::uint64_t count = LoadNumber(bytes.subspan(c_countOffset, 8));
     if (count != pointCount)
     {
         throw CInputError::AtByte(file, c_countOffset,
@@ -108,21 +108,21 @@ std::vector<Base::CSurfelBitMask> CFlagFile::Read(const std::filesystem::path& f
 
 void CFlagFile::Check(const std::filesystem::path& file, std::uint64_t pointCount)
 {
-    checkHeader(file, CMappedFile::Open(file)->GetBytes(), pointCount);
+    CheckHeader(file, CMappedFile::Open(file)->GetBytes(), pointCount);
 }
 
 std::vector<Base::CSurfelBitMask> CFlagFile::Parse(const std::filesystem::path& file,
                                                    std::span<const std::byte> bytes,
                                                    std::uint64_t pointCount)
 {
-    checkHeader(file, bytes, pointCount);
+    CheckHeader(file, bytes, pointCount);
     std::vector<Base::CSurfelBitMask> flags(pointCount);
     for (std::size_t index = 0; index < flags.size(); ++index)
     {
         flags[index].bits =
-            static_cast<std::uint16_t>(loadNumber(bytes.subspan(c_headerSize + 2 * index, 2)));
+            static_cast<std::uint16_t>(LoadNumber(bytes.subspan(c_headerSize + 2 * index, 2)));
     }
-    if (loadNumber(bytes.subspan(c_checksumOffset, 8)) != computeChecksum(flags))
+    if (LoadNumber(bytes.subspan(c_checksumOffset, 8)) != ComputeChecksum(flags))
     {
         throw CInputError::AtByte(file, c_checksumOffset,
                                   "expected the checksum of the flags, found another: the file is "
@@ -139,9 +139,9 @@ void CFlagFile::Write(const std::filesystem::path& file,
     const std::span<std::byte> bytes(header);
     std::transform(c_magic.begin(), c_magic.end(), header.begin(),
                    [](char character) { return static_cast<std::byte>(character); });
-    storeNumber(bytes.subspan(c_versionOffset, 4), c_version);
-    storeNumber(bytes.subspan(c_countOffset, 8), flags.size());
-    storeNumber(bytes.subspan(c_checksumOffset, 8), computeChecksum(flags));
+    StoreNumber(bytes.subspan(c_versionOffset, 4), c_version);
+    StoreNumber(bytes.subspan(c_countOffset, 8), flags.size());
+    StoreNumber(bytes.subspan(c_checksumOffset, 8), ComputeChecksum(flags));
 
     CReplacementFile output(file, force);
     output.Write(header);
@@ -151,7 +151,7 @@ void CFlagFile::Write(const std::filesystem::path& file,
         const std::size_t count = std::min(flags.size(), block.size() / 2);
         for (std::size_t index = 0; index < count; ++index)
         {
-            storeNumber(std::span(block).subspan(2 * index, 2), flags[index].bits);
+            StoreNumber(std::span(block).subspan(2 * index, 2), flags[index].bits);
         }
         output.Write(std::span(block).first(2 * count));
         flags = flags.subspan(count);

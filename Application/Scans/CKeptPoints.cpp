@@ -19,7 +19,7 @@ constexpr std::uint64_t c_groupSize = CKeptPoints::c_groupSize;
 constexpr std::uint64_t c_gatherBytes =
     std::endian::native == std::endian::little ? 0x0102040810204080U : 0x8040201008040201U;
 
-[[nodiscard]] std::vector<std::uint64_t> gatherAll(std::span<const Base::CSurfelBitMask> flags,
+[[nodiscard]] std::vector<std::uint64_t> GatherAll(std::span<const Base::CSurfelBitMask> flags,
                                                    std::uint16_t dropBits)
 {
     std::vector<std::uint64_t> groups;
@@ -35,7 +35,7 @@ constexpr std::uint64_t c_gatherBytes =
 }  // namespace
 
 CKeptPoints::CKeptPoints(std::span<const Base::CSurfelBitMask> flags, std::uint16_t dropBits)
-    : CKeptPoints(gatherAll(flags, dropBits), flags.size())
+    : CKeptPoints(GatherAll(flags, dropBits), flags.size())
 {}
 
 CKeptPoints::CKeptPoints(std::vector<std::uint64_t> groups, std::uint64_t count)

@@ -13,7 +13,7 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] ObjStatement classify(std::string_view keyword)
+[[nodiscard]] ObjStatement Classify(std::string_view keyword)
 {
     static constexpr std::array<std::pair<std::string_view, ObjStatement>, 12> c_statements = {{
         {"v", ObjStatement::Vertex},
@@ -35,7 +35,7 @@ namespace
     return found == c_statements.end() ? ObjStatement::Other : found->second;
 }
 
-[[nodiscard]] bool isSeparator(std::string_view text, std::size_t position)
+[[nodiscard]] bool IsSeparator(std::string_view text, std::size_t position)
 {
     const bool isContinuation =
         text[position] == '\\' &&
@@ -43,10 +43,10 @@ namespace
     return isContinuation || IsBlank(text[position]);
 }
 
-[[nodiscard]] bool hasComment(std::string_view line)
+[[nodiscard]] bool HasComment(std::string_view line)
 {
     std::size_t sign = line.find('#');
-    while (sign != std::string_view::npos && sign > 0 && !isSeparator(line, sign - 1))
+    while (sign != std::string_view::npos && sign > 0 && !IsSeparator(line, sign - 1))
     {
         sign = line.find('#', sign + 1);
     }
@@ -54,9 +54,9 @@ namespace
 }
 
 /// A comment may end with anything, such as a folder of another system.
-[[nodiscard]] bool isContinued(std::string_view line)
+[[nodiscard]] bool IsContinued(std::string_view line)
 {
-    return line.ends_with('\\') && !hasComment(line);
+    return line.ends_with('\\') && !HasComment(line);
 }
 
 }  // namespace
@@ -64,12 +64,12 @@ namespace
 std::string_view TakeObjWord(std::string_view& rest)
 {
     std::size_t begin = 0;
-    while (begin < rest.size() && isSeparator(rest, begin))
+    while (begin < rest.size() && IsSeparator(rest, begin))
     {
         ++begin;
     }
     std::size_t end = begin;
-    while (end < rest.size() && !isSeparator(rest, end))
+    while (end < rest.size() && !IsSeparator(rest, end))
     {
         ++end;
     }
@@ -107,14 +107,14 @@ bool CObjLineReader::Next()
     expectNoCarriageReturn();
     std::string_view line = m_lines.GetLine();
     line = m_begin == 0 ? WithoutByteOrderMark(line) : line;
-    while (isContinued(line) && m_lines.Next())
+    while (IsContinued(line) && m_lines.Next())
     {
         expectNoCarriageReturn();
         line = m_lines.GetLine();
     }
     m_words = m_text.substr(m_begin, m_lines.GetEnd() - m_begin);
     m_words = m_begin == 0 ? WithoutByteOrderMark(m_words) : m_words;
-    m_statement = classify(TakeObjWord(m_words));
+    m_statement = Classify(TakeObjWord(m_words));
     return true;
 }
 

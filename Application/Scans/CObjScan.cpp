@@ -16,7 +16,7 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] bool hasReferences(ObjStatement statement)
+[[nodiscard]] bool HasReferences(ObjStatement statement)
 {
     return statement == ObjStatement::Face || statement == ObjStatement::Line ||
            statement == ObjStatement::Point;
@@ -101,7 +101,7 @@ void CObjScan::read(const ProgressCallback& progress)
         {
             fileNormals.push_back(CCoordinateShift::ConvertNormal(reader.ReadVector()));
         }
-        else if (hasReferences(reader.GetStatement()))
+        else if (HasReferences(reader.GetStatement()))
         {
             readCorners(reader, coordinates.size(), fileNormals.size(), normalNumbers, triangles);
         }
@@ -197,7 +197,7 @@ void CObjScan::WriteKept(CReplacementFile& file, const CKeptPoints& kept,
             throw reader.MakeError("expected vertices and polygons only, to cut them",
                                    raw.substr(0, raw.find_last_not_of("\r\n") + 1));
         }
-        if (hasReferences(statement))
+        if (HasReferences(statement))
         {
             if (renumber(reader, ranks, before, normals, line))
             {

@@ -18,15 +18,15 @@ namespace
 /// Pieces small enough to report progress between them.
 constexpr std::size_t c_pieceSize = std::size_t{8} << 20;
 
-[[nodiscard]] bool isSigned(PlyType type)
+[[nodiscard]] bool IsSigned(PlyType type)
 {
     return type == PlyType::Int8 || type == PlyType::Int16 || type == PlyType::Int32;
 }
 
-[[nodiscard]] std::int64_t getLargest(PlyType type)
+[[nodiscard]] std::int64_t GetLargest(PlyType type)
 {
     const int bits = static_cast<int>(8 * GetPlyTypeSize(type));
-    return (std::int64_t{1} << (isSigned(type) ? bits - 1 : bits)) - 1;
+    return (std::int64_t{1} << (IsSigned(type) ? bits - 1 : bits)) - 1;
 }
 
 }  // namespace
@@ -217,14 +217,14 @@ std::size_t CPlyCutWriter::renumberStrips(const CPlyRecordReader& reader,
         ++length;
         hasSeparator = hasSeparator || vertex < 0;
     });
-    if (hasSeparator && !isSigned(property.type))
+    if (hasSeparator && !IsSigned(property.type))
     {
         throw reader.MakeError(
             "expected a signed type for the separators between the parts of triangle strips, "
             "where vertices are removed",
             "'" + PrintPlyProperty(property) + "'");
     }
-    if (length > getLargest(*property.countType))
+    if (length > GetLargest(*property.countType))
     {
         throw reader.MakeError(
             "expected triangle strips whose parts, where vertices are removed, "

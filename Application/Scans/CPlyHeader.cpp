@@ -209,7 +209,7 @@ private:
     std::set<std::string, std::less<>> m_propertyNames;
 };
 
-[[nodiscard]] std::string_view printType(PlyType type)
+[[nodiscard]] std::string_view PrintType(PlyType type)
 {
     constexpr std::string_view c_names[] = {"char", "uchar", "short", "ushort",
                                             "int",  "uint",  "float", "double"};
@@ -294,9 +294,9 @@ std::string PrintPlyProperty(const SPlyProperty& property)
     std::string printed;
     if (property.IsList())
     {
-        printed.append("list ").append(printType(*property.countType)).append(" ");
+        printed.append("list ").append(PrintType(*property.countType)).append(" ");
     }
-    return printed.append(printType(property.type)).append(" ").append(property.name);
+    return printed.append(PrintType(property.type)).append(" ").append(property.name);
 }
 
 }  // namespace Application

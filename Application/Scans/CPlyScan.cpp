@@ -22,7 +22,7 @@ namespace
 {
 
 /// Checks that the properties of vertex numbers are whole numbers.
-void expectIntegerTypes(const SPlyDocument& document, const SPlyElement& element,
+void ExpectIntegerTypes(const SPlyDocument& document, const SPlyElement& element,
                         const SPlyReferences& references)
 {
     for (const std::size_t index : references.properties)
@@ -88,7 +88,7 @@ private:
 };
 
 /// True for elements whose vertex numbers are the corners of surfaces.
-[[nodiscard]] bool isSurface(const SPlyElement& element)
+[[nodiscard]] bool IsSurface(const SPlyElement& element)
 {
     return (element.name == "face" || element.name == "tristrips") && element.count > 0 &&
            FindVertexReferences(element).has_value();
@@ -97,14 +97,14 @@ private:
 /// Refuses triangles that take more than ten times the room of their faces in the file, unless they
 /// are few. Only faces of many corners of one byte each come to that, where one more corner makes
 /// one more triangle of 12 bytes: far more triangles than the mesh's 256 vertices have a use for.
-void expectModestTriangles(const SPlyDocument& document, std::uint64_t numTriangles)
+void ExpectModestTriangles(const SPlyDocument& document, std::uint64_t numTriangles)
 {
     constexpr std::uint64_t c_always = std::uint64_t{8} << 20;
     std::uint64_t numBytes = 0;
     const std::vector<SPlyElement>& elements = document.header.GetElements();
     for (std::size_t index = 0; index < elements.size(); ++index)
     {
-        numBytes += isSurface(elements[index])
+        numBytes += IsSurface(elements[index])
                         ? document.tables[index + 1].begin - document.tables[index].begin
                         : 0;
     }
@@ -167,10 +167,10 @@ SPlyTable CPlyScan::checkTable(std::size_t elementIndex, CProgress& progress)
     }
     if (references.has_value())
     {
-        expectIntegerTypes(m_document, element, *references);
+        ExpectIntegerTypes(m_document, element, *references);
     }
     const auto vertexCount = static_cast<std::int64_t>(m_document.GetVertices().count);
-    const bool hasCorners = isSurface(element);
+    const bool hasCorners = IsSurface(element);
     while (reader.Next())
     {
         progress.Report(reader.GetEnd());
@@ -202,7 +202,7 @@ SPlyTable CPlyScan::checkTable(std::size_t elementIndex, CProgress& progress)
 bool CPlyScan::HasTriangles() const
 {
     const std::vector<SPlyElement>& elements = m_document.header.GetElements();
-    return std::any_of(elements.begin(), elements.end(), isSurface);
+    return std::any_of(elements.begin(), elements.end(), IsSurface);
 }
 
 std::shared_ptr<const Geometry::CTriangulation> CPlyScan::GetTriangulation() const
@@ -218,7 +218,7 @@ std::shared_ptr<const Geometry::CTriangulation> CPlyScan::GetTriangulation() con
             m_document.source.path,
             "expected at most 4294967295 vertices of a mesh, found " + std::to_string(count));
     }
-    expectModestTriangles(m_document, m_mostTriangles);
+    ExpectModestTriangles(m_document, m_mostTriangles);
     auto triangulation = std::make_shared<Geometry::CTriangulation>();
     const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
     triangulation->vertices.reserve(count);
@@ -232,7 +232,7 @@ std::shared_ptr<const Geometry::CTriangulation> CPlyScan::GetTriangulation() con
     const std::vector<SPlyElement>& elements = m_document.header.GetElements();
     for (std::size_t index = 0; index < elements.size(); ++index)
     {
-        if (!isSurface(elements[index]))
+        if (!IsSurface(elements[index]))
         {
             continue;
         }

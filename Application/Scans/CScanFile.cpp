@@ -21,7 +21,7 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] std::string lowerExtension(const std::filesystem::path& file)
+[[nodiscard]] std::string LowerExtension(const std::filesystem::path& file)
 {
     std::string extension = file.extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(), [](char character) {
@@ -30,15 +30,15 @@ namespace
     return extension;
 }
 
-[[nodiscard]] bool isXyzExtension(const std::string& extension)
+[[nodiscard]] bool IsXyzExtension(const std::string& extension)
 {
     return extension == ".xyz" || extension == ".txt" || extension == ".csv" || extension == ".asc";
 }
 
-[[nodiscard]] std::shared_ptr<const IScanContent> parseContent(const SScanBytes& bytes,
+[[nodiscard]] std::shared_ptr<const IScanContent> ParseContent(const SScanBytes& bytes,
                                                                const ProgressCallback& progress)
 {
-    const std::string extension = lowerExtension(bytes.path);
+    const std::string extension = LowerExtension(bytes.path);
     const std::string_view text = AsText(bytes.bytes);
     if (extension == ".ply" || text.starts_with("ply\n") || text.starts_with("ply\r"))
     {
@@ -52,7 +52,7 @@ namespace
     {
         return CStlScan::Parse(bytes, progress);
     }
-    if (isXyzExtension(extension))
+    if (IsXyzExtension(extension))
     {
         return CXyzScan::Parse(bytes, progress);
     }
@@ -74,14 +74,14 @@ CScanFile CScanFile::Open(const std::filesystem::path& file, const ProgressCallb
 
 bool CScanFile::HasScanName(const std::filesystem::path& file)
 {
-    const std::string extension = lowerExtension(file);
+    const std::string extension = LowerExtension(file);
     return extension == ".ply" || extension == ".obj" || extension == ".stl" ||
-           isXyzExtension(extension);
+           IsXyzExtension(extension);
 }
 
 CScanFile CScanFile::Parse(const SScanBytes& bytes, const ProgressCallback& progress)
 {
-    CScanFile scan(bytes.path, parseContent(bytes, progress));
+    CScanFile scan(bytes.path, ParseContent(bytes, progress));
     if (progress)
     {
         progress(1.0);

@@ -31,16 +31,16 @@ constexpr std::uint64_t c_mostTriangles = 0xFFFFFFFE / 3;
 
 constexpr bool c_isSwapped = std::endian::native == std::endian::big;
 
-[[nodiscard]] std::uint64_t loadCount(std::span<const std::byte> bytes)
+[[nodiscard]] std::uint64_t LoadCount(std::span<const std::byte> bytes)
 {
     return static_cast<std::uint64_t>(
         LoadPlyInteger(bytes.data() + c_countOffset, PlyType::UInt32, c_isSwapped));
 }
 
-[[nodiscard]] bool isBinary(std::span<const std::byte> bytes)
+[[nodiscard]] bool IsBinary(std::span<const std::byte> bytes)
 {
     if (bytes.size() >= c_headerSize &&
-        bytes.size() - c_headerSize == loadCount(bytes) * c_recordSize)
+        bytes.size() - c_headerSize == LoadCount(bytes) * c_recordSize)
     {
         return true;
     }
@@ -55,7 +55,7 @@ constexpr bool c_isSwapped = std::endian::native == std::endian::big;
     return !isText;
 }
 
-[[nodiscard]] bool isKeptTriangle(const std::array<std::uint32_t, 3>& triangle,
+[[nodiscard]] bool IsKeptTriangle(const std::array<std::uint32_t, 3>& triangle,
                                   const CKeptPoints& kept)
 {
     return std::all_of(triangle.begin(), triangle.end(),
@@ -71,7 +71,7 @@ std::shared_ptr<const IScanContent> CStlScan::Parse(const SScanBytes& bytes,
 }
 
 CStlScan::CStlScan(const SScanBytes& bytes, const ProgressCallback& progress)
-    : m_source(bytes), m_isBinary(isBinary(bytes.bytes))
+    : m_source(bytes), m_isBinary(IsBinary(bytes.bytes))
 {
     CProgress steps(progress, bytes.bytes.size());
     if (m_isBinary)
@@ -94,7 +94,7 @@ void CStlScan::readBinary(CProgress& progress)
             "expected 'solid' at the start or a binary header of 84 bytes, found the end of the "
             "file");
     }
-    const std::uint64_t count = loadCount(bytes);
+    const std::uint64_t count = LoadCount(bytes);
     if (count > (bytes.size() - c_headerSize) / c_recordSize)
     {
         throw CInputError::AtByte(m_source.path, c_countOffset,
@@ -185,7 +185,7 @@ void CStlScan::writeBinary(CReplacementFile& file, const CKeptPoints& kept,
     const Triangles& triangles = getTriangles();
     const auto keptCount =
         std::count_if(triangles.begin(), triangles.end(),
-                      [&](const auto& triangle) { return isKeptTriangle(triangle, kept); });
+                      [&](const auto& triangle) { return IsKeptTriangle(triangle, kept); });
     std::array<std::byte, 4> count = {};
     StorePlyInteger(count.data(), PlyType::UInt32, c_isSwapped, keptCount);
     file.Write(m_source.bytes.first(c_countOffset));
@@ -193,7 +193,7 @@ void CStlScan::writeBinary(CReplacementFile& file, const CKeptPoints& kept,
     std::size_t begin = c_headerSize;
     for (const auto& triangle : triangles)
     {
-        if (isKeptTriangle(triangle, kept))
+        if (IsKeptTriangle(triangle, kept))
         {
             file.Write(m_source.bytes.subspan(begin, c_recordSize));
         }
@@ -210,7 +210,7 @@ void CStlScan::writeText(CReplacementFile& file, const CKeptPoints& kept, CProgr
     std::size_t begin = 0;
     for (std::size_t index = 0; reader.Next(); ++index)
     {
-        if (!isKeptTriangle(getTriangles()[index], kept))
+        if (!IsKeptTriangle(getTriangles()[index], kept))
         {
             file.Write(text.substr(begin, reader.GetBegin() - begin));
             begin = reader.GetEnd();

@@ -12,15 +12,15 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] char lower(char character)
+[[nodiscard]] char Lower(char character)
 {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
 }
 
-[[nodiscard]] bool isKeyword(std::string_view word, std::string_view keyword)
+[[nodiscard]] bool IsKeyword(std::string_view word, std::string_view keyword)
 {
     return std::equal(word.begin(), word.end(), keyword.begin(), keyword.end(),
-                      [](char left, char right) { return lower(left) == right; });
+                      [](char left, char right) { return Lower(left) == right; });
 }
 
 }  // namespace
@@ -31,16 +31,16 @@ bool CStlTextReader::Next()
     {
         m_begin = m_position;
         const std::string_view word = take();
-        if (m_isInSolid && isKeyword(word, "facet"))
+        if (m_isInSolid && IsKeyword(word, "facet"))
         {
             readFacet();
             return true;
         }
-        if (m_isInSolid && isKeyword(word, "endsolid"))
+        if (m_isInSolid && IsKeyword(word, "endsolid"))
         {
             m_isInSolid = false;
         }
-        else if (!m_isInSolid && isKeyword(word, "solid"))
+        else if (!m_isInSolid && IsKeyword(word, "solid"))
         {
             m_isInSolid = true;
         }
@@ -80,7 +80,7 @@ void CStlTextReader::skipLine()
 void CStlTextReader::expect(std::string_view keyword)
 {
     const std::string_view word = take();
-    if (!isKeyword(word, keyword))
+    if (!IsKeyword(word, keyword))
     {
         throw makeError("expected '" + std::string(keyword) + "'", word);
     }

@@ -13,20 +13,20 @@ namespace Application
 namespace
 {
 
-[[nodiscard]] bool isSeparator(char character)
+[[nodiscard]] bool IsSeparator(char character)
 {
     return IsBlank(character) || character == ',' || character == ';';
 }
 
-[[nodiscard]] std::string_view takeColumn(std::string_view& rest)
+[[nodiscard]] std::string_view TakeColumn(std::string_view& rest)
 {
     std::size_t begin = 0;
-    while (begin < rest.size() && isSeparator(rest[begin]))
+    while (begin < rest.size() && IsSeparator(rest[begin]))
     {
         ++begin;
     }
     std::size_t end = begin;
-    while (end < rest.size() && !isSeparator(rest[end]))
+    while (end < rest.size() && !IsSeparator(rest[end]))
     {
         ++end;
     }
@@ -37,7 +37,7 @@ namespace
 
 /// Whether each of the first three words of a line, between blanks or semicolons, is two numbers
 /// with a comma in between: a decimal comma, as some countries write it, taken for a separator.
-[[nodiscard]] bool hasDecimalCommas(std::string_view line)
+[[nodiscard]] bool HasDecimalCommas(std::string_view line)
 {
     for (int count = 0; count < 3; ++count)
     {
@@ -71,15 +71,15 @@ bool CXyzReader::Next()
                                       "expected lines that end with a line feed, found a carriage "
                                       "return without one");
         }
-        const std::string_view column = takeColumn(rest);
+        const std::string_view column = TakeColumn(rest);
         if (column.empty() || column.starts_with('#') || column.starts_with("//"))
         {
             continue;
         }
         // A first line with a number in another column is a damaged point, not names.
         const bool isNames = m_isFirst && !ParseReal(column).has_value() &&
-                             !ParseReal(takeColumn(rest)).has_value() &&
-                             !ParseReal(takeColumn(rest)).has_value();
+                             !ParseReal(TakeColumn(rest)).has_value() &&
+                             !ParseReal(TakeColumn(rest)).has_value();
         m_isFirst = false;
         if (!isNames)
         {
@@ -98,7 +98,7 @@ std::string_view CXyzReader::getLine() const
 std::array<double, 3> CXyzReader::ReadPoint() const
 {
     std::string_view rest = getLine();
-    if (rest.find(',') != std::string_view::npos && hasDecimalCommas(rest))
+    if (rest.find(',') != std::string_view::npos && HasDecimalCommas(rest))
     {
         throw CInputError::AtLine(
             m_file, m_lines.GetNumber(),
@@ -107,7 +107,7 @@ std::array<double, 3> CXyzReader::ReadPoint() const
     std::array<double, 3> point = {};
     for (std::size_t axis = 0; axis < 3; ++axis)
     {
-        const std::string_view column = takeColumn(rest);
+        const std::string_view column = TakeColumn(rest);
         const std::optional<double> value = ParseReal(column);
         if (!value.has_value())
         {

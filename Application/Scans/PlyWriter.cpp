@@ -12,7 +12,7 @@ namespace Application
 namespace
 {
 
-void check(const SNewScan& scan)
+void Check(const SNewScan& scan)
 {
     if (!scan.normals.empty() && scan.normals.size() != scan.positions.size())
     {
@@ -41,7 +41,7 @@ void check(const SNewScan& scan)
     }
 }
 
-[[nodiscard]] std::string makeHeader(const SNewScan& scan)
+[[nodiscard]] std::string MakeHeader(const SNewScan& scan)
 {
     std::string header = "ply\nformat binary_little_endian 1.0\n";
     for (const std::string& comment : scan.comments)
@@ -97,9 +97,9 @@ private:
 
 void WritePly(const std::filesystem::path& file, const SNewScan& scan, bool force)
 {
-    check(scan);
+    Check(scan);
     CReplacementFile output(file, force);
-    output.Write(makeHeader(scan));
+    output.Write(MakeHeader(scan));
     CRecord record;
     for (std::size_t index = 0; index < scan.positions.size(); ++index)
     {

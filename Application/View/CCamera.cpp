@@ -20,89 +20,89 @@ constexpr double c_minSine = 1e-9;
 
 constexpr double c_radiansPerDegree = 3.14159265358979323846 / 180.0;
 
-[[noreturn]] void fail(const std::string& message)
+[[noreturn]] void Fail(const std::string& message)
 {
     throw CInputError("camera", message);
 }
 
-void check(bool isValid, const std::string& message)
+void Check(bool isValid, const std::string& message)
 {
     if (!isValid)
     {
-        fail(message);
+        Fail(message);
     }
 }
 
-bool isFinite(const Vector& vector)
+bool IsFinite(const Vector& vector)
 {
     return std::all_of(vector.begin(), vector.end(), [](double c) { return std::isfinite(c); });
 }
 
-Vector subtract(const Vector& a, const Vector& b)
+Vector Subtract(const Vector& a, const Vector& b)
 {
     return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
 }
 
-double dot(const Vector& a, const Vector& b)
+double Dot(const Vector& a, const Vector& b)
 {
     return (a[0] * b[0] + a[1] * b[1]) + a[2] * b[2];
 }
 
-Vector cross(const Vector& a, const Vector& b)
+Vector Cross(const Vector& a, const Vector& b)
 {
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
-Vector normalized(const Vector& vector)
+Vector Normalized(const Vector& vector)
 {
     const double length = std::hypot(vector[0], vector[1], vector[2]);
     return {vector[0] / length, vector[1] / length, vector[2] / length};
 }
 
-bool isZero(const Vector& vector)
+bool IsZero(const Vector& vector)
 {
     return vector == Vector{0.0, 0.0, 0.0};
 }
 
-void checkRanges(const CCamera::SParameters& parameters)
+void CheckRanges(const CCamera::SParameters& parameters)
 {
-    check(isFinite(parameters.eye), "eye: expected finite numbers");
-    check(isFinite(parameters.target), "target: expected finite numbers");
-    check(isFinite(parameters.up), "up: expected finite numbers");
-    check(!isZero(subtract(parameters.eye, parameters.target)),
+    Check(IsFinite(parameters.eye), "eye: expected finite numbers");
+    Check(IsFinite(parameters.target), "target: expected finite numbers");
+    Check(IsFinite(parameters.up), "up: expected finite numbers");
+    Check(!IsZero(Subtract(parameters.eye, parameters.target)),
           "the eye and the target are the same point");
-    check(isFinite(subtract(parameters.eye, parameters.target)),
+    Check(IsFinite(Subtract(parameters.eye, parameters.target)),
           "the eye is too far from the target");
-    check(!isZero(parameters.up), "up: expected a direction, found 0 0 0");
+    Check(!IsZero(parameters.up), "up: expected a direction, found 0 0 0");
     const bool isPerspective = parameters.projection == CCamera::Projection::Perspective;
     if (isPerspective)
     {
-        check(parameters.fieldOfView > 0.0 && parameters.fieldOfView < 180.0,
+        Check(parameters.fieldOfView > 0.0 && parameters.fieldOfView < 180.0,
               "field of view: expected more than 0 and less than 180 degrees, found " +
                   std::to_string(parameters.fieldOfView));
     }
     else
     {
-        check(std::isfinite(parameters.orthographicHeight) && parameters.orthographicHeight > 0.0,
+        Check(std::isfinite(parameters.orthographicHeight) && parameters.orthographicHeight > 0.0,
               "orthographic height: expected a finite number above 0, found " +
                   std::to_string(parameters.orthographicHeight));
     }
-    check(std::isfinite(parameters.nearDistance) && std::isfinite(parameters.farDistance),
+    Check(std::isfinite(parameters.nearDistance) && std::isfinite(parameters.farDistance),
           "near and far: expected finite numbers");
-    check(!isPerspective || parameters.nearDistance > 0.0,
+    Check(!isPerspective || parameters.nearDistance > 0.0,
           "near: expected a distance above 0, found " + std::to_string(parameters.nearDistance));
-    check(parameters.nearDistance < parameters.farDistance,
+    Check(parameters.nearDistance < parameters.farDistance,
           "near (" + std::to_string(parameters.nearDistance) + ") is not less than far (" +
               std::to_string(parameters.farDistance) + ")");
     for (const std::uint32_t size : {parameters.width, parameters.height})
     {
-        check(size > 0 && size <= c_maxViewSide,
+        Check(size > 0 && size <= c_maxViewSide,
               "size: expected 1 to " + std::to_string(c_maxViewSide) +
                   " pixels on each side, found " + std::to_string(size));
     }
 }
 
-LqMatrix4Rd makePlacement(const Vector& eye, const std::array<Vector, 3>& axes)
+LqMatrix4Rd MakePlacement(const Vector& eye, const std::array<Vector, 3>& axes)
 {
     LqMatrix4Rd placement = c_matIdentityD;
     for (std::size_t axis = 0; axis < 3; ++axis)
@@ -111,12 +111,12 @@ LqMatrix4Rd makePlacement(const Vector& eye, const std::array<Vector, 3>& axes)
         {
             placement(row, axis) = axes[axis][row];
         }
-        placement(3, axis) = -dot(eye, axes[axis]);
+        placement(3, axis) = -Dot(eye, axes[axis]);
     }
     return placement;
 }
 
-LqMatrix4Rd makePerspective(const CCamera::SParameters& parameters)
+LqMatrix4Rd MakePerspective(const CCamera::SParameters& parameters)
 {
     const double halfAngle = 0.5 * (parameters.fieldOfView * c_radiansPerDegree);
     const double scaleY = 1.0 / std::tan(halfAngle);
@@ -130,7 +130,7 @@ LqMatrix4Rd makePerspective(const CCamera::SParameters& parameters)
     return projection;
 }
 
-LqMatrix4Rd makeOrthographic(const CCamera::SParameters& parameters)
+LqMatrix4Rd MakeOrthographic(const CCamera::SParameters& parameters)
 {
     const double scaleY = 2.0 / parameters.orthographicHeight;
     const double depth = parameters.nearDistance - parameters.farDistance;
@@ -147,21 +147,21 @@ LqMatrix4Rd makeOrthographic(const CCamera::SParameters& parameters)
 
 CCamera::CCamera(const SParameters& parameters) : m_parameters(parameters), m_axes{}
 {
-    checkRanges(parameters);
-    const Vector back = normalized(subtract(parameters.eye, parameters.target));
-    const Vector right = cross(normalized(parameters.up), back);
-    check(std::hypot(right[0], right[1], right[2]) > c_minSine,
+    CheckRanges(parameters);
+    const Vector back = Normalized(Subtract(parameters.eye, parameters.target));
+    const Vector right = Cross(Normalized(parameters.up), back);
+    Check(std::hypot(right[0], right[1], right[2]) > c_minSine,
           "up points along the viewing direction");
-    m_axes = {normalized(right), cross(back, normalized(right)), back};
+    m_axes = {Normalized(right), Cross(back, Normalized(right)), back};
 }
 
 CView CCamera::MakeView() const
 {
     const bool isPerspective = m_parameters.projection == Projection::Perspective;
-    const Vector eye = subtract(m_parameters.eye, m_parameters.target);
+    const Vector eye = Subtract(m_parameters.eye, m_parameters.target);
     return CView(m_parameters.width, m_parameters.height, m_parameters.target,
-                 {makePlacement(eye, m_axes),
-                  isPerspective ? makePerspective(m_parameters) : makeOrthographic(m_parameters),
+                 {MakePlacement(eye, m_axes),
+                  isPerspective ? MakePerspective(m_parameters) : MakeOrthographic(m_parameters),
                   c_matIdentityD},
                  "camera");
 }

@@ -20,7 +20,7 @@ struct SCrossing
     int direction;
 };
 
-void checkPoints(const char* shape, const std::vector<SPoint>& points, std::size_t minPoints)
+void CheckPoints(const char* shape, const std::vector<SPoint>& points, std::size_t minPoints)
 {
     if (points.size() < minPoints)
     {
@@ -44,14 +44,14 @@ void checkPoints(const char* shape, const std::vector<SPoint>& points, std::size
 }
 
 /// The first line of pixels whose centre is at or beyond \p coordinate, clipped to 0 .. size.
-std::uint32_t firstCentreFrom(double coordinate, std::uint32_t size)
+std::uint32_t FirstCentreFrom(double coordinate, std::uint32_t size)
 {
     return static_cast<std::uint32_t>(
         std::clamp(std::ceil(coordinate - 0.5), 0.0, static_cast<double>(size)));
 }
 
 /// The line of pixels after the last whose centre is at or before \p coordinate, clipped likewise.
-std::uint32_t endOfCentresTo(double coordinate, std::uint32_t size)
+std::uint32_t EndOfCentresTo(double coordinate, std::uint32_t size)
 {
     return static_cast<std::uint32_t>(
         std::clamp(std::floor(coordinate - 0.5) + 1.0, 0.0, static_cast<double>(size)));
@@ -59,7 +59,7 @@ std::uint32_t endOfCentresTo(double coordinate, std::uint32_t size)
 
 /// Where the polygon's edges cross the horizontal line at \p y, from left to right. An edge owns
 /// its upper end and not its lower one, so that a corner is crossed once.
-void findCrossings(const std::vector<SPoint>& polygon, double y, std::vector<SCrossing>& crossings)
+void FindCrossings(const std::vector<SPoint>& polygon, double y, std::vector<SCrossing>& crossings)
 {
     crossings.clear();
     SPoint from = polygon.back();
@@ -90,8 +90,8 @@ public:
     void Paint(CMask& mask) const
     {
         const auto [top, bottom] = std::minmax(m_from.y, m_to.y);
-        const std::uint32_t endRow = endOfCentresTo(bottom + m_radius, mask.GetHeight());
-        for (std::uint32_t row = firstCentreFrom(top - m_radius, mask.GetHeight()); row < endRow;
+        const std::uint32_t endRow = EndOfCentresTo(bottom + m_radius, mask.GetHeight());
+        for (std::uint32_t row = FirstCentreFrom(top - m_radius, mask.GetHeight()); row < endRow;
              ++row)
         {
             paintRow(mask, row);
@@ -103,8 +103,8 @@ private:
     {
         const double y = row + 0.5;
         const auto [left, right] = findExtent(y);
-        std::uint32_t begin = firstCentreFrom(left - m_radius - 1.0, mask.GetWidth());
-        std::uint32_t end = endOfCentresTo(right + m_radius + 1.0, mask.GetWidth());
+        std::uint32_t begin = FirstCentreFrom(left - m_radius - 1.0, mask.GetWidth());
+        std::uint32_t end = EndOfCentresTo(right + m_radius + 1.0, mask.GetWidth());
         // A band is convex, so what it covers of a row is one span.
         while (begin < end && !isCovered(begin + 0.5, y))
         {
@@ -176,22 +176,22 @@ void CMaskShapes::AddRectangle(const SRectangle& rectangle)
 
 void CMaskShapes::AddLasso(const std::vector<SPoint>& polygon)
 {
-    checkPoints("lasso", polygon, 3);
+    CheckPoints("lasso", polygon, 3);
     const auto [top, bottom] = std::minmax_element(
         polygon.begin(), polygon.end(), [](const SPoint& a, const SPoint& b) { return a.y < b.y; });
-    const std::uint32_t endRow = endOfCentresTo(bottom->y, m_mask.GetHeight());
+    const std::uint32_t endRow = EndOfCentresTo(bottom->y, m_mask.GetHeight());
     std::vector<SCrossing> crossings;
-    for (std::uint32_t row = firstCentreFrom(top->y, m_mask.GetHeight()); row < endRow; ++row)
+    for (std::uint32_t row = FirstCentreFrom(top->y, m_mask.GetHeight()); row < endRow; ++row)
     {
-        findCrossings(polygon, row + 0.5, crossings);
+        FindCrossings(polygon, row + 0.5, crossings);
         int winding = 0;
         for (std::size_t index = 0; index + 1 < crossings.size(); ++index)
         {
             winding += crossings[index].direction;
             if (winding != 0)
             {
-                m_mask.PaintSpan(row, firstCentreFrom(crossings[index].x, m_mask.GetWidth()),
-                                 firstCentreFrom(crossings[index + 1].x, m_mask.GetWidth()));
+                m_mask.PaintSpan(row, FirstCentreFrom(crossings[index].x, m_mask.GetWidth()),
+                                 FirstCentreFrom(crossings[index + 1].x, m_mask.GetWidth()));
             }
         }
     }
@@ -199,7 +199,7 @@ void CMaskShapes::AddLasso(const std::vector<SPoint>& polygon)
 
 void CMaskShapes::AddBrush(const std::vector<SPoint>& line, double radius)
 {
-    checkPoints("brush", line, 1);
+    CheckPoints("brush", line, 1);
     if (!(radius > 0.0 && radius <= c_maxCoordinate))
     {
         throw CInputError("brush", "expected a radius above 0 and up to 1e9 pixels, found " +

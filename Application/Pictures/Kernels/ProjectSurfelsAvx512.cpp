@@ -13,7 +13,7 @@ namespace
 constexpr std::uint32_t c_width = 16;
 static_assert(SSurfelBatch::c_size % c_width == 0 && SSurfelBatch::c_margin >= c_width);
 
-__m512 set(float value)
+__m512 Set(float value)
 {
     return _mm512_set1_ps(value);
 }
@@ -21,7 +21,7 @@ __m512 set(float value)
 struct SColumn
 {
     explicit SColumn(const float (&column)[4])
-        : x(set(column[0])), y(set(column[1])), z(set(column[2])), one(set(column[3]))
+        : x(Set(column[0])), y(Set(column[1])), z(Set(column[2])), one(Set(column[3]))
     {}
 
     __m512 x;
@@ -30,7 +30,7 @@ struct SColumn
     __m512 one;
 };
 
-__m512 transform(const SColumn& column, __m512 x, __m512 y, __m512 z)
+__m512 Transform(const SColumn& column, __m512 x, __m512 y, __m512 z)
 {
     return _mm512_add_ps(
         _mm512_add_ps(_mm512_add_ps(_mm512_mul_ps(x, column.x), _mm512_mul_ps(y, column.y)),
@@ -46,7 +46,7 @@ struct SPositions
 };
 
 /// Every fourth position of sixteen, with what lies behind it.
-__m512 loadFour(const std::byte* first, std::size_t stride)
+__m512 LoadFour(const std::byte* first, std::size_t stride)
 {
     const auto load = [&](std::size_t index) {
         return _mm_loadu_ps(reinterpret_cast<const float*>(first + index * stride));
@@ -58,15 +58,15 @@ __m512 loadFour(const std::byte* first, std::size_t stride)
 }
 
 /// Sixteen positions: in each quarter of the registers a matrix of four is transposed.
-SPositions loadPositions(const std::byte* first, std::size_t stride)
+SPositions LoadPositions(const std::byte* first, std::size_t stride)
 {
     for (std::size_t index = 0; index < c_width; index += 4)
     {
         __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance + index * stride);
     }
-    const __m512 rows[4] = {loadFour(first, stride), loadFour(first + stride, stride),
-                            loadFour(first + 2 * stride, stride),
-                            loadFour(first + 3 * stride, stride)};
+    const __m512 rows[4] = {LoadFour(first, stride), LoadFour(first + stride, stride),
+                            LoadFour(first + 2 * stride, stride),
+                            LoadFour(first + 3 * stride, stride)};
     const auto mixLeft = [](__m512 a, __m512 b) {
         return __builtin_shufflevector(a, b, 0, 16, 1, 17, 4, 20, 5, 21, 8, 24, 9, 25, 12, 28, 13,
                                        29);
@@ -89,7 +89,7 @@ SPositions loadPositions(const std::byte* first, std::size_t stride)
             joinLeft(mixRight(rows[0], rows[1]), mixRight(rows[2], rows[3]))};
 }
 
-__mmask16 isWithin(__mmask16 lanes, __m512 value, __m512 end)
+__mmask16 IsWithin(__mmask16 lanes, __m512 value, __m512 end)
 {
     return _mm512_mask_cmp_ps_mask(
         _mm512_mask_cmp_ps_mask(lanes, value, _mm512_setzero_ps(), _CMP_GE_OQ), value, end,
@@ -97,13 +97,13 @@ __mmask16 isWithin(__mmask16 lanes, __m512 value, __m512 end)
 }
 
 /// Truncated toward zero.
-__m512i toIntegers(__mmask16 lanes, __m512 value)
+__m512i ToIntegers(__mmask16 lanes, __m512 value)
 {
     return _mm512_maskz_cvttps_epi32(lanes, value);
 }
 
 /// Within the register: straight into memory it takes several times as long.
-void append(__mmask16 lanes, __m512i values, void* target)
+void Append(__mmask16 lanes, __m512i values, void* target)
 {
     _mm512_storeu_si512(target, _mm512_maskz_compress_epi32(lanes, values));
 }
@@ -119,11 +119,11 @@ void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& bat
     const SColumn clipZ(projection.clip[2]);
     const SColumn clipW(projection.clip[3]);
     const __m512 zero = _mm512_setzero_ps();
-    const __m512 one = set(1.0F);
-    const __m512 width = set(static_cast<float>(projection.width));
-    const __m512 height = set(static_cast<float>(projection.height));
-    const __m512 halfWidth = _mm512_mul_ps(set(0.5F), width);
-    const __m512 halfHeight = _mm512_mul_ps(set(0.5F), height);
+    const __m512 one = Set(1.0F);
+    const __m512 width = Set(static_cast<float>(projection.width));
+    const __m512 height = Set(static_cast<float>(projection.height));
+    const __m512 halfWidth = _mm512_mul_ps(Set(0.5F), width);
+    const __m512 halfHeight = _mm512_mul_ps(Set(0.5F), height);
     const __m512i stride = _mm512_set1_epi32(static_cast<int>(projection.stride));
     const __m512i lanes = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     std::uint32_t numSeen = 0;
@@ -133,29 +133,29 @@ void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& bat
         const auto isThere =
             static_cast<__mmask16>(numLeft < c_width ? (1U << numLeft) - 1U : 0xFFFFU);
         const auto [positionX, positionY, positionZ] =
-            loadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
-        const __m512 w = transform(clipW, positionX, positionY, positionZ);
+            LoadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
+        const __m512 w = Transform(clipW, positionX, positionY, positionZ);
         const __m512 perW = _mm512_div_ps(one, w);
-        const __m512 z = _mm512_mul_ps(transform(clipZ, positionX, positionY, positionZ), perW);
+        const __m512 z = _mm512_mul_ps(Transform(clipZ, positionX, positionY, positionZ), perW);
         const __m512 x = _mm512_mul_ps(
-            _mm512_add_ps(_mm512_mul_ps(transform(clipX, positionX, positionY, positionZ), perW),
+            _mm512_add_ps(_mm512_mul_ps(Transform(clipX, positionX, positionY, positionZ), perW),
                           one),
             halfWidth);
         const __m512 y = _mm512_mul_ps(
             _mm512_sub_ps(one,
-                          _mm512_mul_ps(transform(clipY, positionX, positionY, positionZ), perW)),
+                          _mm512_mul_ps(Transform(clipY, positionX, positionY, positionZ), perW)),
             halfHeight);
         __mmask16 isVisible = _mm512_mask_cmp_ps_mask(isThere, w, zero, _CMP_GT_OQ);
         isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, zero, _CMP_GE_OQ);
         isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, one, _CMP_LE_OQ);
-        isVisible = isWithin(isWithin(isVisible, x, width), y, height);
+        isVisible = IsWithin(IsWithin(isVisible, x, width), y, height);
         const __m512i samples = _mm512_add_epi32(
-            _mm512_mullo_epi32(toIntegers(isVisible, y), stride), toIntegers(isVisible, x));
+            _mm512_mullo_epi32(ToIntegers(isVisible, y), stride), ToIntegers(isVisible, x));
         const __m512 depths = _mm512_add_ps(projection.isPerspective ? w : z, zero);
-        append(isVisible, _mm512_add_epi32(lanes, _mm512_set1_epi32(static_cast<int>(first))),
+        Append(isVisible, _mm512_add_epi32(lanes, _mm512_set1_epi32(static_cast<int>(first))),
                batch.indices + numSeen);
-        append(isVisible, samples, batch.samples + numSeen);
-        append(isVisible, _mm512_castps_si512(depths), batch.depths + numSeen);
+        Append(isVisible, samples, batch.samples + numSeen);
+        Append(isVisible, _mm512_castps_si512(depths), batch.depths + numSeen);
         numSeen += static_cast<std::uint32_t>(__builtin_popcount(isVisible));
     }
     batch.numSeen = numSeen;

@@ -40,7 +40,7 @@ private:
 using Columns = std::array<Lanes, 3>;
 
 /// The first three columns of the matrix with these rows.
-Columns transpose(const std::array<Lanes, 4>& rows)
+Columns Transpose(const std::array<Lanes, 4>& rows)
 {
     const Lanes leftUpper = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
     const Lanes leftLower = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
@@ -52,10 +52,10 @@ Columns transpose(const std::array<Lanes, 4>& rows)
 }
 
 /// The coordinates of the positions from \p first on.
-Columns loadPositions(const std::byte* first, std::size_t stride)
+Columns LoadPositions(const std::byte* first, std::size_t stride)
 {
     __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance);
-    return transpose({LoadLanes(first), LoadLanes(first + stride), LoadLanes(first + 2 * stride),
+    return Transpose({LoadLanes(first), LoadLanes(first + stride), LoadLanes(first + 2 * stride),
                       LoadLanes(first + 3 * stride)});
 }
 
@@ -78,7 +78,7 @@ void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& 
     for (std::uint32_t first = 0; first < batch.count; first += c_numLanes)
     {
         const auto [positionX, positionY, positionZ] =
-            loadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
+            LoadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
         const Lanes w = clipW.Transform(positionX, positionY, positionZ);
         const Lanes perW = one / w;
         const Lanes z = clipZ.Transform(positionX, positionY, positionZ) * perW;

@@ -21,6 +21,8 @@ namespace DataLayer
 namespace
 {
 
+using Cutter = CCutPointCloudWithPixelMask;
+
 constexpr float c_infinity = std::numeric_limits<float>::infinity();
 
 // Shape of the results

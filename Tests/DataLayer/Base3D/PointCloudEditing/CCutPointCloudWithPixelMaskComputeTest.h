@@ -16,7 +16,6 @@ using Base::CSurfelBitMask;
 using TestSupport::CMockSurfelCollection;
 using TestSupport::MakeDeviceSelection;
 using TestSupport::MakeFullyPaintedDeviceSelection;
-using Cutter = CCutPointCloudWithPixelMask;
 using Words = std::vector<CSurfelBitMask>;
 
 /// In every view, the middle of the pixel, inside the view's depth.
@@ -43,16 +42,19 @@ inline std::shared_ptr<CMockSurfelCollection> MakeCollectionInView(
     return collection;
 }
 
-inline Cutter::Results Compute(const Cutter& cutter, const std::vector<Cutter::SInputData>& inputs)
+inline CCutPointCloudWithPixelMask::Results Compute(
+    const CCutPointCloudWithPixelMask& cutter,
+    const std::vector<CCutPointCloudWithPixelMask::SInputData>& inputs)
 {
-    Cutter::Results results;
+    CCutPointCloudWithPixelMask::Results results;
     cutter.Compute(inputs, results);
     return results;
 }
 
-inline Cutter::Results::value_type ComputeOne(
-    const Cutter& cutter, std::shared_ptr<const Base::ISurfelCollection> collection,
-    Words words = {}, const LqMatrix4Rd& trafo = c_matIdentityD)
+inline CCutPointCloudWithPixelMask::Results::value_type ComputeOne(
+    const CCutPointCloudWithPixelMask& cutter,
+    std::shared_ptr<const Base::ISurfelCollection> collection, Words words = {},
+    const LqMatrix4Rd& trafo = c_matIdentityD)
 {
     return Compute(cutter, {{std::move(collection), std::move(words), trafo}}).at(0);
 }

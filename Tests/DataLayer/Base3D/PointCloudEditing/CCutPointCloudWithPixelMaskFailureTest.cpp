@@ -20,6 +20,7 @@ namespace
 {
 
 using TestSupport::ExpectMissingAccessor;
+using Cutter = CCutPointCloudWithPixelMask;
 
 TEST(CCutPointCloudWithPixelMaskFailure, MissingPositionsThrowAndChangeNoFlag)
 {

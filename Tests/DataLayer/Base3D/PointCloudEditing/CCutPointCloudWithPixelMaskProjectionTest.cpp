@@ -16,6 +16,8 @@ namespace DataLayer
 namespace
 {
 
+using Cutter = CCutPointCloudWithPixelMask;
+
 constexpr float c_infinity = std::numeric_limits<float>::infinity();
 constexpr float c_nan = std::numeric_limits<float>::quiet_NaN();
 

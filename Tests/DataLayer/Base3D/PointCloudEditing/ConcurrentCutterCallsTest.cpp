@@ -26,6 +26,7 @@ using TestSupport::CCallerFault;
 using TestSupport::ExpectEverySecondGetsItsFault;
 using TestSupport::IsThrowingCaller;
 using Columns = std::vector<std::uint32_t>;
+using Cutter = CCutPointCloudWithPixelMask;
 
 /// Each with collections of its own, so that what they find out about themselves is found out while
 /// others throw.

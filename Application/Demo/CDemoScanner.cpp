@@ -1,9 +1,9 @@
 #include "Application/Demo/CDemoScanner.h"
 
+#include <optional>
+
 #include "Application/Demo/CDemoShape.h"
 #include "Base/Support/ParallelFor.h"
-
-#include <optional>
 
 namespace Application
 {

@@ -1,12 +1,12 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "Application/Demo/CDemoRandom.h"
 #include "Application/Demo/DemoVector.h"
 #include "Base/Math/LqMatrix4R.h"
 #include "Base/Math/LqVector3f.h"
-
-#include <cstdint>
-#include <vector>
 
 namespace Application
 {

@@ -1,13 +1,13 @@
 #include "Application/Demo/CDemoScene.h"
 
+#include <array>
+#include <string>
+#include <utility>
+
 #include "Application/Demo/CDemoRandom.h"
 #include "Application/Demo/CDemoScanner.h"
 #include "Application/Demo/CDemoShape.h"
 #include "Application/Files/CInputError.h"
-
-#include <array>
-#include <string>
-#include <utility>
 
 namespace Application
 {

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Base/Math/LqMatrix4R.h"
-#include "Base/Math/LqVector3f.h"
-
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "Base/Math/LqMatrix4R.h"
+#include "Base/Math/LqVector3f.h"
 
 namespace Application
 {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Application/Demo/DemoVector.h"
-
 #include <optional>
+
+#include "Application/Demo/DemoVector.h"
 
 namespace Application
 {

@@ -1,11 +1,11 @@
 #include "Application/Files/FileBytes.h"
 
-#include "Application/Files/CInputError.h"
-
 #include <array>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
+
+#include "Application/Files/CInputError.h"
 
 namespace Application
 {

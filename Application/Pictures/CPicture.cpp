@@ -1,10 +1,10 @@
 #include "Application/Pictures/CPicture.h"
 
-#include "Application/Pictures/CPngEncoder.h"
-#include "Base/Support/LargePages.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "Application/Pictures/CPngEncoder.h"
+#include "Base/Support/LargePages.h"
 
 namespace Application
 {

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Application/Pictures/SColor.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
+
+#include "Application/Pictures/SColor.h"
 
 namespace Application
 {

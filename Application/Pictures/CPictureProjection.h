@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Application/View/CView.h"
-#include "Base/Math/LqVector3f.h"
-
 #include <array>
 #include <cstdint>
+
+#include "Application/View/CView.h"
+#include "Base/Math/LqVector3f.h"
 
 namespace Application
 {

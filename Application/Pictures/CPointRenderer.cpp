@@ -1,5 +1,9 @@
 #include "Application/Pictures/CPointRenderer.h"
 
+#include <algorithm>
+#include <optional>
+#include <string>
+
 #include "Application/Files/CInputError.h"
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CPictureProjection.h"
@@ -8,10 +12,6 @@
 #include "Application/Pictures/CScanPainter.h"
 #include "Application/Pictures/CSurfaceShader.h"
 #include "Application/Pictures/RowBands.h"
-
-#include <algorithm>
-#include <optional>
-#include <string>
 
 namespace Application
 {

@@ -1,18 +1,18 @@
 #pragma once
 
-#include "Application/Pictures/CPicture.h"
-#include "Application/Pictures/SColor.h"
-#include "Application/View/CMask.h"
-#include "Application/View/CView.h"
-#include "Base/Interfaces/CSurfelBitMask.h"
-#include "Base/Interfaces/ISurfelCollection.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <span>
 #include <vector>
+
+#include "Application/Pictures/CPicture.h"
+#include "Application/Pictures/SColor.h"
+#include "Application/View/CMask.h"
+#include "Application/View/CView.h"
+#include "Base/Interfaces/CSurfelBitMask.h"
+#include "Base/Interfaces/ISurfelCollection.h"
 
 namespace Application
 {

@@ -1,13 +1,13 @@
 #include "Application/Pictures/CPointSplatter.h"
 
-#include "Application/Pictures/Kernels/SampleRowsKernels.h"
-#include "Application/Pictures/RowBands.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <span>
 #include <utility>
+
+#include "Application/Pictures/Kernels/SampleRowsKernels.h"
+#include "Application/Pictures/RowBands.h"
 
 namespace Application
 {

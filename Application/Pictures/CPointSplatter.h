@@ -1,13 +1,13 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CDepthPlane.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CPointSamples.h"
 #include "Application/Pictures/Kernels/SampleRows.h"
-
-#include <cstdint>
-#include <vector>
 
 namespace Application
 {

@@ -1,12 +1,12 @@
 #include "Application/Pictures/CSurfaceShader.h"
 
-#include "Application/Pictures/CBandQueue.h"
-#include "Application/Pictures/Kernels/SampleRowsKernels.h"
-#include "Application/Pictures/RowBands.h"
-
 #include <algorithm>
 #include <cmath>
 #include <utility>
+
+#include "Application/Pictures/CBandQueue.h"
+#include "Application/Pictures/Kernels/SampleRowsKernels.h"
+#include "Application/Pictures/RowBands.h"
 
 namespace Application
 {

@@ -1,18 +1,18 @@
 #pragma once
 
-#include "Application/Pictures/CDepthBuffer.h"
-#include "Application/Pictures/CPicture.h"
-#include "Application/Pictures/CPictureProjection.h"
-#include "Application/Pictures/CSurfaceBand.h"
-#include "Application/Pictures/Kernels/SampleRows.h"
-#include "Application/Pictures/SColor.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <iterator>
 #include <vector>
+
+#include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CPicture.h"
+#include "Application/Pictures/CPictureProjection.h"
+#include "Application/Pictures/CSurfaceBand.h"
+#include "Application/Pictures/Kernels/SampleRows.h"
+#include "Application/Pictures/SColor.h"
 
 namespace Application
 {

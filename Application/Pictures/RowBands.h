@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Base/Support/ParallelFor.h"
-
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+
+#include "Base/Support/ParallelFor.h"
 
 namespace Application
 {

@@ -1,11 +1,11 @@
 #include "Application/View/CCamera.h"
 
-#include "Application/Files/CInputError.h"
-#include "Application/View/ViewLimits.h"
-
 #include <algorithm>
 #include <cmath>
 #include <string>
+
+#include "Application/Files/CInputError.h"
+#include "Application/View/ViewLimits.h"
 
 namespace Application
 {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Application/View/CView.h"
-
 #include <array>
 #include <cstdint>
+
+#include "Application/View/CView.h"
 
 namespace Application
 {

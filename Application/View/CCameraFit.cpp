@@ -1,16 +1,16 @@
 #include "Application/View/CCameraFit.h"
 
-#include "Application/Files/CInputError.h"
-#include "Base/Interfaces/IPointCloudSupport.h"
-#include "Base/Math/PointTransform.h"
-#include "Base/Support/ParallelFor.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <utility>
+
+#include "Application/Files/CInputError.h"
+#include "Base/Interfaces/IPointCloudSupport.h"
+#include "Base/Math/PointTransform.h"
+#include "Base/Support/ParallelFor.h"
 
 namespace Application
 {

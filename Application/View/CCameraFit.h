@@ -1,12 +1,12 @@
 #pragma once
 
-#include "Application/View/CCamera.h"
-#include "Base/Interfaces/ISurfelCollection.h"
-
 #include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
+
+#include "Application/View/CCamera.h"
+#include "Base/Interfaces/ISurfelCollection.h"
 
 namespace Application
 {

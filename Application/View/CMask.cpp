@@ -1,13 +1,13 @@
 #include "Application/View/CMask.h"
 
+#include <algorithm>
+#include <cstring>
+#include <string>
+
 #include "Application/Files/CInputError.h"
 #include "Application/Files/FileBytes.h"
 #include "Application/View/CPngDecoder.h"
 #include "Application/View/ViewLimits.h"
-
-#include <algorithm>
-#include <cstring>
-#include <string>
 
 namespace Application
 {

@@ -1,10 +1,10 @@
 #include "Application/View/CMaskShapes.h"
 
-#include "Application/Files/CInputError.h"
-
 #include <algorithm>
 #include <cmath>
 #include <string>
+
+#include "Application/Files/CInputError.h"
 
 namespace Application
 {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Application/View/CMask.h"
-
 #include <cstdint>
 #include <vector>
+
+#include "Application/View/CMask.h"
 
 namespace Application
 {

@@ -1,8 +1,5 @@
 #include "Application/View/CPngDecoder.h"
 
-#include "Application/Files/CInputError.h"
-#include "Application/View/ViewLimits.h"
-
 #include <png.h>
 
 #include <array>
@@ -10,6 +7,9 @@
 #include <cstring>
 #include <string>
 #include <utility>
+
+#include "Application/Files/CInputError.h"
+#include "Application/View/ViewLimits.h"
 
 namespace Application
 {

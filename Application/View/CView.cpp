@@ -1,15 +1,15 @@
 #include "Application/View/CView.h"
 
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <utility>
+
 #include "Application/Files/CInputError.h"
 #include "Application/Files/CJsonFields.h"
 #include "Application/Files/FileBytes.h"
 #include "Application/View/CMask.h"
 #include "Application/View/ViewLimits.h"
-
-#include <algorithm>
-#include <cmath>
-#include <span>
-#include <utility>
 
 namespace Application
 {

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "Base/Interfaces/SRegionSelectionInfo.h"
-#include "Base/Math/LqMatrix4R.h"
-
 #include <array>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include "Base/Interfaces/SRegionSelectionInfo.h"
+#include "Base/Math/LqMatrix4R.h"
 
 namespace Application
 {

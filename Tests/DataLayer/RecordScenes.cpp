@@ -1,5 +1,3 @@
-#include "Tests/DataLayer/OperationScenes.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -25,6 +23,7 @@
 #include "Tests/DataLayer/Base3D/PointCloudEditing/FuserContents.h"
 #include "Tests/DataLayer/CFixedBuffer.h"
 #include "Tests/DataLayer/Descriptions.h"
+#include "Tests/DataLayer/OperationScenes.h"
 #include "Tests/Support/Selections.h"
 
 namespace TestSupport

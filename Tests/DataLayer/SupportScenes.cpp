@@ -1,5 +1,3 @@
-#include "Tests/DataLayer/OperationScenes.h"
-
 #include <unistd.h>
 
 #include <cstddef>
@@ -25,6 +23,7 @@
 #include "DataLayer/PointCloud/CSurfelCollectionPosition.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "Tests/DataLayer/Descriptions.h"
+#include "Tests/DataLayer/OperationScenes.h"
 #include "Tests/Support/Selections.h"
 
 namespace TestSupport

@@ -1,8 +1,7 @@
-#include "Application/Pictures/Kernels/ProjectSurfels.h"
-
 #include <algorithm>
 #include <array>
 
+#include "Application/Pictures/Kernels/ProjectSurfels.h"
 #include "Application/Pictures/Lanes.h"
 
 namespace Application

@@ -1,14 +1,14 @@
 #include "Application/Demo/CDemoScene.h"
 
-#include "Application/Demo/CDemoShape.h"
-#include "Application/Files/CInputError.h"
-
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
 
 #include <cmath>
 #include <cstring>
 #include <set>
+
+#include "Application/Demo/CDemoShape.h"
+#include "Application/Files/CInputError.h"
 
 namespace
 {

@@ -1,10 +1,10 @@
 #include "Application/Demo/CDemoShape.h"
 
-#include "Application/Demo/CDemoRandom.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
+
+#include "Application/Demo/CDemoRandom.h"
 
 namespace
 {

@@ -1,12 +1,12 @@
 #include "Application/Pictures/CPictureProjection.h"
 
-#include "Application/View/CCamera.h"
-#include "Base/Math/PointTransform.h"
-#include "Tests/Support/Selections.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
+
+#include "Application/View/CCamera.h"
+#include "Base/Math/PointTransform.h"
+#include "Tests/Support/Selections.h"
 
 namespace
 {

@@ -1,11 +1,11 @@
 #include "Application/Pictures/CPicture.h"
 
-#include "Application/View/CPngDecoder.h"
-
 #include <gtest/gtest.h>
 
 #include <string_view>
 #include <vector>
+
+#include "Application/View/CPngDecoder.h"
 
 namespace
 {

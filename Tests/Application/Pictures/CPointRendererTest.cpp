@@ -1,14 +1,5 @@
 #include "Application/Pictures/CPointRenderer.h"
 
-#include "Application/Demo/CDemoScene.h"
-#include "Application/Files/CInputError.h"
-#include "Application/View/CCamera.h"
-#include "Application/View/CCameraFit.h"
-#include "Base/Support/VekoException.h"
-#include "DataLayer/PointCloud/CSurfelCollectionView.h"
-#include "Tests/Support/CMockSurfelCollection.h"
-#include "Tests/Support/Selections.h"
-
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
 
@@ -19,6 +10,15 @@
 #include <memory>
 #include <utility>
 #include <vector>
+
+#include "Application/Demo/CDemoScene.h"
+#include "Application/Files/CInputError.h"
+#include "Application/View/CCamera.h"
+#include "Application/View/CCameraFit.h"
+#include "Base/Support/VekoException.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
+#include "Tests/Support/CMockSurfelCollection.h"
+#include "Tests/Support/Selections.h"
 
 namespace
 {

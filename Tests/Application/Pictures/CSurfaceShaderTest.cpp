@@ -1,7 +1,5 @@
 #include "Application/Pictures/CSurfaceShader.h"
 
-#include "Application/View/CCamera.h"
-
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
 
@@ -14,6 +12,8 @@
 #include <limits>
 #include <random>
 #include <vector>
+
+#include "Application/View/CCamera.h"
 
 namespace
 {

@@ -1,5 +1,3 @@
-#include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,6 +11,8 @@
 #include <random>
 #include <string_view>
 #include <vector>
+
+#include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
 
 namespace
 {

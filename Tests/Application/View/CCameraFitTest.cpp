@@ -1,14 +1,14 @@
 #include "Application/View/CCameraFit.h"
 
-#include "Application/Files/CInputError.h"
-#include "Base/Math/PointTransform.h"
-#include "Tests/Support/CMockSurfelCollection.h"
-#include "Tests/Support/Selections.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+
+#include "Application/Files/CInputError.h"
+#include "Base/Math/PointTransform.h"
+#include "Tests/Support/CMockSurfelCollection.h"
+#include "Tests/Support/Selections.h"
 
 namespace
 {

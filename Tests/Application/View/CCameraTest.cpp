@@ -1,14 +1,14 @@
 #include "Application/View/CCamera.h"
 
-#include "Application/Files/CInputError.h"
-#include "Base/Math/PointTransform.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <functional>
 #include <limits>
+
+#include "Application/Files/CInputError.h"
+#include "Base/Math/PointTransform.h"
 
 namespace
 {

@@ -1,12 +1,12 @@
 #include "Application/View/CMaskShapes.h"
 
-#include "Application/Files/CInputError.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <string>
+
+#include "Application/Files/CInputError.h"
 
 namespace
 {

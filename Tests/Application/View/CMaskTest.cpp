@@ -1,8 +1,8 @@
 #include "Application/View/CMask.h"
 
-#include "Application/Files/CInputError.h"
-
 #include <gtest/gtest.h>
+
+#include "Application/Files/CInputError.h"
 
 namespace
 {

@@ -1,17 +1,17 @@
 #include "Application/View/CView.h"
 
-#include "Application/Files/CInputError.h"
-#include "Application/View/CCamera.h"
-#include "Application/View/CMask.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <nlohmann/json.hpp>
+
+#include "Application/Files/CInputError.h"
+#include "Application/View/CCamera.h"
+#include "Application/View/CMask.h"
 
 namespace
 {

@@ -1,7 +1,3 @@
-#include "Application/Files/CInputError.h"
-#include "Application/View/CMask.h"
-#include "Tests/Application/View/PngFixture.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
@@ -9,6 +5,10 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+
+#include "Application/Files/CInputError.h"
+#include "Application/View/CMask.h"
+#include "Tests/Application/View/PngFixture.h"
 
 namespace
 {

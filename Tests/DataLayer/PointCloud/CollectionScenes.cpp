@@ -1,5 +1,3 @@
-#include "Tests/DataLayer/OperationScenes.h"
-
 #include <functional>
 #include <memory>
 #include <numeric>
@@ -20,6 +18,7 @@
 #include "DataLayer/PointCloud/ISurfelRuns.h"
 #include "Tests/DataLayer/CFixedBuffer.h"
 #include "Tests/DataLayer/Descriptions.h"
+#include "Tests/DataLayer/OperationScenes.h"
 #include "Tests/DataLayer/PointCloud/CForeignCollection.h"
 #include "Tests/DataLayer/PointCloud/SurfelCollections.h"
 #include "Tests/Support/Selections.h"

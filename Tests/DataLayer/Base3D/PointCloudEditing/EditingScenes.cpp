@@ -1,5 +1,3 @@
-#include "Tests/DataLayer/OperationScenes.h"
-
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -23,6 +21,7 @@
 #include "Tests/DataLayer/Base3D/PointCloudEditing/EntityBatches.h"
 #include "Tests/DataLayer/Base3D/PointCloudEditing/FuserContents.h"
 #include "Tests/DataLayer/Descriptions.h"
+#include "Tests/DataLayer/OperationScenes.h"
 #include "Tests/Support/MockTags.h"
 #include "Tests/Support/Selections.h"
 

@@ -34,7 +34,7 @@ struct SEncoding
     ~SEncoding() { png_destroy_write_struct(&png, &info); }
 };
 
-void appendBytes(png_structp png, png_bytep data, std::size_t count)
+void AppendBytes(png_structp png, png_bytep data, std::size_t count)
 {
     auto* const encoding = static_cast<SEncoding*>(png_get_io_ptr(png));
     try
@@ -50,14 +50,14 @@ void appendBytes(png_structp png, png_bytep data, std::size_t count)
     png_error(png, "out of memory");
 }
 
-void flushNothing(png_structp) {}
+void FlushNothing(png_structp) {}
 
-void leave(png_structp png, png_const_charp)
+void Leave(png_structp png, png_const_charp)
 {
     png_longjmp(png, 1);
 }
 
-void ignoreWarning(png_structp, png_const_charp) {}
+void IgnoreWarning(png_structp, png_const_charp) {}
 
 struct SPictureKind
 {
@@ -69,13 +69,13 @@ struct SPictureKind
 // The following hold no objects with a destructor, because the C library leaves them by a jump when
 // it fails. They return false then.
 
-bool begin(SEncoding& encoding, const SPictureKind& kind, std::span<const png_color> palette)
+bool Begin(SEncoding& encoding, const SPictureKind& kind, std::span<const png_color> palette)
 {
     if (setjmp(png_jmpbuf(encoding.png)) != 0)
     {
         return false;
     }
-    png_set_write_fn(encoding.png, &encoding, appendBytes, flushNothing);
+    png_set_write_fn(encoding.png, &encoding, AppendBytes, FlushNothing);
     png_set_compression_level(encoding.png, c_compressionLevel);
     png_set_IHDR(encoding.png, encoding.info, kind.width, kind.height, 8, kind.colorType,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
@@ -90,7 +90,7 @@ bool begin(SEncoding& encoding, const SPictureKind& kind, std::span<const png_co
     return true;
 }
 
-bool writeRow(SEncoding& encoding, const std::uint8_t* row)
+bool WriteRow(SEncoding& encoding, const std::uint8_t* row)
 {
     if (setjmp(png_jmpbuf(encoding.png)) != 0)
     {
@@ -100,7 +100,7 @@ bool writeRow(SEncoding& encoding, const std::uint8_t* row)
     return true;
 }
 
-bool end(SEncoding& encoding)
+bool End(SEncoding& encoding)
 {
     if (setjmp(png_jmpbuf(encoding.png)) != 0)
     {
@@ -110,7 +110,7 @@ bool end(SEncoding& encoding)
     return true;
 }
 
-void check(bool isDone, const SEncoding& encoding)
+void Check(bool isDone, const SEncoding& encoding)
 {
     if (isDone)
     {
@@ -124,14 +124,14 @@ void check(bool isDone, const SEncoding& encoding)
 }
 
 /// Writes all that comes before the pixels.
-void start(SEncoding& encoding, const SPictureKind& kind, std::span<const png_color> palette)
+void Start(SEncoding& encoding, const SPictureKind& kind, std::span<const png_color> palette)
 {
-    encoding.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, leave, ignoreWarning);
+    encoding.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Leave, IgnoreWarning);
     encoding.info = encoding.png != nullptr ? png_create_info_struct(encoding.png) : nullptr;
     // Growing would wait for other threads that ask the system for memory or give it back. Most
     // pictures need less, and pages that are not written cost nothing.
     encoding.bytes.reserve(std::size_t{kind.width} * kind.height);
-    check(encoding.info != nullptr && begin(encoding, kind, palette), encoding);
+    Check(encoding.info != nullptr && Begin(encoding, kind, palette), encoding);
 }
 
 }  // namespace
@@ -158,7 +158,7 @@ CPngEncoder::CPngEncoder(std::uint32_t width, std::uint32_t height)
     state.rowBytes = std::size_t{width} * 3;
     // The pixels are the same for any palette.
     const std::vector<png_color> palette(PNG_MAX_PALETTE_LENGTH);
-    start(state.encoding.emplace(), state.kind, palette);
+    Start(state.encoding.emplace(), state.kind, palette);
     state.encoding->bytes.clear();
     state.numbers.resize(width);
 }
@@ -176,7 +176,7 @@ void CPngEncoder::EncodeTo(std::uint32_t numRows, std::span<const std::uint8_t> 
             startWithoutPalette();
             continue;
         }
-        check(writeRow(*state.encoding, state.HasPalette() ? state.numbers.data() : row.data()),
+        Check(WriteRow(*state.encoding, state.HasPalette() ? state.numbers.data() : row.data()),
               *state.encoding);
         ++state.numRows;
     }
@@ -186,13 +186,13 @@ void CPngEncoder::startWithoutPalette()
 {
     m_state->kind.colorType = PNG_COLOR_TYPE_RGB;
     m_state->numRows = 0;
-    start(m_state->encoding.emplace(), m_state->kind, {});
+    Start(m_state->encoding.emplace(), m_state->kind, {});
 }
 
 std::vector<std::byte> CPngEncoder::Finish()
 {
     SState& state = *m_state;
-    check(end(*state.encoding), *state.encoding);
+    Check(End(*state.encoding), *state.encoding);
     if (!state.HasPalette())
     {
         return std::move(state.encoding->bytes);
@@ -203,7 +203,7 @@ std::vector<std::byte> CPngEncoder::Finish()
         palette.push_back({color.red, color.green, color.blue});
     }
     SEncoding head;
-    start(head, state.kind, palette);
+    Start(head, state.kind, palette);
     const std::vector<std::byte>& pixels = state.encoding->bytes;
     head.bytes.insert(head.bytes.end(), pixels.begin(), pixels.end());
     return std::move(head.bytes);

@@ -34,7 +34,7 @@ struct SScanColors
     std::vector<std::uint32_t> indices;
 };
 
-SScanColors collectColors(const std::vector<CPointRenderer::SScan>& scans)
+SScanColors CollectColors(const std::vector<CPointRenderer::SScan>& scans)
 {
     SScanColors result;
     for (const CPointRenderer::SScan& scan : scans)
@@ -50,7 +50,7 @@ SScanColors collectColors(const std::vector<CPointRenderer::SScan>& scans)
     return result;
 }
 
-CScanPainter::SPainting paintScans(const CPictureProjection& projection,
+CScanPainter::SPainting PaintScans(const CPictureProjection& projection,
                                    const std::vector<CPointRenderer::SScan>& scans,
                                    const SScanColors& colors, std::uint32_t border, bool hideCut)
 {
@@ -66,7 +66,7 @@ CScanPainter::SPainting paintScans(const CPictureProjection& projection,
     return CScanPainter::PaintAll(painters, projection, border);
 }
 
-std::uint32_t chooseSamplesPerSide(const CView& view,
+std::uint32_t ChooseSamplesPerSide(const CView& view,
                                    const std::vector<CPointRenderer::SScan>& scans)
 {
     const std::uint64_t numPixels = std::uint64_t{view.GetWidth()} * view.GetHeight();
@@ -79,10 +79,10 @@ std::uint32_t chooseSamplesPerSide(const CView& view,
 }
 
 /// The samples of \p scans, widened to surfaces.
-CDepthBuffer drawSurfaces(const CPictureProjection& projection, std::uint32_t samplesPerSide,
+CDepthBuffer DrawSurfaces(const CPictureProjection& projection, std::uint32_t samplesPerSide,
                           const std::vector<CPointRenderer::SScan>& scans, bool hideCut)
 {
-    const SScanColors colors = collectColors(scans);
+    const SScanColors colors = CollectColors(scans);
     const std::uint32_t reach = CPointSplatter::FindReach(samplesPerSide);
     const CPointSplatter splatter(projection, samplesPerSide);
     std::optional<std::uint8_t> largest;
@@ -91,9 +91,9 @@ CDepthBuffer drawSurfaces(const CPictureProjection& projection, std::uint32_t sa
         // No dot larger than where nothing is hidden, so that the two pictures can be compared.
         // First, so that not both pictures' samples are held at once.
         largest =
-            splatter.FindRadii(paintScans(projection, scans, colors, reach, false).samples).largest;
+            splatter.FindRadii(PaintScans(projection, scans, colors, reach, false).samples).largest;
     }
-    CScanPainter::SPainting painting = paintScans(projection, scans, colors, reach, hideCut);
+    CScanPainter::SPainting painting = PaintScans(projection, scans, colors, reach, hideCut);
     CPointSplatter::SRadii radii = splatter.FindRadii(painting.samples);
     radii.largest = largest.value_or(radii.largest);
     if (painting.spare.has_value())
@@ -108,12 +108,12 @@ CDepthBuffer drawSurfaces(const CPictureProjection& projection, std::uint32_t sa
     return *std::move(painting.spare);
 }
 
-CSurfaceShader::SColors makeColors(const CPointRenderer::SSettings& settings,
+CSurfaceShader::SColors MakeColors(const CPointRenderer::SSettings& settings,
                                    const std::vector<CPointRenderer::SScan>& scans)
 {
     CSurfaceShader::SColors colors{std::vector<SColor>(CDepthBuffer::c_numLooks), settings.topColor,
                                    settings.bottomColor};
-    const std::vector<SColor> scanColors = collectColors(scans).colors;
+    const std::vector<SColor> scanColors = CollectColors(scans).colors;
     std::copy(scanColors.begin(), scanColors.end(), colors.looks.begin());
     const auto fillMark = [&](EMark mark, SColor color) {
         std::fill_n(colors.looks.begin() + static_cast<std::uint32_t>(mark) * c_numScanColors,
@@ -124,7 +124,7 @@ CSurfaceShader::SColors makeColors(const CPointRenderer::SSettings& settings,
     return colors;
 }
 
-bool isBorder(const CMask& mask, std::uint32_t column, std::uint32_t row)
+bool IsBorder(const CMask& mask, std::uint32_t column, std::uint32_t row)
 {
     return column == 0 || row == 0 || column + 1 == mask.GetWidth() ||
            row + 1 == mask.GetHeight() || !mask.IsPainted(column - 1, row) ||
@@ -132,7 +132,7 @@ bool isBorder(const CMask& mask, std::uint32_t column, std::uint32_t row)
            !mask.IsPainted(column, row + 1);
 }
 
-void tintPainted(const CMask& mask, SColor tint, CPicture& picture)
+void TintPainted(const CMask& mask, SColor tint, CPicture& picture)
 {
     ForEachRow(mask.GetHeight(), [&](std::uint32_t row) {
         for (std::uint32_t column = 0; column < mask.GetWidth(); ++column)
@@ -140,7 +140,7 @@ void tintPainted(const CMask& mask, SColor tint, CPicture& picture)
             if (mask.IsPainted(column, row))
             {
                 // In 256ths.
-                const unsigned share = isBorder(mask, column, row) ? 224 : 72;
+                const unsigned share = IsBorder(mask, column, row) ? 224 : 72;
                 const auto mix = [&](std::uint8_t below, std::uint8_t above) {
                     return static_cast<std::uint8_t>(
                         (below * (256U - share) + above * share + 128U) / 256U);
@@ -167,15 +167,15 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
                                       std::to_string(painted->GetWidth()) + " x " +
                                       std::to_string(painted->GetHeight()));
     }
-    const std::uint32_t samplesPerSide = chooseSamplesPerSide(m_view, scans);
+    const std::uint32_t samplesPerSide = ChooseSamplesPerSide(m_view, scans);
     const CPictureProjection projection(m_view, samplesPerSide);
     const CDepthBuffer surfaces =
-        drawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
+        DrawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
     CPicture picture =
-        CSurfaceShader(projection, surfaces, samplesPerSide, makeColors(m_settings, scans)).Shade();
+        CSurfaceShader(projection, surfaces, samplesPerSide, MakeColors(m_settings, scans)).Shade();
     if (painted != nullptr)
     {
-        tintPainted(*painted, m_settings.paintColor, picture);
+        TintPainted(*painted, m_settings.paintColor, picture);
     }
     return picture;
 }
@@ -183,12 +183,12 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
 std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
                                                  const std::function<void()>& afterReading) const
 {
-    const std::uint32_t samplesPerSide = chooseSamplesPerSide(m_view, scans);
+    const std::uint32_t samplesPerSide = ChooseSamplesPerSide(m_view, scans);
     const CPictureProjection projection(m_view, samplesPerSide);
     const CDepthBuffer surfaces =
-        drawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
+        DrawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
     const CSurfaceShader shader(projection, surfaces, samplesPerSide,
-                                makeColors(m_settings, scans));
+                                MakeColors(m_settings, scans));
     CPngEncoder encoder(m_view.GetWidth(), m_view.GetHeight());
     static_cast<void>(shader.Shade(
         [&](const CPicture& picture, std::uint32_t numRows) {

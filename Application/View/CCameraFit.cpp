@@ -57,7 +57,7 @@ struct SRange
     }
 };
 
-double along(const Vector& axis, const SHomogeneousPoint<double>& point)
+double Along(const Vector& axis, const SHomogeneousPoint<double>& point)
 {
     return (axis[0] * point.x + axis[1] * point.y) + axis[2] * point.z;
 }
@@ -79,7 +79,7 @@ void ForEachBlock(std::uint64_t count, const Body& body)
 
 /// The range of \p valueOf(index) for the indices below \p count.
 template <typename Value>
-SRange findRange(std::size_t count, const Value& valueOf)
+SRange FindRange(std::size_t count, const Value& valueOf)
 {
     std::vector<SRange> ranges(CountBlocks(count));
     ForEachBlock(count, [&](std::uint32_t block, std::size_t begin, std::size_t end) {
@@ -100,7 +100,7 @@ SRange findRange(std::size_t count, const Value& valueOf)
 }
 
 /// Appends every \p step th point of \p scan, but those that are not finite.
-void takeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
+void TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
                  std::uint64_t step, Samples& samples)
 {
     const auto& positions = scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
@@ -125,7 +125,7 @@ void takeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axe
             {
                 for (std::size_t axis = 0; axis < 3; ++axis)
                 {
-                    samples[axis][target] = along(axes[axis], point);
+                    samples[axis][target] = Along(axes[axis], point);
                 }
                 ++target;
             }
@@ -150,7 +150,7 @@ void takeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axe
     }
 }
 
-Samples takeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
+Samples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
 {
     std::uint64_t total = 0;
     for (const CCameraFit::SScan& scan : scans)
@@ -163,14 +163,14 @@ Samples takeSamples(const std::vector<CCameraFit::SScan>& scans, const std::arra
     {
         if (scan.collection->GetCount() != 0)
         {
-            takeSamples(scan, axes, step, samples);
+            TakeSamples(scan, axes, step, samples);
         }
     }
     return samples;
 }
 
 /// The range of the values without the strays at either end.
-SRange findRobustRange(std::vector<double> values)
+SRange FindRobustRange(std::vector<double> values)
 {
     const auto rank =
         static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * c_strayShare);
@@ -185,7 +185,7 @@ SRange findRobustRange(std::vector<double> values)
 }
 
 /// The range, towards the viewer, of the corners of all bounding boxes.
-SRange findDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector& toViewer)
+SRange FindDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector& toViewer)
 {
     SRange range;
     for (const CCameraFit::SScan& scan : scans)
@@ -197,7 +197,7 @@ SRange findDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector&
         }
         for (unsigned corner = 0; corner < 8; ++corner)
         {
-            const double value = along(
+            const double value = Along(
                 toViewer,
                 TransformHomogeneous<double>(scan.trafo, (corner & 1U) != 0 ? box.max.x : box.min.x,
                                              (corner & 2U) != 0 ? box.max.y : box.min.y,
@@ -211,7 +211,7 @@ SRange findDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector&
     return range;
 }
 
-bool isStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::size_t index)
+bool IsStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::size_t index)
 {
     for (std::size_t axis = 0; axis < 3; ++axis)
     {
@@ -223,12 +223,12 @@ bool isStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::s
     return false;
 }
 
-void removeStrays(Samples& samples, const std::array<SRange, 3>& ranges)
+void RemoveStrays(Samples& samples, const std::array<SRange, 3>& ranges)
 {
     std::size_t numKept = 0;
     for (std::size_t index = 0; index < samples[0].size(); ++index)
     {
-        if (!isStray(samples, ranges, index))
+        if (!IsStray(samples, ranges, index))
         {
             for (std::vector<double>& values : samples)
             {
@@ -245,10 +245,10 @@ void removeStrays(Samples& samples, const std::array<SRange, 3>& ranges)
 
 /// How far the eye must be from the centre for all samples to be in the picture, none of them
 /// nearer to the eye than \p clearance.
-double findDistance(const Samples& samples, const Vector& centre, double slopeX, double slopeY,
+double FindDistance(const Samples& samples, const Vector& centre, double slopeX, double slopeY,
                     double clearance)
 {
-    const SRange distances = findRange(samples[0].size(), [&](std::size_t index) {
+    const SRange distances = FindRange(samples[0].size(), [&](std::size_t index) {
         const double nearer = samples[2][index] - centre[2];
         return std::max({nearer + clearance,
                          nearer + std::abs(samples[0][index] - centre[0]) / slopeX,
@@ -259,11 +259,11 @@ double findDistance(const Samples& samples, const Vector& centre, double slopeX,
 
 /// Moves the centre across the picture until the samples, seen from \p distance, leave equal
 /// margins on opposite sides: what is near is larger and would push the rest aside.
-void balanceMargins(const Samples& samples, double distance, Vector& centre)
+void BalanceMargins(const Samples& samples, double distance, Vector& centre)
 {
     for (std::size_t axis = 0; axis < 2; ++axis)
     {
-        const SRange slopes = findRange(samples[0].size(), [&](std::size_t index) {
+        const SRange slopes = FindRange(samples[0].size(), [&](std::size_t index) {
             const double depth = distance - (samples[2][index] - centre[2]);
             return (samples[axis][index] - centre[axis]) / depth;
         });
@@ -273,14 +273,14 @@ void balanceMargins(const Samples& samples, double distance, Vector& centre)
 
 /// Moves the centre to where the samples fill the picture evenly in perspective, and returns how
 /// far the eye is from it then.
-double fitPerspective(const Samples& samples, double slopeX, double slopeY, double clearance,
+double FitPerspective(const Samples& samples, double slopeX, double slopeY, double clearance,
                       Vector& centre)
 {
-    double distance = findDistance(samples, centre, slopeX, slopeY, clearance);
+    double distance = FindDistance(samples, centre, slopeX, slopeY, clearance);
     for (int round = 0; round < c_numBalancingRounds; ++round)
     {
-        balanceMargins(samples, distance, centre);
-        distance = findDistance(samples, centre, slopeX, slopeY, clearance);
+        BalanceMargins(samples, distance, centre);
+        distance = FindDistance(samples, centre, slopeX, slopeY, clearance);
     }
     return distance;
 }
@@ -321,8 +321,8 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     const std::array<Vector, 3> axes = CCamera(parameters).GetAxes();
 
     // The boxes come first: finding them loads the points of a file on all threads.
-    const SRange depth = findDepthRange(scans, axes[2]);
-    Samples samples = takeSamples(scans, axes);
+    const SRange depth = FindDepthRange(scans, axes[2]);
+    Samples samples = TakeSamples(scans, axes);
     if (samples[0].empty())
     {
         throw CInputError("camera", "there is no point to look at");
@@ -330,10 +330,10 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     std::array<SRange, 3> ranges;
     Vector centre{};
     Base::ParallelFor(3, [&](std::uint32_t axis) {
-        ranges[axis] = findRobustRange(samples[axis]);
+        ranges[axis] = FindRobustRange(samples[axis]);
         centre[axis] = 0.5 * (ranges[axis].min + ranges[axis].max);
     });
-    removeStrays(samples, ranges);
+    RemoveStrays(samples, ranges);
 
     const double aspect = static_cast<double>(width) / height;
     const double radius =
@@ -345,7 +345,7 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     if (projection == CCamera::Projection::Perspective && radius > 0.0)
     {
         const double slope = c_filledPart * std::tan(0.5 * (fieldOfView * c_radiansPerDegree));
-        distance = fitPerspective(samples, slope * aspect, slope, c_clearance * scale, centre);
+        distance = FitPerspective(samples, slope * aspect, slope, c_clearance * scale, centre);
     }
     if (projection == CCamera::Projection::Orthographic)
     {

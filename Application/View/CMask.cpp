@@ -18,13 +18,13 @@ namespace
 /// More than any sensible picture of c_maxViewSide needs.
 constexpr std::uint64_t c_maxFileBytes = std::uint64_t{1} << 31U;
 
-std::string sizeText(std::uint32_t width, std::uint32_t height)
+std::string SizeText(std::uint32_t width, std::uint32_t height)
 {
     return std::to_string(width) + " x " + std::to_string(height) + " pixels";
 }
 
 /// True when any byte of the samples that decide is not 0, which holds at every bit depth.
-bool isPainted(const std::uint8_t* pixel, std::size_t firstByte, std::size_t endByte)
+bool IsAnyByteSet(const std::uint8_t* pixel, std::size_t firstByte, std::size_t endByte)
 {
     return std::any_of(pixel + firstByte, pixel + endByte, [](std::uint8_t b) { return b != 0; });
 }
@@ -36,7 +36,7 @@ CMask::CMask(std::uint32_t width, std::uint32_t height) : m_width(width), m_heig
     if (width == 0 || height == 0 || width > c_maxViewSide || height > c_maxViewSide)
     {
         throw CInputError("mask", "expected 1 to " + std::to_string(c_maxViewSide) +
-                                      " pixels on each side, found " + sizeText(width, height));
+                                      " pixels on each side, found " + SizeText(width, height));
     }
     m_bytes.resize(std::size_t{width} * height);
 }
@@ -53,9 +53,9 @@ CMask CMask::FromPng(std::string_view png, const std::filesystem::path& name, st
     CPngDecoder decoder(png, name);
     if (decoder.GetWidth() != width || decoder.GetHeight() != height)
     {
-        throw CInputError(name, "expected a mask of " + sizeText(width, height) +
+        throw CInputError(name, "expected a mask of " + SizeText(width, height) +
                                     " as the view has, found " +
-                                    sizeText(decoder.GetWidth(), decoder.GetHeight()));
+                                    SizeText(decoder.GetWidth(), decoder.GetHeight()));
     }
     const std::vector<std::uint8_t> pixels = decoder.Decode();
     const std::size_t pixelBytes = decoder.GetBytesPerPixel();
@@ -64,7 +64,7 @@ CMask CMask::FromPng(std::string_view png, const std::filesystem::path& name, st
     for (std::size_t index = 0; index < mask.m_bytes.size(); ++index)
     {
         mask.m_bytes[index] =
-            isPainted(pixels.data() + index * pixelBytes, firstByte, pixelBytes) ? 1 : 0;
+            IsAnyByteSet(pixels.data() + index * pixelBytes, firstByte, pixelBytes) ? 1 : 0;
     }
     return mask;
 }

@@ -29,7 +29,7 @@ constexpr std::array<std::string_view, 8> c_fieldNames = {
 /// Below this, a pivot of a matrix whose rows and columns were scaled to 1 is rounding noise.
 constexpr double c_minPivot = 1e-14;
 
-void checkSize(const std::filesystem::path& name, const char* field, std::uint64_t size)
+void CheckSize(const std::filesystem::path& name, const char* field, std::uint64_t size)
 {
     if (size == 0 || size > c_maxViewSide)
     {
@@ -40,12 +40,12 @@ void checkSize(const std::filesystem::path& name, const char* field, std::uint64
 }
 
 /// Finite as a double and, because the library works in float, also as a float.
-bool isFinite(double value)
+bool IsFinite(double value)
 {
     return std::isfinite(value) && std::isfinite(static_cast<float>(value));
 }
 
-void scaleToUnit(LqMatrix4Rd& matrix, bool rows)
+void ScaleToUnit(LqMatrix4Rd& matrix, bool rows)
 {
     for (std::size_t line = 0; line < 4; ++line)
     {
@@ -63,10 +63,10 @@ void scaleToUnit(LqMatrix4Rd& matrix, bool rows)
 
 /// Gaussian elimination with row pivots. Rows and columns are scaled first, since a projection
 /// mixes very different magnitudes (near and far distances) without being close to singular.
-bool isSingular(LqMatrix4Rd matrix)
+bool IsSingular(LqMatrix4Rd matrix)
 {
-    scaleToUnit(matrix, true);
-    scaleToUnit(matrix, false);
+    ScaleToUnit(matrix, true);
+    ScaleToUnit(matrix, false);
     for (std::size_t step = 0; step < 4; ++step)
     {
         std::size_t pivot = step;
@@ -96,7 +96,7 @@ bool isSingular(LqMatrix4Rd matrix)
 
 /// What stands in place of a value, for messages: texts and numbers themselves, of containers only
 /// the kind, since they may be nested so deep that printing them would exhaust the stack.
-std::string describe(const Json& value)
+std::string Describe(const Json& value)
 {
     constexpr std::size_t c_longestText = 40;
     if (value.is_structured())
@@ -164,59 +164,59 @@ private:
     std::size_t m_numElements[c_depths] = {};
 };
 
-std::uint32_t readSize(const CJsonFields& fields, const std::filesystem::path& name,
+std::uint32_t ReadSize(const CJsonFields& fields, const std::filesystem::path& name,
                        const char* field)
 {
     const Json& value = fields.Get(field);
     if (!value.is_number_unsigned())
     {
-        fields.FailWith(field, "a whole number of pixels", describe(value));
+        fields.FailWith(field, "a whole number of pixels", Describe(value));
     }
     const auto size = value.get<std::uint64_t>();
-    checkSize(name, field, size);
+    CheckSize(name, field, size);
     return static_cast<std::uint32_t>(size);
 }
 
-std::string describeNumbers(const Json& value)
+std::string DescribeNumbers(const Json& value)
 {
     if (!value.is_array())
     {
-        return describe(value);
+        return Describe(value);
     }
     return std::to_string(value.size()) +
            (value.size() < c_mostElements ? " elements" : " elements or more");
 }
 
-void readNumbers(const CJsonFields& fields, const std::string& field, std::span<double> numbers)
+void ReadNumbers(const CJsonFields& fields, const std::string& field, std::span<double> numbers)
 {
     const Json& value = fields.Get(field.c_str());
     if (!value.is_array() || value.size() != numbers.size())
     {
         fields.FailWith(field, "an array of " + std::to_string(numbers.size()) + " numbers",
-                        describeNumbers(value));
+                        DescribeNumbers(value));
     }
     for (std::size_t index = 0; index < numbers.size(); ++index)
     {
         if (!value[index].is_number())
         {
             fields.FailWith(field + "[" + std::to_string(index) + "]", "a number",
-                            describe(value[index]));
+                            Describe(value[index]));
         }
         numbers[index] = value[index].get<double>();
     }
 }
 
-void checkHeader(const CJsonFields& fields)
+void CheckHeader(const CJsonFields& fields)
 {
     const Json& format = fields.Get("format");
     if (format != c_format)
     {
-        fields.FailWith("format", std::string("\"") + c_format + "\"", describe(format));
+        fields.FailWith("format", std::string("\"") + c_format + "\"", Describe(format));
     }
     const Json& version = fields.Get("version");
     if (version != c_version)
     {
-        fields.FailWith("version", std::to_string(c_version), describe(version));
+        fields.FailWith("version", std::to_string(c_version), Describe(version));
     }
 }
 
@@ -226,8 +226,8 @@ CView::CView(std::uint32_t width, std::uint32_t height, const Origin& origin,
              const Transforms& transforms, const std::filesystem::path& name)
     : m_width(width), m_height(height), m_origin(origin), m_transforms(transforms)
 {
-    checkSize(name, "width", width);
-    checkSize(name, "height", height);
+    CheckSize(name, "width", width);
+    CheckSize(name, "height", height);
     for (const double coordinate : origin)
     {
         if (!std::isfinite(coordinate))
@@ -238,12 +238,12 @@ CView::CView(std::uint32_t width, std::uint32_t height, const Origin& origin,
     for (std::size_t index = 0; index < transforms.size(); ++index)
     {
         const double* const elements = transforms[index].data();
-        if (!std::all_of(elements, elements + 16, isFinite))
+        if (!std::all_of(elements, elements + 16, IsFinite))
         {
             throw CInputError(name, std::string(c_transformNames[index]) +
                                         ": expected numbers that are finite as floats");
         }
-        if (isSingular(transforms[index]))
+        if (IsSingular(transforms[index]))
         {
             throw CInputError(name, std::string(c_transformNames[index]) +
                                         ": expected a matrix with an inverse, found a singular "
@@ -266,15 +266,15 @@ CView CView::FromJson(std::string_view json, const std::filesystem::path& name)
             name, std::string("expected a view, a JSON object, found ") + document.type_name());
     }
     const CJsonFields fields(document, name, "");
-    checkHeader(fields);
-    const std::uint32_t width = readSize(fields, name, "width");
-    const std::uint32_t height = readSize(fields, name, "height");
+    CheckHeader(fields);
+    const std::uint32_t width = ReadSize(fields, name, "width");
+    const std::uint32_t height = ReadSize(fields, name, "height");
     Origin origin{};
-    readNumbers(fields, "origin", origin);
+    ReadNumbers(fields, "origin", origin);
     Transforms transforms;
     for (std::size_t index = 0; index < transforms.size(); ++index)
     {
-        readNumbers(fields, c_transformNames[index],
+        ReadNumbers(fields, c_transformNames[index],
                     std::span<double>(transforms[index].data(), 16));
     }
     return CView(width, height, origin, transforms, name);

@@ -21,7 +21,7 @@ constexpr std::uint32_t c_width = 60;
 constexpr std::uint32_t c_height = 45;
 
 /// So many colours; one more in the last row if told so.
-std::vector<std::uint8_t> makeSamples(std::uint32_t numColors, bool hasOneMore)
+std::vector<std::uint8_t> MakeSamples(std::uint32_t numColors, bool hasOneMore)
 {
     std::mt19937 random(numColors);
     std::vector<std::uint8_t> samples;
@@ -40,7 +40,7 @@ std::vector<std::uint8_t> makeSamples(std::uint32_t numColors, bool hasOneMore)
     return samples;
 }
 
-std::vector<std::byte> encodeWhole(const std::vector<std::uint8_t>& samples)
+std::vector<std::byte> EncodeWhole(const std::vector<std::uint8_t>& samples)
 {
     CPngEncoder encoder(c_width, c_height);
     encoder.EncodeTo(c_height, samples);
@@ -53,8 +53,8 @@ TEST(CPngEncoder, EncodeTo_AnyStepsGiveTheBytesOfTheWhole)
     {
         for (const bool hasOneMore : {false, true})
         {
-            const std::vector<std::uint8_t> samples = makeSamples(numColors, hasOneMore);
-            const auto expected = encodeWhole(samples);
+            const std::vector<std::uint8_t> samples = MakeSamples(numColors, hasOneMore);
+            const auto expected = EncodeWhole(samples);
             for (const std::uint32_t step : {1U, 7U, 44U})
             {
                 CPngEncoder encoder(c_width, c_height);
@@ -75,12 +75,12 @@ TEST(CPngEncoder, EncodeTo_AnyStepsGiveTheBytesOfTheWhole)
 
 TEST(CPngEncoder, EncodeTo_DoesNotLookAtLaterRows)
 {
-    const std::vector<std::uint8_t> samples = makeSamples(40, false);
+    const std::vector<std::uint8_t> samples = MakeSamples(40, false);
     CPngEncoder encoder(c_width, c_height);
     const std::span<const std::uint8_t> firstRows(samples.data(), 5 * 3 * c_width);
     encoder.EncodeTo(5, firstRows);
     encoder.EncodeTo(c_height, samples);
-    EXPECT_EQ(encoder.Finish(), encodeWhole(samples));
+    EXPECT_EQ(encoder.Finish(), EncodeWhole(samples));
 }
 
 TEST(CPngEncoder, Finish_UpTo256ColorsAreAPalette)
@@ -88,14 +88,14 @@ TEST(CPngEncoder, Finish_UpTo256ColorsAreAPalette)
     constexpr std::size_t c_colorTypeByte = 25;
     for (const std::uint32_t numColors : {1U, 256U, 257U})
     {
-        const auto png = encodeWhole(makeSamples(numColors, false));
+        const auto png = EncodeWhole(MakeSamples(numColors, false));
         EXPECT_EQ(png.at(c_colorTypeByte), numColors <= 256 ? std::byte{3} : std::byte{2});
     }
 }
 
 TEST(CPngEncoder, Finish_PaletteHasTheColorsOfThePictureOnly)
 {
-    const auto png = encodeWhole(makeSamples(40, false));
+    const auto png = EncodeWhole(MakeSamples(40, false));
     // Behind the signature and the header: three bytes for each colour.
     constexpr std::size_t c_palette = 33;
     const std::vector<std::byte> length(png.begin() + c_palette, png.begin() + c_palette + 4);

@@ -19,12 +19,12 @@ using ViewTests::SPng;
 using ViewTests::WritePng;
 using Bytes = std::vector<std::uint8_t>;
 
-Bytes readMask(const SPng& picture)
+Bytes ReadMask(const SPng& picture)
 {
     return CMask::FromPng(WritePng(picture), "mask.png", picture.width, picture.height).GetBytes();
 }
 
-void expectDamaged(const std::string& png, const std::string& message)
+void ExpectDamaged(const std::string& png, const std::string& message)
 {
     try
     {
@@ -38,7 +38,7 @@ void expectDamaged(const std::string& png, const std::string& message)
     }
 }
 
-SPng makeGrey()
+SPng MakeGrey()
 {
     return {.width = 4, .height = 1, .colorType = PNG_COLOR_TYPE_GRAY, .samples = {0, 1, 128, 255}};
 }
@@ -48,30 +48,30 @@ TEST(MaskPng, FromPng_GreyOfEveryDepthPaintsWhatIsNotBlack)
     for (const int bitDepth : {1, 2, 4, 8, 16})
     {
         const auto most = static_cast<std::uint16_t>((1U << bitDepth) - 1U);
-        SPng picture = makeGrey();
+        SPng picture = MakeGrey();
         picture.bitDepth = bitDepth;
         picture.samples = {0, 1, most, 0};
-        EXPECT_EQ(readMask(picture), (Bytes{0, 1, 1, 0})) << bitDepth;
+        EXPECT_EQ(ReadMask(picture), (Bytes{0, 1, 1, 0})) << bitDepth;
     }
 }
 
 TEST(MaskPng, FromPng_FaintestSixteenBitGreyOfEitherByteIsPainted)
 {
-    SPng picture = makeGrey();
+    SPng picture = MakeGrey();
     picture.bitDepth = 16;
     picture.samples = {0, 0x0001, 0x0100, 0};
-    EXPECT_EQ(readMask(picture), (Bytes{0, 1, 1, 0}));
+    EXPECT_EQ(ReadMask(picture), (Bytes{0, 1, 1, 0}));
 }
 
 TEST(MaskPng, FromPng_GreyWithTransparentGreyPaintsWhatIsNotTransparent)
 {
     for (const int bitDepth : {1, 2, 4, 8, 16})
     {
-        SPng picture = makeGrey();
+        SPng picture = MakeGrey();
         picture.bitDepth = bitDepth;
         picture.transparentColor = {1};
         picture.samples = {0, 1, 0, 1};
-        EXPECT_EQ(readMask(picture), (Bytes{1, 0, 1, 0})) << bitDepth;
+        EXPECT_EQ(ReadMask(picture), (Bytes{1, 0, 1, 0})) << bitDepth;
     }
 }
 
@@ -79,11 +79,11 @@ TEST(MaskPng, FromPng_GreyAlphaPaintsWhatIsNotTransparent)
 {
     for (const int bitDepth : {8, 16})
     {
-        SPng picture = makeGrey();
+        SPng picture = MakeGrey();
         picture.bitDepth = bitDepth;
         picture.colorType = PNG_COLOR_TYPE_GRAY_ALPHA;
         picture.samples = {0, 0, 200, 0, 0, 1, 200, 255};
-        EXPECT_EQ(readMask(picture), (Bytes{0, 0, 1, 1})) << bitDepth;
+        EXPECT_EQ(ReadMask(picture), (Bytes{0, 0, 1, 1})) << bitDepth;
     }
 }
 
@@ -91,11 +91,11 @@ TEST(MaskPng, FromPng_RgbPaintsWhatIsNotBlack)
 {
     for (const int bitDepth : {8, 16})
     {
-        SPng picture = makeGrey();
+        SPng picture = MakeGrey();
         picture.bitDepth = bitDepth;
         picture.colorType = PNG_COLOR_TYPE_RGB;
         picture.samples = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1};
-        EXPECT_EQ(readMask(picture), (Bytes{0, 1, 1, 1})) << bitDepth;
+        EXPECT_EQ(ReadMask(picture), (Bytes{0, 1, 1, 1})) << bitDepth;
     }
 }
 
@@ -103,12 +103,12 @@ TEST(MaskPng, FromPng_RgbWithTransparentColorPaintsEverythingElse)
 {
     for (const int bitDepth : {8, 16})
     {
-        SPng picture = makeGrey();
+        SPng picture = MakeGrey();
         picture.bitDepth = bitDepth;
         picture.colorType = PNG_COLOR_TYPE_RGB;
         picture.transparentColor = {9, 8, 7};
         picture.samples = {0, 0, 0, 9, 8, 7, 9, 8, 6, 255, 255, 255};
-        EXPECT_EQ(readMask(picture), (Bytes{1, 0, 1, 1})) << bitDepth;
+        EXPECT_EQ(ReadMask(picture), (Bytes{1, 0, 1, 1})) << bitDepth;
     }
 }
 
@@ -116,11 +116,11 @@ TEST(MaskPng, FromPng_RgbaPaintsWhatIsNotTransparentWhateverItsColor)
 {
     for (const int bitDepth : {8, 16})
     {
-        SPng picture = makeGrey();
+        SPng picture = MakeGrey();
         picture.bitDepth = bitDepth;
         picture.colorType = PNG_COLOR_TYPE_RGB_ALPHA;
         picture.samples = {0, 0, 0, 0, 255, 255, 255, 0, 0, 0, 0, 1, 1, 2, 3, 255};
-        EXPECT_EQ(readMask(picture), (Bytes{0, 0, 1, 1})) << bitDepth;
+        EXPECT_EQ(ReadMask(picture), (Bytes{0, 0, 1, 1})) << bitDepth;
     }
 }
 
@@ -128,24 +128,24 @@ TEST(MaskPng, FromPng_PaletteOfEveryDepthPaintsEntriesThatAreNotBlack)
 {
     for (const int bitDepth : {1, 2, 4, 8})
     {
-        SPng picture = makeGrey();
+        SPng picture = MakeGrey();
         picture.bitDepth = bitDepth;
         picture.colorType = PNG_COLOR_TYPE_PALETTE;
         // Index 0 is red and index 1 black: the color counts, not the index.
         picture.palette = {255, 0, 0, 0, 0, 0};
         picture.samples = {0, 1, 1, 0};
-        EXPECT_EQ(readMask(picture), (Bytes{1, 0, 0, 1})) << bitDepth;
+        EXPECT_EQ(ReadMask(picture), (Bytes{1, 0, 0, 1})) << bitDepth;
     }
 }
 
 TEST(MaskPng, FromPng_PaletteWithAlphaPaintsEntriesThatAreNotTransparent)
 {
-    SPng picture = makeGrey();
+    SPng picture = MakeGrey();
     picture.colorType = PNG_COLOR_TYPE_PALETTE;
     picture.palette = {0, 0, 0, 255, 0, 0, 0, 0, 0, 9, 9, 9};
     picture.paletteAlpha = {255, 0, 1};
     picture.samples = {0, 1, 2, 3};
-    EXPECT_EQ(readMask(picture), (Bytes{1, 0, 1, 1}));
+    EXPECT_EQ(ReadMask(picture), (Bytes{1, 0, 1, 1}));
 }
 
 TEST(MaskPng, FromPng_InterlacedPictureIsReadInOrder)
@@ -162,36 +162,36 @@ TEST(MaskPng, FromPng_InterlacedPictureIsReadInOrder)
         picture.samples.push_back(isPainted ? 1 : 0);
         expected.push_back(isPainted ? 1 : 0);
     }
-    EXPECT_EQ(readMask(picture), expected);
+    EXPECT_EQ(ReadMask(picture), expected);
 }
 
 TEST(MaskPng, FromPng_OtherSizeThrowsWithBothSizes)
 {
-    SPng picture = makeGrey();
+    SPng picture = MakeGrey();
     picture.width = 2;
     picture.height = 2;
-    expectDamaged(WritePng(picture),
+    ExpectDamaged(WritePng(picture),
                   "expected a mask of 4 x 1 pixels as the view has, found 2 x 2 pixels");
 }
 
 TEST(MaskPng, FromPng_SwappedSizeThrows)
 {
-    SPng picture = makeGrey();
+    SPng picture = MakeGrey();
     picture.width = 1;
     picture.height = 4;
-    expectDamaged(WritePng(picture), "found 1 x 4 pixels");
+    ExpectDamaged(WritePng(picture), "found 1 x 4 pixels");
 }
 
 TEST(MaskPng, FromPng_OtherContentThrows)
 {
-    expectDamaged("", "expected a PNG picture");
-    expectDamaged("P5 4 1 255 abcd", "expected a PNG picture");
-    expectDamaged("\x89PNG", "expected a PNG picture");
+    ExpectDamaged("", "expected a PNG picture");
+    ExpectDamaged("P5 4 1 255 abcd", "expected a PNG picture");
+    ExpectDamaged("\x89PNG", "expected a PNG picture");
 }
 
 TEST(MaskPng, FromPng_EveryTruncationThrows)
 {
-    const std::string png = WritePng(makeGrey());
+    const std::string png = WritePng(MakeGrey());
     for (std::size_t length = 0; length < png.size(); ++length)
     {
         EXPECT_THROW(static_cast<void>(CMask::FromPng(png.substr(0, length), "x", 4, 1)),
@@ -202,7 +202,7 @@ TEST(MaskPng, FromPng_EveryTruncationThrows)
 
 TEST(MaskPng, FromPng_EveryDamagedByteOfHeaderOrPixelsThrows)
 {
-    const std::string png = WritePng(makeGrey());
+    const std::string png = WritePng(MakeGrey());
     const std::size_t end = png.find("IEND") - 4;
     for (std::size_t index = 0; index < end; ++index)
     {
@@ -213,7 +213,7 @@ TEST(MaskPng, FromPng_EveryDamagedByteOfHeaderOrPixelsThrows)
 }
 
 /// The checksum of a PNG chunk.
-std::uint32_t computeCrc(const std::string& bytes)
+std::uint32_t ComputeCrc(const std::string& bytes)
 {
     std::uint32_t crc = 0xFFFFFFFFU;
     for (const char byte : bytes)
@@ -227,7 +227,7 @@ std::uint32_t computeCrc(const std::string& bytes)
     return ~crc;
 }
 
-void putBigEndian(std::string& bytes, std::size_t offset, std::uint32_t value)
+void PutBigEndian(std::string& bytes, std::size_t offset, std::uint32_t value)
 {
     for (std::size_t index = 0; index < 4; ++index)
     {
@@ -237,17 +237,17 @@ void putBigEndian(std::string& bytes, std::size_t offset, std::uint32_t value)
 
 TEST(MaskPng, FromPng_HeaderThatPromisesAHugePictureThrows)
 {
-    std::string png = WritePng(makeGrey());
-    putBigEndian(png, 16, 0x7FFFFFFF);
-    putBigEndian(png, 20, 0x7FFFFFFF);
-    putBigEndian(png, 29, computeCrc(png.substr(12, 17)));
-    expectDamaged(png, "damaged PNG picture");
+    std::string png = WritePng(MakeGrey());
+    PutBigEndian(png, 16, 0x7FFFFFFF);
+    PutBigEndian(png, 20, 0x7FFFFFFF);
+    PutBigEndian(png, 29, ComputeCrc(png.substr(12, 17)));
+    ExpectDamaged(png, "damaged PNG picture");
 }
 
 TEST(MaskPng, ReadPng_ReadsAFile)
 {
     const auto file = std::filesystem::path(testing::TempDir()) / "veko2_mask_test.png";
-    std::ofstream(file, std::ios::binary) << WritePng(makeGrey());
+    std::ofstream(file, std::ios::binary) << WritePng(MakeGrey());
     EXPECT_EQ(CMask::ReadPng(file, 4, 1).GetBytes(), (Bytes{0, 1, 1, 1}));
     std::filesystem::remove(file);
 }

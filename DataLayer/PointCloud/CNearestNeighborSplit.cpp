@@ -85,9 +85,9 @@ CNearestNeighborSplit::~CNearestNeighborSplit() = default;
 bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
 {
     const NeighborCells::SLookup& lookup = m_cells.GetLookup();
-    const std::uint32_t cell[3] = {NeighborCells::cellOf(lookup, point.x, 0),
-                                   NeighborCells::cellOf(lookup, point.y, 1),
-                                   NeighborCells::cellOf(lookup, point.z, 2)};
+    const std::uint32_t cell[3] = {NeighborCells::CellOf(lookup, point.x, 0),
+                                   NeighborCells::CellOf(lookup, point.y, 1),
+                                   NeighborCells::CellOf(lookup, point.z, 2)};
     std::uint32_t state = m_cells.GetState(cell);
     if (state == c_unjudged)
     {

@@ -14,15 +14,15 @@ namespace
 {
 
 /// A block's number on an axis.
-std::uint32_t numberOnAxis(std::uint64_t key, std::uint32_t axis)
+std::uint32_t NumberOnAxis(std::uint64_t key, std::uint32_t axis)
 {
     constexpr std::uint32_t c_edgeBits = NeighborCells::c_regionEdgeBits;
     constexpr std::uint32_t c_edge = 1U << c_edgeBits;
     constexpr std::uint32_t c_regions = 1U << NeighborCells::c_regionBits;
     const std::uint32_t region =
-        NeighborCells::regionOf(key) >> (axis * NeighborCells::c_regionBits) & (c_regions - 1U);
+        NeighborCells::RegionOf(key) >> (axis * NeighborCells::c_regionBits) & (c_regions - 1U);
     const std::uint32_t place =
-        NeighborCells::placeInRegion(key) >> (axis * c_edgeBits) & (c_edge - 1U);
+        NeighborCells::PlaceInRegion(key) >> (axis * c_edgeBits) & (c_edge - 1U);
     return region << c_edgeBits | place;
 }
 
@@ -35,13 +35,13 @@ CNeighborBlocks::CNeighborBlocks() : m_firstStates(c_regionBlocks)
 
 std::uint32_t CNeighborBlocks::Add(std::uint64_t key)
 {
-    const std::uint32_t region = NeighborCells::regionOf(key);
+    const std::uint32_t region = NeighborCells::RegionOf(key);
     if (region != m_last.region)
     {
         m_last = {region, firstBlockOf(region)};
     }
     std::uint32_t& firstState =
-        m_firstStates[m_last.firstBlock + NeighborCells::placeInRegion(key)];
+        m_firstStates[m_last.firstBlock + NeighborCells::PlaceInRegion(key)];
     if (firstState == 0)
     {
         firstState = ++m_count * NeighborCells::c_stateWords;
@@ -56,13 +56,13 @@ CNeighborBlocks::SNeighbors CNeighborBlocks::FindAround(std::uint64_t key) const
     NeighborCells::SSlot slot{NeighborCells::c_noRegion, 0};
     for (std::size_t direction = 0; direction < 27; ++direction)
     {
-        const std::uint32_t region = NeighborCells::regionOf(around.keys[direction]);
+        const std::uint32_t region = NeighborCells::RegionOf(around.keys[direction]);
         if (region != slot.region)
         {
             slot = {region, m_slots[placeOf(region)].firstBlock};
         }
         neighbors.numbers[direction] =
-            m_firstStates[slot.firstBlock + NeighborCells::placeInRegion(around.keys[direction])] /
+            m_firstStates[slot.firstBlock + NeighborCells::PlaceInRegion(around.keys[direction])] /
             NeighborCells::c_stateWords;
     }
     return neighbors;
@@ -87,7 +87,7 @@ std::size_t CNeighborBlocks::placeOf(std::uint32_t region) const
 {
     NeighborCells::SLookup lookup{};
     Publish(lookup);
-    return static_cast<std::size_t>(&NeighborCells::findSlot(lookup, region) - m_slots.data());
+    return static_cast<std::size_t>(&NeighborCells::FindSlot(lookup, region) - m_slots.data());
 }
 
 /// Where the numbers of a region's blocks begin. The region is added if it is new.
@@ -130,10 +130,10 @@ SNeighborKeys::SNeighborKeys(std::uint64_t key)
     std::uint64_t parts[3][3];
     for (std::uint32_t axis = 0; axis < 3; ++axis)
     {
-        const std::uint32_t number = numberOnAxis(key, axis);
+        const std::uint32_t number = NumberOnAxis(key, axis);
         for (std::uint32_t step = 0; step < 3; ++step)
         {
-            parts[axis][step] = NeighborCells::keyOnAxis(number + step - 1, axis);
+            parts[axis][step] = NeighborCells::KeyOnAxis(number + step - 1, axis);
         }
     }
     std::uint64_t* next = keys;
@@ -155,7 +155,7 @@ bool IsBlockAtAnEnd(std::uint64_t key)
     bool isAtEnd = false;
     for (std::uint32_t axis = 0; axis < 3; ++axis)
     {
-        const std::uint32_t number = numberOnAxis(key, axis);
+        const std::uint32_t number = NumberOnAxis(key, axis);
         isAtEnd |= number == 0 || number == c_lastBlock;
     }
     return isAtEnd;

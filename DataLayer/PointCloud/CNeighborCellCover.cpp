@@ -14,7 +14,7 @@ namespace
 using Lanes = std::uint16_t __attribute__((vector_size(16)));
 constexpr std::uint32_t c_lanes = 8;
 
-Lanes load(const std::uint16_t* rows)
+Lanes Load(const std::uint16_t* rows)
 {
     Lanes lanes;
     std::memcpy(&lanes, rows, sizeof lanes);
@@ -51,9 +51,9 @@ void CNeighborCellCover::Spread()
         }
         for (std::uint32_t y = 0; y < c_edge; y += c_lanes)
         {
-            const Lanes before = load(m_cells[z][0].rows + y);
-            const Lanes cells = load(m_cells[z][1].rows + y);
-            const Lanes behind = load(m_cells[z][2].rows + y);
+            const Lanes before = Load(m_cells[z][0].rows + y);
+            const Lanes cells = Load(m_cells[z][1].rows + y);
+            const Lanes behind = Load(m_cells[z][2].rows + y);
             const Lanes one = cells | cells << 1 | before >> 15 | cells >> 1 | behind << 15;
             const Lanes two = one | cells << 2 | before >> 14 | cells >> 2 | behind << 14;
             std::memcpy(m_one[z].rows + y, &one, sizeof one);
@@ -80,15 +80,15 @@ void CNeighborCellCover::Cover(std::uint32_t z, Rows& covered) const
             {
                 case c_margin:
                     sums[part] |=
-                        load(two + 1) | load(two + 2) | load(two + 3) | load(one) | load(one + 4);
+                        Load(two + 1) | Load(two + 2) | Load(two + 3) | Load(one) | Load(one + 4);
                     break;
                 case c_margin - 1:
                 case c_margin + 1:
-                    sums[part] |= load(two + 2) | load(one + 1) | load(one + 3) | load(cells) |
-                                  load(cells + 4);
+                    sums[part] |= Load(two + 2) | Load(one + 1) | Load(one + 3) | Load(cells) |
+                                  Load(cells + 4);
                     break;
                 default:
-                    sums[part] |= load(one + 2) | load(cells + 1) | load(cells + 3);
+                    sums[part] |= Load(one + 2) | Load(cells + 1) | Load(cells + 3);
                     break;
             }
         }

@@ -15,7 +15,7 @@ namespace
 using Step = std::array<std::int32_t, 3>;
 
 /// The steps from a brick to itself and to those around it, the nearest first.
-constexpr std::array<Step, CNeighborCells::CBricks::c_count> makeSteps()
+constexpr std::array<Step, CNeighborCells::CBricks::c_count> MakeSteps()
 {
     std::array<Step, CNeighborCells::CBricks::c_count> steps{};
     std::size_t count = 0;
@@ -38,7 +38,7 @@ constexpr std::array<Step, CNeighborCells::CBricks::c_count> makeSteps()
     return steps;
 }
 
-constexpr std::array c_steps = makeSteps();
+constexpr std::array c_steps = MakeSteps();
 
 }  // namespace
 
@@ -53,13 +53,13 @@ std::optional<CNeighborCells> CNeighborCells::Make(const SPositionArray& positio
 
 std::uint32_t CNeighborCells::GetState(const std::uint32_t (&cell)[3]) const
 {
-    return NeighborCells::stateIn(__atomic_load_n(&wordOf(cell), __ATOMIC_RELAXED), cell);
+    return NeighborCells::StateIn(__atomic_load_n(&wordOf(cell), __ATOMIC_RELAXED), cell);
 }
 
 void CNeighborCells::SetState(const std::uint32_t (&cell)[3], std::uint32_t state) const
 {
     const std::uint32_t bits = (state & 1U) | (state & 2U) << 15U;
-    __atomic_fetch_or(&wordOf(cell), bits << NeighborCells::stateBit(cell), __ATOMIC_RELAXED);
+    __atomic_fetch_or(&wordOf(cell), bits << NeighborCells::StateBit(cell), __ATOMIC_RELAXED);
 }
 
 std::size_t CNeighborCells::GetMemorySize() const
@@ -72,7 +72,7 @@ std::size_t CNeighborCells::GetMemorySize() const
 bool CNeighborCells::AreAllFirstAround(const std::uint32_t (&cell)[3]) const
 {
     const std::size_t block =
-        NeighborCells::firstStateOf(m_lookup, NeighborCells::keyOfCell(cell)) /
+        NeighborCells::FirstStateOf(m_lookup, NeighborCells::KeyOfCell(cell)) /
         NeighborCells::c_stateWords;
     const std::uint32_t brick = (cell[2] >> c_brickEdgeBits & 3U) << 4U |
                                 (cell[1] >> c_brickEdgeBits & 3U) << 2U |
@@ -83,15 +83,15 @@ bool CNeighborCells::AreAllFirstAround(const std::uint32_t (&cell)[3]) const
 std::uint32_t& CNeighborCells::wordOf(const std::uint32_t (&cell)[3]) const
 {
     const std::size_t firstState =
-        NeighborCells::firstStateOf(m_lookup, NeighborCells::keyOfCell(cell));
-    return m_states[firstState / NeighborCells::c_stateWords].words[NeighborCells::stateWord(cell)];
+        NeighborCells::FirstStateOf(m_lookup, NeighborCells::KeyOfCell(cell));
+    return m_states[firstState / NeighborCells::c_stateWords].words[NeighborCells::StateWord(cell)];
 }
 
 /// The positions of a block, or null where there are none.
 const CNeighborCells::SBlockPoints* CNeighborCells::findPoints(std::uint64_t key) const
 {
     const std::size_t block =
-        NeighborCells::firstStateOf(m_lookup, key) / NeighborCells::c_stateWords;
+        NeighborCells::FirstStateOf(m_lookup, key) / NeighborCells::c_stateWords;
     return block != 0 && block <= m_blockPoints.size() ? &m_blockPoints[block - 1] : nullptr;
 }
 
@@ -119,7 +119,7 @@ std::uint32_t CNeighborCells::CBricks::GetFirst(std::size_t place)
     {
         m_found |= 1U << corner;
         m_blocks[corner] =
-            m_cells.findPoints(NeighborCells::keyOfBlock(block[0], block[1], block[2]));
+            m_cells.findPoints(NeighborCells::KeyOfBlock(block[0], block[1], block[2]));
     }
     return m_blocks[corner] == nullptr ? c_noPoint : m_blocks[corner]->first[brick];
 }

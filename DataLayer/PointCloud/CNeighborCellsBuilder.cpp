@@ -25,25 +25,25 @@ constexpr std::uint64_t c_maximumBlocks = 0x7FFFFFFFU / c_stateWords;
 /// And so have the places of the blocks of regions.
 constexpr std::uint64_t c_maximumRegions = 0x7FFFFFFFU / NeighborCells::c_regionBlocks;
 
-bool isFinite(const LqVector3f& point)
+bool IsFinite(const LqVector3f& point)
 {
     return std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z);
 }
 
-float coordinateOf(const LqVector3f& point, std::uint32_t axis)
+float CoordinateOf(const LqVector3f& point, std::uint32_t axis)
 {
     return axis == 0 ? point.x : axis == 1 ? point.y : point.z;
 }
 
 /// Where a cell lies in its block: its numbers there on x, y and z, four bits each.
-std::uint16_t placeInBlock(const std::uint32_t (&cell)[3])
+std::uint16_t PlaceInBlock(const std::uint32_t (&cell)[3])
 {
     return static_cast<std::uint16_t>((cell[2] & 15U) << 8U | (cell[1] & 15U) << 4U |
                                       (cell[0] & 15U));
 }
 
 /// The bit of the brick that holds a cell at such a place.
-std::uint32_t brickBit(std::uint32_t place)
+std::uint32_t BrickBit(std::uint32_t place)
 {
     return (place >> 10U & 3U) << 4U | (place >> 6U & 3U) << 2U | (place >> 2U & 3U);
 }
@@ -82,12 +82,12 @@ public:
             for (std::uint32_t index = 0; index < m_count; ++index)
             {
                 m_cells[axis][index] =
-                    NeighborCells::cellOf(lookup, coordinates[axis][index], axis);
+                    NeighborCells::CellOf(lookup, coordinates[axis][index], axis);
             }
         }
         for (std::uint32_t index = 0; index < m_count; ++index)
         {
-            places[index] = placeInBlock({m_cells[0][index], m_cells[1][index], m_cells[2][index]});
+            places[index] = PlaceInBlock({m_cells[0][index], m_cells[1][index], m_cells[2][index]});
         }
         for (std::uint32_t index = 1; index < m_count; ++index)
         {
@@ -105,7 +105,7 @@ public:
     /// The key of a position's block.
     [[nodiscard]] std::uint64_t GetBlock(std::uint32_t index) const
     {
-        return NeighborCells::keyOfCell({m_cells[0][index], m_cells[1][index], m_cells[2][index]});
+        return NeighborCells::KeyOfCell({m_cells[0][index], m_cells[1][index], m_cells[2][index]});
     }
     /// Behind the position and those following that are in the same block for sure.
     [[nodiscard]] std::uint32_t GetEnd(std::uint32_t index) const
@@ -125,7 +125,7 @@ private:
 };
 
 /// The bricks of a block that are beside the block in one of 27 directions.
-constexpr std::array<std::uint64_t, 27> makeTouching()
+constexpr std::array<std::uint64_t, 27> MakeTouching()
 {
     std::array<std::uint64_t, 27> touching{};
     for (std::uint32_t direction = 0; direction < 27; ++direction)
@@ -141,11 +141,11 @@ constexpr std::array<std::uint64_t, 27> makeTouching()
     return touching;
 }
 
-constexpr std::array<std::uint64_t, 27> c_touching = makeTouching();
+constexpr std::array<std::uint64_t, 27> c_touching = MakeTouching();
 
 /// Calls \p body for each of \p count blocks on the platform's worker threads.
 template <typename Body>
-void forEachShare(std::size_t count, const Body& body)
+void ForEachShare(std::size_t count, const Body& body)
 {
     constexpr std::size_t c_share = 64;
     const auto shares = static_cast<std::uint32_t>((count + c_share - 1) / c_share);
@@ -195,7 +195,7 @@ bool CNeighborCellsBuilder::Build()
     m_cells.m_lookup.states = m_cells.m_states.front().words;
     // The states of all blocks that do not exist.
     std::fill_n(m_cells.m_states.front().words, c_stateWords, 0xFFFF0000U);
-    forEachShare(m_keys.size(), [this](std::size_t block) { judgeBlock(block); });
+    ForEachShare(m_keys.size(), [this](std::size_t block) { judgeBlock(block); });
     return true;
 }
 
@@ -213,9 +213,9 @@ void CNeighborCellsBuilder::chooseFrame()
         for (std::uint64_t index = 0; index < m_positions.count; index += step)
         {
             const LqVector3f position = m_positions[index];
-            if (isFinite(position))
+            if (IsFinite(position))
             {
-                sample.push_back(coordinateOf(position, axis));
+                sample.push_back(CoordinateOf(position, axis));
             }
         }
         const auto middle = sample.begin() + static_cast<std::ptrdiff_t>(sample.size() / 2);
@@ -308,7 +308,7 @@ void CNeighborCellsBuilder::addPositions()
     Base::ResizeInLargePages(m_cells.m_blockPoints, m_keys.size());
     m_bricks.resize(m_keys.size());
     Base::ResizeInLargePages(m_rows, m_keys.size());
-    forEachShare(m_keys.size(), [this](std::size_t block) { addPositionsOf(block); });
+    ForEachShare(m_keys.size(), [this](std::size_t block) { addPositionsOf(block); });
 }
 
 void CNeighborCellsBuilder::addPositionsOf(std::size_t block)
@@ -323,7 +323,7 @@ void CNeighborCellsBuilder::addPositionsOf(std::size_t block)
         for (std::uint32_t index = m_runs[run].begin; index < m_runs[run].end; ++index)
         {
             const std::uint32_t place = m_places[index];
-            const std::uint32_t brick = brickBit(place);
+            const std::uint32_t brick = BrickBit(place);
             m_cells.m_nextPoint[index] = firsts[brick];
             firsts[brick] = index;
             if (index < m_firstCount)

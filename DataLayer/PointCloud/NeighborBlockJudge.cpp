@@ -18,7 +18,7 @@ constexpr std::uint32_t c_brickEdge = c_blockEdge / c_bricksPerAxis;
 
 /// The bricks of a block that are among or beside the given ones of it and of the blocks before and
 /// behind it on an axis.
-std::uint64_t spreadBricks(std::uint64_t before, std::uint64_t bricks, std::uint64_t behind,
+std::uint64_t SpreadBricks(std::uint64_t before, std::uint64_t bricks, std::uint64_t behind,
                            std::uint32_t axis)
 {
     const std::uint32_t step = 1U << (2 * axis);
@@ -29,7 +29,7 @@ std::uint64_t spreadBricks(std::uint64_t before, std::uint64_t bricks, std::uint
 }
 
 /// The bricks of the middle one of 27 blocks that are among or beside those of a kind.
-std::uint64_t spreadBricks(const SBlocksAround& around, std::uint64_t SBlockBricks::*kind)
+std::uint64_t SpreadBricks(const SBlocksAround& around, std::uint64_t SBlockBricks::*kind)
 {
     std::uint64_t planes[3];
     for (std::size_t plane = 0; plane < 3; ++plane)
@@ -38,15 +38,15 @@ std::uint64_t spreadBricks(const SBlocksAround& around, std::uint64_t SBlockBric
         for (std::size_t row = 0; row < 3; ++row)
         {
             const SBlockBricks* const blocks = around.bricks + 9 * plane + 3 * row;
-            rows[row] = spreadBricks(blocks[0].*kind, blocks[1].*kind, blocks[2].*kind, 0);
+            rows[row] = SpreadBricks(blocks[0].*kind, blocks[1].*kind, blocks[2].*kind, 0);
         }
-        planes[plane] = spreadBricks(rows[0], rows[1], rows[2], 1);
+        planes[plane] = SpreadBricks(rows[0], rows[1], rows[2], 1);
     }
-    return spreadBricks(planes[0], planes[1], planes[2], 2);
+    return SpreadBricks(planes[0], planes[1], planes[2], 2);
 }
 
 /// The cubes of a row of four bricks, for both rows of them as the words of states have them.
-std::uint32_t cubesOf(std::uint64_t bricks, std::uint32_t brickY, std::uint32_t brickZ)
+std::uint32_t CubesOf(std::uint64_t bricks, std::uint32_t brickY, std::uint32_t brickZ)
 {
     const auto four = static_cast<std::uint32_t>(bricks >> (16 * brickZ + 4 * brickY)) & 15U;
     // The bricks' bits two apart, then each twice and all in two rows.
@@ -56,7 +56,7 @@ std::uint32_t cubesOf(std::uint64_t bricks, std::uint32_t brickY, std::uint32_t 
 
 /// The cubes whose cells are all among the given ones: of four rows of those in each of two planes,
 /// as the words of states have them.
-std::uint32_t wholeCubes(const std::uint16_t* lower, const std::uint16_t* upper)
+std::uint32_t WholeCubes(const std::uint16_t* lower, const std::uint16_t* upper)
 {
     std::uint64_t rows;
     std::uint64_t upperRows;
@@ -74,7 +74,7 @@ std::uint32_t wholeCubes(const std::uint16_t* lower, const std::uint16_t* upper)
     return static_cast<std::uint32_t>(rows | rows >> 24U) & 0xFFFFU;
 }
 
-void setPlanes(const SBlocksAround& around, CNeighborCellCover& cover)
+void SetPlanes(const SBlocksAround& around, CNeighborCellCover& cover)
 {
     std::uint64_t bricks[3]{};
     for (std::size_t block = 0; block < 27; ++block)
@@ -108,10 +108,10 @@ void setPlanes(const SBlocksAround& around, CNeighborCellCover& cover)
 // of the other positions is beside the cell's brick, the neighbour is one of the first.
 std::uint64_t JudgeNeighborBlock(const SBlocksAround& around, std::uint32_t* states)
 {
-    const std::uint64_t far = ~spreadBricks(around, &SBlockBricks::first);
-    const std::uint64_t lonely = ~spreadBricks(around, &SBlockBricks::other);
+    const std::uint64_t far = ~SpreadBricks(around, &SBlockBricks::first);
+    const std::uint64_t lonely = ~SpreadBricks(around, &SBlockBricks::other);
     CNeighborCellCover cover;
-    setPlanes(around, cover);
+    SetPlanes(around, cover);
     cover.Spread();
     for (std::uint32_t z = 0; z < c_blockEdge; z += 2)
     {
@@ -123,8 +123,8 @@ std::uint64_t JudgeNeighborBlock(const SBlocksAround& around, std::uint32_t* sta
         {
             const std::uint32_t brickZ = z / c_brickEdge;
             const std::uint32_t y = brickY * c_brickEdge;
-            *states++ = cubesOf(far, brickY, brickZ) << 16U |
-                        (cubesOf(lonely, brickY, brickZ) & wholeCubes(lower + y, upper + y));
+            *states++ = CubesOf(far, brickY, brickZ) << 16U |
+                        (CubesOf(lonely, brickY, brickZ) & WholeCubes(lower + y, upper + y));
         }
     }
     return lonely;

@@ -34,7 +34,7 @@ constexpr std::uint32_t c_surfelsPerBlock = 16384;
 
 /// The bounds of the painted pixels over the whole depth of the view, also where nothing is
 /// painted.
-UxBoundingBox3D boundPaint(const Base::SRegionSelectionInfo& selection)
+UxBoundingBox3D BoundPaint(const Base::SRegionSelectionInfo& selection)
 {
     UxBoundingBox3D bounds;
     bounds.box = BoundPaintedPixels(selection);
@@ -44,7 +44,7 @@ UxBoundingBox3D boundPaint(const Base::SRegionSelectionInfo& selection)
 }
 
 /// The flags of a collection before the cut: those it has, or \p numWords words of 0.
-void assignOldWords(const Words& oldWords, std::size_t numWords, Words& words)
+void AssignOldWords(const Words& oldWords, std::size_t numWords, Words& words)
 {
     if (oldWords.empty())
     {
@@ -56,7 +56,7 @@ void assignOldWords(const Words& oldWords, std::size_t numWords, Words& words)
     }
 }
 
-void setColumn(float (&coefficients)[4], const LqMatrix4Rf& matrix, std::size_t column)
+void SetColumn(float (&coefficients)[4], const LqMatrix4Rf& matrix, std::size_t column)
 {
     for (std::size_t row = 0; row < 4; ++row)
     {
@@ -64,7 +64,7 @@ void setColumn(float (&coefficients)[4], const LqMatrix4Rf& matrix, std::size_t 
     }
 }
 
-const SCutSurfelsKernel& fastestKernel()
+const SCutSurfelsKernel& FastestKernel()
 {
     static const SCutSurfelsKernel fastest = GetCutSurfelsKernels().front();
     return fastest;
@@ -72,7 +72,7 @@ const SCutSurfelsKernel& fastestKernel()
 
 /// What is known of runs of the surfels 0 to \p count - 1; null when nothing is, or when they are
 /// so few that it would not pay.
-const SSurfelRuns* findRuns(const ISurfelRuns* support, const SCutMask& mask, std::uint32_t count)
+const SSurfelRuns* FindRuns(const ISurfelRuns* support, const SCutMask& mask, std::uint32_t count)
 {
     constexpr std::uint32_t c_leastCount = SSurfelRuns::c_surfelsPerGroup;
     if (support == nullptr || !mask.isPacked || count < c_leastCount)
@@ -89,13 +89,13 @@ const SSurfelRuns* findRuns(const ISurfelRuns* support, const SCutMask& mask, st
 
 /// Cuts the surfels 0 to \p count - 1, by \p runs where there are any and they pay, and says
 /// whether a word was changed.
-bool cutSurfels(const SCutSurfelsTask& task, const SSurfelRuns* runs, std::uint32_t count)
+bool CutSurfels(const SCutSurfelsTask& task, const SSurfelRuns* runs, std::uint32_t count)
 {
     static_assert(c_surfelsPerBlock % SSurfelRuns::c_surfelsPerGroup == 0);
     const std::uint32_t numBlocks =
         count / c_surfelsPerBlock + (count % c_surfelsPerBlock != 0 ? 1 : 0);
-    const CutSurfelsKernel kernel = task.mask->isPacked ? fastestKernel().cut : CutSurfelsScalar;
-    const bool isByRuns = runs != nullptr && DoRunsPay(task, fastestKernel(), *runs, count);
+    const CutSurfelsKernel kernel = task.mask->isPacked ? FastestKernel().cut : CutSurfelsScalar;
+    const bool isByRuns = runs != nullptr && DoRunsPay(task, FastestKernel(), *runs, count);
     std::atomic<bool> hasChanged = false;
     Base::ParallelFor(numBlocks, [&](std::uint32_t block) {
         const std::uint32_t begin = block * c_surfelsPerBlock;
@@ -113,7 +113,7 @@ bool cutSurfels(const SCutSurfelsTask& task, const SSurfelRuns* runs, std::uint3
 CCutPointCloudWithPixelMask::CCutPointCloudWithPixelMask(
     std::shared_ptr<const Base::SRegionSelectionInfo> regionSelection)
     : m_regionSelection(std::move(regionSelection)),
-      m_pixelBounds(boundPaint(*m_regionSelection)),
+      m_pixelBounds(BoundPaint(*m_regionSelection)),
       m_viewProjection((m_regionSelection->transform1 * m_regionSelection->transform2) *
                        m_regionSelection->transform3),
       m_width(static_cast<float>(m_regionSelection->maskWidth)),
@@ -188,7 +188,7 @@ void CCutPointCloudWithPixelMask::classify(const Base::ISurfelCollection& collec
     std::shared_ptr<const Base::IPointCloudSupport> support = collection.GetPointCloudSupport();
     if (!intersectsPixelBounds(combined, support->GetBoundingBox()))
     {
-        assignOldWords(oldWords, numWords, words);
+        AssignOldWords(oldWords, numWords, words);
         return;
     }
     // A support without runs is let go at once, as is one of too few surfels to ask for them.
@@ -208,7 +208,7 @@ void CCutPointCloudWithPixelMask::classify(const Base::ISurfelCollection& collec
     }
     catch (...)
     {
-        assignOldWords(oldWords, numWords, words);
+        AssignOldWords(oldWords, numWords, words);
         throw;
     }
     if (words.size() == numWords && count == numWords)
@@ -218,16 +218,16 @@ void CCutPointCloudWithPixelMask::classify(const Base::ISurfelCollection& collec
     }
     else
     {
-        assignOldWords(oldWords, numWords, words);
+        AssignOldWords(oldWords, numWords, words);
         task.oldWords = words.data();
     }
     task.words = words.data();
-    setColumn(task.clipX, combined, 0);
-    setColumn(task.clipY, combined, 1);
-    setColumn(task.clipW, combined, 3);
+    SetColumn(task.clipX, combined, 0);
+    SetColumn(task.clipY, combined, 1);
+    SetColumn(task.clipW, combined, 3);
     task.mask = &m_mask->Get();
     task.isStreamed = count > c_maximumCachedSurfels;
-    hasChanged = cutSurfels(task, findRuns(runs.get(), *task.mask, count), count);
+    hasChanged = CutSurfels(task, FindRuns(runs.get(), *task.mask, count), count);
 }
 
 }  // namespace DataLayer

@@ -39,19 +39,19 @@ constexpr float c_searchBound = 2.25F;
 using Base::CSurfelBitMask;
 using PointBlocks = std::vector<std::shared_ptr<SFuserPointBlock>>;
 
-std::span<const SFuserPointRecord> pointsOf(const SFuserPointBlock* block)
+std::span<const SFuserPointRecord> PointsOf(const SFuserPointBlock* block)
 {
     return block != nullptr && block->first != nullptr
                ? std::span<const SFuserPointRecord>(block->first, block->count)
                : std::span<const SFuserPointRecord>();
 }
 
-std::uint64_t countPoints(const PointBlocks& blocks)
+std::uint64_t CountPoints(const PointBlocks& blocks)
 {
     std::uint64_t numPoints = 0;
     for (const auto& block : blocks)
     {
-        numPoints += pointsOf(block.get()).size();
+        numPoints += PointsOf(block.get()).size();
     }
     return numPoints;
 }
@@ -65,7 +65,7 @@ struct SPart
 
 /// Appends the points of all blocks, main ones first. Fused points have no normal that the search
 /// would ask for; all get the same one.
-void appendPoints(const SFuserContent& content, std::uint64_t numPoints,
+void AppendPoints(const SFuserContent& content, std::uint64_t numPoints,
                   CSurfelCollectionMinimal& cloud)
 {
     CCompactSurfelPositionNormal* next = cloud.AddSurfelsNoReset(numPoints);
@@ -75,7 +75,7 @@ void appendPoints(const SFuserContent& content, std::uint64_t numPoints,
         for (const auto& block : *blocks)
         {
             constexpr std::size_t c_partSize = 1U << 16U;
-            std::span<const SFuserPointRecord> points = pointsOf(block.get());
+            std::span<const SFuserPointRecord> points = PointsOf(block.get());
             while (!points.empty())
             {
                 const std::size_t size = std::min(c_partSize, points.size());
@@ -97,30 +97,30 @@ void appendPoints(const SFuserContent& content, std::uint64_t numPoints,
 }
 
 /// A missing entity is never the same as another, not even as a missing one.
-bool isSameEntity(const Base::IGeometricEntity* a, const Base::IGeometricEntity* b)
+bool IsSameEntity(const Base::IGeometricEntity* a, const Base::IGeometricEntity* b)
 {
     return a != nullptr && b != nullptr && a->GetID() == b->GetID();
 }
 
 /// The last fused point that counts as one of a main component: the first one behind them, on
 /// purpose. Negative when none counts; the comparison is that of signed 32-bit numbers.
-std::int32_t lastMainComponentPoint(std::uint64_t numMainComponentPoints)
+std::int32_t LastMainComponentPoint(std::uint64_t numMainComponentPoints)
 {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(numMainComponentPoints));
 }
 
-const INearestNeighborSearch& searchOf(const CSurfelCollectionMinimal& cloud)
+const INearestNeighborSearch& SearchOf(const CSurfelCollectionMinimal& cloud)
 {
     // The search stays valid without a hold on the support: both belong to the cloud.
     return *cloud.GetPointCloudSupport()->GetNearestNeighborSearch();
 }
 
-std::unique_ptr<const CNearestNeighborSplit> makeSplit(const CSurfelCollectionMinimal& cloud,
+std::unique_ptr<const CNearestNeighborSplit> MakeSplit(const CSurfelCollectionMinimal& cloud,
                                                        std::uint64_t numMainComponentPoints)
 {
     return CNearestNeighborSplit::Make(
-        dynamic_cast<const CDeferredNeighborSearch&>(searchOf(cloud)),
-        lastMainComponentPoint(numMainComponentPoints), c_searchBound);
+        dynamic_cast<const CDeferredNeighborSearch&>(SearchOf(cloud)),
+        LastMainComponentPoint(numMainComponentPoints), c_searchBound);
 }
 
 /// The surfels of an entity in the fuser's frame.
@@ -181,19 +181,19 @@ private:
     std::size_t m_end = 0;  ///< Of those that Change() has handed out.
 };
 
-bool isExcluded(CSurfelBitMask word)
+bool IsExcluded(CSurfelBitMask word)
 {
     return (word.bits & CSurfelBitMask::SurfelFlagExcluded) != 0;
 }
 
 /// Asks the search for the neighbour of each of the first \p count surfels in turn.
-void flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search, std::int32_t last,
+void FlagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search, std::int32_t last,
                      std::size_t count, CScanWords& words)
 {
     for (std::size_t index = 0; index < count; ++index)
     {
         const CSurfelBitMask word = words.Get()[index];
-        if (isExcluded(word))
+        if (IsExcluded(word))
         {
             continue;
         }
@@ -210,17 +210,17 @@ void flagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search
 
 /// SurfelFlagSmallComponent when \p word has to change for what \p state tells of the surfel's
 /// neighbour, else 0.
-std::uint16_t changeOf(CSurfelBitMask word, std::uint16_t state)
+std::uint16_t ChangeOf(CSurfelBitMask word, std::uint16_t state)
 {
     const int flag =
         state == NeighborCells::c_notAmong ? CSurfelBitMask::SurfelFlagSmallComponent : 0;
     return static_cast<std::uint16_t>(
-        isExcluded(word) ? 0 : (word.bits ^ flag) & CSurfelBitMask::SurfelFlagSmallComponent);
+        IsExcluded(word) ? 0 : (word.bits ^ flag) & CSurfelBitMask::SurfelFlagSmallComponent);
 }
 
 /// Looks up what is known around the first \p count surfels, and asks for those that stay open one
 /// by one.
-void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std::size_t count,
+void FlagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std::size_t count,
                  CScanWords& words)
 {
     constexpr std::size_t c_blockSize = 1024;
@@ -244,7 +244,7 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
                        scan.trafo, states, open);
         for (const std::uint32_t index : std::span(open, numOpen))
         {
-            if (!isExcluded(old[index]))
+            if (!IsExcluded(old[index]))
             {
                 states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
                                     ? NeighborCells::c_amongFirst
@@ -257,7 +257,7 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
             std::uint16_t changes = 0;
             for (std::size_t index = 0; index < size; ++index)
             {
-                changes |= changeOf(old[index], states[index]);
+                changes |= ChangeOf(old[index], states[index]);
             }
             if (changes == 0)
             {
@@ -267,7 +267,7 @@ void flagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
         const auto changed = words.Change(first + size).last(size);
         for (std::size_t index = 0; index < size; ++index)
         {
-            changed[index].bits ^= changeOf(changed[index], states[index]);
+            changed[index].bits ^= ChangeOf(changed[index], states[index]);
         }
     }
 }
@@ -302,7 +302,7 @@ Base::CEntityMapModifyBatch CSmallComponentModifyOperation::ComputeModifications
         }
         const Base::CEntityTrafoMaskPacket& fuserPacket = found->second;
         const Base::CEntityMapValue& value = entry.value.GetValue();
-        if (!isSameEntity(fuserPacket.GetEntity().get(), value.entity.get()))
+        if (!IsSameEntity(fuserPacket.GetEntity().get(), value.entity.get()))
         {
             return batch;
         }
@@ -318,7 +318,7 @@ Base::CEntityMapModifyBatch CSmallComponentModifyOperation::ComputeModifications
 void CSmallComponentModifyOperation::computeNNSupportStructures()
 {
     const std::uint64_t numSmallComponentPoints =
-        m_fuserContent == nullptr ? 0 : countPoints(m_fuserContent->smallComponentBlocks);
+        m_fuserContent == nullptr ? 0 : CountPoints(m_fuserContent->smallComponentBlocks);
     if (numSmallComponentPoints == 0)
     {
         reset();
@@ -328,14 +328,14 @@ void CSmallComponentModifyOperation::computeNNSupportStructures()
     m_split.reset();
     m_nnCloud.reset();
     auto cloud = std::make_unique<CSurfelCollectionMinimal>();
-    const std::uint64_t numMainComponentPoints = countPoints(m_fuserContent->mainComponentBlocks);
+    const std::uint64_t numMainComponentPoints = CountPoints(m_fuserContent->mainComponentBlocks);
     // Room for the main points only, on purpose, although the small components' follow.
     cloud->Reserve(numMainComponentPoints);
-    appendPoints(*m_fuserContent, numMainComponentPoints + numSmallComponentPoints, *cloud);
+    AppendPoints(*m_fuserContent, numMainComponentPoints + numSmallComponentPoints, *cloud);
     // Few surfels, if any, are asked of the index once the space around it is split.
     cloud->ForceUpdateButIndex();
     // Added on purpose to what a former build left.
-    m_split = makeSplit(*cloud, m_numMainComponentPoints + numMainComponentPoints);
+    m_split = MakeSplit(*cloud, m_numMainComponentPoints + numMainComponentPoints);
     m_nnCloud = std::move(cloud);
     m_numMainComponentPoints += numMainComponentPoints;
 }
@@ -351,7 +351,7 @@ std::shared_ptr<Base::CSurfelCollectionMask>
 CSmallComponentModifyOperation::removeSmallComponentsInScanData(
     const Base::CEntityTrafoMaskPacket& packet) const
 {
-    const INearestNeighborSearch& search = searchOf(*m_nnCloud);
+    const INearestNeighborSearch& search = SearchOf(*m_nnCloud);
     const LqMatrix4Rf trafo(packet.GetTrafo());
     const auto collection = packet.GetEntity()->GetSurfelCollection(true);
     CScanWords words(packet.GetSurfelCollectionMask(), collection->GetCount());
@@ -361,11 +361,11 @@ CSmallComponentModifyOperation::removeSmallComponentsInScanData(
     const std::size_t end = std::min<std::size_t>(count, words.Get().size());
     if (m_split != nullptr)
     {
-        flagBySplit(scan, *m_split, end, words);
+        FlagBySplit(scan, *m_split, end, words);
     }
     else
     {
-        flagByNeighbors(scan, search, lastMainComponentPoint(m_numMainComponentPoints), end, words);
+        FlagByNeighbors(scan, search, LastMainComponentPoint(m_numMainComponentPoints), end, words);
     }
     return words.HaveChanged() ? std::make_shared<Base::CSurfelCollectionMask>(words.TakeChanged())
                                : nullptr;

@@ -10,7 +10,7 @@ namespace
 {
 
 /// The place of a region, or a free one.
-inline const SSlot& findSlot(const SLookup& lookup, std::uint32_t region)
+inline const SSlot& FindSlot(const SLookup& lookup, std::uint32_t region)
 {
     std::uint32_t place = (region * c_hashFactor) >> lookup.hashShift;
     while (lookup.slots[place].region != region)
@@ -26,7 +26,7 @@ inline const SSlot& findSlot(const SLookup& lookup, std::uint32_t region)
 }
 
 /// The cell number of a coordinate.
-inline std::uint32_t cellOf(const SLookup& lookup, float coordinate, std::uint32_t axis)
+inline std::uint32_t CellOf(const SLookup& lookup, float coordinate, std::uint32_t axis)
 {
     constexpr auto c_highest = static_cast<float>(c_maximumCell);
     const float scaled = (coordinate - lookup.low[axis]) * lookup.scale;
@@ -35,7 +35,7 @@ inline std::uint32_t cellOf(const SLookup& lookup, float coordinate, std::uint32
 }
 
 /// What a block's number on an axis adds to its key.
-inline std::uint64_t keyOnAxis(std::uint32_t number, std::uint32_t axis)
+inline std::uint64_t KeyOnAxis(std::uint32_t number, std::uint32_t axis)
 {
     constexpr std::uint32_t c_lastRegion = (1U << c_regionBits) - 1U;
     const std::uint32_t region = number >> c_regionEdgeBits & c_lastRegion;
@@ -46,65 +46,65 @@ inline std::uint64_t keyOnAxis(std::uint32_t number, std::uint32_t axis)
 
 /// The key of the block with the given numbers: its region, and its place there in the lowest bits.
 /// A number beyond the ends of an axis gives that of some other block or of none.
-inline std::uint64_t keyOfBlock(std::uint32_t x, std::uint32_t y, std::uint32_t z)
+inline std::uint64_t KeyOfBlock(std::uint32_t x, std::uint32_t y, std::uint32_t z)
 {
-    return keyOnAxis(x, 0) | keyOnAxis(y, 1) | keyOnAxis(z, 2);
+    return KeyOnAxis(x, 0) | KeyOnAxis(y, 1) | KeyOnAxis(z, 2);
 }
 
-inline std::uint64_t keyOfCell(const std::uint32_t (&cell)[3])
+inline std::uint64_t KeyOfCell(const std::uint32_t (&cell)[3])
 {
-    return keyOfBlock(cell[0] >> c_blockEdgeBits, cell[1] >> c_blockEdgeBits,
+    return KeyOfBlock(cell[0] >> c_blockEdgeBits, cell[1] >> c_blockEdgeBits,
                       cell[2] >> c_blockEdgeBits);
 }
 
 /// The place of a region's key in that of its blocks.
-inline std::uint32_t regionOf(std::uint64_t key)
+inline std::uint32_t RegionOf(std::uint64_t key)
 {
     return static_cast<std::uint32_t>(key >> (3 * c_regionEdgeBits));
 }
 
-inline std::uint32_t placeInRegion(std::uint64_t key)
+inline std::uint32_t PlaceInRegion(std::uint64_t key)
 {
     return static_cast<std::uint32_t>(key) & (c_regionBlocks - 1U);
 }
 
 /// Where the states of a block are.
-inline std::uint32_t firstStateOf(const SLookup& lookup, std::uint64_t key)
+inline std::uint32_t FirstStateOf(const SLookup& lookup, std::uint64_t key)
 {
-    return lookup.blocks[findSlot(lookup, regionOf(key)).firstBlock + placeInRegion(key)];
+    return lookup.blocks[FindSlot(lookup, RegionOf(key)).firstBlock + PlaceInRegion(key)];
 }
 
 /// The word of the state of a cell's cube in its block, and the place of the low bit in it.
-inline std::uint32_t stateWord(const std::uint32_t (&cell)[3])
+inline std::uint32_t StateWord(const std::uint32_t (&cell)[3])
 {
     return (cell[2] & 14U) << 1U | (cell[1] & 12U) >> 2U;
 }
 
-inline std::uint32_t stateBit(const std::uint32_t (&cell)[3])
+inline std::uint32_t StateBit(const std::uint32_t (&cell)[3])
 {
     return (cell[1] & 2U) << 2U | (cell[0] & 14U) >> 1U;
 }
 
 /// A state, given the word that holds it and the place of its low bit there.
-inline std::uint32_t stateAt(std::uint32_t word, std::uint32_t bit)
+inline std::uint32_t StateAt(std::uint32_t word, std::uint32_t bit)
 {
     const std::uint32_t bits = word >> bit;
     return (bits & 1U) | (bits >> 15U & 2U);
 }
 
 /// The state of a cell's cube, given the word that holds it.
-inline std::uint32_t stateIn(std::uint32_t word, const std::uint32_t (&cell)[3])
+inline std::uint32_t StateIn(std::uint32_t word, const std::uint32_t (&cell)[3])
 {
-    return stateAt(word, stateBit(cell));
+    return StateAt(word, StateBit(cell));
 }
 
 /// A word of what is known by now.
-inline std::uint32_t latestWord(const SLookup& lookup, std::uint32_t place)
+inline std::uint32_t LatestWord(const SLookup& lookup, std::uint32_t place)
 {
     return __atomic_load_n(lookup.states + place, __ATOMIC_RELAXED);
 }
 
-inline bool isKnown(std::uint32_t state)
+inline bool IsKnown(std::uint32_t state)
 {
     return state == c_amongFirst || state == c_notAmong;
 }

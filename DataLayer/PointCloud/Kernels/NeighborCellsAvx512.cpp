@@ -128,7 +128,7 @@ struct SAvx512
         }
         for (const std::uint32_t* other = others; other != othersEnd; ++other)
         {
-            batch.words[*other] = latestWord(
+            batch.words[*other] = LatestWord(
                 lookup, firstStateOfSurfel(lookup, batch, *other) + batch.places[*other]);
         }
     }
@@ -160,7 +160,7 @@ private:
     static std::uint32_t firstStateOfSurfel(const SLookup& lookup, const Batch& batch,
                                             std::size_t index)
     {
-        const SSlot& slot = findSlot(lookup, batch.regions[index]);
+        const SSlot& slot = FindSlot(lookup, batch.regions[index]);
         return lookup.blocks[slot.firstBlock + batch.blocks[index]];
     }
 

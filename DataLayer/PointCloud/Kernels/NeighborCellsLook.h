@@ -246,7 +246,7 @@ private:
                 const std::uint32_t region = numbers[__builtin_ctz(open)];
                 m_other = m_last;
                 m_last = {Vector::SetNumber(region),
-                          Vector::SetNumber(findSlot(m_lookup, region).firstBlock)};
+                          Vector::SetNumber(FindSlot(m_lookup, region).firstBlock)};
                 const std::uint32_t lanes = Vector::Equal(regions, m_last.region);
                 firsts = Vector::Replace(firsts, lanes, m_last.firstBlock);
                 open &= ~lanes;
@@ -271,7 +271,7 @@ private:
             for (std::size_t index = 0; index < count; ++index)
             {
                 batch.words[index] =
-                    latestWord(lookup, firstStates[batch.blocks[index]] + batch.places[index]);
+                    LatestWord(lookup, firstStates[batch.blocks[index]] + batch.places[index]);
             }
         }
     }

@@ -9,7 +9,7 @@ namespace
 {
 
 /// The cell that a surfel is placed in.
-void placeSurfel(const SLookup& lookup, const SSurfels& surfels, std::size_t index,
+void PlaceSurfel(const SLookup& lookup, const SSurfels& surfels, std::size_t index,
                  std::uint32_t (&cell)[3])
 {
     const float* const m = surfels.matrix;
@@ -20,7 +20,7 @@ void placeSurfel(const SLookup& lookup, const SSurfels& surfels, std::size_t ind
     {
         const float moved =
             ((p[0] * m[axis] + p[1] * m[4 + axis]) + p[2] * m[8 + axis]) + m[12 + axis];
-        cell[axis] = cellOf(lookup, surfels.isAffine ? moved : moved / w, axis);
+        cell[axis] = CellOf(lookup, surfels.isAffine ? moved : moved / w, axis);
     }
 }
 
@@ -35,16 +35,16 @@ std::size_t LookScalar(const SLookup& lookup, const SSurfels& surfels, std::uint
     for (std::size_t index = 0; index < surfels.count; ++index)
     {
         std::uint32_t cell[3];
-        placeSurfel(lookup, surfels, index, cell);
-        const std::uint64_t key = keyOfCell(cell);
+        PlaceSurfel(lookup, surfels, index, cell);
+        const std::uint64_t key = KeyOfCell(cell);
         if (key != lastKey)
         {
             lastKey = key;
-            firstState = firstStateOf(lookup, key);
+            firstState = FirstStateOf(lookup, key);
         }
-        const std::uint32_t state = stateIn(latestWord(lookup, firstState + stateWord(cell)), cell);
+        const std::uint32_t state = StateIn(LatestWord(lookup, firstState + StateWord(cell)), cell);
         states[index] = static_cast<std::uint16_t>(state);
-        if (!isKnown(state))
+        if (!IsKnown(state))
         {
             open[numOpen++] = static_cast<std::uint32_t>(index);
         }

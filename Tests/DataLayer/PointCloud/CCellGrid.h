@@ -37,7 +37,7 @@ public:
             {
                 return first;
             }
-            (DataLayer::NeighborCells::cellOf(m_lookup, middle, axis) < cell ? below : first) =
+            (DataLayer::NeighborCells::CellOf(m_lookup, middle, axis) < cell ? below : first) =
                 middle;
         }
     }

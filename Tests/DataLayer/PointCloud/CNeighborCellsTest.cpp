@@ -54,14 +54,14 @@ private:
     std::vector<bool> m_flags;
 };
 
-Cell divided(const Cell& cell, std::int32_t edge)
+Cell Divided(const Cell& cell, std::int32_t edge)
 {
     return {cell[0] / edge, cell[1] / edge, cell[2] / edge};
 }
 
 /// Calls \p body for all places up to \p reach from \p middle on each axis.
 template <typename Body>
-void forAround(const Cell& middle, std::int32_t reach, const Body& body)
+void ForAround(const Cell& middle, std::int32_t reach, const Body& body)
 {
     for (std::int32_t z = middle[2] - reach; z <= middle[2] + reach; ++z)
     {
@@ -81,7 +81,7 @@ class CKnown
 public:
     void AddFirst(const Cell& cell)
     {
-        forAround(cell, 2, [&](const Cell& other) {
+        ForAround(cell, 2, [&](const Cell& other) {
             std::int32_t sum = 0;
             for (std::size_t axis = 0; axis < 3; ++axis)
             {
@@ -93,31 +93,31 @@ public:
                 m_covered.Set(other);
             }
         });
-        forAround(divided(cell, c_brickEdge), 1, [this](const Cell& brick) {
+        ForAround(Divided(cell, c_brickEdge), 1, [this](const Cell& brick) {
             m_besideFirst.Set(brick);
             if (*std::min_element(brick.begin(), brick.end()) >= 0)
             {
-                m_blocks.Set(divided(brick, c_blockEdge / c_brickEdge));
+                m_blocks.Set(Divided(brick, c_blockEdge / c_brickEdge));
             }
         });
     }
 
     void AddOther(const Cell& cell)
     {
-        forAround(divided(cell, c_brickEdge), 1,
+        ForAround(Divided(cell, c_brickEdge), 1,
                   [this](const Cell& brick) { m_besideOthers.Set(brick); });
-        m_blocks.Set(divided(cell, c_blockEdge));
+        m_blocks.Set(Divided(cell, c_blockEdge));
     }
 
     [[nodiscard]] bool IsBlock(const Cell& cell) const
     {
-        return m_blocks.Get(divided(cell, c_blockEdge));
+        return m_blocks.Get(Divided(cell, c_blockEdge));
     }
 
     /// The state of the cube with this lowest cell.
     [[nodiscard]] std::uint16_t StateOf(const Cell& cell) const
     {
-        const Cell brick = divided(cell, c_brickEdge);
+        const Cell brick = Divided(cell, c_brickEdge);
         if (!m_besideFirst.Get(brick))
         {
             return DataLayer::NeighborCells::c_notAmong;
@@ -140,7 +140,7 @@ private:
 };
 
 /// A part of a surface, some scattered cells, and crowds of those.
-std::vector<Cell> drawCells(std::mt19937& random)
+std::vector<Cell> DrawCells(std::mt19937& random)
 {
     const auto number = [&random](std::int32_t count) {
         return static_cast<std::int32_t>(random() % static_cast<std::uint32_t>(count));
@@ -252,8 +252,8 @@ protected:
     void expectAllThatIsKnown(const std::array<std::uint32_t, 3>& low, std::uint32_t seed)
     {
         std::mt19937 random(seed);
-        const std::vector<Cell> firsts = drawCells(random);
-        std::vector<Cell> others = drawCells(random);
+        const std::vector<Cell> firsts = DrawCells(random);
+        std::vector<Cell> others = DrawCells(random);
         // Few of them, that some first ones are left alone.
         others.resize(others.size() / 40);
         expectAllThatIsKnown(low, firsts, others);
@@ -386,7 +386,7 @@ TEST_P(CNeighborCellsTest, RegionThatDoesNotExist_HasNoneOfTheFirst)
 }
 
 /// Most of a cloud in one place, which is the middle of the cells and a corner of its block.
-Points middleWith(Points points)
+Points MiddleWith(Points points)
 {
     points.resize(points.size() + 20, {1, 2, 3});
     return points;
@@ -404,7 +404,7 @@ TEST_P(CNeighborCellsTest, PositionsThatAreNotFinite_AreInNoCell)
                 (axis == 0 ? point.x : axis == 1 ? point.y : point.z) = coordinate;
                 return point;
             };
-            const Points points = middleWith({at(value)});
+            const Points points = MiddleWith({at(value)});
             const CDeferredNeighborSearch search(PositionsOf(points));
             const auto split = CNearestNeighborSplit::Make(search, 0, c_bound, GetParam());
             ASSERT_NE(split, nullptr);
@@ -418,20 +418,20 @@ TEST_P(CNeighborCellsTest, PositionsThatAreNotFinite_AreInNoCell)
 TEST_P(CNeighborCellsTest, NotFiniteBetweenTwoOfABlock_IsNotWhereTheyAre)
 {
     // Its other coordinates are those of the block.
-    const Points points = middleWith({{-3, 2, 3}, {c_nan, -6, 3}, {-3, 2, 3}});
+    const Points points = MiddleWith({{-3, 2, 3}, {c_nan, -6, 3}, {-3, 2, 3}});
     expectRestated(points, 2, {{1, -6, 3}, {-3, -6, 3}, {-3, 2, 3}, {0, -6.5F, 3}});
 }
 
 TEST_P(CNeighborCellsTest, FiniteBesideNotFiniteInAClampedCell_IsFound)
 {
     const Points points =
-        middleWith({{3e38F, 2, 3}, {c_nan, 2, 3}, {3e38F, 2, 3}, {c_infinity, 2, 3}});
+        MiddleWith({{3e38F, 2, 3}, {c_nan, 2, 3}, {3e38F, 2, 3}, {c_infinity, 2, 3}});
     for (const std::int32_t last : {-1, 0, 1, 2})
     {
         SCOPED_TRACE(last);
         expectRestated(points, last, {{3e38F, 2, 3}});
     }
-    expectRestated(middleWith({{c_nan, 2, 3}, {3e38F, 2, 3}}), 1, {{3e38F, 2, 3}});
+    expectRestated(MiddleWith({{c_nan, 2, 3}, {3e38F, 2, 3}}), 1, {{3e38F, 2, 3}});
 }
 
 TEST_P(CNeighborCellsTest, HundredsInOneBlock_AreAllFound)

@@ -24,7 +24,7 @@ constexpr std::uint32_t c_maxNumWordsOfGroup = c_surfelsPerGroup / 8;
 constexpr std::size_t c_maximumCachedBytes = 0x2000000;
 
 /// Makes the new words the old ones.
-void copyWords(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end)
+void CopyWords(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t end)
 {
     const std::size_t numBytes = std::size_t{end - begin} * sizeof(Base::CSurfelBitMask);
     void* const words = task.words + begin;
@@ -39,7 +39,7 @@ void copyWords(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t e
 }
 
 /// Gives all the flag and says whether one did not have it.
-bool flagWords(Base::CSurfelBitMask* words, std::uint32_t begin, std::uint32_t end)
+bool FlagWords(Base::CSurfelBitMask* words, std::uint32_t begin, std::uint32_t end)
 {
     constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
     std::uint16_t common = c_cut;
@@ -56,7 +56,7 @@ using Places = std::array<ERunPlace, SSurfelRuns::c_runsPerGroup>;
 
 /// The places of the runs of the group that begins with surfel \p begin. \p end may lie before the
 /// group's own end.
-Places judgeGroup(const SCutSurfelsTask& task, const SSurfelRuns& runs, std::uint32_t begin,
+Places JudgeGroup(const SCutSurfelsTask& task, const SSurfelRuns& runs, std::uint32_t begin,
                   std::uint32_t end)
 {
     const SSurfelRunGroup& group = runs.groups[begin / c_surfelsPerGroup];
@@ -75,7 +75,7 @@ Places judgeGroup(const SCutSurfelsTask& task, const SSurfelRuns& runs, std::uin
     return places;
 }
 
-bool areAllUnknown(const Places& places)
+bool AreAllUnknown(const Places& places)
 {
     return std::all_of(places.begin(), places.end(),
                        [](ERunPlace place) { return place == ERunPlace::Unknown; });
@@ -83,7 +83,7 @@ bool areAllUnknown(const Places& places)
 
 /// How many runs behind run \p run of a group the next one lies that is left to the kernel, as far
 /// as is known: up to the end of the next group, whose places are \p following.
-std::uint32_t distanceToUnknown(const Places& places, const Places& following, std::uint32_t run)
+std::uint32_t DistanceToUnknown(const Places& places, const Places& following, std::uint32_t run)
 {
     constexpr std::uint32_t c_runsPerGroup = SSurfelRuns::c_runsPerGroup;
     std::uint32_t next = run + 1;
@@ -98,7 +98,7 @@ std::uint32_t distanceToUnknown(const Places& places, const Places& following, s
 
 /// Cuts a group whose new words are the old ones so far, run by run, while the next one's positions
 /// are on their way.
-bool cutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Places& places,
+bool CutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Places& places,
                 const Places& following, std::uint32_t begin, std::uint32_t end)
 {
     SCutSurfelsTask inPlace = task;
@@ -110,12 +110,12 @@ bool cutInPlace(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const Plac
         const std::uint32_t next = begin + std::min(end - begin, c_surfelsPerRun);
         if (places[run] == ERunPlace::Painted)
         {
-            hasChanged = flagWords(task.words, begin, next) || hasChanged;
+            hasChanged = FlagWords(task.words, begin, next) || hasChanged;
         }
         else if (places[run] == ERunPlace::Unknown)
         {
             inPlace.fetchDistance =
-                task.positionStride * c_surfelsPerRun * distanceToUnknown(places, following, run);
+                task.positionStride * c_surfelsPerRun * DistanceToUnknown(places, following, run);
             hasChanged = kernel(inPlace, begin, next) || hasChanged;
         }
         begin = next;
@@ -180,21 +180,21 @@ bool CutRuns(const SCutSurfelsTask& task, CutSurfelsKernel kernel, const SSurfel
         return first + std::min(end - first, c_surfelsPerGroup);
     };
     // Behind the last group its own places: there the next range may be much the same.
-    Places following = judgeGroup(task, runs, begin, endOfGroup(begin));
+    Places following = JudgeGroup(task, runs, begin, endOfGroup(begin));
     for (std::uint32_t first = begin; first < end;)
     {
         const Places places = following;
         const std::uint32_t next = endOfGroup(first);
         if (next < end)
         {
-            following = judgeGroup(task, runs, next, endOfGroup(next));
+            following = JudgeGroup(task, runs, next, endOfGroup(next));
         }
-        if (!areAllUnknown(places))
+        if (!AreAllUnknown(places))
         {
             cutUnknown(first);
             // The whole group in one go is as fast as memory allows.
-            copyWords(task, first, next);
-            hasChanged = cutInPlace(task, kernel, places, following, first, next) || hasChanged;
+            CopyWords(task, first, next);
+            hasChanged = CutInPlace(task, kernel, places, following, first, next) || hasChanged;
             beginOfUnknown = next;
         }
         first = next;

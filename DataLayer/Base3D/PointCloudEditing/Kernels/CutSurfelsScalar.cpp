@@ -10,18 +10,18 @@ namespace DataLayer
 namespace
 {
 
-float transform(const float* coefficients, const LqVector3f& point)
+float Transform(const float* coefficients, const LqVector3f& point)
 {
     return ((point.x * coefficients[0] + point.y * coefficients[1]) + point.z * coefficients[2]) +
            coefficients[3];
 }
 
-bool isOnPaintedPixel(const SCutSurfelsTask& task, const LqVector3f& position)
+bool IsOnPaintedPixel(const SCutSurfelsTask& task, const LqVector3f& position)
 {
     const SCutMask& mask = *task.mask;
-    const float w = transform(task.clipW, position);
-    const float row = DeviceToPixelY(transform(task.clipY, position) / w, mask.height);
-    const float column = DeviceToPixelX(transform(task.clipX, position) / w, mask.width);
+    const float w = Transform(task.clipW, position);
+    const float row = DeviceToPixelY(Transform(task.clipY, position) / w, mask.height);
+    const float column = DeviceToPixelX(Transform(task.clipX, position) / w, mask.width);
     if (!IsPixelInside(row, mask.endOfRows) || !IsPixelInside(column, mask.endOfColumns))
     {
         return false;
@@ -41,7 +41,7 @@ bool CutSurfelsScalar(const SCutSurfelsTask& task, std::uint32_t begin, std::uin
         LqVector3f position;
         std::memcpy(&position, task.firstPosition + index * task.positionStride, sizeof position);
         std::uint16_t bits = task.oldWords != nullptr ? task.oldWords[index].bits : 0;
-        if ((bits & Base::CSurfelBitMask::SurfelFlagCut) == 0 && isOnPaintedPixel(task, position))
+        if ((bits & Base::CSurfelBitMask::SurfelFlagCut) == 0 && IsOnPaintedPixel(task, position))
         {
             bits |= Base::CSurfelBitMask::SurfelFlagCut;
             hasChanged = true;

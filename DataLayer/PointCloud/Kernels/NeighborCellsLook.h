@@ -194,7 +194,7 @@ private:
             Vector::StoreNumbers(Vector::Add(firstBlocksOf(regionsOf(cells)), blocksOf(cells)),
                                  batch.blocks + index);
         }
-        // What stateWord() gives, and what stateBit() gives.
+        // What StateWord() gives, and what StateBit() gives.
         const Numbers places =
             Vector::Select(Vector::SetNumber(3), Vector::template ShiftRight<2>(cells.y),
                            Vector::template ShiftLeft<1>(cells.z));

@@ -36,6 +36,7 @@ struct SCall
 {
     std::uint32_t begin;
     bool isInPlace;
+    bool isStreamed;
     std::uintptr_t fetchDistance;
 };
 
@@ -44,7 +45,7 @@ std::vector<SCall> g_calls;
 
 bool RecordingKernel(const SCutSurfelsTask& task, std::uint32_t begin, std::uint32_t /*end*/)
 {
-    g_calls.push_back({begin, task.oldWords == task.words, task.fetchDistance});
+    g_calls.push_back({begin, task.oldWords == task.words, task.isStreamed, task.fetchDistance});
     return false;
 }
 
@@ -194,6 +195,26 @@ TEST(CutRuns, AsksForThePositionsThatTheKernelReadsNext)
     EXPECT_GT(numFetched, 200U);
 }
 
+TEST(CutRuns, WordsThatWereJustWrittenAreNotWrittenPastTheCache)
+{
+    std::size_t numInPlace = 0;
+    for (std::uint64_t seed = 5000; seed < 5100; ++seed)
+    {
+        const CScene scene(seed, false);
+        Words words(scene.GetCount());
+        SCutSurfelsTask task = scene.MakeTask(words);
+        task.isStreamed = true;
+        g_calls.clear();
+        static_cast<void>(CutRuns(task, RecordingKernel, scene.GetRuns(), 0, scene.GetCount()));
+        for (const SCall& call : g_calls)
+        {
+            ASSERT_EQ(call.isStreamed, !call.isInPlace) << seed;
+            numInPlace += call.isInPlace ? 1 : 0;
+        }
+    }
+    EXPECT_GT(numInPlace, 200U);
+}
+
 TEST(CutRuns, WritesInPlaceWhereOldAndNewWordsAreTheSame)
 {
     for (std::uint64_t seed = 1000; seed < 1100; ++seed)
@@ -308,6 +329,56 @@ TEST(CutRuns, PayWhileFewOfThemAreOpen)
         {
             EXPECT_EQ(DoPay(MakeOpenRuns(c_manyGroups, numOpen), 8), numOpen < 6) << numOpen;
         }
+    }
+}
+
+TEST(CutRuns, PayLongerWhilePositionsFitTheFarthestCache)
+{
+    const CScene scene(1, false);
+    Words words(scene.GetCount());
+    SCutSurfelsTask task = scene.MakeTask(words);
+    task.positionStride = 3;
+    // One byte more than 32 MiB, and three less.
+    constexpr std::uint32_t c_count = 11184811;
+    const SSurfelRuns runs = MakeOpenRuns(c_count / 4096 + 1, 5);
+    EXPECT_FALSE(DoRunsPay(task, {"", CutSurfelsScalar, 4}, runs, c_count));
+    EXPECT_TRUE(DoRunsPay(task, {"", CutSurfelsScalar, 4}, runs, c_count - 1));
+}
+
+TEST(CutRuns, PayIsToldBy128RunsFromAllOverThem)
+{
+    const CScene scene(1, false);
+    Words words(scene.GetCount());
+    const SCutSurfelsTask task = scene.MakeTask(words);
+    SSurfelRuns runs = MakeOpenRuns(c_manyGroups, 0);
+    std::vector<std::size_t> judged;
+    for (std::size_t run = 0; run < runs.runs.size(); ++run)
+    {
+        const SSurfelRun closed = runs.runs[run];
+        runs.runs[run].box = MakeBoxOfAll();
+        // A kernel that can be left none: the one open run is met, or it is not.
+        if (!DoRunsPay(task, {"", CutSurfelsScalar, 0}, runs, c_manyGroups * 4096))
+        {
+            judged.push_back(run);
+        }
+        runs.runs[run] = closed;
+    }
+    ASSERT_EQ(judged.size(), 128U);
+    EXPECT_EQ(judged.front(), 0U);
+    for (std::size_t index = 1; index < judged.size(); ++index)
+    {
+        EXPECT_LT(judged[index] - judged[index - 1], 2 * runs.runs.size() / judged.size());
+    }
+}
+
+TEST(CutRuns, PayLessForFasterKernels)
+{
+    for (const SCutSurfelsKernel& kernel : GetCutSurfelsKernels())
+    {
+        const std::uint32_t mostOpenRuns = kernel.name == "avx512" ? 4
+                                           : kernel.name == "avx2" ? 6
+                                                                   : SSurfelRuns::c_runsPerGroup;
+        EXPECT_EQ(kernel.mostOpenRuns, mostOpenRuns) << kernel.name;
     }
 }
 

@@ -371,17 +371,6 @@ TEST(CutRuns, PayIsToldBy128RunsFromAllOverThem)
     }
 }
 
-TEST(CutRuns, PayLessForFasterKernels)
-{
-    for (const SCutSurfelsKernel& kernel : GetCutSurfelsKernels())
-    {
-        const std::uint32_t mostOpenRuns = kernel.name == "avx512" ? 4
-                                           : kernel.name == "avx2" ? 6
-                                                                   : SSurfelRuns::c_runsPerGroup;
-        EXPECT_EQ(kernel.mostOpenRuns, mostOpenRuns) << kernel.name;
-    }
-}
-
 TEST(CutRuns, PayWhereGroupsAnswer)
 {
     SSurfelRuns runs = MakeOpenRuns(c_manyGroups, 16);

@@ -9,7 +9,6 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -511,62 +510,6 @@ TEST_P(CutSurfels, WordsThatAreCutAlreadyAreNoChange)
 }
 
 // The choice
-
-std::vector<std::string> KernelNames()
-{
-    std::vector<std::string> names;
-    for (const SCutSurfelsKernel& kernel : GetCutSurfelsKernels())
-    {
-        names.emplace_back(kernel.name);
-    }
-    return names;
-}
-
-CutSurfelsKernel KernelOf(std::string_view name)
-{
-    for (const SCutSurfelsKernel& kernel : GetCutSurfelsKernels())
-    {
-        if (kernel.name == name)
-        {
-            return kernel.cut;
-        }
-    }
-    return nullptr;
-}
-
-TEST(CutSurfelsKernels, ReferenceIsTheLast)
-{
-    EXPECT_EQ(KernelNames().back(), "scalar");
-    EXPECT_EQ(KernelOf("scalar"), CutSurfelsScalar);
-}
-
-TEST(CutSurfelsKernels, EveryProcessorRunsTheCompilersVectors)
-{
-    EXPECT_EQ(KernelOf("vector128"), CutSurfelsVector128);
-}
-
-#if defined(__x86_64__)
-TEST(CutSurfelsKernels, NewerInstructionsAreChosenWhereTheProcessorHasThem)
-{
-    EXPECT_EQ(KernelOf("avx2"), __builtin_cpu_supports("avx2") != 0 ? CutSurfelsAvx2 : nullptr);
-    EXPECT_EQ(KernelOf("avx512"),
-              __builtin_cpu_supports("avx512f") != 0 ? CutSurfelsAvx512 : nullptr);
-}
-
-TEST(CutSurfelsKernels, WidestVectorsComeFirst)
-{
-    const std::vector<std::string> order{"avx512", "avx2", "vector128", "scalar"};
-    std::vector<std::string> expected;
-    for (const std::string& name : order)
-    {
-        if (KernelOf(name) != nullptr)
-        {
-            expected.push_back(name);
-        }
-    }
-    EXPECT_EQ(KernelNames(), expected);
-}
-#endif
 
 }  // namespace
 

@@ -181,11 +181,8 @@ void CApplyCommand::checkOutputs(const std::vector<SStation>& stations,
                                  const std::string& transforms) const
 {
     // The project's flags belong to its scans as they are.
-    std::vector<std::string> inputs{m_project};
-    for (const SStation& station : stations)
-    {
-        inputs.push_back(station.scan.GetPath().string());
-    }
+    std::vector<std::string> inputs = GetFiles(stations);
+    inputs.push_back(m_project);
     std::vector<SOutputFile> outputs{{"transforms", transforms, m_force}};
     for (const std::string& target : targets)
     {

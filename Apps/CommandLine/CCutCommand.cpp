@@ -194,8 +194,9 @@ void CCutCommand::checkOutputs(bool isContinued) const
                   {"--flags", m_dryRun ? "" : m_flags, m_force || isContinued},
                   picture},
                  m_paint.GetFiles());
-    // The rest of a scan may take its place, a picture may not.
-    CheckOutputs({picture}, {m_scan});
+    // The rest of a scan may take its place, and new flags that of old ones; a picture may take
+    // neither, not even in a dry run, which reads both.
+    CheckOutputs({picture}, {m_scan, m_flags});
 }
 
 CCutCommand::SCut CCutCommand::cutScan(const CScanFile& scan, bool isContinued,

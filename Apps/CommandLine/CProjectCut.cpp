@@ -47,11 +47,13 @@ SReport CProjectCut::Run(CConsole& console) const
     std::vector<std::string> inputs = m_request.paint.GetFiles();
     inputs.push_back(m_request.project);
     CheckOutsideData("--picture", m_request.picture, m_request.project);
-    CheckOutputs({{"--picture", m_request.picture, m_request.isForced}}, inputs);
+    const SOutputFile output{"--picture", m_request.picture, m_request.isForced};
+    CheckOutputs({output}, inputs);
     CProject project = CProject::Open(
         m_request.project, m_request.isDryRun ? CProject::Access::Read : CProject::Access::Edit);
     const std::vector<SStation> stations =
         Application::LoadStations(project, MakeStepProgress(console, "Reading"));
+    CheckOutputs({output}, GetFiles(stations));
     CInterruption::ThrowIfRequested();
     const std::vector<SPaintedView> painted =
         m_request.paint.Paint(ToFit(stations), m_request.project);

@@ -92,15 +92,26 @@ CLI::App& CViewCommand::AddTo(CLI::App& program)
 SReport CViewCommand::Run(CConsole& console)
 {
     check();
+    for (const std::string& scan : m_scans)
+    {
+        if (Application::IsProjectFile(scan))
+        {
+            CheckOutsideData("--output", m_output, scan);
+            CheckOutsideData("--view", m_view, scan);
+        }
+    }
     std::vector<std::string> inputs = m_scans;
     inputs.insert(inputs.end(), m_flags.begin(), m_flags.end());
     inputs.push_back(m_likeView);
-    CheckOutputs({{"--output", m_output, m_force}, {"--view", m_view, m_force}}, inputs);
+    const std::vector<SOutputFile> outputs{{"--output", m_output, m_force},
+                                           {"--view", m_view, m_force}};
+    CheckOutputs(outputs, inputs);
     std::vector<SStation> stations;
     for (std::size_t index = 0; index < m_scans.size(); ++index)
     {
         OpenStations(m_scans[index], m_flags.empty() ? "" : m_flags[index], console, stations);
     }
+    CheckOutputs(outputs, GetFiles(stations));
     const CView view = m_likeView.empty() ? m_camera.MakeView(ToFit(stations), Join(m_scans))
                                           : CView::Read(m_likeView);
     CInterruption::ThrowIfRequested();

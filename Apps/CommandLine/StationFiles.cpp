@@ -40,6 +40,16 @@ void CheckUnchanged(const std::vector<SStation>& stations)
     }
 }
 
+std::vector<std::string> GetFiles(const std::vector<SStation>& stations)
+{
+    std::vector<std::string> files;
+    for (const SStation& station : stations)
+    {
+        files.push_back(station.scan.GetPath().string());
+    }
+    return files;
+}
+
 std::vector<Application::CCameraFit::SScan> ToFit(const std::vector<SStation>& stations)
 {
     std::vector<Application::CCameraFit::SScan> placed;

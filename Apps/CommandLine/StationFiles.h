@@ -26,6 +26,9 @@ void CheckReadable(const std::string& file);
 /// @throw Application::CInputError as CScanFile::CheckUnchanged() of any of them.
 void CheckUnchanged(const std::vector<Application::SStation>& stations);
 
+/// The names of their files.
+[[nodiscard]] std::vector<std::string> GetFiles(const std::vector<Application::SStation>& stations);
+
 /// What a camera is fitted to, and what is drawn; the latter keeps views of the stations' flags.
 [[nodiscard]] std::vector<Application::CCameraFit::SScan> ToFit(
     const std::vector<Application::SStation>& stations);

@@ -314,9 +314,16 @@ TEST_F(CutCommandBadInputTest, OutputThatIsAnotherInputIsRefusedEvenWithForce)
 {
     const std::vector<std::string> common{"cut",    "scan.ply", "--view", "view.json",
                                           "--mask", "mask.png", "--force"};
+    ASSERT_EQ(run({"cut", "scan.ply", "--view", "view.json", "--mask", "mask.png", "--flags", "f"})
+                  .exitCode,
+              0);
+    const auto readInputs = [this] {
+        return read("scan.ply") + read("mask.png") + read("view.json") + read("f");
+    };
     const std::vector<std::vector<std::string>> outputs{
         {"--dry-run", "--picture", "./scan.ply"},
         {"--dry-run", "--picture", "mask.png"},
+        {"--dry-run", "--flags", "f", "--picture", "f"},
         {"--output", "view.json"},
         {"--output", "mask.png"},
     };
@@ -324,11 +331,11 @@ TEST_F(CutCommandBadInputTest, OutputThatIsAnotherInputIsRefusedEvenWithForce)
     {
         std::vector<std::string> arguments = common;
         arguments.insert(arguments.end(), output.begin(), output.end());
-        const auto before = read("scan.ply") + read("mask.png") + read("view.json");
+        const auto before = readInputs();
         const auto result = run(arguments);
         EXPECT_EQ(result.exitCode, 2) << output.back();
         EXPECT_THAT(result.err, HasSubstr("would replace the input"));
-        EXPECT_EQ(read("scan.ply") + read("mask.png") + read("view.json"), before);
+        EXPECT_EQ(readInputs(), before);
     }
 }
 

@@ -105,6 +105,14 @@ TEST_F(ProjectCommandsTest, BadInput_IsRefusedAndChangesNothing)
     expectFailure({"apply", "p.json", "--output", "./x/../p.data/"}, 2, "p.data");
     expectFailure({"cut", "p.json", "--rectangle", "1,1,2,2", "--picture", "p.data/1.edit"}, 2,
                   "p.data");
+    expectFailure({"cut", "p.json", "--rectangle", "1,1,2,2", "--picture", "b.ply", "--force"}, 2,
+                  "would replace the input 'b.ply'");
+    expectFailure({"view", "p.json", "--output", "b.ply", "--force"}, 2,
+                  "would replace the input 'b.ply'");
+    expectFailure({"view", "p.json", "--view", "./b.ply", "--force"}, 2,
+                  "would replace the input 'b.ply'");
+    expectFailure({"view", "a.ply", "p.json", "--output", "p.data/1.edit"}, 2, "p.data");
+    expectFailure({"view", "p.json", "--view", "p.data/1.edit"}, 2, "p.data");
     expectFailure({"clean", "a.ply", "./a.ply", "--dry-run"}, 2, "are the same file");
     expectFailure({"clean", "p.json", "a.ply"}, 2, "one project");
     expectFailure({"clean", "p.json", "-o", "x.ply"}, 2, "veko2 apply");

@@ -18,27 +18,36 @@ namespace
     return IsBlank(character) || character == ',' || character == ';';
 }
 
+/// Takes the first column off \p rest, and the blanks, the comma or the semicolon behind it. Empty
+/// where there is none, or nothing in front of the comma or the semicolon.
 [[nodiscard]] std::string_view TakeColumn(std::string_view& rest)
 {
-    std::size_t begin = 0;
-    while (begin < rest.size() && IsSeparator(rest[begin]))
-    {
-        ++begin;
-    }
+    const auto skipBlanks = [&rest](std::size_t position) {
+        while (position < rest.size() && IsBlank(rest[position]))
+        {
+            ++position;
+        }
+        return position;
+    };
+    const std::size_t begin = skipBlanks(0);
     std::size_t end = begin;
     while (end < rest.size() && !IsSeparator(rest[end]))
     {
         ++end;
     }
     const std::string_view column = rest.substr(begin, end - begin);
-    rest.remove_prefix(end);
+    const std::size_t next = skipBlanks(end);
+    rest.remove_prefix(next < rest.size() && IsSeparator(rest[next]) ? next + 1 : next);
     return column;
 }
 
-/// Whether each of the first three words of a line, between blanks or semicolons, is two numbers
-/// with a comma in between: a decimal comma, as some countries write it, taken for a separator.
+/// Whether commas in the first three words of a line, between blanks or semicolons, are decimal
+/// ones, as some countries write them, that would be taken for separators: at most one in a word,
+/// none at a word's end, and no word with a point, unless all three have a comma.
 [[nodiscard]] bool HasDecimalCommas(std::string_view line)
 {
+    int numCommas = 0;
+    bool hasPoint = false;
     for (int count = 0; count < 3; ++count)
     {
         const auto isBetweenWords = [](char character) {
@@ -47,14 +56,16 @@ namespace
         const auto begin = std::find_if_not(line.begin(), line.end(), isBetweenWords);
         const auto end = std::find_if(begin, line.end(), isBetweenWords);
         const auto comma = std::find(begin, end, ',');
-        if (comma == begin || comma == end || comma + 1 == end ||
-            std::find(comma + 1, end, ',') != end)
+        if (comma == begin ||
+            (comma != end && (comma + 1 == end || std::find(comma + 1, end, ',') != end)))
         {
             return false;
         }
+        numCommas += comma != end ? 1 : 0;
+        hasPoint = hasPoint || std::find(begin, end, '.') != end;
         line.remove_prefix(static_cast<std::size_t>(end - line.begin()));
     }
-    return true;
+    return numCommas == 3 || (numCommas > 0 && !hasPoint);
 }
 
 }  // namespace
@@ -72,7 +83,9 @@ bool CXyzReader::Next()
                                       "return without one");
         }
         const std::string_view column = TakeColumn(rest);
-        if (column.empty() || column.starts_with('#') || column.starts_with("//"))
+        // Tables have blank lines with all their commas.
+        const bool isBlank = column.empty() && std::all_of(rest.begin(), rest.end(), IsSeparator);
+        if (isBlank || column.starts_with('#') || column.starts_with("//"))
         {
             continue;
         }
@@ -111,9 +124,10 @@ std::array<double, 3> CXyzReader::ReadPoint() const
         const std::optional<double> value = ParseReal(column);
         if (!value.has_value())
         {
-            throw CInputError::AtLine(m_file, m_lines.GetNumber(),
-                                      std::string("expected the number ") + "xyz"[axis] +
-                                          " of a point, found " + Quote(column));
+            throw CInputError::AtLine(
+                m_file, m_lines.GetNumber(),
+                std::string("expected the number ") + "xyz"[axis] + " of a point, found " +
+                    (column.empty() && !rest.empty() ? "nothing" : Quote(column)));
         }
         point[axis] = *value;
     }

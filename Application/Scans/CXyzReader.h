@@ -11,11 +11,13 @@ namespace Application
 {
 
 /// Walks through the points of an XYZ text file, one per line: x y z and any further columns,
-/// separated by blanks, commas or semicolons.
+/// separated by blanks, or by a comma or a semicolon, which leaves an empty column where it has
+/// nothing in front of it.
 ///
-/// Passed over are blank lines, comments (lines that begin with "#" or "//") and, before the first
-/// point, one line of column names (none of its first three columns is a number). A byte order mark
-/// is no part of the first line.
+/// Passed over are lines that are blank or have empty columns alone, comments (lines that begin
+/// with
+/// "#" or "//") and, before the first point, one line of column names (none of its first three
+/// columns is a number). A byte order mark is no part of the first line.
 class CXyzReader
 {
 public:

@@ -30,8 +30,9 @@ TEST(CXyzScan, Parse_EverySeparator)
 // Taken for separators, they would make (1, 5, 2) of the first point without a word.
 TEST(CXyzScan, Parse_DecimalCommasAreRefused)
 {
-    for (const char* const text : {"1,5;2,5;3,5\n", "1,5 2,5 3,5\n", "1,5\t-2,5\t3,5 255 0 0",
-                                   "1 2 3\n 1,5 ; 2,5 ; 3,5;7\n"})
+    for (const char* const text :
+         {"1,5;2,5;3,5\n", "1,5 2,5 3,5\n", "1,5\t-2,5\t3,5 255 0 0", "1 2 3\n 1,5 ; 2,5 ; 3,5;7\n",
+          "10 20 3,5\n", "0;0,5;1;255\n", "1.000,5 2,5 3,5\n"})
     {
         EXPECT_THROW((void)PositionsOf(text), Application::CInputError) << text;
     }
@@ -41,7 +42,24 @@ TEST(CXyzScan, Parse_CommasThatSeparateStaySeparators)
 {
     EXPECT_EQ(PositionsOf("1,2,3 255,0,0\n4,5.5 -6,7 8,9,10\n"), c_points);
     EXPECT_EQ(PositionsOf("1,2 3\n4, 5.5, -6\n"), c_points);
-    EXPECT_EQ(PositionsOf("1,2,3;0,1;2\n,4 5.5,-6 7,8\n"), c_points);
+    EXPECT_EQ(PositionsOf("1,2,3;0,1;2\n4 ,5.5 ,-6 7,8\n"), c_points);
+    EXPECT_EQ(PositionsOf("1.0 2 3,255\n4 5.5 -6,255\n"), c_points);
+}
+
+// Passed over, an empty column would make the next one's number a coordinate.
+TEST(CXyzScan, Parse_EmptyColumnsAreRefused)
+{
+    EXPECT_EQ(ScanTest::ParseMessage("1,2,3\n4,,5,6\n", "p.csv"),
+              "p.csv: line 2: expected the number y of a point, found nothing");
+    EXPECT_EQ(ScanTest::ParseMessage("x,y,z\n ,1,2,3\n", "p.csv"),
+              "p.csv: line 2: expected the number x of a point, found nothing");
+    EXPECT_EQ(ScanTest::ParseMessage("1; 2 ; ;3\n", "p.csv"),
+              "p.csv: line 1: expected the number z of a point, found nothing");
+}
+
+TEST(CXyzScan, Parse_LinesOfEmptyColumnsArePassedOver)
+{
+    EXPECT_EQ(PositionsOf(",,,\n,y,\n1,2,3,,,\n; ; ;\n4,5.5,-6,,7\n"), c_points);
 }
 
 TEST(CXyzScan, Parse_EveryExtension)

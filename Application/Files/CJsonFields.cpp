@@ -14,6 +14,12 @@ namespace
 
 using Json = CJsonFields::Json;
 
+/// As much of a file's own text as a message can do with.
+std::string Shorten(std::string_view text, std::size_t maxLength)
+{
+    return std::string(text.substr(0, maxLength)) + (text.size() > maxLength ? "..." : "");
+}
+
 /// The value itself, shortened; of containers in containers only the kind, since they may be nested
 /// so deep that printing them would exhaust the stack.
 std::string Describe(const Json& value)
@@ -24,17 +30,18 @@ std::string Describe(const Json& value)
     {
         return value.type_name();
     }
-    const std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
-    return text.size() > c_maxLength ? text.substr(0, c_maxLength) + "..." : text;
+    return Shorten(value.dump(-1, ' ', true, Json::error_handler_t::replace), c_maxLength);
 }
 
 /// The message of an exception of the JSON parser without the library's own mark in front, such as
-/// "[json.exception.parse_error.101] ".
+/// "[json.exception.parse_error.101] ", and shortened, since it has all of the text or number that
+/// it is about.
 std::string DescribeError(const Json::exception& error)
 {
+    constexpr std::size_t c_maxLength = 200;
     const std::string_view what = error.what();
     const std::size_t end = what.starts_with('[') ? what.find("] ") : std::string_view::npos;
-    return std::string(end == std::string_view::npos ? what : what.substr(end + 2));
+    return Shorten(end == std::string_view::npos ? what : what.substr(end + 2), c_maxLength);
 }
 
 }  // namespace
@@ -150,7 +157,8 @@ void CJsonFields::FailWith(const std::string& name, const std::string& expected,
 
 void CJsonFields::FailUnknown(const std::string& name) const
 {
-    throw CInputError(m_file, where(name) +
+    constexpr std::size_t c_maxLength = 60;
+    throw CInputError(m_file, where(Shorten(name, c_maxLength)) +
                                   ": the field is not known; take it out, or use the version of "
                                   "veko2 that wrote it");
 }

@@ -211,6 +211,26 @@ TEST(ProjectJsonTest, Parse_NamesAnUnknownFieldAmongMany)
     ExpectFailure(insertBefore("\"command\""), "history.edits[0].more0: the field is not known");
 }
 
+TEST(ProjectJsonTest, Parse_MessagesAreShortWhateverTheFileSays)
+{
+    const std::string begin = "{\"format\": \"veko2-project\", \"version\": 1, \"";
+    const std::string many(100000, '7');
+    for (const std::string& text :
+         {begin + many, begin + "scans\": " + many, begin + many + "\": 1}"})
+    {
+        try
+        {
+            (void)ParseProject(text, "p.json");
+            FAIL();
+        }
+        catch (const Application::CInputError& error)
+        {
+            EXPECT_THAT(error.what(), HasSubstr("777..."));
+            EXPECT_LT(std::string(error.what()).size(), 400U);
+        }
+    }
+}
+
 TEST(ProjectJsonTest, Parse_RefusesATransformOfManyNumbers)
 {
     std::string text = Print();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <new>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -74,6 +75,19 @@ CProjectFolder OpenFolder(const std::filesystem::path& file, CProject::Access ac
     }
     return {file, access == CProject::Access::Edit ? CFolderLock::Kind::Exclusive
                                                    : CFolderLock::Kind::Shared};
+}
+
+/// The other project, if there is one, that has the data folder of \p file: beside it, and called
+/// the same but for ".json".
+std::optional<std::filesystem::path> FindTwin(const std::filesystem::path& file)
+{
+    const std::filesystem::path resolved = CReplacementFile::FollowLinks(file);
+    std::filesystem::path twin = resolved;
+    resolved.extension() == ".json" ? twin.replace_extension() : twin += ".json";
+    const bool isTwin = CReplacementFile::FollowLinks(twin) != resolved &&
+                        CProjectFolder::Find(twin) == CProjectFolder::Find(file) &&
+                        IsProjectFile(twin);
+    return isTwin ? std::optional(std::move(twin)) : std::nullopt;
 }
 
 /// Calls \p read, which reads a part of the history; its error also says what the user can do.
@@ -175,6 +189,11 @@ void CProject::CheckCreate(const std::filesystem::path& file, bool force)
     }
     const CReplacementFile probe(file, force);
     const std::filesystem::path folder = CProjectFolder::Find(file);
+    if (const auto twin = FindTwin(file))
+    {
+        throw COutputError(folder, "is the data folder of the project '" + twin->string() +
+                                       "'; choose another name");
+    }
     if (!force && !exists && !CProjectFolder::IsFree(folder))
     {
         throw COutputError(folder,

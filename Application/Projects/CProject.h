@@ -74,7 +74,8 @@ public:
 
     /// Finds out whether Create() could begin.
     /// @throw COutputError when \p file exists and not \p force, is not a project, or cannot be
-    /// written, or its data folder holds the flags of a project that is gone and not \p force.
+    /// written, or its data folder is another project's, or holds the flags of a project that is
+    /// gone and not \p force.
     static void CheckCreate(const std::filesystem::path& file, bool force);
 
     [[nodiscard]] const std::filesystem::path& GetPath() const { return m_file; }

@@ -54,6 +54,26 @@ TEST_F(CProjectTest, Create_RefusesTheFolderOfALostProject)
     EXPECT_THAT(listData(), testing::SizeIs(2));
 }
 
+TEST_F(CProjectTest, Create_RefusesTheFolderOfAnotherProject)
+{
+    commit(0, 8);
+    const SProjectDocument document = edit().GetDocument();
+    const auto before = snapshot();
+    const std::filesystem::path other = m_folder / "p.veko2";
+    for (const bool force : {false, true})
+    {
+        EXPECT_THROW(CProject::Create(other, document, {}, force), COutputError);
+    }
+    EXPECT_EQ(snapshot(), before);
+    // Another name of the same project is none of another.
+    std::filesystem::create_symlink(project(), other);
+    CProject::Create(project(), document, {}, true);
+    CProject::Create(other, document, {}, true);
+    std::filesystem::rename(project(), m_folder / "moved");
+    std::filesystem::rename(m_folder / "moved", other);
+    EXPECT_THROW(CProject::Create(project(), document, {}, true), COutputError);
+}
+
 TEST_F(CProjectTest, Create_RefusesToReplaceWhatIsNoProject)
 {
     const SProjectDocument document = edit().GetDocument();

@@ -1,13 +1,13 @@
 #include "Apps/CommandLine/CDemoCommand.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <filesystem>
 #include <memory>
 #include <vector>
 
 #include "Application/Demo/CDemoScene.h"
 #include "Application/Files/CInputError.h"
+#include "Application/Projects/TransformList.h"
 #include "Application/Scans/PlyWriter.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
@@ -61,26 +61,17 @@ SMergedScan Merge(const std::vector<CDemoScene::SScan>& scans)
     return merged;
 }
 
-/// One line per scan: the file's name and the sixteen numbers of its transform, element (row,
-/// column) at 4 row + column, in digits that read back as the same numbers.
-std::string ToText(const std::vector<CDemoScene::SScan>& scans)
+/// The list of the scans' transforms, to stand in \p file.
+std::string ToText(const std::vector<CDemoScene::SScan>& scans, const std::string& file)
 {
-    std::string text =
-        "# scan, then the 16 numbers of the transform into the common frame "
-        "(row vectors; translation at 12, 13, 14)\n";
+    std::vector<Application::SListedTransform> list;
     for (const CDemoScene::SScan& scan : scans)
     {
-        text += scan.name + ".ply";
-        for (std::size_t index = 0; index < 16; ++index)
-        {
-            char digits[32];
-            const auto end =
-                std::to_chars(digits, digits + sizeof digits, scan.trafo.data()[index]);
-            text += ' ' + std::string(digits, end.ptr);
-        }
-        text += '\n';
+        list.push_back({scan.name + ".ply", scan.trafo});
     }
-    return text;
+    return "# scan, then the 16 numbers of the transform into the common frame "
+           "(row vectors; translation at 12, 13, 14)\n" +
+           Application::PrintTransformList(list, file);
 }
 
 /// What is wrong with the settings was said on the command line.
@@ -164,7 +155,7 @@ SReport CDemoCommand::Run(CConsole& console)
     const SMergedScan all = Merge(scans);
     report.document["object"] =
         writeScan(merged, all.positions, all.normals, "veko2 demo, all stations");
-    WriteText(transforms, ToText(scans), m_force);
+    WriteText(transforms, ToText(scans, transforms), m_force);
     report.document["transforms"] = transforms;
     report.text += transforms + '\n';
     return report;

@@ -30,7 +30,11 @@ std::string Describe(const Json& value)
     {
         return value.type_name();
     }
-    return Shorten(value.dump(-1, ' ', true, Json::error_handler_t::replace), c_maxLength);
+    // Of a text no more than is shown: printed, it may take several times its room.
+    const Json shown = value.is_string()
+                           ? Json(value.get_ref<const std::string&>().substr(0, c_maxLength))
+                           : value;
+    return Shorten(shown.dump(-1, ' ', true, Json::error_handler_t::replace), c_maxLength);
 }
 
 /// The message of an exception of the JSON parser without the library's own mark in front, such as
@@ -128,16 +132,15 @@ int CJsonFields::GetInt(const char* name) const
 void CJsonFields::GetNumbers(const char* name, std::span<double> numbers) const
 {
     const Json& value = Get(name);
-    const std::string expected = "an array of " + std::to_string(numbers.size()) + " numbers";
     if (!value.is_array() || value.size() != numbers.size())
     {
-        Fail(name, expected, value);
+        Fail(name, "an array of " + std::to_string(numbers.size()) + " numbers", value);
     }
     for (std::size_t index = 0; index < numbers.size(); ++index)
     {
         if (!value[index].is_number())
         {
-            Fail(name, expected, value);
+            Fail(std::string(name) + "[" + std::to_string(index) + "]", "a number", value[index]);
         }
         numbers[index] = value[index].get<double>();
     }
@@ -146,13 +149,8 @@ void CJsonFields::GetNumbers(const char* name, std::span<double> numbers) const
 void CJsonFields::Fail(const std::string& name, const std::string& expected,
                        const Json& found) const
 {
-    FailWith(name, expected, Describe(found));
-}
-
-void CJsonFields::FailWith(const std::string& name, const std::string& expected,
-                           const std::string& found) const
-{
-    throw CInputError(m_file, where(name) + ": expected " + expected + ", found " + found);
+    throw CInputError(m_file,
+                      where(name) + ": expected " + expected + ", found " + Describe(found));
 }
 
 void CJsonFields::FailUnknown(const std::string& name) const

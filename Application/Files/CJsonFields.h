@@ -49,9 +49,6 @@ public:
     /// "expected ..., found ..." at the field \p name, or at the object itself.
     [[noreturn]] void Fail(const std::string& name, const std::string& expected,
                            const Json& found) const;
-    /// The same with the caller's own words for what was found.
-    [[noreturn]] void FailWith(const std::string& name, const std::string& expected,
-                               const std::string& found) const;
 
     /// Says that the field \p name is not known.
     [[noreturn]] void FailUnknown(const std::string& name) const;

@@ -94,21 +94,6 @@ bool IsSingular(LqMatrix4Rd matrix)
     return false;
 }
 
-/// What stands in place of a value, for messages: texts and numbers themselves, of containers only
-/// the kind, since they may be nested so deep that printing them would exhaust the stack.
-std::string Describe(const Json& value)
-{
-    constexpr std::size_t c_longestText = 40;
-    if (value.is_structured())
-    {
-        return value.type_name();
-    }
-    const bool isLong =
-        value.is_string() && value.get_ref<const std::string&>().size() > c_longestText;
-    return (isLong ? Json(value.get_ref<const std::string&>().substr(0, c_longestText)) : value)
-        .dump(-1, ' ', true, Json::error_handler_t::replace);
-}
-
 /// One more than any field has, so that a surplus shows. No more, since the parser goes through all
 /// of them for each object that is not kept.
 constexpr std::size_t c_mostElements = 17;
@@ -167,43 +152,9 @@ private:
 std::uint32_t ReadSize(const CJsonFields& fields, const std::filesystem::path& name,
                        const char* field)
 {
-    const Json& value = fields.Get(field);
-    if (!value.is_number_unsigned())
-    {
-        fields.FailWith(field, "a whole number of pixels", Describe(value));
-    }
-    const auto size = value.get<std::uint64_t>();
+    const std::uint64_t size = fields.GetCount(field);
     CheckSize(name, field, size);
     return static_cast<std::uint32_t>(size);
-}
-
-std::string DescribeNumbers(const Json& value)
-{
-    if (!value.is_array())
-    {
-        return Describe(value);
-    }
-    return std::to_string(value.size()) +
-           (value.size() < c_mostElements ? " elements" : " elements or more");
-}
-
-void ReadNumbers(const CJsonFields& fields, const std::string& field, std::span<double> numbers)
-{
-    const Json& value = fields.Get(field.c_str());
-    if (!value.is_array() || value.size() != numbers.size())
-    {
-        fields.FailWith(field, "an array of " + std::to_string(numbers.size()) + " numbers",
-                        DescribeNumbers(value));
-    }
-    for (std::size_t index = 0; index < numbers.size(); ++index)
-    {
-        if (!value[index].is_number())
-        {
-            fields.FailWith(field + "[" + std::to_string(index) + "]", "a number",
-                            Describe(value[index]));
-        }
-        numbers[index] = value[index].get<double>();
-    }
 }
 
 void CheckHeader(const CJsonFields& fields)
@@ -211,12 +162,12 @@ void CheckHeader(const CJsonFields& fields)
     const Json& format = fields.Get("format");
     if (format != c_format)
     {
-        fields.FailWith("format", std::string("\"") + c_format + "\"", Describe(format));
+        fields.Fail("format", std::string("\"") + c_format + "\"", format);
     }
     const Json& version = fields.Get("version");
     if (version != c_version)
     {
-        fields.FailWith("version", std::to_string(c_version), Describe(version));
+        fields.Fail("version", std::to_string(c_version), version);
     }
 }
 
@@ -260,22 +211,16 @@ CView CView::Read(const std::filesystem::path& file)
 CView CView::FromJson(std::string_view json, const std::filesystem::path& name)
 {
     const Json document = CJsonFields::Parse(json, name, CUsedParts());
-    if (!document.is_object())
-    {
-        throw CInputError(
-            name, std::string("expected a view, a JSON object, found ") + document.type_name());
-    }
     const CJsonFields fields(document, name, "");
     CheckHeader(fields);
     const std::uint32_t width = ReadSize(fields, name, "width");
     const std::uint32_t height = ReadSize(fields, name, "height");
     Origin origin{};
-    ReadNumbers(fields, "origin", origin);
+    fields.GetNumbers("origin", origin);
     Transforms transforms;
     for (std::size_t index = 0; index < transforms.size(); ++index)
     {
-        ReadNumbers(fields, c_transformNames[index],
-                    std::span<double>(transforms[index].data(), 16));
+        fields.GetNumbers(c_transformNames[index], std::span<double>(transforms[index].data(), 16));
     }
     return CView(width, height, origin, transforms, name);
 }

@@ -145,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(
         SDamage{"TransformShort", "\"transform\": [\n        1.0,", "\"transform\": [",
                 "scans[0].transform: expected an array of 16 numbers"},
         SDamage{"TransformText", "\"transform\": [\n        1.0,", "\"transform\": [ \"1\",",
-                "scans[0].transform: expected an array of 16 numbers"},
+                "scans[0].transform[0]: expected a number, found \"1\""},
         SDamage{"TransformSingular", "\"transform\": [\n        1.0,", "\"transform\": [ 0.0,",
                 "scans[0].transform: expected a transform"},
         SDamage{"PointsNegative", "\"points\": 12345678901", "\"points\": -1",

@@ -101,17 +101,14 @@ TEST(CView, FromJson_FieldThatComesTwiceCountsAsItComesLast)
     EXPECT_EQ(CView::FromJson(json, "x"), MakeView());
 }
 
-TEST(CView, FromJson_SurplusElementsAreCountedAsFarAsTheyAreKept)
+TEST(CView, FromJson_OfManyElementsNoMoreAreKeptThanShowASurplus)
 {
-    const auto expectCount = [](std::size_t count, const std::string& message) {
-        Json document = Json::parse(MakeView().ToJson());
-        document["origin"] = std::vector<int>(count);
-        ExpectFailure(document.dump(), "origin: expected an array of 3 numbers, found " + message);
-    };
-    expectCount(4, "4 elements");
-    expectCount(16, "16 elements");
-    expectCount(17, "17 elements or more");
-    expectCount(100000, "17 elements or more");
+    for (const std::size_t count : {17, 100000})
+    {
+        ExpectFailure([count](Json& d) { d["origin"] = std::vector<int>(count); },
+                      "origin: expected an array of 3 numbers, found "
+                      "[0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0]");
+    }
 }
 
 TEST(CView, FromJson_WholeNumbersServeAsNumbers)
@@ -141,7 +138,7 @@ TEST(CView, FromJson_EveryTruncationThrows)
 TEST(CView, FromJson_DeepNestingIsAnErrorAndNoCrash)
 {
     ExpectFailure(std::string(100000, '['), "expected a JSON document");
-    ExpectFailure(std::string(100000, '[') + std::string(100000, ']'), "expected a view");
+    ExpectFailure(std::string(100000, '[') + std::string(100000, ']'), "expected an object");
 }
 
 TEST(CView, FromJson_DeepNestingInsideAFieldIsAnErrorAndNoCrash)
@@ -155,12 +152,12 @@ TEST(CView, FromJson_DeepNestingInsideAFieldIsAnErrorAndNoCrash)
 TEST(CView, FromJson_LongTextInPlaceOfAValueIsShortenedInTheMessage)
 {
     ExpectFailure([](Json& d) { d["format"] = std::string(100000, 'x'); },
-                  "found \"" + std::string(40, 'x') + "\"");
+                  "found \"" + std::string(59, 'x') + "...");
 }
 
 TEST(CView, FromJson_NotAnObjectThrows)
 {
-    ExpectFailure("[1, 2]", "expected a view, a JSON object, found array");
+    ExpectFailure("[1, 2]", "document: expected an object, found [1,2]");
     ExpectFailure("null", "found null");
 }
 
@@ -194,11 +191,11 @@ TEST(CView, FromJson_BadSizesAreNamed)
         ExpectFailure([&](Json& d) { d[field] = std::numeric_limits<std::uint64_t>::max(); },
                       name + ": expected 1 to 16384");
         ExpectFailure([&](Json& d) { d[field] = -5; },
-                      name + ": expected a whole number of pixels, found -5");
+                      name + ": expected a whole number, not negative, found -5");
         ExpectFailure([&](Json& d) { d[field] = 64.5; },
-                      name + ": expected a whole number of pixels, found 64.5");
+                      name + ": expected a whole number, not negative, found 64.5");
         ExpectFailure([&](Json& d) { d[field] = "64"; },
-                      name + ": expected a whole number of pixels, found \"64\"");
+                      name + ": expected a whole number, not negative, found \"64\"");
     }
 }
 

@@ -428,11 +428,13 @@ SReport CCleanCommand::cleanScans(CConsole& console) const
         if (!m_outputs.empty())
         {
             writeRest(station.scan, words, m_outputs[index], console);
+            report.document["scans"][index]["output"] = m_outputs[index];
             report.text += "output: " + m_outputs[index] + '\n';
         }
         if (!m_flags.empty())
         {
             Application::CFlagFile::Write(m_flags[index], words, isReplaced(continued[index]));
+            report.document["scans"][index]["flags"] = m_flags[index];
             report.text += "flags: " + m_flags[index] + '\n';
         }
     }

@@ -2,6 +2,7 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "Application/Files/CFileLock.h"
@@ -84,6 +85,17 @@ TEST_F(ProjectCleanCommandTest, Clean_WritesScansOrFlagsLikeCut)
     expectFailure({"clean", "bit.ply", "--min-points", "100", "-o", "rest.ply"}, 4, "--force");
     EXPECT_THAT(expectDone({"clean", "bit.ply", "--min-points", "5", "--flags", "f"}),
                 HasSubstr("9 unflagged"));
+}
+
+TEST_F(ProjectCleanCommandTest, Json_NamesTheFilesOfEachScan)
+{
+    const auto document =
+        nlohmann::json::parse(expectDone({"clean", "a.ply", "b.ply", "-o", "c.ply", "-o", "d.ply",
+                                          "--flags", "c.flags", "--flags", "d.flags", "--json"}));
+    EXPECT_EQ(document["scans"][0]["output"], "c.ply");
+    EXPECT_EQ(document["scans"][1]["output"], "d.ply");
+    EXPECT_EQ(document["scans"][0]["flags"], "c.flags");
+    EXPECT_EQ(document["scans"][1]["flags"], "d.flags");
 }
 
 /// Whether the program, as this process, has the file open.

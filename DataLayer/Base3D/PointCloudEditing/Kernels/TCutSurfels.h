@@ -265,7 +265,7 @@ private:
     }
 
     /// The surfels from \p index on that lie in the painted pixels' rectangle, and the bits of
-    /// their pixels.
+    /// their pixels, if any is looked up.
     template <typename Layout>
     [[nodiscard]] std::uint32_t findInside(std::uint32_t index, Bits& bits) const
     {
@@ -283,6 +283,10 @@ private:
         // Not asked whether any is left: without an order in space nobody could guess the answer.
         const Floats second = deviceOf(positions, w, m_second);
         const std::uint32_t inside = lanes & Vector::Within(second, m_second.first, m_second.end);
+        if (m_task.mask->isWhole)
+        {
+            return inside;
+        }
         bits = Vector::BitsOf(inside, m_first, pixelOf(first, m_first), m_second,
                               pixelOf(second, m_second));
         return inside;

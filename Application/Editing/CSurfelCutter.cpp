@@ -30,9 +30,26 @@ constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
 /// So many positions and words stay in a core's own cache from one step to the next.
 constexpr std::uint64_t c_surfelsPerBlock = 16384;
 
+/// So many behind a block are asked for while it is cut, or more.
+constexpr std::uint64_t c_surfelsAhead = 1024;
+
 /// A block's groups are its own.
 constexpr std::uint64_t c_groupSize = CKeptPoints::c_groupSize;
 static_assert(c_surfelsPerBlock % c_groupSize == 0);
+
+/// Reads a byte here and there of \p size bytes from \p first on. Those of a mapped file come from
+/// the page cache in stretches, when the first byte of one is used; and before that, what is asked
+/// for ahead of its use does not come at all, so that each stretch would begin with waiting for
+/// memory.
+void MapPages(const std::byte* first, std::size_t size)
+{
+    constexpr std::uintptr_t c_stretch = 65536;
+    const auto begin = reinterpret_cast<std::uintptr_t>(first);
+    for (std::uintptr_t place = begin; place < begin + size; place = (place | (c_stretch - 1)) + 1)
+    {
+        (void)*reinterpret_cast<const volatile std::byte*>(place);
+    }
+}
 
 /// How many of these words' surfels stay; they are at most a block's.
 std::uint64_t CountKept(std::span<const Base::CSurfelBitMask> words)
@@ -131,6 +148,9 @@ private:
     {
         const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
         const std::size_t stride = positions.GetStrideInBytes();
+        const std::uint64_t toBeRead = std::min(m_count - begin, size + c_surfelsAhead);
+        MapPages(positions.GetFirstElement() + begin * stride,
+                 (toBeRead - 1) * stride + sizeof(LqVector3f));
         return std::make_shared<DataLayer::CSurfelCollectionView>(
             m_collection, size, positions.GetFirstElement() + begin * stride, stride);
     }

@@ -54,14 +54,27 @@ void MapPages(const std::byte* first, std::size_t size)
 /// How many of these words' surfels stay; they are at most a block's.
 std::uint64_t CountKept(std::span<const Base::CSurfelBitMask> words)
 {
-    // As narrow as a word, and words that are not copied: so the compiler counts many at a time.
+    // As narrow as a word, and words that are not copied: so the compiler counts many at a time. In
+    // four places at once, so that no sum waits for the one before.
     static_assert(c_surfelsPerBlock <= std::numeric_limits<std::uint16_t>::max());
-    std::uint16_t count = 0;
-    for (const Base::CSurfelBitMask& word : words)
+    constexpr std::size_t c_numSums = 4;
+    const auto add = [&](std::uint16_t& sum, std::size_t index) {
+        sum = static_cast<std::uint16_t>(sum + ((words[index].bits & c_cut) == 0 ? 1 : 0));
+    };
+    const std::size_t part = words.size() / c_numSums;
+    std::uint16_t sums[c_numSums] = {};
+    for (std::size_t index = 0; index < part; ++index)
     {
-        count = static_cast<std::uint16_t>(count + ((word.bits & c_cut) == 0 ? 1 : 0));
+        add(sums[0], index);
+        add(sums[1], index + part);
+        add(sums[2], index + 2 * part);
+        add(sums[3], index + 3 * part);
     }
-    return count;
+    for (std::size_t index = c_numSums * part; index < words.size(); ++index)
+    {
+        add(sums[0], index);
+    }
+    return std::accumulate(std::begin(sums), std::end(sums), std::uint64_t{0});
 }
 
 /// A collection, its flags before a cut, and how to cut it block by block.

@@ -2,7 +2,7 @@
 # them. Every path in it is relative, so that the installed tree can be moved.
 #
 # Components: Runtime (the libraries), Development (headers, CMake and pkg-config files), Command
-# (the veko2 program, which finds the libraries beside it).
+# (the veko2 program, which holds what it needs of them).
 include(CMakePackageConfigHelpers)
 
 set(veko2_packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Veko2PointCloudEditing)
@@ -48,8 +48,5 @@ install(FILES ${PROJECT_BINARY_DIR}/veko2-point-cloud-editing.pc
     DESTINATION ${veko2_pkgConfigFolder} COMPONENT Development)
 
 if(TARGET veko2)
-    file(RELATIVE_PATH veko2_librariesFromPrograms
-        ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(veko2 PROPERTIES INSTALL_RPATH $ORIGIN/${veko2_librariesFromPrograms})
     install(TARGETS veko2 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Command)
 endif()

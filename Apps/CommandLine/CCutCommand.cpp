@@ -15,7 +15,6 @@
 #include "Application/Scans/CFlagFile.h"
 #include "Application/Scans/CScanFile.h"
 #include "Apps/CommandLine/CConsole.h"
-#include "Apps/CommandLine/CEarlyWorkers.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
 #include "Apps/CommandLine/CProjectCut.h"
@@ -109,7 +108,6 @@ SReport CCutCommand::Run(CConsole& console)
         return cutProject(console);
     }
     checkTarget();
-    const CEarlyWorkers workers;
     const bool isContinued = continuesFlags();
     checkOutputs(isContinued);
     std::optional<Application::CFileLock> lock;

@@ -1,0 +1,241 @@
+#include "Base/Support/CLoopThreads.h"
+
+#include <pthread.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <utility>
+
+namespace Base
+{
+
+namespace
+{
+
+/// A thread takes at most so many items at a time, and no more than this part of its share of those
+/// that are left, so that all threads end at about the same time. They stay close to each other:
+/// where items read a file one after the other, the system sees one reader and reads ahead of it.
+constexpr std::uint32_t c_maxTaken = 4;
+constexpr std::uint32_t c_numParts = 4;
+
+/// Has \p thread, a new one, begin at once on one of \p cores other than that of the calling
+/// thread, if there is one. Some systems let it wait where it was made until its maker sleeps. From
+/// then on it may run on all of them.
+void MoveToAnotherCore(std::thread& thread, const cpu_set_t& cores)
+{
+    const int here = sched_getcpu();
+    if (here < 0 || here >= CPU_SETSIZE)
+    {
+        return;
+    }
+    cpu_set_t others = cores;
+    CPU_CLR(here, &others);
+    if (CPU_COUNT(&others) != 0 &&
+        pthread_setaffinity_np(thread.native_handle(), sizeof others, &others) == 0)
+    {
+        pthread_setaffinity_np(thread.native_handle(), sizeof cores, &cores);
+    }
+}
+
+}  // namespace
+
+/// A loop that runs, from its caller's stack.
+class CLoopThreads::CLoop
+{
+public:
+    CLoop(std::uint32_t count, ParallelForItem item, const void* body)
+        : m_count(count), m_item(item), m_body(body)
+    {}
+
+    [[nodiscard]] bool HasItems() const
+    {
+        return !isCancelled() && m_next.load(std::memory_order_relaxed) < m_count;
+    }
+
+    /// Runs items until none is left to begin, as one of \p numThreads.
+    void RunItems(std::uint32_t numThreads)
+    {
+        std::uint32_t begin = 0;
+        std::uint32_t end = 0;
+        while (take(numThreads, begin, end))
+        {
+            for (; begin != end && !isCancelled(); ++begin)
+            {
+                runItem(begin);
+            }
+        }
+    }
+
+    void Rethrow() const
+    {
+        if (m_exception)
+        {
+            std::rethrow_exception(m_exception);
+        }
+    }
+
+    /// The one that began before it and has not ended; under the mutex of the threads.
+    CLoop* older = nullptr;
+    /// How many threads run items beside the caller; under that mutex.
+    std::uint32_t numHelpers = 0;
+
+private:
+    [[nodiscard]] bool isCancelled() const { return m_isCancelled.load(std::memory_order_relaxed); }
+
+    [[nodiscard]] bool take(std::uint32_t numThreads, std::uint32_t& begin, std::uint32_t& end)
+    {
+        begin = m_next.load(std::memory_order_relaxed);
+        do
+        {
+            if (begin == m_count || isCancelled())
+            {
+                return false;
+            }
+            const std::uint32_t left = m_count - begin;
+            end = begin + std::clamp(left / numThreads / c_numParts, 1U, c_maxTaken);
+        } while (!m_next.compare_exchange_weak(begin, end, std::memory_order_relaxed));
+        return true;
+    }
+
+    void runItem(std::uint32_t index)
+    {
+        try
+        {
+            m_item(m_body, index);
+        }
+        catch (...)
+        {
+            if (!m_isCancelled.exchange(true))
+            {
+                m_exception = std::current_exception();
+            }
+        }
+    }
+
+    const std::uint32_t m_count;
+    const ParallelForItem m_item;
+    const void* const m_body;
+    std::atomic<std::uint32_t> m_next = 0;
+    std::atomic<bool> m_isCancelled = false;
+    /// Written by the one that cancels, read when all have left.
+    std::exception_ptr m_exception;
+};
+
+CLoopThreads::CLoopThreads(std::uint32_t numThreads)
+    : m_numThreads(numThreads), m_helpers(numThreads - 1)
+{
+    if (sched_getaffinity(0, sizeof m_cores, &m_cores) != 0)
+    {
+        // More cores than such a set has room for: the helpers begin where the system has them.
+        CPU_ZERO(&m_cores);
+    }
+}
+
+CLoopThreads::~CLoopThreads()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isEnding = true;
+    }
+    m_loopHasBegun.notify_all();
+    for (std::thread& helper : m_helpers)
+    {
+        if (helper.joinable())
+        {
+            helper.join();
+        }
+    }
+}
+
+void CLoopThreads::Run(std::uint32_t count, ParallelForItem item, const void* body)
+{
+    CLoop loop(count, item, body);
+    std::thread* newHelper = nullptr;
+    {
+        const std::lock_guard lock(m_mutex);
+        loop.older = std::exchange(m_newestLoop, &loop);
+        newHelper = takeHelper();
+    }
+    m_loopHasBegun.notify_all();
+    beginHelper(newHelper);
+    loop.RunItems(m_numThreads);
+    std::unique_lock lock(m_mutex);
+    remove(loop);
+    m_helperHasLeft.wait(lock, [&loop] { return loop.numHelpers == 0; });
+    lock.unlock();
+    loop.Rethrow();
+}
+
+/// The place of a helper that the caller is to begin; null where all have begun. One at a time:
+/// each helper that finds work begins another one, so that nobody waits until all have begun.
+std::thread* CLoopThreads::takeHelper()
+{
+    return m_isEnding || m_numPlacesTaken == m_helpers.size() ? nullptr
+                                                              : &m_helpers[m_numPlacesTaken++];
+}
+
+/// Not under the mutex, which the helper would wait for, and then begin where its maker is.
+void CLoopThreads::beginHelper(std::thread* helper)
+{
+    if (helper == nullptr)
+    {
+        return;
+    }
+    try
+    {
+        *helper = std::thread(&CLoopThreads::help, this);
+        MoveToAnotherCore(*helper, m_cores);
+    }
+    catch (const std::exception&)
+    {
+        // One less.
+    }
+}
+
+void CLoopThreads::help()
+{
+    std::unique_lock lock(m_mutex);
+    while (!m_isEnding)
+    {
+        CLoop* const loop = findLoop();
+        if (loop == nullptr)
+        {
+            m_loopHasBegun.wait(lock);
+            continue;
+        }
+        ++loop->numHelpers;
+        std::thread* const newHelper = takeHelper();
+        lock.unlock();
+        beginHelper(newHelper);
+        loop->RunItems(m_numThreads);
+        lock.lock();
+        if (--loop->numHelpers == 0)
+        {
+            m_helperHasLeft.notify_all();
+        }
+    }
+}
+
+CLoopThreads::CLoop* CLoopThreads::findLoop() const
+{
+    CLoop* loop = m_newestLoop;
+    while (loop != nullptr && !loop->HasItems())
+    {
+        loop = loop->older;
+    }
+    return loop;
+}
+
+void CLoopThreads::remove(const CLoop& loop)
+{
+    CLoop** place = &m_newestLoop;
+    while (*place != &loop)
+    {
+        place = &(*place)->older;
+    }
+    *place = loop.older;
+}
+
+}  // namespace Base

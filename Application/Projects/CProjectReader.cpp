@@ -72,7 +72,8 @@ SProjectScan ReadScan(const CJsonFields& fields)
     fields.Allow({"file", "key", "transform", "points", "flags", "optimizationLevel", "skeleton"});
     SProjectScan scan;
     scan.file = fields.GetText("file");
-    if (scan.file.empty())
+    // The system takes a name to end in front of a zero.
+    if (scan.file.empty() || scan.file.native().find('\0') != std::string::npos)
     {
         fields.Fail("file", "the name of a scan file", fields.Get("file"));
     }

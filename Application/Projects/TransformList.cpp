@@ -60,10 +60,12 @@ SListedTransform ParseLine(const std::filesystem::path& file, const CLineReader&
     {
         rest.remove_prefix(1);
     }
-    if (rest.empty())
+    // The system takes a name to end in front of a zero.
+    if (rest.empty() || rest.find('\0') != std::string_view::npos)
     {
         throw CInputError::AtLine(file, lines.GetNumber(),
-                                  "expected a file name before the 16 numbers, found none");
+                                  "expected a file name before the 16 numbers, found " +
+                                      (rest.empty() ? "none" : Quote(rest)));
     }
     if (!IsPlacement(entry.transform))
     {

@@ -141,6 +141,8 @@ INSTANTIATE_TEST_SUITE_P(
         SDamage{"FileNoText", "\"file\": \"scans/a b.ply\"", "\"file\": 1",
                 "scans[0].file: expected a text, found 1"},
         SDamage{"FileEmpty", "scans/a b.ply", "", "scans[0].file: expected the name"},
+        SDamage{"FileWithAZero", "scans/a b.ply", "scans/a\\u0000b.ply",
+                "scans[0].file: expected the name of a scan file, found \"scans/a\\u0000b.ply\""},
         SDamage{"KeyShort", "\"key\": \"", "\"key\": \"0", "scans[0].key: expected an identifier"},
         SDamage{"TransformShort", "\"transform\": [\n        1.0,", "\"transform\": [",
                 "scans[0].transform: expected an array of 16 numbers"},

@@ -72,6 +72,8 @@ TEST(TransformListTest, Read_TooFewNumbersNameTheLine)
 TEST(TransformListTest, Read_NumbersWithoutANameAreRefused)
 {
     EXPECT_THAT(ReadMessage(c_identity), HasSubstr("line 1: expected a file name"));
+    EXPECT_THAT(ReadMessage(std::string("a\0b.ply", 7) + c_identity),
+                HasSubstr("line 1: expected a file name before the 16 numbers, found 'a?b.ply'"));
 }
 
 TEST(TransformListTest, Read_AMatrixInColumnOrderIsRefused)

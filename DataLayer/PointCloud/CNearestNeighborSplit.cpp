@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "DataLayer/PointCloud/Kernels/NeighborCellLookup.h"
+#include "DataLayer/PointCloud/NeighborPlacement.h"
 
 namespace DataLayer
 {
@@ -37,7 +38,7 @@ std::vector<SKernel> GetKernels()
     {
         kernels.push_back({"avx512", NeighborCells::LookAvx512});
     }
-    if (__builtin_cpu_supports("avx2"))
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
     {
         kernels.push_back({"avx2", NeighborCells::LookAvx2});
     }
@@ -97,14 +98,17 @@ bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
     return state == c_undecidable ? findExactly(point, cell) : state == c_amongFirst;
 }
 
-std::size_t CNearestNeighborSplit::Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo,
+NeighborCells::SPlacement CNearestNeighborSplit::MakePlacement(const LqMatrix4Rf& trafo) const
+{
+    return MakeNeighborPlacement(m_cells.GetLookup(), trafo);
+}
+
+std::size_t CNearestNeighborSplit::Look(const SPositionArray& surfels,
+                                        const NeighborCells::SPlacement& placement,
                                         std::uint16_t* states, std::uint32_t* open) const
 {
-    const bool isAffine =
-        trafo(0, 3) == 0.0F && trafo(1, 3) == 0.0F && trafo(2, 3) == 0.0F && trafo(3, 3) == 1.0F;
-    return m_look(m_cells.GetLookup(),
-                  {surfels.first, surfels.stride, surfels.count, trafo.data(), isAffine}, states,
-                  open);
+    return m_look(m_cells.GetLookup(), {surfels.first, surfels.stride, surfels.count, placement},
+                  states, open);
 }
 
 std::size_t CNearestNeighborSplit::GetMemorySize() const
@@ -189,7 +193,7 @@ CNearestNeighborSplit::SReach CNearestNeighborSplit::reachOf(const std::uint32_t
     const LqVector3f position = m_search.GetPositions()[index];
     const float coordinates[3] = {position.x, position.y, position.z};
     SReach reach{0.0, 0.0};
-    constexpr double c_halfEdge = 1.0 + CNeighborCells::c_placeError;
+    constexpr double c_halfEdge = 1.0 + CNeighborCells::c_queryError;
     for (std::uint32_t axis = 0; axis < 3; ++axis)
     {
         const double place = (static_cast<double>(coordinates[axis]) - lookup.low[axis]) *

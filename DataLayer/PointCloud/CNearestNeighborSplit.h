@@ -52,12 +52,16 @@ public:
     /// Whether the nearest neighbour of \p point within the bound is one of the first positions.
     [[nodiscard]] bool IsAmongFirst(const LqVector3f& point) const;
 
-    /// Writes for each of \p surfels, placed by \p trafo with perspective division, what is known
-    /// of its cube so far into \p states. The numbers of those that are neither c_amongFirst nor
-    /// c_notAmong, of which IsAmongFirst() must be asked, go to \p open in ascending order. Both
-    /// have room for all surfels, less than 2^32. Returns how many are open.
-    std::size_t Look(const SPositionArray& surfels, const LqMatrix4Rf& trafo, std::uint16_t* states,
-                     std::uint32_t* open) const;
+    /// How Look() has to place surfels that \p trafo transforms, with perspective division.
+    [[nodiscard]] NeighborCells::SPlacement MakePlacement(const LqMatrix4Rf& trafo) const;
+
+    /// Writes for each of \p surfels what is known so far of its cube, or of the one beside it
+    /// where its place is too near the border to tell, into \p states. The numbers of those that
+    /// are neither c_amongFirst nor c_notAmong, of which IsAmongFirst() must be asked, go to \p
+    /// open in ascending order. Both have room for all surfels, less than 2^32. Returns how many
+    /// are open.
+    std::size_t Look(const SPositionArray& surfels, const NeighborCells::SPlacement& placement,
+                     std::uint16_t* states, std::uint32_t* open) const;
 
     /// The bytes it takes.
     [[nodiscard]] std::size_t GetMemorySize() const;

@@ -24,8 +24,8 @@ public:
     /// Cells per bound: a little less than the four cells of a brick, so that points in bricks that
     /// are not neighbours are more than the bound apart, however their places were rounded.
     static constexpr float c_cellsPerBound = 3.9375F;
-    /// How far the computed place of a coordinate, in cells, is from its true place at most.
-    static constexpr double c_placeError = 0.016;
+    /// How far a query's place, in cells, is from its true place at most, however it was computed.
+    static constexpr double c_queryError = 0.042;
     static constexpr std::uint32_t c_brickEdgeBits = 2;
     static constexpr std::uint32_t c_noPoint = 0xFFFFFFFFU;
 

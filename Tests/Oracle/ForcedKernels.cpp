@@ -44,7 +44,7 @@ struct SLookKernel
     {
         kernels.push_back({"avx512", DataLayer::NeighborCells::LookAvx512});
     }
-    if (__builtin_cpu_supports("avx2"))
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
     {
         kernels.push_back({"avx2", DataLayer::NeighborCells::LookAvx2});
     }

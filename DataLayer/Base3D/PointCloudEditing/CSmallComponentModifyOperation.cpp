@@ -212,10 +212,12 @@ void FlagByNeighbors(const SScanData& scan, const INearestNeighborSearch& search
 /// neighbour, else 0.
 std::uint16_t ChangeOf(CSurfelBitMask word, std::uint16_t state)
 {
-    const int flag =
-        state == NeighborCells::c_notAmong ? CSurfelBitMask::SurfelFlagSmallComponent : 0;
-    return static_cast<std::uint16_t>(
-        IsExcluded(word) ? 0 : (word.bits ^ flag) & CSurfelBitMask::SurfelFlagSmallComponent);
+    constexpr int c_small = CSurfelBitMask::SurfelFlagSmallComponent;
+    constexpr int c_fromSmallToExcluded = 3;
+    static_assert(int{NeighborCells::c_notAmong} == c_small);
+    static_assert(CSurfelBitMask::SurfelFlagExcluded == c_small << c_fromSmallToExcluded);
+    const int changed = (word.bits ^ state) & ~(word.bits >> c_fromSmallToExcluded);
+    return static_cast<std::uint16_t>(changed & c_small);
 }
 
 /// Looks up what is known around the first \p count surfels, and asks for those that stay open one
@@ -229,6 +231,7 @@ void FlagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
     // A kernel may write a whole register at the end of the list each time. Across the end of a
     // page that takes long, so there is none near the beginning; few lists get beyond it.
     alignas(512) std::uint32_t open[c_blockSize];
+    const NeighborCells::SPlacement placement = split.MakePlacement(scan.trafo);
     const std::size_t stride = scan.positions.GetStrideInBytes();
     for (std::size_t first = 0; first < count; first += c_blockSize)
     {
@@ -240,8 +243,8 @@ void FlagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
             __builtin_prefetch(&old[index]);
         }
         const std::size_t numOpen =
-            split.Look({scan.positions.GetFirstElement() + first * stride, stride, size},
-                       scan.trafo, states, open);
+            split.Look({scan.positions.GetFirstElement() + first * stride, stride, size}, placement,
+                       states, open);
         for (const std::uint32_t index : std::span(open, numOpen))
         {
             if (!IsExcluded(old[index]))

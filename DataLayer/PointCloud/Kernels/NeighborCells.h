@@ -66,22 +66,37 @@ struct SLookup
 
 inline constexpr std::uint32_t c_hashFactor = 0x9E3779B9U;
 
-/// Surfels and how to place them: position j, three floats of any alignment, lies at first +
-/// j x stride; it is multiplied from the left with the 4 x 4 matrix, and divided by w unless the
-/// matrix is affine, its last column 0, 0, 0, 1.
+/// A step is a 64th of a cell.
+inline constexpr std::uint32_t c_stepBits = 6;
+
+/// How to place surfels. A position is multiplied from the left with the 4 x 4 matrix, and divided
+/// by w unless the matrix is affine, its last column 0, 0, 0, 1; that is where its cell is looked
+/// for. A near one, whose x x + y y + z z is at most the nearness, which no other matrix has, may
+/// be looked for in the cell that these sums tell instead, one for each axis: x steps[0] + (y
+/// steps[1] + (z steps[2] + steps[3])), each rounded once with its product. They are between 2^23
+/// and 2^24, so that their lowest 23 bits are the steps.
+struct SPlacement
+{
+    float matrix[16];
+    bool isAffine;
+    float nearness;
+    float steps[3][4];
+};
+
+/// Surfels: position j, three floats of any alignment, lies at first + j x stride.
 struct SSurfels
 {
     const std::byte* first;
     std::size_t stride;
     std::size_t count;
-    const float* matrix;
-    bool isAffine;
+    const SPlacement& placement;
 };
 
-/// Writes the EState of the cube of each of \p surfels into \p states, and the numbers of
-/// those that are neither c_amongFirst nor c_notAmong into \p open, in ascending order. Returns how
-/// many those are. Each has room for all surfels; what is behind the numbers is overwritten. All
-/// kernels give the same answers.
+/// Writes the EState of the cube in which each of \p surfels is looked for into \p states, and the
+/// numbers of those that are neither c_amongFirst nor c_notAmong into \p open, in ascending order.
+/// Returns how many those are. Each has room for all surfels; what is behind the numbers is
+/// overwritten. Kernels may look for a near surfel in different cubes, so that it is open for one
+/// and not for another, but what they know is the same.
 using LookFunction = std::size_t (*)(const SLookup& lookup, const SSurfels& surfels,
                                      std::uint16_t* states, std::uint32_t* open);
 

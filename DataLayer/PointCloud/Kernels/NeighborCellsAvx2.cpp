@@ -21,9 +21,15 @@ struct SAvx2
     static Floats Add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
     static Floats Subtract(Floats a, Floats b) { return _mm256_sub_ps(a, b); }
     static Floats Multiply(Floats a, Floats b) { return _mm256_mul_ps(a, b); }
+    static Floats MultiplyAdd(Floats a, Floats b, Floats c) { return _mm256_fmadd_ps(a, b, c); }
     static Floats Divide(Floats a, Floats b) { return _mm256_div_ps(a, b); }
     static Floats Min(Floats a, Floats b) { return _mm256_min_ps(a, b); }
     static Floats Max(Floats a, Floats b) { return _mm256_max_ps(a, b); }
+    static bool AreAtMost(Floats a, Floats b)
+    {
+        return _mm256_movemask_ps(_mm256_cmp_ps(a, b, _CMP_LE_OQ)) == (1 << c_width) - 1;
+    }
+    static Numbers BitsOf(Floats a) { return _mm256_castps_si256(a); }
     static Numbers Truncate(Floats a) { return _mm256_cvttps_epi32(a); }
 
     static Numbers SetNumber(std::uint32_t value)

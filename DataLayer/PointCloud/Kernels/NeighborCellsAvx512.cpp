@@ -23,9 +23,15 @@ struct SAvx512
     static Floats Add(Floats a, Floats b) { return _mm512_add_ps(a, b); }
     static Floats Subtract(Floats a, Floats b) { return _mm512_sub_ps(a, b); }
     static Floats Multiply(Floats a, Floats b) { return _mm512_mul_ps(a, b); }
+    static Floats MultiplyAdd(Floats a, Floats b, Floats c) { return _mm512_fmadd_ps(a, b, c); }
     static Floats Divide(Floats a, Floats b) { return _mm512_div_ps(a, b); }
     static Floats Min(Floats a, Floats b) { return _mm512_maskz_min_ps(c_every, a, b); }
     static Floats Max(Floats a, Floats b) { return _mm512_maskz_max_ps(c_every, a, b); }
+    static bool AreAtMost(Floats a, Floats b)
+    {
+        return _mm512_cmp_ps_mask(a, b, _CMP_LE_OQ) == c_every;
+    }
+    static Numbers BitsOf(Floats a) { return _mm512_castps_si512(a); }
     static Numbers Truncate(Floats a) { return _mm512_maskz_cvttps_epi32(c_every, a); }
 
     static Numbers SetNumber(std::uint32_t value)

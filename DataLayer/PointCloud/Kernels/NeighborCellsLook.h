@@ -19,17 +19,16 @@ template <typename Vector>
 class TLook
 {
 public:
-    TLook(const SLookup& lookup, const SSurfels& surfels) : m_lookup(lookup), m_surfels(surfels)
+    TLook(const SLookup& lookup, const SSurfels& surfels)
+        : m_lookup(lookup), m_surfels(surfels), m_nearness(Vector::Set(surfels.placement.nearness))
     {
-        for (std::uint32_t index = 0; index < 16; ++index)
-        {
-            m_matrix[index] = Vector::Set(surfels.matrix[index]);
-        }
         for (std::uint32_t axis = 0; axis < 3; ++axis)
         {
-            m_low[axis] = Vector::Set(lookup.low[axis]);
+            for (std::uint32_t index = 0; index < 4; ++index)
+            {
+                m_steps[axis][index] = Vector::Set(surfels.placement.steps[axis][index]);
+            }
         }
-        m_scale = Vector::Set(lookup.scale);
     }
 
     std::size_t Run(std::uint16_t* states, std::uint32_t* open)
@@ -63,8 +62,8 @@ private:
         Floats z;
     };
 
-    /// The numbers of some cells.
-    struct SCells
+    /// The places of some surfels, in steps. What is above the bits of these does not matter.
+    struct SPlaces
     {
         Numbers x;
         Numbers y;
@@ -93,11 +92,12 @@ private:
         alignas(64) std::uint32_t words[c_batch];
     };
 
-    /// The positions of \p count surfels, one by one, and of none beyond those.
-    SPoints collect(std::size_t first, std::size_t count) const
+    /// The positions of as many surfels as a register holds, one by one, and of none beyond \p
+    /// left.
+    SPoints collect(std::size_t first, std::size_t left) const
     {
         alignas(64) float coordinates[3][c_width] = {};
-        for (std::size_t index = 0; index < count; ++index)
+        for (std::size_t index = 0; index < c_width && index < left; ++index)
         {
             float position[3];
             std::memcpy(position, m_surfels.first + (first + index) * m_surfels.stride,
@@ -110,18 +110,38 @@ private:
                 Vector::Load(coordinates[2])};
     }
 
+    bool areNear(const SPoints& points) const
+    {
+        const Floats squares = Vector::MultiplyAdd(
+            points.x, points.x,
+            Vector::MultiplyAdd(points.y, points.y, Vector::Multiply(points.z, points.z)));
+        return Vector::AreAtMost(squares, m_nearness);
+    }
+
+    Numbers stepsOf(const SPoints& points, std::uint32_t axis) const
+    {
+        const Floats* const steps = m_steps[axis];
+        return Vector::BitsOf(Vector::MultiplyAdd(
+            points.x, steps[0],
+            Vector::MultiplyAdd(points.y, steps[1],
+                                Vector::MultiplyAdd(points.z, steps[2], steps[3]))));
+    }
+
     Floats transformed(const SPoints& points, std::uint32_t column) const
     {
-        const Floats sum = Vector::Add(Vector::Multiply(points.x, m_matrix[column]),
-                                       Vector::Multiply(points.y, m_matrix[4 + column]));
-        return Vector::Add(Vector::Add(sum, Vector::Multiply(points.z, m_matrix[8 + column])),
-                           m_matrix[12 + column]);
+        const float* const m = m_surfels.placement.matrix;
+        const Floats sum = Vector::Add(Vector::Multiply(points.x, Vector::Set(m[column])),
+                                       Vector::Multiply(points.y, Vector::Set(m[4 + column])));
+        return Vector::Add(Vector::Add(sum, Vector::Multiply(points.z, Vector::Set(m[8 + column]))),
+                           Vector::Set(m[12 + column]));
     }
 
     Numbers cellsOf(Floats coordinates, std::uint32_t axis) const
     {
         constexpr auto c_highest = static_cast<float>(c_maximumCell);
-        const Floats scaled = Vector::Multiply(Vector::Subtract(coordinates, m_low[axis]), m_scale);
+        const Floats scaled =
+            Vector::Multiply(Vector::Subtract(coordinates, Vector::Set(m_lookup.low[axis])),
+                             Vector::Set(m_lookup.scale));
         return Vector::Truncate(
             Vector::Max(Vector::Min(scaled, Vector::Set(c_highest)), Vector::Set(0.0F)));
     }
@@ -135,7 +155,8 @@ private:
     }
 
     /// Fetches surfels of the next batch, as many as a register holds, while those from \p index on
-    /// are placed: the processor by itself would have them too late.
+    /// are placed: the processor by itself would have them too late. They are seen once in a pass,
+    /// so none are kept in the farther caches.
     void fetchAhead(std::size_t index) const
     {
         constexpr std::size_t c_lineSize = 64;
@@ -144,7 +165,7 @@ private:
             reinterpret_cast<std::uintptr_t>(m_surfels.first) + (index + c_batch) * c_recordSize;
         for (std::size_t line = 0; line < c_width * c_recordSize; line += c_lineSize)
         {
-            __builtin_prefetch(reinterpret_cast<const void*>(ahead + line));
+            __builtin_prefetch(reinterpret_cast<const void*>(ahead + line), 0, 0);
         }
     }
 
@@ -155,27 +176,34 @@ private:
         batch.count = left < c_batch ? left : c_batch;
         const std::size_t inRegisters =
             m_surfels.stride == c_recordSize ? batch.count / c_width * c_width : 0;
-        for (std::size_t index = 0; index < batch.count; index += c_width)
+        // A bit for each register with surfels that are not near.
+        std::uint32_t far = 0;
+        const auto placeAllAsNear = [&](const SPoints& points, std::size_t index) {
+            far |= (areNear(points) ? 0U : 1U) << index / c_width;
+            place({stepsOf(points, 0), stepsOf(points, 1), stepsOf(points, 2)}, batch, index);
+        };
+        for (std::size_t index = 0; index < inRegisters; index += c_width)
         {
-            if (index < inRegisters)
-            {
-                fetchAhead(first + index);
-                place(load(first + index), batch, index);
-            }
-            else
-            {
-                const std::size_t rest = batch.count - index;
-                place(collect(first + index, rest < c_width ? rest : c_width), batch, index);
-            }
+            fetchAhead(first + index);
+            placeAllAsNear(load(first + index), index);
+        }
+        for (std::size_t index = inRegisters; index < batch.count; index += c_width)
+        {
+            placeAllAsNear(collect(first + index, batch.count - index), index);
+        }
+        for (; far != 0; far &= far - 1U)
+        {
+            placeAnew(batch, first, static_cast<std::size_t>(__builtin_ctz(far)) * c_width);
         }
     }
 
-    /// Finds out in which cubes some surfels are, which are number \p index and the following of
-    /// the batch.
-    void place(const SPoints& points, SBatch& batch, std::size_t index)
+    /// Places a register of surfels again of which some are not near. Apart, so that it takes no
+    /// registers from the loops.
+    [[gnu::noinline]] void placeAnew(SBatch& batch, std::size_t first, std::size_t index)
     {
+        const SPoints points = collect(first + index, batch.count - index);
         Floats moved[3] = {transformed(points, 0), transformed(points, 1), transformed(points, 2)};
-        if (!m_surfels.isAffine)
+        if (!m_surfels.placement.isAffine)
         {
             const Floats w = transformed(points, 3);
             for (Floats& coordinates : moved)
@@ -183,50 +211,79 @@ private:
                 coordinates = Vector::Divide(coordinates, w);
             }
         }
-        const SCells cells = {cellsOf(moved[0], 0), cellsOf(moved[1], 1), cellsOf(moved[2], 2)};
+        const auto stepsOfCell = [&](std::uint32_t axis) {
+            return Vector::template ShiftLeft<c_stepBits>(cellsOf(moved[axis], axis));
+        };
+        place({stepsOfCell(0), stepsOfCell(1), stepsOfCell(2)}, batch, index);
+    }
+
+    /// Finds out in which cubes the surfels at some places are, which are number \p index and the
+    /// following of the batch.
+    void place(const SPlaces& places, SBatch& batch, std::size_t index)
+    {
         if constexpr (Vector::c_readsBlocks)
         {
-            Vector::StoreNumbers(regionsOf(cells), batch.regions + index);
-            Vector::StoreNumbers(blocksOf(cells), batch.blocks + index);
+            Vector::StoreNumbers(regionsOf(places), batch.regions + index);
+            Vector::StoreNumbers(blocksOf(places), batch.blocks + index);
         }
         else
         {
-            Vector::StoreNumbers(Vector::Add(firstBlocksOf(regionsOf(cells)), blocksOf(cells)),
+            Vector::StoreNumbers(Vector::Add(firstBlocksOf(regionsOf(places)), blocksOf(places)),
                                  batch.blocks + index);
         }
         // What StateWord() gives, and what StateBit() gives.
-        const Numbers places =
-            Vector::Select(Vector::SetNumber(3), Vector::template ShiftRight<2>(cells.y),
-                           Vector::template ShiftLeft<1>(cells.z));
-        Vector::StoreNumbers(Vector::And(places, Vector::SetNumber(c_stateWords - 1U)),
+        constexpr std::uint32_t c_cube = c_stepBits + 1;
+        Vector::StoreNumbers(join<2, 5>(move<c_cube + 1, 0>(places.y), move<c_cube, 2>(places.z)),
                              batch.places + index);
-        const Numbers bits =
-            Vector::Select(Vector::SetNumber(7), Vector::template ShiftRight<1>(cells.x),
-                           Vector::template ShiftLeft<2>(cells.y));
-        Vector::StoreNumbers(Vector::And(bits, Vector::SetNumber(15)), batch.bits + index);
+        Vector::StoreNumbers(join<3, 4>(move<c_cube, 0>(places.x), move<c_cube, 3>(places.y)),
+                             batch.bits + index);
     }
 
-    static Numbers regionsOf(const SCells& cells)
+    static Numbers regionsOf(const SPlaces& places)
     {
-        constexpr std::uint32_t c_region = c_blockEdgeBits + c_regionEdgeBits;
-        return Vector::Or(Vector::template ShiftRight<c_region>(cells.x),
-                          Vector::Or(Vector::template ShiftLeft<c_regionBits>(
-                                         Vector::template ShiftRight<c_region>(cells.y)),
-                                     Vector::template ShiftLeft<2 * c_regionBits>(
-                                         Vector::template ShiftRight<c_region>(cells.z))));
+        constexpr std::uint32_t c_region = c_stepBits + c_blockEdgeBits + c_regionEdgeBits;
+        return join<c_regionBits>(move<c_region, 0>(places.x),
+                                  move<c_region, c_regionBits>(places.y),
+                                  move<c_region, 2 * c_regionBits>(places.z));
     }
 
-    /// The places of some cells' blocks in their regions.
-    static Numbers blocksOf(const SCells& cells)
+    /// The places of some surfels' blocks in their regions.
+    static Numbers blocksOf(const SPlaces& places)
     {
-        constexpr std::uint32_t c_edge = c_blockEdgeBits;
-        constexpr std::uint32_t c_region = c_edge + c_regionEdgeBits;
-        const Numbers inRegion = Vector::SetNumber((1U << c_region) - c_blockEdge);
-        return Vector::Or(Vector::template ShiftRight<c_edge>(Vector::And(cells.x, inRegion)),
-                          Vector::Or(Vector::template ShiftRight<c_edge - c_regionEdgeBits>(
-                                         Vector::And(cells.y, inRegion)),
-                                     Vector::template ShiftLeft<2 * c_regionEdgeBits - c_edge>(
-                                         Vector::And(cells.z, inRegion))));
+        constexpr std::uint32_t c_block = c_stepBits + c_blockEdgeBits;
+        return join<c_regionEdgeBits>(move<c_block, 0>(places.x),
+                                      move<c_block, c_regionEdgeBits>(places.y),
+                                      move<c_block, 2 * c_regionEdgeBits>(places.z));
+    }
+
+    /// Moves bit number \p From, and what is above it, to bit number \p To.
+    template <std::uint32_t From, std::uint32_t To>
+    static Numbers move(Numbers numbers)
+    {
+        if constexpr (From < To)
+        {
+            return Vector::template ShiftLeft<To - From>(numbers);
+        }
+        else
+        {
+            return Vector::template ShiftRight<From - To>(numbers);
+        }
+    }
+
+    static Numbers lowBits(std::uint32_t count) { return Vector::SetNumber((1U << count) - 1U); }
+
+    /// The bits of \p low below bit \p Middle, those of \p high from there on and below \p End.
+    template <std::uint32_t Middle, std::uint32_t End>
+    static Numbers join(Numbers low, Numbers high)
+    {
+        return Vector::And(lowBits(End), Vector::Select(lowBits(Middle), low, high));
+    }
+
+    /// The lowest bits of \p x, the next ones of \p y, the next ones of \p z, \p Count of each.
+    template <std::uint32_t Count>
+    static Numbers join(Numbers x, Numbers y, Numbers z)
+    {
+        return join<2 * Count, 3 * Count>(Vector::Select(lowBits(Count), x, y), z);
     }
 
     /// Where the blocks of each of \p regions begin. Most surfels lie in one of two regions that
@@ -297,7 +354,10 @@ private:
                 Vector::Store(those, states + first + index);
                 if constexpr (Vector::c_readsBlocks)
                 {
-                    open = Vector::List(lanes, static_cast<std::uint32_t>(first + index), open);
+                    if (lanes != 0) [[unlikely]]
+                    {
+                        open = Vector::List(lanes, static_cast<std::uint32_t>(first + index), open);
+                    }
                     continue;
                 }
             }
@@ -335,9 +395,8 @@ private:
 
     const SLookup& m_lookup;
     const SSurfels& m_surfels;
-    Floats m_matrix[16];
-    Floats m_low[3];
-    Floats m_scale;
+    Floats m_nearness;
+    Floats m_steps[3][4];
     /// The regions that were looked up last; the first ones are none that exists.
     SRegion m_last{Vector::SetNumber(c_noRegion), Vector::SetNumber(0)};
     SRegion m_other = m_last;

@@ -12,15 +12,17 @@ namespace
 void PlaceSurfel(const SLookup& lookup, const SSurfels& surfels, std::size_t index,
                  std::uint32_t (&cell)[3])
 {
-    const float* const m = surfels.matrix;
+    const SPlacement& placement = surfels.placement;
+    const float* const m = placement.matrix;
     float p[3];
     std::memcpy(p, surfels.first + index * surfels.stride, sizeof p);
-    const float w = surfels.isAffine ? 1.0F : ((p[0] * m[3] + p[1] * m[7]) + p[2] * m[11]) + m[15];
+    const float w =
+        placement.isAffine ? 1.0F : ((p[0] * m[3] + p[1] * m[7]) + p[2] * m[11]) + m[15];
     for (std::uint32_t axis = 0; axis < 3; ++axis)
     {
         const float moved =
             ((p[0] * m[axis] + p[1] * m[4 + axis]) + p[2] * m[8 + axis]) + m[12 + axis];
-        cell[axis] = CellOf(lookup, surfels.isAffine ? moved : moved / w, axis);
+        cell[axis] = CellOf(lookup, placement.isAffine ? moved : moved / w, axis);
     }
 }
 

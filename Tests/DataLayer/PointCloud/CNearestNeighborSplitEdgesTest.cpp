@@ -64,7 +64,8 @@ TEST_P(CNearestNeighborSplitEdgesTest, Cells_AreThoseOfTheGrid)
                 add(grid.Last(axis, 59999), c_unjudged);
                 add(grid.First(axis, 60002), c_unjudged);
             }
-            EXPECT_EQ(LookAt(*split, PositionsOf(queries)).states, expected);
+            EXPECT_EQ(LookAt(*split, PositionsOf(queries), MakeIdentityWithPerspective()).states,
+                      expected);
         }
     }
 }

@@ -32,13 +32,14 @@ TEST_P(CNearestNeighborSplitTest, Look_TellsWhatHasBecomeKnownSince)
     const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 200, c_bound, GetParam());
     ASSERT_NE(split, nullptr);
-    std::vector<std::uint32_t> open = LookAt(*split, PositionsOf(surfels)).open;
+    const LqMatrix4Rf exactly = MakeIdentityWithPerspective();
+    std::vector<std::uint32_t> open = LookAt(*split, PositionsOf(surfels), exactly).open;
     ASSERT_FALSE(open.empty());
     while (!open.empty())
     {
         const std::uint32_t asked = open.front();
         ASSERT_TRUE(split->IsAmongFirst(surfels[asked]));
-        const SLooked looked = LookAt(*split, PositionsOf(surfels));
+        const SLooked looked = LookAt(*split, PositionsOf(surfels), exactly);
         ASSERT_EQ(looked.states[asked], DataLayer::NeighborCells::c_amongFirst) << asked;
         ASSERT_EQ(looked.open, OpenOf(looked.states));
         open = looked.open;

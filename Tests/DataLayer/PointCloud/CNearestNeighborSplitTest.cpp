@@ -359,7 +359,8 @@ TEST(CNearestNeighborSplitMake, Queries_AllocateNothing)
     std::vector<std::uint32_t> open(queries.size());
     const std::size_t before = GetAllocationCount();
     ASSERT_GT(before, beforeMaking) << "the library's allocations are not counted";
-    split->Look(PositionsOf(queries), LqMatrix4Rf(c_matIdentityD), states.data(), open.data());
+    split->Look(PositionsOf(queries), split->MakePlacement(LqMatrix4Rf(c_matIdentityD)),
+                states.data(), open.data());
     for (const LqVector3f& query : queries)
     {
         static_cast<void>(split->IsAmongFirst(query));

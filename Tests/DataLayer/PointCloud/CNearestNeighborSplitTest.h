@@ -74,6 +74,18 @@ struct SLooked
     bool operator==(const SLooked&) const = default;
 };
 
+/// Moves nothing, but divides by a w of two: a surfel is looked for in the cell that it is asked
+/// for in, while the identity's may be in the next one where it is within the error of placing.
+inline LqMatrix4Rf MakeIdentityWithPerspective()
+{
+    LqMatrix4Rf trafo(c_matIdentityD);
+    for (std::size_t index = 0; index < 4; ++index)
+    {
+        trafo(index, index) = 2;
+    }
+    return trafo;
+}
+
 /// The room for one surfel more keeps what it held.
 inline SLooked LookAt(const CNearestNeighborSplit& split, const SPositionArray& surfels,
                       const LqMatrix4Rf& trafo = LqMatrix4Rf(c_matIdentityD))
@@ -81,7 +93,7 @@ inline SLooked LookAt(const CNearestNeighborSplit& split, const SPositionArray& 
     SLooked looked{std::vector<std::uint16_t>(surfels.count + 1, 7),
                    std::vector<std::uint32_t>(surfels.count + 1, 7)};
     const std::size_t numOpen =
-        split.Look(surfels, trafo, looked.states.data(), looked.open.data());
+        split.Look(surfels, split.MakePlacement(trafo), looked.states.data(), looked.open.data());
     EXPECT_EQ(looked.states.back(), 7);
     EXPECT_EQ(looked.open.back(), 7U);
     looked.states.pop_back();
@@ -138,6 +150,8 @@ protected:
         }
         const SLooked lookedAgain = LookAt(*split, PositionsOf(queries));
         EXPECT_EQ(lookedAgain.open, OpenOf(lookedAgain.states));
+        const SLooked lookedExactly =
+            LookAt(*split, PositionsOf(queries), MakeIdentityWithPerspective());
         for (std::size_t index = 0; index < queries.size(); ++index)
         {
             const auto query = [&] {
@@ -148,7 +162,8 @@ protected:
                                                         : DataLayer::NeighborCells::c_amongFirst;
             EXPECT_NE(looked.states[index], wrong) << query();
             EXPECT_NE(lookedAgain.states[index], wrong) << query();
-            EXPECT_NE(lookedAgain.states[index], DataLayer::NeighborCells::c_unjudged) << query();
+            EXPECT_NE(lookedExactly.states[index], wrong) << query();
+            EXPECT_NE(lookedExactly.states[index], DataLayer::NeighborCells::c_unjudged) << query();
         }
         return queries.size() - looked.open.size();
     }

@@ -199,7 +199,8 @@ TEST(SmallComponentOperationSplitTest, ConcurrentPasses_FlagAsTheSearchTells)
         ASSERT_GT(Peer::GetSplit(*operation)
                       ->Look({reinterpret_cast<const std::byte*>(surfels.data()),
                               sizeof(LqVector3f), surfels.size()},
-                             LqMatrix4Rf(c_matIdentityD), states.data(), open.data()),
+                             Peer::GetSplit(*operation)->MakePlacement(LqMatrix4Rf(c_matIdentityD)),
+                             states.data(), open.data()),
                   1000U);
         std::vector<Words> answers(c_numCallers);
         RunCallers([&](std::size_t caller) { answers[caller] = scene.Compute(*operation); });

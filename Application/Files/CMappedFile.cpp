@@ -163,8 +163,8 @@ std::shared_ptr<const CMappedFile> CMappedFile::Open(const std::filesystem::path
     {
         throw Unreadable(file, errno);
     }
-    // What is not in memory yet is then read ahead in larger steps, and mapped in larger pages. Where
-    // a system has none for files, nothing changes.
+    // What is not in memory yet is then read ahead in larger steps, and mapped in larger pages.
+    // Where a system has none for files, nothing changes.
     (void)::madvise(address, size, MADV_HUGEPAGE);
     Mapping mapping(static_cast<const std::byte*>(address), {size});
     return std::shared_ptr<const CMappedFile>(

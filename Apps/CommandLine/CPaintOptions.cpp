@@ -7,6 +7,7 @@
 #include "Application/View/CMaskShapes.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CUsageError.h"
+#include "Apps/CommandLine/StationFiles.h"
 #include "Apps/CommandLine/ValueParsing.h"
 
 namespace CommandLine
@@ -20,11 +21,6 @@ using Application::CMaskShapes;
 using Application::CView;
 
 constexpr const char* c_paintGroup = "Paint";
-
-std::string Count(std::size_t number, const std::string& what)
-{
-    return std::to_string(number) + ' ' + what + (number == 1 ? "" : "s");
-}
 
 CMaskShapes::SRectangle ParseRectangle(const std::string& text)
 {
@@ -100,12 +96,13 @@ void CPaintOptions::Check() const
     }
     if (!m_masks.empty() && m_masks.size() != m_views.size())
     {
-        throw CUsageError(Count(m_masks.size(), "mask") + " but " + Count(m_views.size(), "view") +
+        throw CUsageError(ToCount(m_masks.size(), "mask") + " but " +
+                          ToCount(m_views.size(), "view") +
                           ": each --mask goes with one --view, in the order given");
     }
     if (hasShapes() && m_views.size() > 1)
     {
-        throw CUsageError("shapes are painted in one view, but " + Count(m_views.size(), "view") +
+        throw CUsageError("shapes are painted in one view, but " + ToCount(m_views.size(), "view") +
                           " were given");
     }
     if (!m_views.empty() && m_camera.IsGiven())

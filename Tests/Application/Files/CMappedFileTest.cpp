@@ -269,6 +269,29 @@ TEST(CMappedFile, Open_WithoutMemoryLeavesNothingMapped)
     EXPECT_GT(number, 2U);
 }
 
+TEST(CMappedFile, Destructor_OfALargeFileGivesBackItsOwnMappingAndNoOther)
+{
+    const CTemporaryFolder folder;
+    const auto name = std::filesystem::canonical(folder.GetPath()) / "large";
+    FileTest::WriteAll(name, "x");
+    // Several of the parts that pages are given back in, and a bit.
+    std::filesystem::resize_file(name, (std::size_t{48} << 20) + 5);
+    auto file = CMappedFile::Open(name);
+    const auto other = CMappedFile::Open(name);
+    const std::byte* const begin = file->GetBytes().data();
+    const std::byte* const last = begin + file->GetBytes().size() - 1;
+    std::array<char, 4096> room{};
+    ASSERT_EQ(CMappedFile::FindName(begin, room), name.string());
+    ASSERT_EQ(CMappedFile::FindName(last, room), name.string());
+
+    file.reset();
+    EXPECT_NE(CMappedFile::FindName(begin, room), name.string());
+    EXPECT_NE(CMappedFile::FindName(last, room), name.string());
+    EXPECT_EQ(CMappedFile::FindName(other->GetBytes().data(), room), name.string());
+    EXPECT_EQ(other->GetBytes().front(), std::byte{'x'});
+    EXPECT_EQ(other->GetBytes().back(), std::byte{0});
+}
+
 TEST(CMappedFile, FindName_TellsWhichFileIsThere)
 {
     const CTemporaryFolder folder;

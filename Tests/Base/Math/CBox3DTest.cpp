@@ -161,8 +161,12 @@ TEST(CBox3D, Extend_LargestFloatsAreKept)
 
 TEST(CBox3D, Intersects_BoxesThatTouchOverlap)
 {
-    EXPECT_TRUE(c_unitBox.Intersects(MakeBox({1, 0, 0}, {2, 1, 1})));
-    EXPECT_TRUE(c_unitBox.Intersects(MakeBox({0, -1, 0}, {1, 0, 1})));
+    for (const CBox3D& other : {MakeBox({1, 0, 0}, {2, 1, 1}), MakeBox({0, 1, 0}, {1, 2, 1}),
+                                MakeBox({0, 0, 1}, {1, 1, 2})})
+    {
+        EXPECT_TRUE(c_unitBox.Intersects(other));
+        EXPECT_TRUE(other.Intersects(c_unitBox));
+    }
     EXPECT_TRUE(c_unitBox.Intersects(MakeBox({1, 1, 1}, {2, 2, 2})));
 }
 

@@ -145,6 +145,15 @@ TEST(CSurfelCollectionView, SurfelsWithoutPositionsThrow)
               "2 surfels were given without positions.");
 }
 
+TEST(CSurfelCollectionView, NormalWithoutAStrideIsThatOfAllSurfels)
+{
+    const auto points = MakePoints(3);
+    const LqVector3f normal{0.0F, 0.0F, 1.0F};
+    const CSurfelCollectionView view(nullptr, 3, &points.front().position, sizeof(SScannerPoint),
+                                     &normal);
+    EXPECT_EQ(view.GetNormals().At(2), normal);
+}
+
 TEST(CSurfelCollectionView, ArrayBeyondTheAddressSpaceThrows)
 {
     const LqVector3f position;
@@ -153,6 +162,13 @@ TEST(CSurfelCollectionView, ArrayBeyondTheAddressSpaceThrows)
     EXPECT_THROW(CSurfelCollectionView(nullptr, most, &position, 12), VekoException);
     EXPECT_THROW(CSurfelCollectionView(nullptr, 2, &position, 12, &position, most), VekoException);
     EXPECT_NO_THROW(CSurfelCollectionView(nullptr, 1, &position, most));
+    // Where there is room for the last one and where there is none for one more.
+    EXPECT_NO_THROW(CSurfelCollectionView(nullptr, 4, &position, most / 4));
+    EXPECT_THROW(CSurfelCollectionView(nullptr, 5, &position, most / 4), VekoException);
+    const std::size_t lastOffset =
+        most - sizeof position - reinterpret_cast<std::uintptr_t>(&position);
+    EXPECT_NO_THROW(CSurfelCollectionView(nullptr, lastOffset + 1, &position, 1));
+    EXPECT_THROW(CSurfelCollectionView(nullptr, lastOffset + 2, &position, 1), VekoException);
 }
 
 TEST(CSurfelCollectionView, TooManySurfelsToSearchIsALengthError)
@@ -174,6 +190,19 @@ TEST(CSurfelCollectionView, AppendAndScatterCopy_ThrowSinceMemoryIsBorrowed)
     EXPECT_EQ(GetMessageOf([&] { view.Append(view, c_matIdentityD); }), message);
     EXPECT_EQ(GetMessageOf([&] { view.ScatterCopy(view, {}, c_matIdentityD); }), message);
     EXPECT_EQ(view.GetCount(), 3U);
+}
+
+TEST(CSurfelCollectionView, Exceptions_NameTheirPlaces)
+{
+    const LqVector3f position;
+    const std::size_t most = std::numeric_limits<std::size_t>::max();
+    CSurfelCollectionView view(nullptr, 1, &position, 12);
+    EXPECT_EQ(GetCodeLineOf([] { const CSurfelCollectionView none(nullptr, 2, nullptr, 12); }),
+              38U);
+    EXPECT_EQ(GetCodeLineOf([&] { const CSurfelCollectionView far(nullptr, 2, &position, most); }),
+              44U);
+    EXPECT_EQ(GetCodeLineOf([&] { view.Append(view, c_matIdentityD); }), 198U);
+    EXPECT_EQ(GetCodeLineOf([&] { view.ScatterCopy(view, {}, c_matIdentityD); }), 204U);
 }
 
 TEST(CSurfelCollectionView, Copies_KeepNormalsToTheBitAndOwnTheirSurfels)

@@ -129,6 +129,14 @@ std::vector<LqVector3f> MakeLine(std::size_t count)
     return positions;
 }
 
+TEST(ISurfelRuns, RunsAndGroupsWithoutSurfels_AreEmptyAndNotToBeAskedFurther)
+{
+    EXPECT_TRUE(SSurfelRun().box.IsEmpty());
+    EXPECT_TRUE(SSurfelRun().isFinite);
+    EXPECT_TRUE(DataLayer::SSurfelRunGroup().whole.box.IsEmpty());
+    EXPECT_FALSE(DataLayer::SSurfelRunGroup().hasSmallRuns);
+}
+
 TEST(ISurfelRuns, FindSurfelRuns_FirstCallFindsNone)
 {
     const auto cloud = MakeCollection<CSurfelCollectionMinimal>(1000);

@@ -93,6 +93,14 @@ TYPED_TEST(TSerializationTest, RoundTrip_KeepsEveryBit)
     EXPECT_EQ(Write(*read), Write(*written));
 }
 
+TYPED_TEST(TSerializationTest, RoundTrip_OfOneSurfelKeepsEveryBit)
+{
+    const auto written = this->Make(1);
+    const auto read = this->Make(2);
+    Read(*read, Write(*written));
+    EXPECT_EQ(GetBits(*read), GetBits(*written));
+}
+
 TYPED_TEST(TSerializationTest, RoundTrip_SupportIsThatOfTheSurfelsRead)
 {
     const auto read = this->Make(2);
@@ -207,6 +215,7 @@ TEST(Serialization, View_HeadThatDoesNotSayWhetherThereAreNormalsIsRejected)
         COwningView read(3);
         EXPECT_EQ(GetMessageOf([&] { Read(read, stream.str()); }),
                   "Damaged stream: it does not say whether surfels have normals.");
+        EXPECT_EQ(GetCodeLineOf([&] { Read(read, stream.str()); }), 126U);
         EXPECT_EQ(GetBits(read), GetBits(COwningView(3)));
     }
 }

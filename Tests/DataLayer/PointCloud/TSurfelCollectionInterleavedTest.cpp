@@ -388,6 +388,26 @@ TYPED_TEST(TSurfelCollectionInterleavedTest, Append_SourceOfAbsurdCountIsALength
     EXPECT_EQ(collection->GetCount(), 3U);
 }
 
+TYPED_TEST(TSurfelCollectionInterleavedTest,
+           CloneFromCollection_CountsThatAddUpToNoneAreALengthError)
+{
+    // Their sum is 2^64.
+    TestSupport::CMockSurfelCollection one({MakePosition(1)});
+    TestSupport::CMockSurfelCollection other({MakePosition(1)});
+    one.SetCount((std::uint64_t{1} << 62) + 1);
+    other.SetCount(std::numeric_limits<std::uint64_t>::max() - (std::uint64_t{1} << 62));
+    try
+    {
+        static_cast<void>(
+            this->Make(0)->CloneFromCollection({&one, &other}, {c_matIdentityD, c_matIdentityD}));
+        FAIL();
+    }
+    catch (const std::length_error& error)
+    {
+        EXPECT_STREQ(error.what(), "There cannot be so many surfels in one collection.");
+    }
+}
+
 TYPED_TEST(TSurfelCollectionInterleavedTest, ScatterCopy_OverwritesTheNamedSurfels)
 {
     const auto collection = this->Make(4);

@@ -212,6 +212,31 @@ TYPED_TEST(TSurfelCollectionSubsetTest, Subsets_ShareNothingWithTheirSource)
     EXPECT_EQ(GetBits(*subset), expected);
 }
 
+TEST(SurfelSubsets, Exceptions_NameTheirPlaces)
+{
+    const auto collection = MakeCollection<DataLayer::CSurfelCollectionMinimal>(3);
+    EXPECT_EQ(
+        GetCodeLineOf([&] { static_cast<void>(collection->GetSubsetCopyByIndex({3}, c_keep)); }),
+        23U);
+    EXPECT_EQ(
+        GetCodeLineOf([&] {
+            static_cast<void>(collection->GetSubsetCopyByMask(std::vector<bool>(2), c_keepMarked));
+        }),
+        34U);
+    EXPECT_EQ(GetCodeLineOf([&] {
+                  collection->ScatterCopy(*collection, {{3, 0}}, c_matIdentityD);
+              }),
+              49U);
+    EXPECT_EQ(GetCodeLineOf([&] {
+                  static_cast<void>(collection->CloneFromCollection({collection.get()}, {}));
+              }),
+              63U);
+    EXPECT_EQ(GetCodeLineOf([&] {
+                  static_cast<void>(collection->CloneFromCollection({nullptr}, {c_matIdentityD}));
+              }),
+              71U);
+}
+
 }  // namespace
 
 }  // namespace DataLayerTest

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 
@@ -51,10 +52,7 @@ public:
             forEachFinite(block, [&finite](std::uint64_t, const LqVector3f&) { ++finite; });
             m_firstOfBlock[block + 1] = finite;
         });
-        for (std::uint32_t block = 0; block < blockCount(); ++block)
-        {
-            m_firstOfBlock[block + 1] += m_firstOfBlock[block];
-        }
+        std::partial_sum(m_firstOfBlock.begin(), m_firstOfBlock.end(), m_firstOfBlock.begin());
     }
 
     [[nodiscard]] std::uint64_t GetCount() const { return m_firstOfBlock.back(); }

@@ -283,7 +283,7 @@ CNeighborCellsBuilder::Runs CNeighborCellsBuilder::findRuns(std::uint64_t begin,
 void CNeighborCellsBuilder::sortRuns(const std::vector<Runs>& runs)
 {
     // Counted two places on, so that filling leaves each block's first run at the block's place.
-    m_firstRun.assign(m_keys.size() + 2, 0);
+    m_firstRun.resize(m_keys.size() + 2);
     for (const Runs& some : runs)
     {
         for (const SRun& run : some)

@@ -126,6 +126,21 @@ TEST(CNearestNeighborIndexBuild, GetMemorySize_AtMostTwentyBytesAPoint)
     EXPECT_LE(CNearestNeighborIndex(PositionsOf(points)).GetMemorySize(), 20 * points.size());
 }
 
+TEST(CNearestNeighborIndexBuild, GetMemorySize_OfNoLeafMoreThanIsFilled)
+{
+    const auto sizeOf = [](std::size_t count) {
+        const Points points = MakeRandom(count, 1.0F, 3);
+        return CNearestNeighborIndex(PositionsOf(points)).GetMemorySize();
+    };
+    constexpr std::size_t c_leaf = sizeof(DataLayer::NearestNeighbor::ULeaf);
+    constexpr std::size_t c_oneLeaf =
+        sizeof(CNearestNeighborIndex) + c_leaf + sizeof(DataLayer::NearestNeighbor::SNode);
+    EXPECT_EQ(sizeOf(1), c_oneLeaf);
+    EXPECT_EQ(sizeOf(15), c_oneLeaf);
+    EXPECT_EQ(sizeOf(16), c_oneLeaf);
+    EXPECT_EQ(sizeOf(17), c_oneLeaf + c_leaf);
+}
+
 TEST(CNearestNeighborIndexBuild, GetKernelNames_EndWithTheReference)
 {
     EXPECT_EQ(CNearestNeighborIndex::GetKernelNames().back(), "scalar");

@@ -385,6 +385,39 @@ TEST_P(CNeighborCellsTest, RegionThatDoesNotExist_HasNoneOfTheFirst)
               std::vector<std::uint16_t>(512, DataLayer::NeighborCells::c_notAmong));
 }
 
+TEST(CNeighborCellsMemory, GetMemorySize_IsThatOfPositionsBlocksAndRegions)
+{
+    // Others alone, for which no blocks beside theirs are added, each in a region of its own.
+    const CCellGrid grid({0.3F, 0.3F, 0.3F});
+    // The slots of the table double beyond an eighth of them.
+    constexpr std::array<std::array<std::size_t, 2>, 5> c_slotsOfRegions = {
+        {{2, 16}, {3, 32}, {4, 32}, {8, 64}, {9, 128}}};
+    for (const auto& [numRegions, numSlots] : c_slotsOfRegions)
+    {
+        SCOPED_TRACE(numRegions);
+        Points points;
+        for (std::uint32_t region = 1; region < numRegions; ++region)
+        {
+            const std::uint32_t cell = 128 * 400 + 128 * region + 72;
+            points.push_back({grid.Middle(0, cell), grid.Middle(1, 60001), grid.Middle(2, 60001)});
+        }
+        const Points all = grid.WithMiddle(points);
+        const CDeferredNeighborSearch search(PositionsOf(all));
+        const auto split = CNearestNeighborSplit::Make(search, -1, c_bound);
+        ASSERT_NE(split, nullptr);
+        // Each region has one block here. A block has 32 words of states, 64 bricks, a bit for each
+        // of those and the first position of each; what does not exist has states and bits too.
+        constexpr std::size_t c_statesAndBits = 32 * sizeof(std::uint32_t) + sizeof(std::uint64_t);
+        constexpr std::size_t c_firstPositions = 64 * sizeof(std::uint32_t);
+        constexpr std::size_t c_region = 512 * sizeof(std::uint32_t);
+        EXPECT_EQ(split->GetMemorySize(),
+                  sizeof(CNearestNeighborSplit) + all.size() * sizeof(std::uint32_t) +
+                      numRegions * c_firstPositions + (numRegions + 1) * c_statesAndBits +
+                      (numRegions + 1) * c_region +
+                      numSlots * sizeof(DataLayer::NeighborCells::SSlot));
+    }
+}
+
 /// Most of a cloud in one place, which is the middle of the cells and a corner of its block.
 Points MiddleWith(Points points)
 {

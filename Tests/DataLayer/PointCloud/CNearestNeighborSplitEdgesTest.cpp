@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "DataLayer/PointCloud/Kernels/NeighborCells.h"
@@ -118,6 +121,85 @@ TEST_P(CNearestNeighborSplitEdgesTest, CornersOfCells_AnsweredAsRestated)
             expectRestated(grid.WithMiddle({{position[0], position[1], position[2]}}), 0, queries);
         }
     }
+}
+
+/// The squares of the least and of the greatest distance, in cells, between the nearest one of some
+/// cells' middles and the points of a cube, with more room than the roundings of places need.
+std::pair<double, double> ReachOf(const std::vector<std::array<std::uint32_t, 3>>& cells,
+                                  const std::array<std::uint32_t, 3>& cube)
+{
+    constexpr double c_halfEdge = 1.02;
+    std::pair<double, double> reach(c_infinity, c_infinity);
+    for (const auto& cell : cells)
+    {
+        double least = 0.0;
+        double greatest = 0.0;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+        {
+            const double fromMiddle = std::abs(cell[axis] + 0.5 - (cube[axis] | 1U));
+            least += std::pow(std::max(fromMiddle - c_halfEdge, 0.0), 2);
+            greatest += std::pow(fromMiddle + c_halfEdge, 2);
+        }
+        reach = {std::min(reach.first, least), std::min(reach.second, greatest)};
+    }
+    return reach;
+}
+
+TEST(CNearestNeighborSplitJudging, CubesThatDistancesDecide_AreDecidedOnceTheyAreAskedFor)
+{
+    using DataLayer::CNeighborCells;
+    const double squaredBound = std::pow(CNeighborCells::c_cellsPerBound, 2);
+    const CCellGrid grid({0.3F, 0.3F, 0.3F});
+    std::mt19937 random(42);
+    const auto drawCells = [&random](std::size_t count) {
+        std::vector<std::array<std::uint32_t, 3>> cells(count);
+        for (auto& cell : cells)
+        {
+            for (std::uint32_t& number : cell)
+            {
+                number = 60000U + static_cast<std::uint32_t>(random() % 10);
+            }
+        }
+        return cells;
+    };
+    const auto pointAt = [&grid](const std::array<std::uint32_t, 3>& cell) {
+        return LqVector3f{grid.Middle(0, cell[0]), grid.Middle(1, cell[1]),
+                          grid.Middle(2, cell[2])};
+    };
+    std::size_t numDecided[3]{};
+    for (int round = 0; round < 60; ++round)
+    {
+        const auto firsts = drawCells(1 + random() % 3);
+        const auto others = drawCells(1 + random() % 3);
+        Points points;
+        std::transform(firsts.begin(), firsts.end(), std::back_inserter(points), pointAt);
+        std::transform(others.begin(), others.end(), std::back_inserter(points), pointAt);
+        const auto last = static_cast<std::int32_t>(firsts.size()) - 1;
+        const Points all = grid.WithMiddle(points);
+        const CDeferredNeighborSearch search(PositionsOf(all));
+        const auto split = CNearestNeighborSplit::Make(search, last, c_bound);
+        ASSERT_NE(split, nullptr);
+        for (const auto& cube : drawCells(60))
+        {
+            const auto [firstLeast, firstGreatest] = ReachOf(firsts, cube);
+            const auto [otherLeast, otherGreatest] = ReachOf(others, cube);
+            const std::uint32_t decided =
+                firstGreatest < std::min(squaredBound, otherLeast) * 0.9999
+                    ? DataLayer::NeighborCells::c_amongFirst
+                : firstLeast > std::min(squaredBound, otherGreatest) * 1.0001
+                    ? DataLayer::NeighborCells::c_notAmong
+                    : DataLayer::NeighborCells::c_unjudged;
+            ++numDecided[decided];
+            if (decided != DataLayer::NeighborCells::c_unjudged)
+            {
+                const LqVector3f query = pointAt(cube);
+                EXPECT_EQ(split->IsAmongFirst(query),
+                          decided == DataLayer::NeighborCells::c_amongFirst);
+                EXPECT_EQ(LookAt(*split, PositionsOf({query})).states[0], decided);
+            }
+        }
+    }
+    EXPECT_GT(*std::min_element(std::begin(numDecided), std::end(numDecided)), 100U);
 }
 
 /// Draws positions and queries that a proof may get wrong, in some region of the cells.

@@ -214,6 +214,30 @@ TEST(CNearestNeighborSplitMemory, JudgedCube_IsNotJudgedAgain)
     EXPECT_TRUE(split->IsAmongFirst(query));
 }
 
+TEST(CNearestNeighborSplitMemory, MoreThan160PositionsAround_AreLeftToTheIndex)
+{
+    // One first position in the middle of a cube, and others with it or some four cells away.
+    const LqVector3f first{2.0F, -0.5F / 1.75F, -0.5F / 1.75F};
+    const LqVector3f apart{0, 0, 0};
+    const auto expectAsked = [first](const LqVector3f& other, std::size_t numOthers,
+                                     std::uint32_t expectedState, bool isIndexExpected) {
+        SCOPED_TRACE(numOthers);
+        Points points(1 + numOthers, other);
+        points[0] = first;
+        const CDeferredNeighborSearch search(PositionsOf(points));
+        const auto split = CNearestNeighborSplit::Make(search, 0, c_bound);
+        ASSERT_NE(split, nullptr);
+        const std::size_t before = GetAllocationCount();
+        EXPECT_TRUE(split->IsAmongFirst(first));
+        EXPECT_EQ(GetAllocationCount() != before, isIndexExpected);
+        EXPECT_EQ(LookAt(*split, PositionsOf({first})).states[0], expectedState);
+    };
+    expectAsked(apart, 159, DataLayer::NeighborCells::c_amongFirst, false);
+    expectAsked(apart, 160, DataLayer::NeighborCells::c_undecidable, true);
+    expectAsked(first, 159, DataLayer::NeighborCells::c_undecidable, false);
+    expectAsked(first, 160, DataLayer::NeighborCells::c_undecidable, true);
+}
+
 TEST_P(CNearestNeighborSplitTest, ConcurrentQueries_AnsweredAsRestated)
 {
     Points points = MakeRandom(900, 7, 31);
@@ -384,6 +408,7 @@ TEST(CDeferredNeighborSearchTest, BuildsTheIndexOnce)
 TEST(CDeferredNeighborSearchTest, MorePositionsThanAnIndexNames_Throw)
 {
     EXPECT_THROW(CDeferredNeighborSearch({nullptr, 0, 0x80000000U}), std::length_error);
+    EXPECT_NO_THROW(CDeferredNeighborSearch({nullptr, 0, 0x7FFFFFFFU}));
 }
 
 }  // namespace

@@ -96,6 +96,16 @@ TEST_P(RecordSelectionTest, SelectByCoordinate_NoneBeforeTheMiddleIsGreaterThanA
     }
 }
 
+TEST(RecordSelectionSampleTest, SelectByCoordinate_AllOfManyIsNoMoreThanTheLargestSampleHolds)
+{
+    constexpr std::uint32_t c_count = 128 * 256;
+    const Records original =
+        MakeRecords(c_count, [](std::uint32_t i) { return static_cast<float>(i % 1000); });
+    Records records = original;
+    SelectByCoordinate(records.data(), records.data() + c_count, records.data() + c_count, 1);
+    ExpectSameRecords(records, original);
+}
+
 TEST(RecordSelectionIndexTest, SelectByIndex_NoneBeforeTheMiddleIsGreaterThanAnyFromItOn)
 {
     const Records original = MakeRecords(1000, [](std::uint32_t) { return 0.0F; });

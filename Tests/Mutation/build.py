@@ -18,11 +18,14 @@ LIBRARIES = ("Veko2_Base", "Veko2_DataLayer", "Veko2_PointCloudEditing")
 PROGRAMS = {
     "Base/Math": "Base DataLayer PointCloudEditing ModifyOperation",
     "DataLayer": "DataLayer PointCloudEditing ModifyOperation",
+    "DataLayer/PointCloud/CDeferred": "NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/CN": "NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/CNearestNeighborTree": "Unexported NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/Neighbor": "NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/SPosition": "NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/PointCloud/Kernels": "NearestNeighbor ModifyOperation",
+    "DataLayer/PointCloud/Kernels/NearestNeighborTree": "Unexported NearestNeighbor "
+                                                        "ModifyOperation",
     "DataLayer/PointCloud/Kernels/PackedBounds": "Unexported DataLayer ModifyOperation",
     "DataLayer/PointCloud/Kernels/TPackedBounds": "Unexported DataLayer ModifyOperation",
     "DataLayer/PointCloud/RecordSelection": "Unexported NearestNeighbor ModifyOperation",

@@ -54,6 +54,8 @@ class SwitchedTrial(Trial):
         """Leaves out what the compiler complains of, as long as there is something."""
         lines, mentioned = set(), []
         for line in "".join(self.errors).splitlines():
+            if re.match(r"(In file included|\s+) from ", line):
+                continue  # the line of an #include
             mentioned += re.findall(re.escape(self.path) + r":(\d+)", line)
             if "error:" in line and mentioned:
                 # Where it is, or else where it comes from, the innermost place first.

@@ -20,23 +20,29 @@ namespace
 constexpr std::uint32_t c_maxTaken = 4;
 constexpr std::uint32_t c_numParts = 4;
 
-/// Has \p thread, a new one, begin at once on one of \p cores other than that of the calling
-/// thread, if there is one. Some systems let it wait where it was made until its maker sleeps. From
-/// then on it may run on all of them.
-void MoveToAnotherCore(std::thread& thread, const cpu_set_t& cores)
+/// Makes a thread that begins at once, on one of \p cores other than that of the calling thread, if
+/// there is one. Some systems let a new thread wait where it was made until its maker sleeps, or
+/// the maker until it does. Says whether there is one now.
+bool BeginOnAnotherCore(pthread_t& thread, const cpu_set_t& cores, void* (*function)(void*),
+                        void* argument)
 {
     const int here = sched_getcpu();
-    if (here < 0 || here >= CPU_SETSIZE)
-    {
-        return;
-    }
     cpu_set_t others = cores;
-    CPU_CLR(here, &others);
-    if (CPU_COUNT(&others) != 0 &&
-        pthread_setaffinity_np(thread.native_handle(), sizeof others, &others) == 0)
+    if (here >= 0 && here < CPU_SETSIZE)
     {
-        pthread_setaffinity_np(thread.native_handle(), sizeof cores, &cores);
+        CPU_CLR(here, &others);
     }
+    bool hasBegun = false;
+    pthread_attr_t attributes;
+    if (CPU_COUNT(&others) != 0 && pthread_attr_init(&attributes) == 0)
+    {
+        // It is held until it is where it may run; moved later, it could be in its maker's way
+        // first.
+        hasBegun = pthread_attr_setaffinity_np(&attributes, sizeof others, &others) == 0 &&
+                   pthread_create(&thread, &attributes, function, argument) == 0;
+        pthread_attr_destroy(&attributes);
+    }
+    return hasBegun || pthread_create(&thread, nullptr, function, argument) == 0;
 }
 
 }  // namespace
@@ -140,11 +146,11 @@ CLoopThreads::~CLoopThreads()
         m_isEnding = true;
     }
     m_loopHasBegun.notify_all();
-    for (std::thread& helper : m_helpers)
+    for (const SHelper& helper : m_helpers)
     {
-        if (helper.joinable())
+        if (helper.hasBegun)
         {
-            helper.join();
+            pthread_join(helper.thread, nullptr);
         }
     }
 }
@@ -152,7 +158,7 @@ CLoopThreads::~CLoopThreads()
 void CLoopThreads::Run(std::uint32_t count, ParallelForItem item, const void* body)
 {
     CLoop loop(count, item, body);
-    std::thread* newHelper = nullptr;
+    SHelper* newHelper = nullptr;
     {
         const std::lock_guard lock(m_mutex);
         loop.older = std::exchange(m_newestLoop, &loop);
@@ -170,28 +176,28 @@ void CLoopThreads::Run(std::uint32_t count, ParallelForItem item, const void* bo
 
 /// The place of a helper that the caller is to begin; null where all have begun. One at a time:
 /// each helper that finds work begins another one, so that nobody waits until all have begun.
-std::thread* CLoopThreads::takeHelper()
+CLoopThreads::SHelper* CLoopThreads::takeHelper()
 {
     return m_isEnding || m_numPlacesTaken == m_helpers.size() ? nullptr
                                                               : &m_helpers[m_numPlacesTaken++];
 }
 
 /// Not under the mutex, which the helper would wait for, and then begin where its maker is.
-void CLoopThreads::beginHelper(std::thread* helper)
+void CLoopThreads::beginHelper(SHelper* helper)
 {
-    if (helper == nullptr)
+    if (helper != nullptr)
     {
-        return;
+        helper->hasBegun = BeginOnAnotherCore(helper->thread, m_cores, helpOthers, this);
     }
-    try
-    {
-        *helper = std::thread(&CLoopThreads::help, this);
-        MoveToAnotherCore(*helper, m_cores);
-    }
-    catch (const std::exception&)
-    {
-        // One less.
-    }
+}
+
+void* CLoopThreads::helpOthers(void* threads)
+{
+    auto& self = *static_cast<CLoopThreads*>(threads);
+    // From now on the system may move it.
+    sched_setaffinity(0, sizeof self.m_cores, &self.m_cores);
+    self.help();
+    return nullptr;
 }
 
 void CLoopThreads::help()
@@ -206,7 +212,7 @@ void CLoopThreads::help()
             continue;
         }
         ++loop->numHelpers;
-        std::thread* const newHelper = takeHelper();
+        SHelper* const newHelper = takeHelper();
         lock.unlock();
         beginHelper(newHelper);
         loop->RunItems(m_numThreads);

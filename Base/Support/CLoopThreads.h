@@ -1,12 +1,12 @@
 #pragma once
 
+#include <pthread.h>
 #include <sched.h>
 
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 #include "Base/Support/ParallelFor.h"
@@ -35,8 +35,15 @@ public:
 private:
     class CLoop;
 
-    [[nodiscard]] std::thread* takeHelper();
-    void beginHelper(std::thread* helper);
+    struct SHelper
+    {
+        pthread_t thread = {};
+        bool hasBegun = false;
+    };
+
+    [[nodiscard]] SHelper* takeHelper();
+    void beginHelper(SHelper* helper);
+    static void* helpOthers(void* threads);
     void help();
     [[nodiscard]] CLoop* findLoop() const;
     void remove(const CLoop& loop);
@@ -44,7 +51,7 @@ private:
     const std::uint32_t m_numThreads;
     cpu_set_t m_cores;
     /// One place for each; who takes a place makes its thread. One that made another comes first.
-    std::vector<std::thread> m_helpers;
+    std::vector<SHelper> m_helpers;
     std::mutex m_mutex;
     // All that follows is read and changed under the mutex.
     std::condition_variable m_loopHasBegun;

@@ -109,6 +109,9 @@ void CPaintOptions::Check() const
     {
         throw CUsageError("--view and camera options do not go together; the view has its camera");
     }
+    // Only to see whether it can be done: reading a scan may take a while.
+    CMask unused(1, 1);
+    paintShapes(unused);
 }
 
 std::vector<std::string> CPaintOptions::GetFiles() const

@@ -27,7 +27,7 @@ public:
     /// Adds the options to \p command; parsing it fills this object.
     void AddTo(CLI::App& command);
 
-    /// Looks whether the options fit together, before any file is read.
+    /// Looks whether the options fit together and the shapes make sense, before any file is read.
     /// @throw CUsageError when they do not.
     void Check() const;
 

@@ -71,6 +71,13 @@ TEST_F(CutCommandBadInputTest, UnknownOption)
     expectUsageError({"scan.ply", "--rectangel", "1,1,2,2", "-o", "rest.ply"}, "--rectangel");
 }
 
+TEST_F(CutCommandBadInputTest, ShapesAreLookedAtBeforeAScanIsRead)
+{
+    expectUsageError({"none.ply", "--rectangle", "1,1,2", "-o", "rest.ply"}, "--rectangle");
+    expectUsageError({"none.ply", "--lasso", "1,1", "2,2", "-o", "rest.ply"}, "--lasso");
+    expectUsageError({"none.ply", "--brush", "0", "1,1", "--dry-run"}, "--brush");
+}
+
 TEST_F(CutCommandBadInputTest, NothingPainted)
 {
     expectUsageError({"scan.ply", "-o", "rest.ply"}, "nothing is painted");

@@ -23,12 +23,14 @@ TEST(PointTransform, TransformHomogeneous_TreatsThePointAsARowVector)
 
 TEST(PointTransform, TransformHomogeneous_AddsTheTranslationLast)
 {
-    // 2^24 + 1 rounds to 2^24: starting from the translation would lose x and y one by one.
+    // 2^24 + 1 rounds to 2^24: with the translation first all others would be lost.
     LqMatrix4Rf matrix;
     matrix(0, 0) = 1.0F;
     matrix(1, 0) = 1.0F;
     matrix(3, 0) = 16777216.0F;
     EXPECT_EQ(TransformHomogeneous(matrix, 1.0F, 1.0F, 0.0F).x, 16777218.0F);
+    matrix(2, 0) = 1.0F;
+    EXPECT_EQ(TransformHomogeneous(matrix, 1.0F, 0.0F, 1.0F).x, 16777218.0F);
 }
 
 TEST(PointTransform, TransformHomogeneous_AddsTheRowsFromTheFirstOn)

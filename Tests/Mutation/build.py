@@ -22,6 +22,7 @@ PROGRAMS = {
     "DataLayer/PointCloud/CN": "NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/CNearestNeighborTree": "Unexported NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/Neighbor": "NearestNeighbor ModifyOperation",
+    "DataLayer/PointCloud/NeighborPlacement": "Unexported NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/SPosition": "NearestNeighbor DataLayer ModifyOperation",
     "DataLayer/PointCloud/Kernels": "NearestNeighbor ModifyOperation",
     "DataLayer/PointCloud/Kernels/NearestNeighborTree": "Unexported NearestNeighbor "

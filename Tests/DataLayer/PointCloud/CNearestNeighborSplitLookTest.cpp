@@ -150,6 +150,9 @@ TEST_P(CNearestNeighborSplitTest, Look_ReadsNothingBehindTheLastPosition)
     const CDeferredNeighborSearch search(PositionsOf(points));
     const auto split = CNearestNeighborSplit::Make(search, 50, c_bound, GetParam());
     ASSERT_NE(split, nullptr);
+    // By a perspective none is near.
+    LqMatrix4Rf projective(c_matIdentityD);
+    projective(0, 3) = 0.01F;
     for (const std::size_t stride : {12U, 13U, 16U})
     {
         for (std::size_t count = 1; count < 40; ++count)
@@ -160,11 +163,12 @@ TEST_P(CNearestNeighborSplitTest, Look_ReadsNothingBehindTheLastPosition)
                 std::memcpy(bytes.Get().data() + index * stride, &points[index],
                             sizeof(LqVector3f));
             }
-            const SLooked looked = LookAt(*split, {bytes.Get().data(), stride, count});
-            EXPECT_EQ(
-                looked,
-                LookAt(*split, PositionsOf({points.begin(),
-                                            points.begin() + static_cast<std::ptrdiff_t>(count)})));
+            const Points first(points.begin(), points.begin() + static_cast<std::ptrdiff_t>(count));
+            for (const LqMatrix4Rf& trafo : {LqMatrix4Rf(c_matIdentityD), projective})
+            {
+                EXPECT_EQ(LookAt(*split, {bytes.Get().data(), stride, count}, trafo),
+                          LookAt(*split, PositionsOf(first), trafo));
+            }
         }
     }
 }

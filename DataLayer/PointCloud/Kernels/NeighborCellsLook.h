@@ -110,6 +110,13 @@ private:
                 Vector::Load(coordinates[2])};
     }
 
+    bool isNear(std::size_t index) const
+    {
+        float p[3];
+        std::memcpy(p, m_surfels.first + index * m_surfels.stride, sizeof p);
+        return (p[0] * p[0] + p[1] * p[1]) + p[2] * p[2] <= m_surfels.placement.nearness;
+    }
+
     bool areNear(const SPoints& points) const
     {
         const Floats squares = Vector::MultiplyAdd(
@@ -176,32 +183,54 @@ private:
         batch.count = left < c_batch ? left : c_batch;
         const std::size_t inRegisters =
             m_surfels.stride == c_recordSize ? batch.count / c_width * c_width : 0;
-        // A bit for each register with surfels that are not near.
-        std::uint32_t far = 0;
-        const auto placeAllAsNear = [&](const SPoints& points, std::size_t index) {
-            far |= (areNear(points) ? 0U : 1U) << index / c_width;
-            place({stepsOf(points, 0), stepsOf(points, 1), stepsOf(points, 2)}, batch, index);
-        };
-        for (std::size_t index = 0; index < inRegisters; index += c_width)
+        // A bit for each register with surfels that are not near. Such surfels come one by one or
+        // all together, which the first one tells.
+        std::uint32_t far = ~0U >> (c_batch - batch.count) / c_width;
+        if (isNear(first))
         {
-            fetchAhead(first + index);
-            placeAllAsNear(load(first + index), index);
+            far = 0;
+            const auto placeAllAsNear = [&](const SPoints& points, std::size_t index) {
+                far |= (areNear(points) ? 0U : 1U) << index / c_width;
+                place({stepsOf(points, 0), stepsOf(points, 1), stepsOf(points, 2)}, batch, index);
+            };
+            for (std::size_t index = 0; index < inRegisters; index += c_width)
+            {
+                fetchAhead(first + index);
+                placeAllAsNear(load(first + index), index);
+            }
+            for (std::size_t index = inRegisters; index < batch.count; index += c_width)
+            {
+                placeAllAsNear(collect(first + index, batch.count - index), index);
+            }
         }
-        for (std::size_t index = inRegisters; index < batch.count; index += c_width)
+        if (far != 0)
         {
-            placeAllAsNear(collect(first + index, batch.count - index), index);
-        }
-        for (; far != 0; far &= far - 1U)
-        {
-            placeAnew(batch, first, static_cast<std::size_t>(__builtin_ctz(far)) * c_width);
+            placeFar(batch, first, inRegisters, far);
         }
     }
 
-    /// Places a register of surfels again of which some are not near. Apart, so that it takes no
+    /// Places the registers of a batch of which \p far has a bit. Apart, so that it takes no
     /// registers from the loops.
-    [[gnu::noinline]] void placeAnew(SBatch& batch, std::size_t first, std::size_t index)
+    [[gnu::noinline]] void placeFar(SBatch& batch, std::size_t first, std::size_t inRegisters,
+                                    std::uint32_t far)
     {
-        const SPoints points = collect(first + index, batch.count - index);
+        for (; far != 0; far &= far - 1U)
+        {
+            const std::size_t index = static_cast<std::size_t>(__builtin_ctz(far)) * c_width;
+            if (index < inRegisters)
+            {
+                fetchAhead(first + index);
+                place(placesOfFar(load(first + index)), batch, index);
+            }
+            else
+            {
+                place(placesOfFar(collect(first + index, batch.count - index)), batch, index);
+            }
+        }
+    }
+
+    SPlaces placesOfFar(const SPoints& points) const
+    {
         Floats moved[3] = {transformed(points, 0), transformed(points, 1), transformed(points, 2)};
         if (!m_surfels.placement.isAffine)
         {
@@ -214,7 +243,7 @@ private:
         const auto stepsOfCell = [&](std::uint32_t axis) {
             return Vector::template ShiftLeft<c_stepBits>(cellsOf(moved[axis], axis));
         };
-        place({stepsOfCell(0), stepsOfCell(1), stepsOfCell(2)}, batch, index);
+        return {stepsOfCell(0), stepsOfCell(1), stepsOfCell(2)};
     }
 
     /// Finds out in which cubes the surfels at some places are, which are number \p index and the

@@ -50,20 +50,21 @@ bool IsNear(const SPlacement& placement, const LqVector3f& surfel)
            placement.nearness;
 }
 
-/// Whether a surfel and all that may share a register with it are near.
-bool AreNearWithThoseBeside(const SPlacement& placement, const Points& surfels, std::size_t index)
+/// Whether a surfel, all that may share a register with it and those that may be the first of its
+/// batch are near: otherwise a kernel may place it as it places far ones.
+bool AreAllNear(const SPlacement& placement, const Points& surfels, std::size_t index)
 {
     constexpr std::size_t c_mostPerRegister = 16;
-    const std::size_t first = index / c_mostPerRegister * c_mostPerRegister;
-    const std::size_t end = std::min(first + c_mostPerRegister, surfels.size());
-    for (std::size_t beside = first; beside < end; ++beside)
+    for (std::size_t lane = 0; lane < c_mostPerRegister; ++lane)
     {
-        if (!IsNear(placement, surfels[beside]))
+        const std::size_t beside = index / c_mostPerRegister * c_mostPerRegister + lane;
+        if (beside < surfels.size() && !IsNear(placement, surfels[beside]))
         {
             return false;
         }
     }
-    return true;
+    return IsNear(placement, surfels[index / 256 * 256]) &&
+           IsNear(placement, surfels[index / 512 * 512]);
 }
 
 TEST_P(CNearestNeighborSplitPlacementTest, Look_NearAndFar_InTheirCubes)
@@ -111,7 +112,7 @@ TEST_P(CNearestNeighborSplitPlacementTest, Look_NearAndFar_InTheirCubes)
         std::size_t numElsewhere = 0;
         for (std::size_t index = 0; index < surfels.size(); ++index)
         {
-            if (placesNearBySteps && AreNearWithThoseBeside(placement, surfels, index))
+            if (placesNearBySteps && AreAllNear(placement, surfels, index))
             {
                 const Points middle{MiddleOfCell(grid, placement, surfels[index])};
                 const std::uint16_t expected = LookAt(*reference, PositionsOf(middle)).states[0];

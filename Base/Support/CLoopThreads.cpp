@@ -26,23 +26,24 @@ constexpr std::uint32_t c_numParts = 4;
 bool BeginOnAnotherCore(pthread_t& thread, const cpu_set_t& cores, void* (*function)(void*),
                         void* argument)
 {
-    const int here = sched_getcpu();
     cpu_set_t others = cores;
-    if (here >= 0 && here < CPU_SETSIZE)
-    {
-        CPU_CLR(here, &others);
-    }
-    bool hasBegun = false;
-    pthread_attr_t attributes;
-    if (CPU_COUNT(&others) != 0 && pthread_attr_init(&attributes) == 0)
+    // Where it is not known, none.
+    CPU_CLR(sched_getcpu(), &others);
+    if (CPU_COUNT(&others) != 0)
     {
         // It is held until it is where it may run; moved later, it could be in its maker's way
         // first.
-        hasBegun = pthread_attr_setaffinity_np(&attributes, sizeof others, &others) == 0 &&
-                   pthread_create(&thread, &attributes, function, argument) == 0;
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setaffinity_np(&attributes, sizeof others, &others);
+        const bool hasBegun = pthread_create(&thread, &attributes, function, argument) == 0;
         pthread_attr_destroy(&attributes);
+        if (hasBegun)
+        {
+            return true;
+        }
     }
-    return hasBegun || pthread_create(&thread, nullptr, function, argument) == 0;
+    return pthread_create(&thread, nullptr, function, argument) == 0;
 }
 
 }  // namespace
@@ -178,8 +179,7 @@ void CLoopThreads::Run(std::uint32_t count, ParallelForItem item, const void* bo
 /// each helper that finds work begins another one, so that nobody waits until all have begun.
 CLoopThreads::SHelper* CLoopThreads::takeHelper()
 {
-    return m_isEnding || m_numPlacesTaken == m_helpers.size() ? nullptr
-                                                              : &m_helpers[m_numPlacesTaken++];
+    return m_numPlacesTaken == m_helpers.size() ? nullptr : &m_helpers[m_numPlacesTaken++];
 }
 
 /// Not under the mutex, which the helper would wait for, and then begin where its maker is.

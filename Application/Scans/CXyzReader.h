@@ -15,8 +15,7 @@ namespace Application
 /// nothing in front of it.
 ///
 /// Passed over are lines that are blank or have empty columns alone, comments (lines that begin
-/// with
-/// "#" or "//") and, before the first point, one line of column names (none of its first three
+/// with "#" or "//") and, before the first point, one line of column names (none of its first three
 /// columns is a number). A byte order mark is no part of the first line.
 class CXyzReader
 {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include "Application/Editing/CStandInCollection.h"
@@ -14,6 +15,7 @@
 #include "Base/Interfaces/SRegionSelectionInfo.h"
 #include "Base/Math/PointTransform.h"
 #include "DataLayer/Base3D/PointCloudEditing/CCutPointCloudWithPixelMask.h"
+#include "DataLayer/PointCloud/CSurfelCollectionView.h"
 
 namespace Application
 {
@@ -24,6 +26,8 @@ namespace
 constexpr std::uint16_t c_cut = Base::CSurfelBitMask::SurfelFlagCut;
 /// How often the stand-in's box doubles, from a rounding step to its centre's distance.
 constexpr int c_numGrowthSteps = 24;
+/// Small enough that few pieces reach behind the eye, large enough that a piece's box costs little.
+constexpr std::size_t c_surfelsPerPiece = 1024;
 
 using Vector = std::array<double, 3>;
 
@@ -58,6 +62,17 @@ SPaintBounds BoundPaint(const Base::SRegionSelectionInfo& selection)
         }
     }
     return bounds;
+}
+
+bool HasCut(std::span<const Base::CSurfelBitMask> words)
+{
+    // As narrow as a word, and no way out of the loop: so the compiler joins many at a time.
+    std::uint16_t bits = 0;
+    for (const Base::CSurfelBitMask& word : words)
+    {
+        bits = static_cast<std::uint16_t>(bits | word.bits);
+    }
+    return (bits & c_cut) != 0;
 }
 
 Geometry::CBox3D MakeCube(const LqVector3f& centre, float halfSize)
@@ -107,7 +122,12 @@ CFrontOfEye::CFrontOfEye(const SCutRegion& region,
 
 bool CFrontOfEye::ReachesBehind() const
 {
-    const Geometry::CBox3D box = m_collection->GetPointCloudSupport()->GetBoundingBox().box;
+    return reachesBehind(*m_collection);
+}
+
+bool CFrontOfEye::reachesBehind(const Base::ISurfelCollection& surfels) const
+{
+    const Geometry::CBox3D box = surfels.GetPointCloudSupport()->GetBoundingBox().box;
     if (box.IsEmpty())
     {
         return false;
@@ -170,19 +190,34 @@ std::shared_ptr<const Base::ISurfelCollection> CFrontOfEye::MakeAcceptable(
 void CFrontOfEye::TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
                                  std::vector<Base::CSurfelBitMask>& after) const
 {
-    const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    for (std::size_t index = 0; index < after.size(); ++index)
+    if (!ReachesBehind())
     {
-        const bool wasCut = !before.empty() && (before[index].bits & c_cut) != 0;
-        if ((after[index].bits & c_cut) == 0 || wasCut)
+        return;
+    }
+    const auto& positions = m_collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
+    const std::size_t stride = positions.GetStrideInBytes();
+    for (std::size_t begin = 0; begin < after.size(); begin += c_surfelsPerPiece)
+    {
+        const std::size_t size = std::min(after.size() - begin, c_surfelsPerPiece);
+        if (!HasCut(std::span(after).subspan(begin, size)) ||
+            !reachesBehind(DataLayer::CSurfelCollectionView(
+                m_collection, size, positions.GetFirstElement() + begin * stride, stride)))
         {
             continue;
         }
-        const LqVector3f position = positions.At(index);
-        const float w = TransformHomogeneous(m_combined, position.x, position.y, position.z).w;
-        if (!(w > 0.0F))
+        for (std::size_t index = begin; index < begin + size; ++index)
         {
-            after[index].bits = static_cast<std::uint16_t>(after[index].bits & ~c_cut);
+            const bool wasCut = !before.empty() && (before[index].bits & c_cut) != 0;
+            if ((after[index].bits & c_cut) == 0 || wasCut)
+            {
+                continue;
+            }
+            const LqVector3f position = positions.At(index);
+            const float w = TransformHomogeneous(m_combined, position.x, position.y, position.z).w;
+            if (!(w > 0.0F))
+            {
+                after[index].bits = static_cast<std::uint16_t>(after[index].bits & ~c_cut);
+            }
         }
     }
 }

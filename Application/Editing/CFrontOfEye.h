@@ -46,11 +46,14 @@ public:
         const DataLayer::CCutPointCloudWithPixelMask& cutter) const;
 
     /// Takes SurfelFlagCut back from the words \p after, one per surfel, of those that did not have
-    /// it in \p before (which may be empty: none had it) and are not in front of the eye.
+    /// it in \p before (which may be empty: none had it) and are not in front of the eye. Where
+    /// a bounding box, the collection's or that of some in a row, lies in front, it speaks for all.
     void TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
                         std::vector<Base::CSurfelBitMask>& after) const;
 
 private:
+    [[nodiscard]] bool reachesBehind(const Base::ISurfelCollection& surfels) const;
+
     SCutRegion m_region;
     std::shared_ptr<const Base::ISurfelCollection> m_collection;
     LqMatrix4Rf m_combined;

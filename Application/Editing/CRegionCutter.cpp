@@ -45,14 +45,9 @@ void CRegionCutter::Cut(const Surfels& block, Words& words) const
     results[0].second.resize(block->GetCount());
     m_cutter.Compute(inputs, results);
     words = std::move(results[0].second);
-    if (!results[0].first || !m_isFrontOnly)
+    if (results[0].first && m_isFrontOnly)
     {
-        return;
-    }
-    const CFrontOfEye front(m_region, block);
-    if (front.ReachesBehind())
-    {
-        front.TakeBackBehind(inputs[0].bitMasks, words);
+        CFrontOfEye(m_region, block).TakeBackBehind(inputs[0].bitMasks, words);
     }
 }
 

@@ -429,6 +429,25 @@ TEST(CSurfelCutterTest, Apply_ViewOfSeveralBlocksIsCutAsAWhole)
     }
 }
 
+TEST(CSurfelCutterTest, Apply_ViewThatLiesInStretchesBehindTheEyeIsCutInFront)
+{
+    std::mt19937 random(22);
+    std::uniform_real_distribution<float> coordinate(-2.0F, 2.0F);
+    std::vector<LqVector3f> positions;
+    while (positions.size() < 22000)
+    {
+        const float z = positions.size() / 1500 % 3 == 1 ? 2.0F : -2.0F;
+        positions.push_back({coordinate(random), coordinate(random), z});
+    }
+    // The last stretch lies in front, all but its last surfel.
+    positions.push_back({-1.5F, 0.5F, 2.0F});
+    const auto region = LookFromOrigin(c_size, {{2, 2}, {5, 4}, {6, 4}});
+    const auto scan = MakeView(positions);
+    Words flags;
+    EXPECT_GT(Apply(CSurfelCutter({region}, Reach::FrontOfEye, Side::Painted), scan, flags), 0U);
+    EXPECT_EQ(ToBits(flags), RestateFrontCut(region, positions));
+}
+
 TEST(CSurfelCutterTest, Apply_ViewThatIsRejectedByItsBoxKeepsItsFlags)
 {
     // The box projects to a small square in the middle; only the last surfel lies under the paint.

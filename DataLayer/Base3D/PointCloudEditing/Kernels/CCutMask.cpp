@@ -10,6 +10,7 @@
 #include <numeric>
 
 #include "Base/Interfaces/SRegionSelectionInfo.h"
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/PaintedBands.h"
 #include "DataLayer/Base3D/PointCloudEditing/Kernels/PixelProjection.h"
 
 namespace DataLayer
@@ -26,8 +27,6 @@ constexpr std::uint32_t c_maximumSize = 1U << 24;
 /// As many as an index of 32 bits tells apart.
 constexpr std::uint64_t c_maximumBytes = std::uint64_t{1} << 32;
 
-/// A word of the packed mask has a bit for each of so many pixels.
-constexpr std::uint32_t c_pixelsPerWord = 32;
 /// 2^31 pixels, so that a kernel may count bits in signed integers.
 constexpr std::size_t c_maximumWords = (std::size_t{1} << 31) / c_pixelsPerWord;
 
@@ -190,6 +189,10 @@ void CCutMask::pack(const Geometry::CBox3D& bounds)
     m_mask.deviceRows = {FirstDeviceOf(m_mask.firstRow, m_mask.height),
                          FirstDeviceOf(m_mask.endRow, m_mask.height)};
     m_mask.isTall = LengthOf(m_mask.deviceColumns) < LengthOf(m_mask.deviceRows);
+    if (!m_mask.isWhole)
+    {
+        m_mask.bands = FindPaintedBands(m_mask);
+    }
     m_mask.isPacked = true;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "Base/Interfaces/CSurfelBitMask.h"
+#include "DataLayer/Base3D/PointCloudEditing/Kernels/PaintedBands.h"
 
 namespace DataLayer
 {
@@ -20,6 +21,9 @@ struct SDeviceRange
     float first;
     float end;
 };
+
+/// A word of the packed mask has a bit for each of so many pixels.
+inline constexpr std::uint32_t c_pixelsPerWord = 32;
 
 /// So many words may be read before a packed mask's first one and behind its last one, so that a
 /// register of words can have any of them in its middle.
@@ -47,8 +51,8 @@ struct SCutMask
     std::uint32_t firstRow = 0;
     std::uint32_t endRow = 0;
     /// One bit for each pixel of the rectangle, row after row, wordsPerRow to a row: bit b of a
-    /// row's word w is the pixel of column firstColumn + 32 w + b. Null when the rectangle is
-    /// empty.
+    /// row's word w is the pixel of column firstColumn + c_pixelsPerWord w + b. Null when the
+    /// rectangle is empty.
     const std::uint32_t* words = nullptr;
     std::uint32_t wordsPerRow = 0;
     /// Whether all of the rectangle's pixels are painted, so that none needs to be looked up.
@@ -59,6 +63,8 @@ struct SCutMask
     /// Whether its columns are a smaller part of the view than its rows, so that fewer surfels pass
     /// their test.
     bool isTall = false;
+    /// What can be told of the rectangle's surfels without their pixels, when it is not whole.
+    SPaintedBands bands = {};
 };
 
 /// The words of more surfels than these do not stay in the nearer caches.

@@ -15,7 +15,7 @@ struct SAvx2
     using Words = __m128i;
     using Bits = __m256i;
     static constexpr std::uint32_t c_width = 8;
-    static constexpr bool c_canCompress = false;
+    static constexpr bool c_hasBands = false;
 
     static Floats Set(float value) { return _mm256_set1_ps(value); }
     static Floats Load(const float* values) { return _mm256_loadu_ps(values); }

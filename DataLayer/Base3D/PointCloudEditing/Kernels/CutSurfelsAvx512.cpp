@@ -15,7 +15,7 @@ struct SAvx512
     using Words = __m256i;
     using Bits = __m512i;
     static constexpr std::uint32_t c_width = 16;
-    static constexpr bool c_canCompress = true;
+    static constexpr bool c_hasBands = true;
 
     static Floats Set(float value) { return _mm512_set1_ps(value); }
     static Floats Load(const float* values) { return _mm512_loadu_ps(values); }
@@ -76,25 +76,27 @@ struct SAvx512
         return _mm512_test_epi32_mask(
             word, _mm512_maskz_sllv_epi32(isLane, ints(1), _mm512_and_si512(bits, ints(31))));
     }
-    /// Writes the bits of the lanes to the front of a queue's register.
-    static void Compress(Bits bits, std::uint32_t lanes, std::uint32_t* queue)
+    /// Those of the lanes that lie on painted pixels for sure; \p open become those that may.
+    static std::uint32_t JudgeByBands(const SPaintedBands& bands, std::uint32_t lanes, Floats x,
+                                      Floats y, std::uint32_t& open)
     {
-        _mm512_storeu_si512(queue, _mm512_maskz_compress_epi32(mask(lanes), bits));
-    }
-    /// Replaces the first \p count bits of a queue, or a register of them, by 1 for those that are
-    /// set and 0 for the others.
-    static void ReplaceByPainted(const std::uint32_t* words, std::uint32_t* queue,
-                                 std::uint32_t count)
-    {
-        const std::uint32_t lanes = count < c_width ? ~(~0U << count) : c_all;
-        const std::uint32_t painted = Painted(words, _mm512_loadu_si512(queue), lanes);
-        _mm512_storeu_si512(queue, _mm512_maskz_set1_epi32(mask(painted), 1));
-    }
-    /// Those of the lanes that have a 1 in a queue that they were compressed to.
-    static std::uint32_t Expand(const std::uint32_t* queue, std::uint32_t lanes)
-    {
-        return _mm512_test_epi32_mask(
-            _mm512_maskz_expand_epi32(mask(lanes), _mm512_loadu_si512(queue)), ints(1));
+        const __m512i band = _mm512_maskz_cvttps_epi32(
+            c_all, _mm512_fmadd_ps(y, Set(bands.bandsPerDevice), Set(bands.bandOfZero)));
+        const auto ofBand = [&](const float* values) {
+            return _mm512_maskz_permutexvar_ps(c_all, band, Load(values));
+        };
+        const Floats left = _mm512_fmadd_ps(ofBand(bands.left.slopes), y, x);
+        const Floats right = _mm512_fmsub_ps(ofBand(bands.right.slopes), y, x);
+        // Two chains of comparisons, so that neither waits for the other.
+        const __mmask16 inside = mask(lanes);
+        const std::uint32_t painted = _mm512_mask_cmp_ps_mask(
+            _mm512_mask_cmp_ps_mask(inside, left, ofBand(bands.left.inner), _CMP_GT_OQ), right,
+            ofBand(bands.right.inner), _CMP_GT_OQ);
+        const std::uint32_t possible = _mm512_mask_cmp_ps_mask(
+            _mm512_mask_cmp_ps_mask(inside, left, ofBand(bands.left.outer), _CMP_GE_OQ), right,
+            ofBand(bands.right.outer), _CMP_GE_OQ);
+        open = possible & ~painted;
+        return painted;
     }
 
     static Words NoWords() { return _mm256_setzero_si256(); }

@@ -61,21 +61,9 @@ private:
     using Words = typename Vector::Words;
     using Bits = typename Vector::Bits;
     static constexpr std::uint32_t c_width = Vector::c_width;
-    static constexpr std::uint32_t c_allLanes = ~(~0U << c_width);
     /// See cutGroups(). For the widest vectors that is more groups than a compiler unrolls a loop
     /// for, which would make the code too long to be fast.
     static constexpr std::uint32_t c_groupsPerBatch = 320 / c_width;
-
-    /// What is known of the surfels of a batch, group by group.
-    struct SBatch
-    {
-        std::uint32_t numGroups;
-        /// So many groups have surfels both inside and outside of the painted pixels' rectangle. In
-        /// an order in space those are the few at its border.
-        std::uint32_t numMixed;
-        std::uint32_t lanes[c_groupsPerBatch];
-        Bits bits[c_groupsPerBatch];
-    };
 
     struct SPositions
     {
@@ -134,7 +122,7 @@ private:
                 Vector::Set(mask.deviceRows.first),
                 Vector::Set(mask.deviceRows.end),
                 mask.firstRow,
-                32 * mask.wordsPerRow};
+                c_pixelsPerWord * mask.wordsPerRow};
     }
 
     // How positions lie in memory. The first two may read up to the next position's end; only their
@@ -243,29 +231,31 @@ private:
     template <typename Layout, bool isStreamed>
     void cutGroups(std::uint32_t begin, std::uint32_t numGroups)
     {
-        SBatch batch;
-        batch.numGroups = numGroups;
-        batch.numMixed = 0;
+        std::uint32_t lanes[c_groupsPerBatch];
+        Bits bits[c_groupsPerBatch];
         for (std::uint32_t group = 0; group < numGroups; ++group)
         {
-            const std::uint32_t lanes =
-                findInside<Layout>(begin + group * c_width, batch.bits[group]);
-            batch.lanes[group] = lanes;
-            // Neither none nor all, in one comparison: nobody could guess the first of two.
-            batch.numMixed += static_cast<std::uint32_t>(lanes % c_allLanes != 0);
+            lanes[group] = findInside<Layout>(begin + group * c_width, bits[group]);
         }
-        if (!m_task.mask->isWhole)
+        // Where there are bands, the few pixels that they leave open have been looked up.
+        if (!Vector::c_hasBands && !m_task.mask->isWhole)
         {
-            keepPainted(batch);
+            for (std::uint32_t group = 0; group < numGroups; ++group)
+            {
+                if (lanes[group] != 0)
+                {
+                    lanes[group] = Vector::Painted(m_task.mask->words, bits[group], lanes[group]);
+                }
+            }
         }
         for (std::uint32_t group = 0; group < numGroups; ++group)
         {
-            flag<Layout, isStreamed>(begin + group * c_width, batch.lanes[group]);
+            flag<Layout, isStreamed>(begin + group * c_width, lanes[group]);
         }
     }
 
-    /// The surfels from \p index on that lie in the painted pixels' rectangle, and the bits of
-    /// their pixels, if any is looked up.
+    /// The surfels from \p index on that lie on painted pixels or, where these have to be looked up
+    /// afterwards, in their rectangle; and the bits of the pixels then.
     template <typename Layout>
     [[nodiscard]] std::uint32_t findInside(std::uint32_t index, Bits& bits) const
     {
@@ -287,59 +277,31 @@ private:
         {
             return inside;
         }
-        bits = Vector::BitsOf(inside, m_first, pixelOf(first, m_first), m_second,
-                              pixelOf(second, m_second));
+        if constexpr (Vector::c_hasBands)
+        {
+            return findPainted(inside, first, second);
+        }
+        bits = bitsOf(inside, first, second);
         return inside;
     }
 
-    /// Takes the surfels away that do not lie on painted pixels.
-    void keepPainted(SBatch& batch) const
+    /// Those of the lanes in the rectangle that lie on painted pixels.
+    [[nodiscard]] std::uint32_t findPainted(std::uint32_t inside, Floats first, Floats second) const
     {
-        if constexpr (Vector::c_canCompress)
-        {
-            if (batch.numMixed > batch.numGroups / 2)
-            {
-                keepPaintedOfScattered(batch);
-                return;
-            }
-        }
-        for (std::uint32_t group = 0; group < batch.numGroups; ++group)
-        {
-            std::uint32_t& lanes = batch.lanes[group];
-            if (lanes != 0)
-            {
-                lanes = Vector::Painted(m_task.mask->words, batch.bits[group], lanes);
-            }
-        }
+        const SCutMask& mask = *m_task.mask;
+        std::uint32_t open = 0;
+        const std::uint32_t painted =
+            mask.isTall ? Vector::JudgeByBands(mask.bands, inside, first, second, open)
+                        : Vector::JudgeByBands(mask.bands, inside, second, first, open);
+        return open == 0 ? painted
+                         : painted | Vector::Painted(mask.words, bitsOf(open, first, second), open);
     }
 
-    /// Looks up the pixels in full registers: single lanes take as long.
-    void keepPaintedOfScattered(SBatch& batch) const
+    /// The bits of the lanes' pixels.
+    [[nodiscard]] Bits bitsOf(std::uint32_t lanes, Floats first, Floats second) const
     {
-        // In place of the bits, since it never goes beyond those of the group at hand.
-        auto* const queue = reinterpret_cast<std::uint32_t*>(batch.bits);
-        std::uint32_t count = 0;
-        for (std::uint32_t group = 0; group < batch.numGroups; ++group)
-        {
-            Vector::Compress(batch.bits[group], batch.lanes[group], queue + count);
-            count += countOf(batch.lanes[group]);
-        }
-        for (std::uint32_t place = 0; place < count; place += c_width)
-        {
-            Vector::ReplaceByPainted(m_task.mask->words, queue + place, count - place);
-        }
-        count = 0;
-        for (std::uint32_t group = 0; group < batch.numGroups; ++group)
-        {
-            const std::uint32_t lanes = batch.lanes[group];
-            batch.lanes[group] = Vector::Expand(queue + count, lanes);
-            count += countOf(lanes);
-        }
-    }
-
-    static std::uint32_t countOf(std::uint32_t lanes)
-    {
-        return static_cast<std::uint32_t>(__builtin_popcount(lanes));
+        return Vector::BitsOf(lanes, m_first, pixelOf(first, m_first), m_second,
+                              pixelOf(second, m_second));
     }
 
     /// Asks for as many bytes behind \p position as the task says.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -339,6 +340,33 @@ TEST_P(CutSurfels, EveryPixelBorderGivesTheBitsOfTheReference)
                                stride);
         }
     }
+}
+
+TEST_P(CutSurfels, EveryPixelBorderOfALassoGivesTheBitsOfTheReference)
+{
+    constexpr std::uint32_t c_width = 40;
+    constexpr std::uint32_t c_height = 30;
+    std::vector<TestSupport::SPixel> painted;
+    for (std::uint32_t row = 0; row < c_height; ++row)
+    {
+        for (std::uint32_t column = 0; column < c_width; ++column)
+        {
+            if (std::abs(static_cast<int>(column) - 21) + std::abs(static_cast<int>(row) - 14) < 13)
+            {
+                painted.push_back({column, row});
+            }
+        }
+    }
+    std::vector<LqVector3f> positions;
+    for (const float x : CoordinatesAboutPixels(c_width))
+    {
+        for (const float y : CoordinatesAboutPixels(c_height))
+        {
+            positions.push_back({x, -y, 0.5F});
+        }
+    }
+    const CScene scene(TestSupport::MakeDeviceSelection(c_width, c_height, painted));
+    expectSameAsScalar(scene, positions, 16);
 }
 
 TEST_P(CutSurfels, EveryKindOfWGivesTheBitsOfTheReference)

@@ -46,8 +46,9 @@ public:
         const DataLayer::CCutPointCloudWithPixelMask& cutter) const;
 
     /// Takes SurfelFlagCut back from the words \p after, one per surfel, of those that did not have
-    /// it in \p before (which may be empty: none had it) and are not in front of the eye. Where
-    /// a bounding box, the collection's or that of some in a row, lies in front, it speaks for all.
+    /// it in \p before (which may be empty: none had it) and are not in front of the eye.
+    /// Surfels whose bounding box, the collection's or that of a piece of it, lies in front of the
+    /// eye are not looked at one by one.
     void TakeBackBehind(const std::vector<Base::CSurfelBitMask>& before,
                         std::vector<Base::CSurfelBitMask>& after) const;
 

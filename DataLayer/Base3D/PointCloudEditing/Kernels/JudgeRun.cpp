@@ -26,16 +26,16 @@ struct SPixelRange
 ERunPlace JudgePixels(const SCutMask& mask, const SPixelRange& range, bool isInside,
                       std::uint32_t maxNumWords)
 {
-    const std::uint32_t firstWord = range.firstColumn / 32;
-    const std::uint32_t lastWord = range.lastColumn / 32;
+    const std::uint32_t firstWord = range.firstColumn / c_pixelsPerWord;
+    const std::uint32_t lastWord = range.lastColumn / c_pixelsPerWord;
     const std::uint32_t numWords = lastWord - firstWord + 1;
     const std::uint32_t numRows = range.lastRow - range.firstRow + 1;
     if (numRows > maxNumWords / numWords)
     {
         return ERunPlace::Unknown;
     }
-    std::uint32_t firstBits = ~0U << range.firstColumn % 32;
-    std::uint32_t lastBits = ~0U >> (31 - range.lastColumn % 32);
+    std::uint32_t firstBits = ~0U << range.firstColumn % c_pixelsPerWord;
+    std::uint32_t lastBits = ~0U >> (c_pixelsPerWord - 1 - range.lastColumn % c_pixelsPerWord);
     if (numWords == 1)
     {
         firstBits &= lastBits;

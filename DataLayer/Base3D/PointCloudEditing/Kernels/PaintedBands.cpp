@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -25,36 +26,51 @@ constexpr float c_bandsOfRectangle = static_cast<float>(c_numBands) - 0x1p-8F;
 /// ends at a device coordinate, which are 2^-24 apart or less: altogether less than 2^-20.
 constexpr float c_deviceError = 0x1p-20F;
 
-/// The painted pixels of a row, counted from the rectangle's first column: from the first to the
-/// last before the end; both 0 when there are none.
+/// With so many bands of which gaps leave all paint open, bands take more time than they save.
+constexpr std::ptrdiff_t c_mostBandsWithGaps = c_numBands / 2;
+
+/// The painted pixels of a row, counted from the rectangle's first column: none before the first
+/// and none from the end on; both 0 when there are none at all.
 struct SSpan
 {
     std::uint32_t first = 0;
     std::uint32_t end = 0;
-    /// Whether all in between are painted as well.
-    bool isWhole = false;
+    /// Whether all in between are painted.
+    bool isOneStretch = false;
 };
 
 SSpan FindSpan(const std::uint32_t* words, std::uint32_t numWords)
 {
     SSpan span;
-    std::uint32_t numPainted = 0;
+    bool isPainted = false;
     for (std::uint32_t index = 0; index < numWords; ++index)
     {
         const std::uint32_t word = words[index];
-        if (word == 0)
+        const std::uint32_t before = word << 1 | static_cast<std::uint32_t>(isPainted);
+        for (std::uint32_t changes = word ^ before; changes != 0; changes &= changes - 1)
         {
-            continue;
+            const std::uint32_t column =
+                c_pixelsPerWord * index + static_cast<std::uint32_t>(std::countr_zero(changes));
+            if (isPainted)
+            {
+                span.end = column;
+            }
+            else if (span.end != 0)
+            {
+                return {span.first, c_pixelsPerWord * numWords, false};
+            }
+            else
+            {
+                span.first = column;
+            }
+            isPainted = !isPainted;
         }
-        const std::uint32_t column = c_pixelsPerWord * index;
-        if (numPainted == 0)
-        {
-            span.first = column + static_cast<std::uint32_t>(std::countr_zero(word));
-        }
-        span.end = column + static_cast<std::uint32_t>(std::bit_width(word));
-        numPainted += static_cast<std::uint32_t>(std::popcount(word));
     }
-    span.isWhole = numPainted != 0 && numPainted == span.end - span.first;
+    if (isPainted)
+    {
+        span.end = c_pixelsPerWord * numWords;
+    }
+    span.isOneStretch = span.end != 0;
     return span;
 }
 
@@ -69,6 +85,13 @@ float SlopeOf(const SCutMask& mask, std::uint32_t first, std::uint32_t last, std
 {
     const float numColumns = static_cast<float>(last) - static_cast<float>(first);
     return numColumns / static_cast<float>(numRows) * (mask.height / mask.width);
+}
+
+/// Makes the bounds of all bands those of no row.
+void Clear(SPaintedEdge& edge)
+{
+    std::fill(std::begin(edge.outer), std::end(edge.outer), c_infinity);
+    std::fill(std::begin(edge.inner), std::end(edge.inner), -c_infinity);
 }
 
 /// Makes the bounds of a band hold for a row, whose pixels are known to be painted not before
@@ -96,23 +119,21 @@ SPaintedBands FindPaintedBands(const SCutMask& mask)
     SPaintedBands bands = {};
     bands.bandsPerDevice = c_bandsOfRectangle / (mask.deviceRows.end - mask.deviceRows.first);
     bands.bandOfZero = -bands.bandsPerDevice * mask.deviceRows.first;
+    Clear(bands.left);
+    Clear(bands.right);
 
     const std::uint32_t numRows = mask.endRow - mask.firstRow;
     std::vector<SSpan> spans(numRows);
     for (std::uint32_t row = 0; row < numRows; ++row)
     {
-        spans[row] = FindSpan(mask.words + std::size_t{row} * mask.wordsPerRow, mask.wordsPerRow);
+        const std::uint32_t* const words = mask.words + std::size_t{row} * mask.wordsPerRow;
+        spans[row] = FindSpan(words, mask.wordsPerRow);
     }
     for (std::uint32_t band = 0; band < c_numBands; ++band)
     {
         const std::uint32_t first = band * (numRows - 1) / c_numBands;
         const std::uint32_t last = (band + 1) * (numRows - 1) / c_numBands;
         const std::uint32_t distance = std::max(last - first, 1U);
-        for (SPaintedEdge* const edge : {&bands.left, &bands.right})
-        {
-            edge->outer[band] = c_infinity;
-            edge->inner[band] = -c_infinity;
-        }
         bands.left.slopes[band] = SlopeOf(mask, spans[last].first, spans[first].first, distance);
         bands.right.slopes[band] = SlopeOf(mask, spans[first].end, spans[last].end, distance);
     }
@@ -127,14 +148,19 @@ SPaintedBands FindPaintedBands(const SCutMask& mask)
              ++index)
         {
             const std::uint32_t band = static_cast<std::uint32_t>(index) % c_numBands;
-            Bound(bands.left, band, rows, first - c_deviceError, first + c_deviceError);
-            Bound(bands.right, band, rows, -end - c_deviceError, -end + c_deviceError);
-            if (!span.isWhole)
+            if (span.end != 0)
+            {
+                Bound(bands.left, band, rows, first - c_deviceError, first + c_deviceError);
+                Bound(bands.right, band, rows, -end - c_deviceError, -end + c_deviceError);
+            }
+            if (!span.isOneStretch)
             {
                 bands.left.inner[band] = c_infinity;
             }
         }
     }
+    bands.doPay = std::count(std::begin(bands.left.inner), std::end(bands.left.inner), c_infinity) <
+                  c_mostBandsWithGaps;
     return bands;
 }
 

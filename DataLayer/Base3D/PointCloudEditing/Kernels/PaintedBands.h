@@ -31,6 +31,9 @@ struct SPaintedEdge
 /// slope y - x at the right one. All of these are rounded once.
 struct SPaintedBands
 {
+    /// Whether judging by them takes less time than looking up all pixels of the rectangle. If not,
+    /// the rest is true all the same.
+    bool doPay;
     float bandsPerDevice;
     float bandOfZero;
     SPaintedEdge left;

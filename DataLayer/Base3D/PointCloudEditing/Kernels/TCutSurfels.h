@@ -23,7 +23,7 @@ namespace
 /// \tparam Vector a register of `c_width` floats (`Floats`), one of as many flag words (`Words`),
 /// one of as many numbers of bits in the packed mask (`Bits`), and the operations on them. Sets of
 /// lanes are integers, bit k for lane k; what a register has in other lanes does not matter. Only
-/// those with `c_canCompress` can bring the lanes of a set together.
+/// those with `c_hasBands` judge lanes by bands.
 template <typename Vector>
 class TCutSurfels
 {
@@ -226,8 +226,8 @@ private:
                                           sizeof(Base::CSurfelBitMask));
     }
 
-    /// Reads the positions of a batch, then the mask, then its words: in longer stretches of one
-    /// kind than a group, which memory gives faster.
+    /// Reads the positions of a batch, then the mask, unless bands leave little of it to be read,
+    /// then its words: in longer stretches of one kind than a group, which memory gives faster.
     template <typename Layout, bool isStreamed>
     void cutGroups(std::uint32_t begin, std::uint32_t numGroups)
     {
@@ -237,8 +237,7 @@ private:
         {
             lanes[group] = findInside<Layout>(begin + group * c_width, bits[group]);
         }
-        // Where there are bands, the few pixels that they leave open have been looked up.
-        if (!Vector::c_hasBands && !m_task.mask->isWhole)
+        if (!m_task.mask->isWhole && !isByBands())
         {
             for (std::uint32_t group = 0; group < numGroups; ++group)
             {
@@ -279,13 +278,18 @@ private:
         }
         if constexpr (Vector::c_hasBands)
         {
-            return findPainted(inside, first, second);
+            if (isByBands())
+            {
+                return findPainted(inside, first, second);
+            }
         }
         bits = bitsOf(inside, first, second);
         return inside;
     }
 
-    /// Those of the lanes in the rectangle that lie on painted pixels.
+    [[nodiscard]] bool isByBands() const { return Vector::c_hasBands && m_task.mask->bands.doPay; }
+
+    /// Those of the lanes in the rectangle that lie on painted pixels, by bands.
     [[nodiscard]] std::uint32_t findPainted(std::uint32_t inside, Floats first, Floats second) const
     {
         const SCutMask& mask = *m_task.mask;

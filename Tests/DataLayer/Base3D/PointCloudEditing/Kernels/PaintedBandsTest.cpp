@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -275,6 +277,27 @@ TEST(PaintedBands, LeaveOnlyTheBandsOfHolesOpen)
     EXPECT_EQ(painted.JudgePixel(30, 100), Verdict::Open);
     EXPECT_EQ(painted.JudgePixel(100, 85), Verdict::Painted);
     EXPECT_EQ(painted.JudgePixel(100, 115), Verdict::Painted);
+}
+
+TEST(PaintedBands, PayWhereFewRowsHaveGaps)
+{
+    const auto doPay = [](const Paint& paint) {
+        return CPainted(200, 170, paint).Get().bands.doPay;
+    };
+    // Rows 5 to 165, ten to a band, from some row on with a gap or without paint.
+    const auto square = [](float gap, float empty) {
+        return [=](float column, float row) {
+            const bool isGap = row > gap && column > 90.0F && column < 110.0F;
+            return std::abs(column - 100.0F) < 80.0F && std::abs(row - 85.0F) < 80.0F && !isGap &&
+                   (row < empty || row > 160.0F);
+        };
+    };
+    EXPECT_TRUE(doPay(Ellipse(100.0F, 85.0F, 80.0F, 80.0F)));
+    EXPECT_TRUE(doPay(square(102.0F, 170.0F)));
+    EXPECT_FALSE(doPay(square(72.0F, 170.0F)));
+    EXPECT_TRUE(doPay(square(170.0F, 102.0F)));
+    EXPECT_FALSE(doPay(square(170.0F, 72.0F)));
+    EXPECT_FALSE(doPay(square(5.0F, 170.0F)));
 }
 
 TEST(PaintedBands, TellTheTruthOfTheLargestViews)

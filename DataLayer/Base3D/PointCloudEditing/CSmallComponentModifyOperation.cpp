@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <span>
 #include <utility>
 
@@ -161,7 +162,9 @@ public:
         if (m_mask != nullptr)
         {
             Base::ReserveInLargePages(m_changed, m_words.size());
-            m_changed.insert(m_changed.end(), added.begin(), added.end());
+            // Not by insert(), which goes word by word.
+            m_changed.resize(end);
+            std::copy(added.begin(), added.end(), m_changed.end() - std::ssize(added));
         }
         return std::span(m_changed).subspan(end - added.size(), added.size());
     }

@@ -24,6 +24,18 @@ namespace
 /// of them.
 constexpr std::uint32_t c_crowd = 160;
 
+/// The cell of a point.
+struct SCell
+{
+    std::uint32_t numbers[3];
+
+    SCell(const NeighborCells::SLookup& lookup, const LqVector3f& point)
+        : numbers{NeighborCells::CellOf(lookup, point.x, 0),
+                  NeighborCells::CellOf(lookup, point.y, 1),
+                  NeighborCells::CellOf(lookup, point.z, 2)}
+    {}
+};
+
 struct SKernel
 {
     std::string_view name;
@@ -85,17 +97,41 @@ CNearestNeighborSplit::~CNearestNeighborSplit() = default;
 
 bool CNearestNeighborSplit::IsAmongFirst(const LqVector3f& point) const
 {
-    const NeighborCells::SLookup& lookup = m_cells.GetLookup();
-    const std::uint32_t cell[3] = {NeighborCells::CellOf(lookup, point.x, 0),
-                                   NeighborCells::CellOf(lookup, point.y, 1),
-                                   NeighborCells::CellOf(lookup, point.z, 2)};
-    std::uint32_t state = m_cells.GetState(cell);
+    const SCell cell(m_cells.GetLookup(), point);
+    std::uint32_t state = m_cells.GetState(cell.numbers);
     if (state == c_unjudged)
     {
-        state = judge(cell);
-        m_cells.SetState(cell, state);
+        state = judge(cell.numbers);
+        m_cells.SetState(cell.numbers, state);
     }
-    return state == c_undecidable ? findExactly(point, cell) : state == c_amongFirst;
+    return state == c_undecidable ? findExactly(point, cell.numbers) : state == c_amongFirst;
+}
+
+void CNearestNeighborSplit::Fetch(std::span<const LqVector3f> points) const
+{
+    const std::uint32_t* bricks[c_mostFetched];
+    std::size_t count = 0;
+    for (const LqVector3f& point : points.first(std::min(points.size(), c_mostFetched)))
+    {
+        const SCell cell(m_cells.GetLookup(), point);
+        const std::uint32_t* const brick = m_cells.GetState(cell.numbers) == c_unjudged
+                                               ? m_cells.FindFirstPoint(cell.numbers)
+                                               : nullptr;
+        if (brick != nullptr)
+        {
+            __builtin_prefetch(brick);
+            bricks[count++] = brick;
+        }
+    }
+    const SPositionArray& positions = m_search.GetPositions();
+    for (const std::uint32_t* const brick : std::span(bricks, count))
+    {
+        if (*brick != CNeighborCells::c_noPoint)
+        {
+            __builtin_prefetch(positions.first + std::size_t{*brick} * positions.stride);
+            m_cells.FetchNext(*brick);
+        }
+    }
 }
 
 NeighborCells::SPlacement CNearestNeighborSplit::MakePlacement(const LqMatrix4Rf& trafo) const

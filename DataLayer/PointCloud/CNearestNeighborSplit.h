@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -51,6 +52,11 @@ public:
 
     /// Whether the nearest neighbour of \p point within the bound is one of the first positions.
     [[nodiscard]] bool IsAmongFirst(const LqVector3f& point) const;
+
+    /// Has the memory that IsAmongFirst() needs for \p points fetched, for all of them at once: for
+    /// the first c_mostFetched, if there are more. Only a hint, which changes nothing.
+    void Fetch(std::span<const LqVector3f> points) const;
+    static constexpr std::size_t c_mostFetched = 64;
 
     /// How Look() has to place surfels that \p trafo transforms, with perspective division.
     [[nodiscard]] NeighborCells::SPlacement MakePlacement(const LqMatrix4Rf& trafo) const;

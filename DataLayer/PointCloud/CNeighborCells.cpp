@@ -40,6 +40,14 @@ constexpr std::array<Step, CNeighborCells::CBricks::c_count> MakeSteps()
 
 constexpr std::array c_steps = MakeSteps();
 
+/// The number in its block of the brick that holds a cell.
+std::uint32_t BrickInBlock(const std::uint32_t (&cell)[3])
+{
+    return (cell[2] >> CNeighborCells::c_brickEdgeBits & 3U) << 4U |
+           (cell[1] >> CNeighborCells::c_brickEdgeBits & 3U) << 2U |
+           (cell[0] >> CNeighborCells::c_brickEdgeBits & 3U);
+}
+
 }  // namespace
 
 std::optional<CNeighborCells> CNeighborCells::Make(const SPositionArray& positions,
@@ -74,10 +82,13 @@ bool CNeighborCells::AreAllFirstAround(const std::uint32_t (&cell)[3]) const
     const std::size_t block =
         NeighborCells::FirstStateOf(m_lookup, NeighborCells::KeyOfCell(cell)) /
         NeighborCells::c_stateWords;
-    const std::uint32_t brick = (cell[2] >> c_brickEdgeBits & 3U) << 4U |
-                                (cell[1] >> c_brickEdgeBits & 3U) << 2U |
-                                (cell[0] >> c_brickEdgeBits & 3U);
-    return (m_lonelyBricks[block] >> brick & 1U) != 0;
+    return (m_lonelyBricks[block] >> BrickInBlock(cell) & 1U) != 0;
+}
+
+const std::uint32_t* CNeighborCells::FindFirstPoint(const std::uint32_t (&cell)[3]) const
+{
+    const SBlockPoints* const points = findPoints(NeighborCells::KeyOfCell(cell));
+    return points == nullptr ? nullptr : &points->first[BrickInBlock(cell)];
 }
 
 std::uint32_t& CNeighborCells::wordOf(const std::uint32_t (&cell)[3]) const

@@ -47,8 +47,13 @@ public:
 
     class CBricks;
 
+    /// Where the first position of a cell's brick stands, or null where the block has none.
+    [[nodiscard]] const std::uint32_t* FindFirstPoint(const std::uint32_t (&cell)[3]) const;
+
     /// The position of the same brick with the next lower index, or c_noPoint.
     [[nodiscard]] std::uint32_t GetNext(std::uint32_t index) const { return m_nextPoint[index]; }
+    /// Has it fetched.
+    void FetchNext(std::uint32_t index) const { __builtin_prefetch(&m_nextPoint[index]); }
 
     [[nodiscard]] std::size_t GetMemorySize() const;
 

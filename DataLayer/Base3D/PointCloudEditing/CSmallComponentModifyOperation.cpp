@@ -223,6 +223,33 @@ std::uint16_t ChangeOf(CSurfelBitMask word, std::uint16_t state)
     return static_cast<std::uint16_t>(changed & c_small);
 }
 
+/// Writes the states of the surfels \p open behind the surfel \p first, but for excluded ones.
+void TellOpen(const SScanData& scan, const CNearestNeighborSplit& split, std::size_t first,
+              std::span<const std::uint32_t> open, std::span<const CSurfelBitMask> words,
+              std::uint16_t* states)
+{
+    LqVector3f places[CNearestNeighborSplit::c_mostFetched];
+    while (!open.empty())
+    {
+        const auto some = open.first(std::min(open.size(), std::size(places)));
+        for (std::size_t number = 0; number < some.size(); ++number)
+        {
+            places[number] = scan.PlaceOf(first + some[number]);
+        }
+        split.Fetch(std::span(places, some.size()));
+        for (std::size_t number = 0; number < some.size(); ++number)
+        {
+            if (!IsExcluded(words[some[number]]))
+            {
+                states[some[number]] = split.IsAmongFirst(places[number])
+                                           ? NeighborCells::c_amongFirst
+                                           : NeighborCells::c_notAmong;
+            }
+        }
+        open = open.subspan(some.size());
+    }
+}
+
 /// Looks up what is known around the first \p count surfels, and asks for those that stay open one
 /// by one.
 void FlagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std::size_t count,
@@ -248,15 +275,7 @@ void FlagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
         const std::size_t numOpen =
             split.Look({scan.positions.GetFirstElement() + first * stride, stride, size}, placement,
                        states, open);
-        for (const std::uint32_t index : std::span(open, numOpen))
-        {
-            if (!IsExcluded(old[index]))
-            {
-                states[index] = split.IsAmongFirst(scan.PlaceOf(first + index))
-                                    ? NeighborCells::c_amongFirst
-                                    : NeighborCells::c_notAmong;
-            }
-        }
+        TellOpen(scan, split, first, std::span(open, numOpen), old, states);
         // Plain loops over words, which become vector code; after most updates no word changes.
         if (!words.HaveChanged())
         {

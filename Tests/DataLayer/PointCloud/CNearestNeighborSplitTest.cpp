@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -214,6 +215,26 @@ TEST(CNearestNeighborSplitMemory, JudgedCube_IsNotJudgedAgain)
     EXPECT_TRUE(split->IsAmongFirst(query));
 }
 
+TEST(CNearestNeighborSplitMemory, Fetched_NothingIsJudgedOrAllocated)
+{
+    const Points points = MakeRandom(900, 7, 34);
+    const CDeferredNeighborSearch search(PositionsOf(points));
+    const auto split = CNearestNeighborSplit::Make(search, 600, c_bound);
+    Points queries = MakeRandom(4 * CNearestNeighborSplit::c_mostFetched, 9, 35);
+    // Where there is no block, and what is no place at all.
+    queries.insert(queries.begin(),
+                   {{1e6F, 0, 0}, {0, -c_infinity, 0}, {0, 0, c_nan}, {3e38F, -3e38F, 3e38F}});
+    const SLooked before = LookAt(*split, PositionsOf(queries));
+    ASSERT_GT(before.open.size(), CNearestNeighborSplit::c_mostFetched);
+    const std::size_t numAllocations = GetAllocationCount();
+    for (const std::size_t count : {std::size_t{0}, std::size_t{1}, queries.size()})
+    {
+        split->Fetch(std::span(queries).first(count));
+    }
+    EXPECT_EQ(GetAllocationCount(), numAllocations);
+    EXPECT_EQ(LookAt(*split, PositionsOf(queries)), before);
+}
+
 TEST(CNearestNeighborSplitMemory, MoreThan160PositionsAround_AreLeftToTheIndex)
 {
     // One first position in the middle of a cube, and others with it or some four cells away.
@@ -259,6 +280,7 @@ TEST_P(CNearestNeighborSplitTest, ConcurrentQueries_AnsweredAsRestated)
                 *split,
                 {reinterpret_cast<const std::byte*>(&queries[first]), sizeof(LqVector3f), 100});
             std::copy(looked.states.begin(), looked.states.end(), answer.begin() + first);
+            split->Fetch(std::span(queries).subspan(first, 100));
             for (const std::uint32_t index : looked.open)
             {
                 answer[first + index] = split->IsAmongFirst(queries[first + index]) ? 1 : 2;

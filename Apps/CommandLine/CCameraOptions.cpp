@@ -104,13 +104,29 @@ bool CCameraOptions::IsGiven() const
                        [](const std::string* option) { return !option->empty(); });
 }
 
-Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>& scans,
-                                            const std::string& name) const
+void CCameraOptions::Check() const
 {
     if (m_eye.empty() != m_target.empty())
     {
         throw CUsageError("--eye and --target belong together");
     }
+    if (m_eye.empty())
+    {
+        static_cast<void>(makeFit());
+        return;
+    }
+    const CCamera::SParameters placed = place();
+    CCamera::SParameters withPlanes = placed;
+    setPlanes(withPlanes);
+    // One plane alone has to fit the other, which is the scans'.
+    const bool isOneGiven = m_near.empty() != m_far.empty();
+    MakeFromOptions([&] { return CCamera(isOneGiven ? placed : withPlanes); });
+}
+
+Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>& scans,
+                                            const std::string& name) const
+{
+    Check();
     if (m_eye.empty())
     {
         const CCameraFit fitted = makeFit();
@@ -123,10 +139,14 @@ Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>
             throw Application::CInputError(name, error.what());
         }
     }
-    return MakeFromOptions([&] { return place(scans).MakeView(); });
+    CCamera::SParameters parameters = place();
+    EncloseScans(scans, parameters);
+    setPlanes(parameters);
+    return MakeFromOptions([&] { return CCamera(parameters).MakeView(); });
 }
 
-CCamera CCameraOptions::place(const std::vector<CCameraFit::SScan>& scans) const
+/// The camera of a given eye, but for its planes.
+CCamera::SParameters CCameraOptions::place() const
 {
     if (!m_from.empty())
     {
@@ -152,7 +172,11 @@ CCamera CCameraOptions::place(const std::vector<CCameraFit::SScan>& scans) const
         parameters.width = size.width;
         parameters.height = size.height;
     }
-    EncloseScans(scans, parameters);
+    return parameters;
+}
+
+void CCameraOptions::setPlanes(CCamera::SParameters& parameters) const
+{
     if (!m_near.empty())
     {
         parameters.nearDistance = ParseNumber("--near", m_near);
@@ -161,7 +185,6 @@ CCamera CCameraOptions::place(const std::vector<CCameraFit::SScan>& scans) const
     {
         parameters.farDistance = ParseNumber("--far", m_far);
     }
-    return CCamera(parameters);
 }
 
 CCameraFit CCameraOptions::makeFit() const

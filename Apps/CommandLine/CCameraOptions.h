@@ -25,6 +25,10 @@ public:
     /// True when any of the options was given.
     [[nodiscard]] bool IsGiven() const;
 
+    /// Sees to whatever can be told without the scans, since reading these may take a while.
+    /// @throw CUsageError when an option makes no sense.
+    void Check() const;
+
     /// The view that the options choose. The same options and scans give the same view. \p name is
     /// what messages call the scans.
     /// @throw CUsageError when an option makes no sense.
@@ -34,8 +38,8 @@ public:
         const std::vector<Application::CCameraFit::SScan>& scans, const std::string& name) const;
 
 private:
-    [[nodiscard]] Application::CCamera place(
-        const std::vector<Application::CCameraFit::SScan>& scans) const;
+    [[nodiscard]] Application::CCamera::SParameters place() const;
+    void setPlanes(Application::CCamera::SParameters& parameters) const;
     [[nodiscard]] Application::CCameraFit makeFit() const;
 
     std::string m_size;

@@ -109,6 +109,7 @@ void CPaintOptions::Check() const
     {
         throw CUsageError("--view and camera options do not go together; the view has its camera");
     }
+    m_camera.Check();
     // Only to see whether it can be done: reading a scan may take a while.
     CMask unused(1, 1);
     paintShapes(unused);

@@ -65,6 +65,23 @@ bool IsJsonWanted(const std::vector<std::string>& arguments)
            std::find(arguments.begin(), end, "--json=true") != end;
 }
 
+/// The arguments as the parser wants them: from the back, and with "-0.5" for "-.5", which it takes
+/// for an option where a number may stand as well.
+std::vector<std::string> ToParse(std::vector<std::string> arguments)
+{
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    for (auto argument = arguments.begin(); argument != end; ++argument)
+    {
+        if (argument->size() > 2 && argument->starts_with("-.") && '0' <= (*argument)[2] &&
+            (*argument)[2] <= '9')
+        {
+            argument->insert(1, "0");
+        }
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
 /// Lets every option and argument of \p command refuse the empty text, which is what is left of a
 /// variable of a script that was never set, and would do as if the option were not there.
 void RefuseEmptyValues(CLI::App& command)
@@ -135,8 +152,7 @@ ExitCode CRun::Execute(const std::vector<std::string>& arguments)
 {
     try
     {
-        // The parser takes its arguments from the back.
-        m_program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        m_program.parse(ToParse(arguments));
     }
     catch (const CLI::CallForHelp&)
     {

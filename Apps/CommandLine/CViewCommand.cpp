@@ -165,6 +165,7 @@ void CViewCommand::check() const
     {
         throw CUsageError("--like and camera options do not go together");
     }
+    m_camera.Check();
 }
 
 }  // namespace CommandLine

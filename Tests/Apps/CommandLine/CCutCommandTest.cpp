@@ -90,6 +90,22 @@ TEST_F(CCutCommandTest, Lasso_PaintsItsInside)
     EXPECT_EQ(read("rest.ply"), keep({1, 2, 3}));
 }
 
+TEST_F(CCutCommandTest, NumberWithoutItsZero_IsNoOption)
+{
+    const auto result = run({"cut", "scan.ply", "--view", "view.json", "-o", "rest.ply", "--lasso",
+                             "4,1", "1,5", "-.75,-.75"});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(read("rest.ply"), keep({1, 2, 3}));
+}
+
+TEST_F(CCutCommandTest, DotBehindTheEndOfOptions_StaysAFileName)
+{
+    write("-.5", makeScan());
+    const auto result = run(
+        {"cut", "-o", "rest.ply", "--rectangle", "4,2,2,2", "--view", "view.json", "--", "-.5"});
+    EXPECT_THAT(result.out, testing::StartsWith("-.5: ")) << result.err;
+}
+
 TEST_F(CCutCommandTest, Brush_PaintsAlongItsLine)
 {
     const auto result = run({"cut", "scan.ply", "--view", "view.json", "-o", "rest.ply", "--brush",

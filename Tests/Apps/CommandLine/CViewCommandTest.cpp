@@ -91,6 +91,17 @@ TEST_F(CViewCommandTest, Camera_PlacedByHandShowsItsTargetInTheMiddle)
     EXPECT_EQ(view.GetOrigin(), (CView::Origin{0, 0, 0}));
 }
 
+TEST_F(CViewCommandTest, Camera_OneOfItsPlanesGivenFitsTheScansOther)
+{
+    const auto draw = [&](const std::string& option, const std::string& value) {
+        return run({"view", "scan.ply", "--eye", "0,0,1000", "--target", "0,0,0", "--up", "0,1,0",
+                    option, value, "-o", "p.png", "--force"});
+    };
+    EXPECT_EQ(draw("--near", "200").exitCode, 0);
+    EXPECT_EQ(draw("--far", "2000").exitCode, 0);
+    EXPECT_EQ(draw("--near", "5000").exitCode, 2);
+}
+
 TEST_F(CViewCommandTest, Camera_LookingAwayFromTheScanDrawsAnEmptyPicture)
 {
     const auto result = run({"view", "scan.ply", "--eye", "0,0,10", "--target", "0,0,20", "--up",

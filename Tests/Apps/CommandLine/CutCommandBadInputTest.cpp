@@ -192,6 +192,32 @@ TEST_F(CutCommandBadInputTest, NumbersThatAreNone)
     }
 }
 
+TEST_F(CutCommandBadInputTest, CameraThatMakesNoSense_IsToldBeforeTheScanIsRead)
+{
+    const std::vector<std::vector<std::string>> cases{
+        {"--size", "0x8"},
+        {"--fov", "180"},
+        {"--from", "nowhere"},
+        {"--ortho", "7"},
+        {"--up", "0,0,0"},
+        {"--near", "1"},
+        {"--eye", "1,2,3"},
+        {"--eye", "1,2,3", "--target", "1,2,3"},
+        {"--eye", "1,2,3", "--target", "0,0,0", "--from", "top"},
+        {"--eye", "1,2,3", "--target", "0,0,0", "--near", "x"},
+        {"--eye", "1,2,3", "--target", "0,0,0", "--far", "x"},
+        {"--eye", "1,2,3", "--target", "0,0,0", "--near", "2", "--far", "1"},
+    };
+    for (const auto& options : cases)
+    {
+        SCOPED_TRACE(testing::PrintToString(options));
+        std::vector<std::string> arguments{"missing.ply", "-o", "rest.ply", "--rectangle",
+                                           "1,1,2,2"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        expectUsageError(arguments, "");
+    }
+}
+
 TEST_F(CutCommandBadInputTest, LassoOfTwoPoints)
 {
     expectUsageError({"scan.ply", "-o", "rest.ply", "--lasso", "1,1", "2,2"}, "--lasso");

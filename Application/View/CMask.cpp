@@ -69,9 +69,17 @@ CMask CMask::FromPng(std::string_view png, const std::filesystem::path& name, st
     return mask;
 }
 
-bool CMask::HasPaint() const
+bool CMask::CanCut() const
 {
-    return std::memchr(m_bytes.data(), 1, m_bytes.size()) != nullptr;
+    for (std::size_t row = 1; row < m_height; ++row)
+    {
+        const std::uint8_t* const first = m_bytes.data() + row * m_width;
+        if (std::memchr(first + 1, 1, m_width - 1) != nullptr)
+        {
+            return true;
+        }
+    }
+    return false;
 }
 
 void CMask::PaintSpan(std::uint32_t row, std::uint32_t firstColumn, std::uint32_t endColumn)

@@ -49,8 +49,8 @@ public:
         return m_bytes[std::size_t{row} * m_width + column] != 0;
     }
 
-    /// Whether any pixel is painted.
-    [[nodiscard]] bool HasPaint() const;
+    /// Whether any pixel is painted that cuts, which those of row 0 and column 0 never do.
+    [[nodiscard]] bool CanCut() const;
 
     /// Paints the pixels of \p row from \p firstColumn up to, but without, \p endColumn, which is
     /// at most the width.

@@ -173,9 +173,10 @@ void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& consol
 {
     for (const SPaintedView& entry : painted)
     {
-        if (!entry.mask.HasPaint())
+        if (!entry.mask.CanCut())
         {
-            console.Warn("nothing is painted inside the view");
+            console.Warn(
+                "nothing is painted inside the view, whose first row and column never cut");
         }
     }
 }

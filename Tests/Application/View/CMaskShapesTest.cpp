@@ -239,7 +239,7 @@ TEST(CMaskShapes, AddLasso_CoordinateOutOfRangeThrowsAndPaintsNothing)
         EXPECT_THROW(CMaskShapes(mask).AddLasso({{0, 0}, {4, 0}, {bad, 4}}), CInputError);
         EXPECT_THROW(CMaskShapes(mask).AddLasso({{0, 0}, {4, 0}, {4, bad}}), CInputError);
     }
-    EXPECT_FALSE(mask.HasPaint());
+    EXPECT_EQ(mask, CMask(mask.GetWidth(), mask.GetHeight()));
 }
 
 TEST(CMaskShapes, AddBrush_SinglePointIsARoundDot)
@@ -311,7 +311,7 @@ TEST(CMaskShapes, AddBrush_BadLineOrRadiusThrowsAndPaintsNothing)
     {
         EXPECT_THROW(shapes.AddBrush({{1, 1}}, radius), CInputError);
     }
-    EXPECT_FALSE(mask.HasPaint());
+    EXPECT_EQ(mask, CMask(mask.GetWidth(), mask.GetHeight()));
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ TEST(CMask, Construct_NothingIsPainted)
 {
     const CMask mask(3, 2);
     EXPECT_EQ(mask.GetBytes(), std::vector<std::uint8_t>(6, 0));
-    EXPECT_FALSE(mask.HasPaint());
+    EXPECT_FALSE(mask.CanCut());
 }
 
 TEST(CMask, Construct_SizeOfZeroOrAboveTheLimitThrows)
@@ -39,7 +39,25 @@ TEST(CMask, PaintSpan_EndBeforeFirstPaintsNothing)
 {
     CMask mask(4, 1);
     mask.PaintSpan(0, 3, 1);
-    EXPECT_FALSE(mask.HasPaint());
+    EXPECT_EQ(mask, CMask(4, 1));
+}
+
+TEST(CMask, CanCut_NotByTheFirstRowAndColumn)
+{
+    CMask mask(4, 3);
+    mask.PaintSpan(0, 0, 4);
+    mask.PaintSpan(1, 0, 1);
+    mask.PaintSpan(2, 0, 1);
+    EXPECT_FALSE(mask.CanCut());
+    for (const std::uint32_t row : {1U, 2U})
+    {
+        for (const std::uint32_t column : {1U, 3U})
+        {
+            CMask painted = mask;
+            painted.PaintSpan(row, column, column + 1);
+            EXPECT_TRUE(painted.CanCut()) << column << ", " << row;
+        }
+    }
 }
 
 }  // namespace

@@ -153,11 +153,19 @@ TEST_F(CCutCommandTest, NothingUnderThePaint_WritesTheSameFile)
 
 TEST_F(CCutCommandTest, MaskWithoutPaint_IsWarnedOf)
 {
+    const auto cut = [&] {
+        const auto result =
+            run({"cut", "scan.ply", "--view", "view.json", "--mask", "mask.png", "--dry-run"});
+        EXPECT_EQ(result.exitCode, 0);
+        return result.err;
+    };
+    const auto isWarning = HasSubstr("veko2: warning: nothing is painted inside the view");
     writeMask("mask.png", {});
-    const auto result =
-        run({"cut", "scan.ply", "--view", "view.json", "--mask", "mask.png", "--dry-run"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_THAT(result.err, HasSubstr("veko2: warning: nothing is painted"));
+    EXPECT_THAT(cut(), isWarning);
+    writeMask("mask.png", {{0, 3}, {5, 0}});
+    EXPECT_THAT(cut(), isWarning);
+    writeMask("mask.png", {{1, 1}});
+    EXPECT_EQ(cut(), "");
 }
 
 // One point in front of the eye and its mirror image behind it project to the same pixel.

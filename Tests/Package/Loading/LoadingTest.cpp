@@ -89,12 +89,19 @@ TEST(LoadingTest, UsedAndUnloadedOften_LeavesNothing)
     {
         useOnce();
     }
-    const std::size_t numBytes = CountBytes();
-    for (unsigned round = 0; round < TestSupport::GetTestRounds(c_shortForm) / 10; ++round)
+    // What the scheduler keeps of a worker it makes in whichever round that takes part first. A
+    // leak is one in every round.
+    bool isSomeLeft = true;
+    for (int attempt = 0; isSomeLeft && attempt < 5; ++attempt)
     {
-        useOnce();
+        const std::size_t numBytes = CountBytes();
+        for (unsigned round = 0; round < TestSupport::GetTestRounds(c_shortForm) / 10; ++round)
+        {
+            useOnce();
+        }
+        isSomeLeft = CountBytes() > numBytes + c_constant;
     }
-    EXPECT_LE(CountBytes(), numBytes + c_constant);
+    EXPECT_FALSE(isSomeLeft);
     // The scheduler's workers wait for whoever uses it next.
     EXPECT_LE(CountThreads(), std::thread::hardware_concurrency());
 }

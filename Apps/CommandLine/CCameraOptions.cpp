@@ -115,18 +115,17 @@ void CCameraOptions::Check() const
         static_cast<void>(makeFit());
         return;
     }
-    const CCamera::SParameters placed = place();
-    CCamera::SParameters withPlanes = placed;
-    setPlanes(withPlanes);
-    // One plane alone has to fit the other, which is the scans'.
-    const bool isOneGiven = m_near.empty() != m_far.empty();
-    MakeFromOptions([&] { return CCamera(isOneGiven ? placed : withPlanes); });
+    CCamera::SParameters parameters = makePlaced();
+    // Wherever the scans put a plane, it is between these.
+    parameters.nearDistance = std::numeric_limits<double>::denorm_min();
+    parameters.farDistance = std::numeric_limits<double>::max();
+    setPlanes(parameters);
+    MakeFromOptions([&] { return CCamera(parameters); });
 }
 
 Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>& scans,
                                             const std::string& name) const
 {
-    Check();
     if (m_eye.empty())
     {
         const CCameraFit fitted = makeFit();
@@ -139,14 +138,14 @@ Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>
             throw Application::CInputError(name, error.what());
         }
     }
-    CCamera::SParameters parameters = place();
+    CCamera::SParameters parameters = makePlaced();
     EncloseScans(scans, parameters);
     setPlanes(parameters);
     return MakeFromOptions([&] { return CCamera(parameters).MakeView(); });
 }
 
-/// The camera of a given eye, but for its planes.
-CCamera::SParameters CCameraOptions::place() const
+/// The parameters of a camera with a given eye, but for its planes.
+CCamera::SParameters CCameraOptions::makePlaced() const
 {
     if (!m_from.empty())
     {

@@ -25,12 +25,12 @@ public:
     /// True when any of the options was given.
     [[nodiscard]] bool IsGiven() const;
 
-    /// Sees to whatever can be told without the scans, since reading these may take a while.
+    /// Refuses what makes no sense whatever the scans are, since reading these may take a while.
     /// @throw CUsageError when an option makes no sense.
     void Check() const;
 
-    /// The view that the options choose. The same options and scans give the same view. \p name is
-    /// what messages call the scans.
+    /// The view that the options choose, after Check(). The same options and scans give the same
+    /// view. \p name is what messages call the scans.
     /// @throw CUsageError when an option makes no sense.
     /// @throw Application::CInputError when a camera is to be fitted to scans without a finite
     /// point.
@@ -38,7 +38,7 @@ public:
         const std::vector<Application::CCameraFit::SScan>& scans, const std::string& name) const;
 
 private:
-    [[nodiscard]] Application::CCamera::SParameters place() const;
+    [[nodiscard]] Application::CCamera::SParameters makePlaced() const;
     void setPlanes(Application::CCamera::SParameters& parameters) const;
     [[nodiscard]] Application::CCameraFit makeFit() const;
 

@@ -176,7 +176,8 @@ void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& consol
         if (!entry.mask.CanCut())
         {
             console.Warn(
-                "nothing is painted inside the view, whose first row and column never cut");
+                "nothing is painted inside the view but in its first row and column, where paint "
+                "has no effect");
         }
     }
 }

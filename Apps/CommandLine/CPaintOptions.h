@@ -53,7 +53,7 @@ private:
     CCameraOptions m_camera;
 };
 
-/// Says on \p console of every view in which nothing is painted that it is so.
+/// Says on \p console of every view in which nothing is painted that could cut that it is so.
 void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& console);
 
 }  // namespace CommandLine

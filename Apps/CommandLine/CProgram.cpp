@@ -65,15 +65,21 @@ bool IsJsonWanted(const std::vector<std::string>& arguments)
            std::find(arguments.begin(), end, "--json=true") != end;
 }
 
-/// The arguments as the parser wants them: from the back, and with "-0.5" for "-.5", which it takes
-/// for an option where a number may stand as well.
+/// Whether an argument is a list of numbers, the first of which is like "-.5".
+bool IsListWithoutLeadingZero(const std::string& argument)
+{
+    return argument.starts_with("-.") && argument.find(',') != std::string::npos &&
+           argument.find_first_not_of("+-.,0123456789eE") == std::string::npos;
+}
+
+/// The arguments as the parser wants them: from the back, and points of a lasso or a brush like
+/// "-.5,3" with the zero without which it takes them for an option.
 std::vector<std::string> ToParse(std::vector<std::string> arguments)
 {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
     for (auto argument = arguments.begin(); argument != end; ++argument)
     {
-        if (argument->size() > 2 && argument->starts_with("-.") && '0' <= (*argument)[2] &&
-            (*argument)[2] <= '9')
+        if (IsListWithoutLeadingZero(*argument))
         {
             argument->insert(1, "0");
         }

@@ -53,8 +53,9 @@ public:
     /// Whether the nearest neighbour of \p point within the bound is one of the first positions.
     [[nodiscard]] bool IsAmongFirst(const LqVector3f& point) const;
 
-    /// Has the memory that IsAmongFirst() needs for \p points fetched, for all of them at once: for
-    /// the first c_mostFetched, if there are more. Only a hint, which changes nothing.
+    /// Has what IsAmongFirst() reads first in cubes that are not judged yet fetched for \p points,
+    /// for all of them at once: for the first c_mostFetched, if there are more. Only a hint, which
+    /// changes nothing.
     void Fetch(std::span<const LqVector3f> points) const;
     static constexpr std::size_t c_mostFetched = 64;
 

@@ -162,7 +162,7 @@ public:
         if (m_mask != nullptr)
         {
             Base::ReserveInLargePages(m_changed, m_words.size());
-            // Not by insert(), which goes word by word.
+            // Not by insert(), which goes word by word, since words have an initialiser.
             m_changed.resize(end);
             std::copy(added.begin(), added.end(), m_changed.end() - std::ssize(added));
         }

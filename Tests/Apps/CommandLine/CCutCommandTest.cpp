@@ -98,12 +98,13 @@ TEST_F(CCutCommandTest, NumberWithoutItsZero_IsNoOption)
     EXPECT_EQ(read("rest.ply"), keep({1, 2, 3}));
 }
 
-TEST_F(CCutCommandTest, DotBehindTheEndOfOptions_StaysAFileName)
+TEST_F(CCutCommandTest, FilesLikeANumberWithoutItsZero_KeepTheirNames)
 {
-    write("-.5", makeScan());
+    write("-.5,3", makeScan());
     const auto result = run(
-        {"cut", "-o", "rest.ply", "--rectangle", "4,2,2,2", "--view", "view.json", "--", "-.5"});
-    EXPECT_THAT(result.out, testing::StartsWith("-.5: ")) << result.err;
+        {"cut", "-o", "-.5.ply", "--rectangle", "4,2,2,2", "--view", "view.json", "--", "-.5,3"});
+    EXPECT_THAT(result.out, testing::StartsWith("-.5,3: ")) << result.err;
+    EXPECT_EQ(read("-.5.ply"), keep({2, 3}));
 }
 
 TEST_F(CCutCommandTest, Brush_PaintsAlongItsLine)

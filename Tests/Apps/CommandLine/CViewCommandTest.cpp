@@ -91,7 +91,7 @@ TEST_F(CViewCommandTest, Camera_PlacedByHandShowsItsTargetInTheMiddle)
     EXPECT_EQ(view.GetOrigin(), (CView::Origin{0, 0, 0}));
 }
 
-TEST_F(CViewCommandTest, Camera_OneOfItsPlanesGivenFitsTheScansOther)
+TEST_F(CViewCommandTest, Camera_SinglePlaneHasToFitTheScans)
 {
     const auto draw = [&](const std::string& option, const std::string& value) {
         return run({"view", "scan.ply", "--eye", "0,0,1000", "--target", "0,0,0", "--up", "0,1,0",
@@ -100,6 +100,11 @@ TEST_F(CViewCommandTest, Camera_OneOfItsPlanesGivenFitsTheScansOther)
     EXPECT_EQ(draw("--near", "200").exitCode, 0);
     EXPECT_EQ(draw("--far", "2000").exitCode, 0);
     EXPECT_EQ(draw("--near", "5000").exitCode, 2);
+}
+
+TEST_F(CViewCommandTest, Camera_ThatMakesNoSenseIsToldBeforeTheScanIsRead)
+{
+    EXPECT_EQ(run({"view", "missing.ply", "--from", "nowhere", "-o", "p.png"}).exitCode, 2);
 }
 
 TEST_F(CViewCommandTest, Camera_LookingAwayFromTheScanDrawsAnEmptyPicture)

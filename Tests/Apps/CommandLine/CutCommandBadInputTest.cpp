@@ -207,6 +207,9 @@ TEST_F(CutCommandBadInputTest, CameraThatMakesNoSense_IsToldBeforeTheScanIsRead)
         {"--eye", "1,2,3", "--target", "0,0,0", "--near", "x"},
         {"--eye", "1,2,3", "--target", "0,0,0", "--far", "x"},
         {"--eye", "1,2,3", "--target", "0,0,0", "--near", "2", "--far", "1"},
+        {"--eye", "1,2,3", "--target", "0,0,0", "--near", "0"},
+        {"--eye", "1,2,3", "--target", "0,0,0", "--far", "0"},
+        {"--eye", "1,2,3", "--target", "0,0,0", "--far", "-1", "--ortho", "4"},
     };
     for (const auto& options : cases)
     {

@@ -8,13 +8,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <exception>
 #include <system_error>
 #include <utility>
 
 #include "Application/Files/CFileDescriptor.h"
 #include "Application/Files/CInputError.h"
-#include "Base/Support/ParallelFor.h"
 
 namespace Application
 {
@@ -39,23 +37,6 @@ void WaitForWrites(int descriptor)
     // What is wrong with the file, its reader tells.
     (void)::lseek(descriptor, 0, SEEK_DATA);
     [[maybe_unused]] const ssize_t count = ::pread(descriptor, &byte, 1, 0);
-}
-
-/// Gives back the pages of a large mapping, several at a time: that takes as long as an eighth of
-/// reading them.
-void DropPages(std::byte* first, std::size_t size) noexcept
-{
-    constexpr std::size_t c_size = std::size_t{16} << 20;
-    try
-    {
-        Base::ParallelFor(static_cast<std::uint32_t>(size / c_size), [&](std::uint32_t index) {
-            (void)::madvise(first + index * c_size, c_size, MADV_DONTNEED);
-        });
-    }
-    catch (const std::exception&)
-    {
-        // They go with the mapping.
-    }
 }
 
 /// Reads the system's list of mappings, character by character, up to the line about an address:
@@ -233,9 +214,7 @@ std::string_view CMappedFile::FindName(const void* address, std::span<char> room
 
 void CMappedFile::SUnmapper::operator()(const std::byte* first) const
 {
-    auto* const bytes = const_cast<std::byte*>(first);
-    DropPages(bytes, size);
-    ::munmap(bytes, size);
+    ::munmap(const_cast<std::byte*>(first), size);
 }
 
 }  // namespace Application

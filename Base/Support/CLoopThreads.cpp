@@ -15,9 +15,11 @@ namespace
 {
 
 /// A thread takes at most so many items at a time, and no more than this part of its share of those
-/// that are left, so that all threads end at about the same time. They stay close to each other:
-/// where items read a file one after the other, the system sees one reader and reads ahead of it.
-constexpr std::uint32_t c_maxTaken = 4;
+/// that are left, so that all threads end at about the same time. Where items read a mapped file
+/// one after the other, a few hundred kilobytes each, so many keep two threads from mapping pages
+/// of the same page table, for which they would wait for each other; and they are still so close
+/// that the system sees one reader and reads ahead of it.
+constexpr std::uint32_t c_maxTaken = 16;
 constexpr std::uint32_t c_numParts = 4;
 
 /// Makes a thread that begins at once, on one of \p cores other than that of the calling thread, if

@@ -1,7 +1,5 @@
 #include "Application/Pictures/CDepthBuffer.h"
 
-#include "Application/Pictures/LargeArrays.h"
-
 namespace Application
 {
 

@@ -4,9 +4,9 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <memory>
 
 #include "Application/Pictures/Kernels/SampleRows.h"
+#include "Application/Pictures/LargeArrays.h"
 
 namespace Application
 {
@@ -125,7 +125,7 @@ private:
 
     std::uint32_t m_width;
     std::uint32_t m_height;
-    std::unique_ptr<std::uint64_t[]> m_words;
+    LargeArray<std::uint64_t> m_words;
 };
 
 }  // namespace Application

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 
-#include "Application/Pictures/LargeArrays.h"
 #include "Application/Pictures/RowBands.h"
 
 namespace Application

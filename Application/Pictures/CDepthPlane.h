@@ -2,10 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/Kernels/SampleRows.h"
+#include "Application/Pictures/LargeArrays.h"
 
 namespace Application
 {
@@ -49,7 +49,7 @@ private:
     std::uint32_t m_width;
     std::size_t m_border;
     std::size_t m_stride;
-    std::unique_ptr<float[]> m_depths;
+    LargeArray<float> m_depths;
 };
 
 }  // namespace Application

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
+#include <new>
+#include <type_traits>
 
 #include "Base/Support/LargePages.h"
 #include "Base/Support/ParallelFor.h"
@@ -25,12 +28,32 @@ void FillInParallel(Element* first, std::size_t count, Element value)
     });
 }
 
+struct SFreeLargeArray
+{
+    void operator()(void* first) const { std::free(first); }
+};
+
+template <typename Element>
+using LargeArray = std::unique_ptr<Element[], SFreeLargeArray>;
+
 /// An array of \p count elements of \p value, in large pages.
 template <typename Element>
-[[nodiscard]] std::unique_ptr<Element[]> MakeLargeArray(std::size_t count, Element value)
+[[nodiscard]] LargeArray<Element> MakeLargeArray(std::size_t count, Element value)
 {
-    auto elements = std::make_unique_for_overwrite<Element[]>(count);
-    Base::PreferLargePages(elements.get(), count * sizeof(Element));
+    static_assert(std::is_trivial_v<Element>);
+    // A large page covers only a range that begins at a multiple of its size; what lies before the
+    // first one, nearly as much at worst, would be in small ones.
+    constexpr std::size_t c_pageSize = std::size_t{2} << 20U;
+    constexpr std::size_t c_lineSize = 64;
+    const std::size_t numBytes = count * sizeof(Element);
+    const std::size_t alignment = numBytes < c_pageSize ? c_lineSize : c_pageSize;
+    LargeArray<Element> elements(static_cast<Element*>(
+        std::aligned_alloc(alignment, (numBytes + alignment - 1) / alignment * alignment)));
+    if (elements == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    Base::PreferLargePages(elements.get(), numBytes);
     FillInParallel(elements.get(), count, value);
     return elements;
 }

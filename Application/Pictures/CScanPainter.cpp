@@ -80,6 +80,27 @@ void CopyPositions(SSurfelBatch& batch, float* copies)
     batch.positionStride = c_positionBytes;
 }
 
+/// Draws the depths of what is seen of \p batch: several without a jump, since drawing one is so
+/// little that counting takes as long.
+void DrawDepths(const SSurfelBatch& batch, float* samples)
+{
+    constexpr std::ptrdiff_t c_numAtOnce = 8;
+    const std::uint32_t* place = batch.samples;
+    const float* depth = batch.depths;
+    const float* const end = depth + batch.numSeen;
+    for (; end - depth >= c_numAtOnce; depth += c_numAtOnce, place += c_numAtOnce)
+    {
+        for (std::ptrdiff_t next = 0; next < c_numAtOnce; ++next)
+        {
+            CDepthPlane::Draw(samples[place[next]], depth[next]);
+        }
+    }
+    for (; depth != end; ++depth, ++place)
+    {
+        CDepthPlane::Draw(samples[*place], *depth);
+    }
+}
+
 ProjectSurfelsKernel FastestKernel()
 {
     static const ProjectSurfelsKernel fastest = GetProjectSurfelsKernels().front().project;
@@ -217,12 +238,8 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& b
 void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthPlane& plane) const
 {
     float* const samples = plane.GetFirst();
-    forEachBatch(begin, end, plane.GetStride(), [&](std::uint64_t, const SSurfelBatch& batch) {
-        for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
-        {
-            CDepthPlane::Draw(samples[batch.samples[seen]], batch.depths[seen]);
-        }
-    });
+    forEachBatch(begin, end, plane.GetStride(),
+                 [&](std::uint64_t, const SSurfelBatch& batch) { DrawDepths(batch, samples); });
 }
 
 template <typename Draw>

@@ -58,12 +58,8 @@ __m512 LoadFour(const std::byte* first, std::size_t stride)
 }
 
 /// Sixteen positions: in each quarter of the registers a matrix of four is transposed.
-SPositions LoadPositions(const std::byte* first, std::size_t stride)
+SPositions LoadApart(const std::byte* first, std::size_t stride)
 {
-    for (std::size_t index = 0; index < c_width; index += 4)
-    {
-        __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance + index * stride);
-    }
     const __m512 rows[4] = {LoadFour(first, stride), LoadFour(first + stride, stride),
                             LoadFour(first + 2 * stride, stride),
                             LoadFour(first + 3 * stride, stride)};
@@ -87,6 +83,33 @@ SPositions LoadPositions(const std::byte* first, std::size_t stride)
     const __m512 leftLower = mixLeft(rows[2], rows[3]);
     return {joinLeft(leftUpper, leftLower), joinRight(leftUpper, leftLower),
             joinLeft(mixRight(rows[0], rows[1]), mixRight(rows[2], rows[3]))};
+}
+
+/// Sixteen positions without gaps between them, in three registers.
+SPositions LoadPacked(const std::byte* first)
+{
+    const __m512 a = _mm512_loadu_ps(first);
+    const __m512 b = _mm512_loadu_ps(first + sizeof a);
+    const __m512 c = _mm512_loadu_ps(first + 2 * sizeof a);
+    // What the first step has no lane for, it takes any lane of; the second replaces it.
+    const auto pick = [&](__m512i ofLeft, __m512i ofAll) {
+        return _mm512_permutex2var_ps(_mm512_permutex2var_ps(a, ofLeft, b), ofAll, c);
+    };
+    return {pick(_mm512_setr_epi32(0, 3, 6, 9, 12, 15, 18, 21, 24, 27, 30, 0, 0, 0, 0, 0),
+                 _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 17, 20, 23, 26, 29)),
+            pick(_mm512_setr_epi32(1, 4, 7, 10, 13, 16, 19, 22, 25, 28, 31, 0, 0, 0, 0, 0),
+                 _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 18, 21, 24, 27, 30)),
+            pick(_mm512_setr_epi32(2, 5, 8, 11, 14, 17, 20, 23, 26, 29, 0, 0, 0, 0, 0, 0),
+                 _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 19, 22, 25, 28, 31))};
+}
+
+SPositions LoadPositions(const std::byte* first, std::size_t stride)
+{
+    for (std::size_t index = 0; index < c_width; index += 4)
+    {
+        __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance + index * stride);
+    }
+    return stride == 3 * sizeof(float) ? LoadPacked(first) : LoadApart(first, stride);
 }
 
 __mmask16 IsWithin(__mmask16 lanes, __m512 value, __m512 end)

@@ -4,7 +4,12 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <functional>
+#include <iterator>
 #include <limits>
+#include <memory>
+#include <span>
 #include <utility>
 
 #include "Application/Files/CInputError.h"
@@ -42,8 +47,32 @@ constexpr double c_clearance = 0.05;
 constexpr int c_numBalancingRounds = 5;
 constexpr double c_radiansPerDegree = 3.14159265358979323846 / 180.0;
 
+/// A value of two samples each, in a register of any processor.
+using Pair = double __attribute__((vector_size(2 * sizeof(double))));
+
 /// Points by their coordinates along the picture's right, up and towards-the-viewer directions.
-using Samples = std::array<std::vector<double>, 3>;
+struct SSamples
+{
+    /// Leaves the memory for the threads that fill it: the first to touch a page waits for it.
+    explicit SSamples(std::size_t mostSamples)
+    {
+        for (std::unique_ptr<double[]>& values : axes)
+        {
+            // The last one may be repeated to make a pair.
+            values = std::make_unique_for_overwrite<double[]>(mostSamples + 1);
+        }
+    }
+
+    [[nodiscard]] Pair GetPair(std::size_t axis, std::size_t first) const
+    {
+        Pair pair;
+        std::memcpy(&pair, &axes[axis][first], sizeof pair);
+        return pair;
+    }
+
+    std::size_t count = 0;
+    std::array<std::unique_ptr<double[]>, 3> axes;
+};
 
 struct SRange
 {
@@ -77,41 +106,58 @@ void ForEachBlock(std::uint64_t count, const Body& body)
     });
 }
 
-/// The range of \p valueOf(index) for the indices below \p count.
-template <typename Value>
-SRange FindRange(std::size_t count, const Value& valueOf)
+/// SRange for values in pairs.
+struct SPairRange
 {
-    std::vector<SRange> ranges(CountBlocks(count));
-    ForEachBlock(count, [&](std::uint32_t block, std::size_t begin, std::size_t end) {
-        SRange range;
-        for (std::size_t index = begin; index < end; ++index)
-        {
-            range.Extend(valueOf(index));
-        }
-        ranges[block] = range;
-    });
-    SRange whole;
-    for (const SRange& range : ranges)
+    void Extend(Pair pair)
     {
-        whole.min = std::min(whole.min, range.min);
-        whole.max = std::max(whole.max, range.max);
+        min = pair < min ? pair : min;
+        max = pair > max ? pair : max;
+    }
+
+    Pair min = Pair() + SRange().min;
+    Pair max = Pair() + SRange().max;
+};
+
+/// The ranges of several values: \p extend(ranges, first) extends them by those of the samples
+/// \p first and \p first + 1, for the pairs of \p count samples.
+template <std::size_t numRanges, typename Extend>
+std::array<SRange, numRanges> FindRanges(std::size_t count, const Extend& extend)
+{
+    using PairRanges = std::array<SPairRange, numRanges>;
+    std::vector<PairRanges> blocks(CountBlocks(count));
+    ForEachBlock(count, [&](std::uint32_t block, std::size_t begin, std::size_t end) {
+        PairRanges ranges;
+        for (std::size_t first = begin; first < end; first += 2)
+        {
+            extend(ranges, first);
+        }
+        blocks[block] = ranges;
+    });
+    std::array<SRange, numRanges> whole;
+    for (const PairRanges& ranges : blocks)
+    {
+        for (std::size_t range = 0; range < numRanges; ++range)
+        {
+            for (const Pair pair : {ranges[range].min, ranges[range].max})
+            {
+                whole[range].Extend(pair[0]);
+                whole[range].Extend(pair[1]);
+            }
+        }
     }
     return whole;
 }
 
 /// Appends every \p step th point of \p scan, but those that are not finite.
 void TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
-                 std::uint64_t step, Samples& samples)
+                 std::uint64_t step, SSamples& samples)
 {
     const auto& positions = scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
     const std::uint64_t numSamples = (scan.collection->GetCount() - 1) / step + 1;
     const std::byte* const bytes = positions.GetFirstElement();
     const std::size_t bytesPerStep = positions.GetStrideInBytes() * step;
-    const std::size_t first = samples[0].size();
-    for (std::vector<double>& values : samples)
-    {
-        values.resize(first + numSamples);
-    }
+    const std::size_t first = samples.count;
     std::vector<std::size_t> numFinite(CountBlocks(numSamples));
     ForEachBlock(numSamples, [&](std::uint32_t block, std::uint64_t begin, std::uint64_t end) {
         std::size_t target = first + begin;
@@ -125,32 +171,25 @@ void TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axe
             {
                 for (std::size_t axis = 0; axis < 3; ++axis)
                 {
-                    samples[axis][target] = Along(axes[axis], point);
+                    samples.axes[axis][target] = Along(axes[axis], point);
                 }
                 ++target;
             }
         }
         numFinite[block] = target - (first + begin);
     });
-    std::size_t numTaken = first;
     for (std::size_t block = 0; block < numFinite.size(); ++block)
     {
-        const std::size_t begin = first + block * c_samplesPerBlock;
-        for (std::vector<double>& values : samples)
+        for (const std::unique_ptr<double[]>& values : samples.axes)
         {
-            const auto source = values.begin() + static_cast<std::ptrdiff_t>(begin);
-            std::copy(source, source + static_cast<std::ptrdiff_t>(numFinite[block]),
-                      values.begin() + static_cast<std::ptrdiff_t>(numTaken));
+            const double* const source = &values[first + block * c_samplesPerBlock];
+            std::copy(source, source + numFinite[block], &values[samples.count]);
         }
-        numTaken += numFinite[block];
-    }
-    for (std::vector<double>& values : samples)
-    {
-        values.resize(numTaken);
+        samples.count += numFinite[block];
     }
 }
 
-Samples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
+SSamples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
 {
     std::uint64_t total = 0;
     for (const CCameraFit::SScan& scan : scans)
@@ -158,7 +197,7 @@ Samples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::arra
         total += scan.collection->GetCount();
     }
     const std::uint64_t step = total < c_leastSampled ? 1 : total / c_numSamples;
-    Samples samples;
+    SSamples samples(total / step + scans.size());
     for (const CCameraFit::SScan& scan : scans)
     {
         if (scan.collection->GetCount() != 0)
@@ -169,19 +208,51 @@ Samples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::arra
     return samples;
 }
 
+/// Of values, the one furthest towards an end, and the one that so many others are beyond.
+struct SEnd
+{
+    double outermost;
+    double ranked;
+};
+
+/// \param rank of the other one.
+/// \param isBeyond whether a value lies further towards the end than another one.
+template <typename Iterator, typename Order>
+SEnd FindEnd(Iterator first, Iterator last, std::ptrdiff_t rank, const Order& isBeyond)
+{
+    // A few of the values tell roughly where to look, and only what is there needs ordering.
+    constexpr std::ptrdiff_t c_step = 16;
+    std::vector<double> few;
+    for (std::ptrdiff_t index = 0; index < last - first; index += c_step)
+    {
+        few.push_back(first[index]);
+    }
+    const auto bound = few.begin() + std::min(2 * rank / c_step + c_step,
+                                              static_cast<std::ptrdiff_t>(few.size()) - 1);
+    std::nth_element(few.begin(), bound, few.end(), isBeyond);
+    std::vector<double> candidates;
+    std::copy_if(first, last, std::back_inserter(candidates),
+                 [&](double value) { return !isBeyond(*bound, value); });
+    if (static_cast<std::ptrdiff_t>(candidates.size()) <= rank)
+    {
+        candidates.assign(first, last);
+    }
+    const double outermost = *std::min_element(candidates.begin(), candidates.end(), isBeyond);
+    const auto ranked = candidates.begin() + rank;
+    std::nth_element(candidates.begin(), ranked, candidates.end(), isBeyond);
+    return {outermost, *ranked};
+}
+
 /// The range of the values without the strays at either end.
-SRange FindRobustRange(std::vector<double> values)
+SRange FindRobustRange(std::span<const double> values)
 {
     const auto rank =
         static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * c_strayShare);
-    const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
-    const SRange whole{*smallest, *largest};
-    std::nth_element(values.begin(), values.begin() + rank, values.end());
-    const double low = values[static_cast<std::size_t>(rank)];
-    std::nth_element(values.begin(), values.end() - 1 - rank, values.end());
-    const double high = *(values.end() - 1 - rank);
-    const double excess = (high - low) * c_toleratedExcess;
-    return {std::max(whole.min, low - excess), std::min(whole.max, high + excess)};
+    const SEnd low = FindEnd(values.begin(), values.end(), rank, std::less<>());
+    const SEnd high = FindEnd(values.rbegin(), values.rend(), rank, std::greater<>());
+    const double excess = (high.ranked - low.ranked) * c_toleratedExcess;
+    return {std::max(low.outermost, low.ranked - excess),
+            std::min(high.outermost, high.ranked + excess)};
 }
 
 /// The range, towards the viewer, of the corners of all bounding boxes.
@@ -211,11 +282,12 @@ SRange FindDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector&
     return range;
 }
 
-bool IsStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::size_t index)
+bool IsStray(const SSamples& samples, const std::array<SRange, 3>& ranges, std::size_t index)
 {
     for (std::size_t axis = 0; axis < 3; ++axis)
     {
-        if (samples[axis][index] < ranges[axis].min || samples[axis][index] > ranges[axis].max)
+        if (samples.axes[axis][index] < ranges[axis].min ||
+            samples.axes[axis][index] > ranges[axis].max)
         {
             return true;
         }
@@ -223,57 +295,67 @@ bool IsStray(const Samples& samples, const std::array<SRange, 3>& ranges, std::s
     return false;
 }
 
-void RemoveStrays(Samples& samples, const std::array<SRange, 3>& ranges)
+void RemoveStrays(SSamples& samples, const std::array<SRange, 3>& ranges)
 {
     std::size_t numKept = 0;
-    for (std::size_t index = 0; index < samples[0].size(); ++index)
+    for (std::size_t index = 0; index < samples.count; ++index)
     {
         if (!IsStray(samples, ranges, index))
         {
-            for (std::vector<double>& values : samples)
+            for (const std::unique_ptr<double[]>& values : samples.axes)
             {
                 values[numKept] = values[index];
             }
             ++numKept;
         }
     }
-    for (std::vector<double>& values : samples)
+    samples.count = numKept;
+    for (const std::unique_ptr<double[]>& values : samples.axes)
     {
-        values.resize(numKept);
+        // Makes no difference to any range.
+        values[numKept] = values[numKept - 1];
     }
+}
+
+Pair Magnitude(Pair pair)
+{
+    return pair < -pair ? -pair : pair;
 }
 
 /// How far the eye must be from the centre for all samples to be in the picture, none of them
 /// nearer to the eye than \p clearance.
-double FindDistance(const Samples& samples, const Vector& centre, double slopeX, double slopeY,
+double FindDistance(const SSamples& samples, const Vector& centre, double slopeX, double slopeY,
                     double clearance)
 {
-    const SRange distances = FindRange(samples[0].size(), [&](std::size_t index) {
-        const double nearer = samples[2][index] - centre[2];
-        return std::max({nearer + clearance,
-                         nearer + std::abs(samples[0][index] - centre[0]) / slopeX,
-                         nearer + std::abs(samples[1][index] - centre[1]) / slopeY});
+    const auto [distances] = FindRanges<1>(samples.count, [&](auto& ranges, std::size_t first) {
+        const Pair nearer = samples.GetPair(2, first) - centre[2];
+        ranges[0].Extend(nearer + clearance);
+        ranges[0].Extend(nearer + Magnitude(samples.GetPair(0, first) - centre[0]) / slopeX);
+        ranges[0].Extend(nearer + Magnitude(samples.GetPair(1, first) - centre[1]) / slopeY);
     });
     return std::max(0.0, distances.max);
 }
 
 /// Moves the centre across the picture until the samples, seen from \p distance, leave equal
 /// margins on opposite sides: what is near is larger and would push the rest aside.
-void BalanceMargins(const Samples& samples, double distance, Vector& centre)
+void BalanceMargins(const SSamples& samples, double distance, Vector& centre)
 {
+    const auto slopes = FindRanges<2>(samples.count, [&](auto& ranges, std::size_t first) {
+        const Pair depth = distance - (samples.GetPair(2, first) - centre[2]);
+        for (std::size_t axis = 0; axis < 2; ++axis)
+        {
+            ranges[axis].Extend((samples.GetPair(axis, first) - centre[axis]) / depth);
+        }
+    });
     for (std::size_t axis = 0; axis < 2; ++axis)
     {
-        const SRange slopes = FindRange(samples[0].size(), [&](std::size_t index) {
-            const double depth = distance - (samples[2][index] - centre[2]);
-            return (samples[axis][index] - centre[axis]) / depth;
-        });
-        centre[axis] += 0.5 * (slopes.min + slopes.max) * distance;
+        centre[axis] += 0.5 * (slopes[axis].min + slopes[axis].max) * distance;
     }
 }
 
 /// Moves the centre to where the samples fill the picture evenly in perspective, and returns how
 /// far the eye is from it then.
-double FitPerspective(const Samples& samples, double slopeX, double slopeY, double clearance,
+double FitPerspective(const SSamples& samples, double slopeX, double slopeY, double clearance,
                       Vector& centre)
 {
     double distance = FindDistance(samples, centre, slopeX, slopeY, clearance);
@@ -322,15 +404,15 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
 
     // The boxes come first: finding them loads the points of a file on all threads.
     const SRange depth = FindDepthRange(scans, axes[2]);
-    Samples samples = TakeSamples(scans, axes);
-    if (samples[0].empty())
+    SSamples samples = TakeSamples(scans, axes);
+    if (samples.count == 0)
     {
         throw CInputError("camera", "there is no point to look at");
     }
     std::array<SRange, 3> ranges;
     Vector centre{};
     Base::ParallelFor(3, [&](std::uint32_t axis) {
-        ranges[axis] = FindRobustRange(samples[axis]);
+        ranges[axis] = FindRobustRange({samples.axes[axis].get(), samples.count});
         centre[axis] = 0.5 * (ranges[axis].min + ranges[axis].max);
     });
     RemoveStrays(samples, ranges);

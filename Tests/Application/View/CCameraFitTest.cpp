@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <deque>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "Application/Files/CInputError.h"
 #include "Base/Math/PointTransform.h"
@@ -160,6 +163,56 @@ TEST(CCameraFit, Compute_SkipsPositionsThatAreNotFinite)
     damaged.push_back({std::numeric_limits<float>::infinity(), 0, 0});
     const CCameraFit fit;
     ExpectFramed(Measure(fit.Compute(MakeScans(damaged)).MakeView(), cube));
+}
+
+TEST(CCameraFit, Compute_OrderAndScanOfThePointsDoNotMatter)
+{
+    // Thinning out to both sides, so that it matters where the strays begin.
+    std::vector<LqVector3f> points;
+    for (int index = -15000; index <= 15000; ++index)
+    {
+        const auto value = static_cast<float>(index) / 15000.0F;
+        points.push_back({value / (1.001F - std::abs(value)), value, value * value});
+    }
+    const CCameraFit fit{.direction = CCameraFit::FindDirection("front").value()};
+    const std::string expected = fit.Compute(MakeScans(points)).MakeView().ToJson();
+    const auto expectSame = [&](const std::vector<CCameraFit::SScan>& scans) {
+        EXPECT_EQ(fit.Compute(scans).MakeView().ToJson(), expected);
+    };
+    // From one side on, but for one in sixteen, which are from the other side.
+    for (const bool isFromLeft : {false, true})
+    {
+        std::vector<LqVector3f> mixed;
+        std::deque<LqVector3f> rest(points.begin(), points.end());
+        while (!rest.empty())
+        {
+            if ((mixed.size() % 16 == 0) == isFromLeft)
+            {
+                mixed.push_back(rest.back());
+                rest.pop_back();
+            }
+            else
+            {
+                mixed.push_back(rest.front());
+                rest.pop_front();
+            }
+        }
+        expectSame(MakeScans(mixed));
+    }
+    const auto middle = points.begin() + 15000;
+    std::vector<LqVector3f> withTwin = points;
+    withTwin.push_back(*middle);
+    expectSame(MakeScans(withTwin));
+
+    std::vector<LqVector3f> damaged;
+    for (auto point = middle; point != points.end(); ++point)
+    {
+        damaged.push_back({0.0F, std::numeric_limits<float>::quiet_NaN(), 0.0F});
+        damaged.push_back(*point);
+    }
+    std::vector<CCameraFit::SScan> scans = MakeScans({points.begin(), middle});
+    scans.push_back(MakeScans(damaged).front());
+    expectSame(scans);
 }
 
 TEST(CCameraFit, Compute_GeographicCoordinatesAreFramedExactly)

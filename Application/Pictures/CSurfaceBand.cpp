@@ -25,7 +25,7 @@ CSurfaceBand::CSurfaceBand(const CDepthBuffer& buffer, std::uint32_t numRows, st
     std::fill_n(m_depths.get(), size, c_noDepth);
     for (std::unique_ptr<float[]>& component : m_normals)
     {
-        component = std::make_unique<float[]>(size);
+        component = std::make_unique_for_overwrite<float[]>(size);
     }
 }
 

@@ -19,8 +19,8 @@ class CSurfaceBand
 {
 public:
     /// Room for \p numRows rows of \p buffer. \p border: how far beyond them, on all sides, there
-    /// will be depths, and numbers for normals, of which only those next to the rows are true; on
-    /// the right SSampleRows::c_margin more.
+    /// will be depths; on the right SSampleRows::c_margin more. There is as much room for normals,
+    /// but only those of samples in the rows and next to them mean anything.
     CSurfaceBand(const CDepthBuffer& buffer, std::uint32_t numRows, std::uint32_t border);
 
     /// Unpacks the rows \p begin to \p end - 1, at most as many as there is room for.

@@ -113,7 +113,7 @@ using FindRadiiKernel = void (*)(const SDotsTask& task, std::uint32_t row, std::
 using DrawDotsKernel = void (*)(const SDotsTask& task, std::uint32_t row,
                                 const SDotsTarget& target);
 
-/// Unpacks the depths and normals of \p count words.
+/// Unpacks the depths and normals of \p count words. Normals where there is no sample mean nothing.
 using UnpackSamplesKernel = void (*)(const std::uint64_t* words, std::uint32_t count, float* depths,
                                      float* const (&normals)[3]);
 

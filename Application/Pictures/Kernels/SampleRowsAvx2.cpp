@@ -17,6 +17,8 @@ struct SAvx2
 
     static Floats Lanes() { return _mm256_setr_ps(0, 1, 2, 3, 4, 5, 6, 7); }
     static Floats SquareRoot(Floats values) { return _mm256_sqrt_ps(values); }
+    static Floats Larger(Floats a, Floats b) { return _mm256_max_ps(a, b); }
+    static Floats Smaller(Floats a, Floats b) { return _mm256_min_ps(a, b); }
     static Floats Gather(const float* first, const std::int32_t* places)
     {
         return _mm256_setr_ps(first[places[0]], first[places[1]], first[places[2]],

@@ -20,6 +20,8 @@ struct SAvx512
         return _mm512_setr_ps(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     }
     static Floats SquareRoot(Floats values) { return _mm512_maskz_sqrt_ps(c_all, values); }
+    static Floats Larger(Floats a, Floats b) { return _mm512_maskz_max_ps(c_all, a, b); }
+    static Floats Smaller(Floats a, Floats b) { return _mm512_maskz_min_ps(c_all, a, b); }
     static Floats Gather(const float* first, const std::int32_t* places)
     {
         // Many processors take longer for their own gather.

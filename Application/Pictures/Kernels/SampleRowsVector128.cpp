@@ -19,6 +19,8 @@ struct SVector128
         return Floats{__builtin_sqrtf(values[0]), __builtin_sqrtf(values[1]),
                       __builtin_sqrtf(values[2]), __builtin_sqrtf(values[3])};
     }
+    static Floats Larger(Floats a, Floats b) { return a > b ? a : b; }
+    static Floats Smaller(Floats a, Floats b) { return a < b ? a : b; }
     static Floats Gather(const float* first, const std::int32_t* places)
     {
         return Floats{first[places[0]], first[places[1]], first[places[2]], first[places[3]]};

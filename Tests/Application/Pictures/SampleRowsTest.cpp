@@ -25,6 +25,7 @@ using Application::SDotsTask;
 using Application::SSampleOffset;
 using Application::SSampleRows;
 using Application::SSampleRowsKernels;
+using Application::SSampleWord;
 using Application::SShadingTask;
 
 constexpr std::uint32_t c_height = 9;
@@ -245,17 +246,40 @@ TEST(SampleRows, Unpack_IsWhatTheBufferSaysForEveryKernelAndCount)
                 if (word == CDepthBuffer::c_empty)
                 {
                     ASSERT_TRUE(std::isnan(depths[index])) << kernels.name << index;
+                    continue;
                 }
-                else
-                {
-                    ASSERT_EQ(depths[index], CDepthBuffer::DepthOf(word)) << kernels.name << index;
-                }
+                ASSERT_EQ(depths[index], CDepthBuffer::DepthOf(word)) << kernels.name << index;
                 ASSERT_EQ(normals[0][index], normal.x) << kernels.name << index;
                 ASSERT_EQ(normals[1][index], normal.y) << kernels.name << index;
                 ASSERT_EQ(normals[2][index], normal.z) << kernels.name << index;
             }
             ASSERT_EQ(depths[count], c_untouched) << kernels.name << count;
             ASSERT_EQ(normals[2][count], c_untouched) << kernels.name << count;
+        }
+    }
+}
+
+TEST(SampleRows, Unpack_IsWhatTheBufferSaysForEveryKernelAndCode)
+{
+    constexpr std::uint32_t c_numCodes = SSampleWord::c_noNormal;
+    std::vector<std::uint64_t> words;
+    for (std::uint32_t code = 0; code < c_numCodes; ++code)
+    {
+        const std::uint32_t codes = code << SSampleWord::c_normalBits | (c_numCodes - code);
+        words.push_back(CDepthBuffer::WithDepth(codes, 1.0F));
+    }
+    for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+    {
+        std::vector<float> depths(c_numCodes);
+        std::vector<std::vector<float>> normals(3, depths);
+        kernels.unpack(words.data(), c_numCodes, depths.data(),
+                       {normals[0].data(), normals[1].data(), normals[2].data()});
+        for (std::uint32_t code = 0; code < c_numCodes; ++code)
+        {
+            const auto normal = CDepthBuffer::NormalOf(words[code]);
+            ASSERT_EQ(normals[0][code], normal.x) << kernels.name << code;
+            ASSERT_EQ(normals[1][code], normal.y) << kernels.name << code;
+            ASSERT_EQ(normals[2][code], normal.z) << kernels.name << code;
         }
     }
 }

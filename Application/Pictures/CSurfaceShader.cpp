@@ -1,8 +1,9 @@
 #include "Application/Pictures/CSurfaceShader.h"
 
 #include <algorithm>
-#include <cmath>
-#include <utility>
+#include <cstring>
+#include <iterator>
+#include <span>
 
 #include "Application/Pictures/CBandQueue.h"
 #include "Application/Pictures/Kernels/SampleRowsKernels.h"
@@ -16,24 +17,65 @@ namespace
 
 /// How much white a brightness of two would add.
 constexpr float c_gloss = 214.0F;
-constexpr float c_numBackgroundSteps = 31.0F;
+constexpr std::uint32_t c_numBackgroundSteps = 31;
+
+/// \p color in a tone.
+SColor Shine(const SColor& color, std::uint32_t tone)
+{
+    const float brightness = static_cast<float>(tone) / SSampleRows::c_tonesPerUnit;
+    const auto light =
+        // The nearest shade, or nearly. NOLINTNEXTLINE(bugprone-incorrect-roundings)
+        static_cast<std::uint32_t>(256.0F * std::min(brightness, 1.0F) + 0.5F);
+    const auto gloss =
+        static_cast<std::uint32_t>(256.0F * c_gloss * std::max(brightness - 1.0F, 0.0F));
+    const auto shineOn = [&](std::uint8_t sample) {
+        return static_cast<std::uint8_t>(std::min((sample * light + gloss + 128U) / 256U, 255U));
+    };
+    return {shineOn(color.red), shineOn(color.green), shineOn(color.blue)};
+}
+
+/// \param part of the way from \p top to \p bottom.
+SColor Mix(const SColor& top, const SColor& bottom, float part)
+{
+    const auto mix = [&](std::uint8_t above, std::uint8_t below) {
+        return static_cast<std::uint8_t>(
+            // NOLINTNEXTLINE(bugprone-incorrect-roundings): as above
+            (static_cast<float>(above) * (1.0F - part) + static_cast<float>(below) * part) + 0.5F);
+    };
+    return {mix(top.red, bottom.red), mix(top.green, bottom.green), mix(top.blue, bottom.blue)};
+}
+
+/// Whether there is no sample in a group with these tones.
+bool IsEmpty(const std::uint8_t* tones)
+{
+    static_assert(SSampleRows::c_noTone == 0xFF);
+    std::uint64_t word = 0;
+    std::memcpy(&word, tones, sizeof word);
+    return word == ~std::uint64_t{0};
+}
 
 }  // namespace
 
 CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDepthBuffer& buffer,
-                               std::uint32_t samplesPerSide, SColors colors)
-    : m_projection(projection),
-      m_buffer(buffer),
-      m_samplesPerSide(samplesPerSide),
-      m_colors(std::move(colors))
+                               std::uint32_t samplesPerSide, const SColors& colors)
+    : m_projection(projection), m_buffer(buffer), m_samplesPerSide(samplesPerSide)
 {
-    for (std::size_t tone = 0; tone < m_tones.size(); ++tone)
+    for (std::uint32_t step = 0; step <= c_numBackgroundSteps; ++step)
     {
-        const float brightness = static_cast<float>(tone) / SSampleRows::c_tonesPerUnit;
-        m_tones[tone] = {
-            // The nearest shade, or nearly. NOLINTNEXTLINE(bugprone-incorrect-roundings)
-            static_cast<std::uint32_t>(256.0F * std::min(brightness, 1.0F) + 0.5F),
-            static_cast<std::uint32_t>(256.0F * c_gloss * std::max(brightness - 1.0F, 0.0F)) + 128};
+        m_background.push_back(
+            Mix(colors.top, colors.bottom,
+                static_cast<float>(step) / static_cast<float>(c_numBackgroundSteps)));
+    }
+    for (std::size_t look = 0; look < colors.looks.size(); ++look)
+    {
+        if (look == 0 || colors.looks[look] != colors.looks[look - 1])
+        {
+            for (std::uint32_t tone = 0; tone < SSampleRows::c_numTones; ++tone)
+            {
+                m_shades.push_back(Shine(colors.looks[look], tone));
+            }
+        }
+        m_firstShades.push_back(m_shades.size() - SSampleRows::c_numTones);
     }
 }
 
@@ -52,9 +94,9 @@ CPicture CSurfaceShader::Shade(const RowsCallback& onRows,
                 for (std::uint32_t line = 0; line < m_samplesPerSide; ++line)
                 {
                     shadeRow(row * m_samplesPerSide + line, room,
-                             &room.samples[std::size_t{line} * m_buffer.GetWidth()]);
+                             &room.samples[line * room.stride]);
                 }
-                joinSamples(room.samples, row, picture);
+                joinSamples(room, row, picture);
             }
             if (onRows)
             {
@@ -72,12 +114,11 @@ CPicture CSurfaceShader::Shade(const RowsCallback& onRows,
     return picture;
 }
 
-void CSurfaceShader::joinSamples(const std::vector<SColor>& samples, std::uint32_t row,
-                                 CPicture& picture) const
+void CSurfaceShader::joinSamples(const SRoom& room, std::uint32_t row, CPicture& picture) const
 {
     if (m_samplesPerSide == 1)
     {
-        picture.SetRow(row, samples);
+        picture.SetRow(row, std::span(room.samples.data(), picture.GetWidth()));
         return;
     }
     const std::uint32_t numSamples = m_samplesPerSide * m_samplesPerSide;
@@ -87,8 +128,8 @@ void CSurfaceShader::joinSamples(const std::vector<SColor>& samples, std::uint32
         for (std::uint32_t sample = 0; sample < numSamples; ++sample)
         {
             const SColor& color =
-                samples[std::size_t{sample / m_samplesPerSide} * m_buffer.GetWidth() +
-                        column * m_samplesPerSide + sample % m_samplesPerSide];
+                room.samples[sample / m_samplesPerSide * room.stride + column * m_samplesPerSide +
+                             sample % m_samplesPerSide];
             sums = {sums[0] + color.red, sums[1] + color.green, sums[2] + color.blue};
         }
         const auto mean = [&](std::uint32_t sum) {
@@ -101,8 +142,9 @@ void CSurfaceShader::joinSamples(const std::vector<SColor>& samples, std::uint32
 CSurfaceShader::SRoom::SRoom(const CDepthBuffer& buffer, std::uint32_t samplesPerSide)
     : band(buffer, c_bandRows * samplesPerSide,
            static_cast<std::uint32_t>(SSampleRows::c_farDistance) * samplesPerSide),
-      tones(std::size_t{buffer.GetWidth()} + SSampleRows::c_margin),
-      samples(std::size_t{samplesPerSide} * buffer.GetWidth())
+      tones(std::size_t{buffer.GetWidth()} + SSampleRows::c_margin, SSampleRows::c_noTone),
+      stride(tones.size()),
+      samples(samplesPerSide * stride)
 {}
 
 void CSurfaceShader::shadeRow(std::uint32_t row, SRoom& room, SColor* target) const
@@ -118,44 +160,41 @@ void CSurfaceShader::shadeRow(std::uint32_t row, SRoom& room, SColor* target) co
     }
     task.samplesPerSide = m_samplesPerSide;
     GetFastestSampleRowsKernels().findTones(task, row, room.tones.data());
-    const auto background = findBackground(row);
-    const std::uint64_t* const words = m_buffer.GetWords() + m_buffer.IndexOf(0, row);
-    for (std::uint32_t column = 0; column < m_buffer.GetWidth(); ++column)
+    const Group background = findBackground(row);
+    // Copies, since the compiler has to expect that members change where colours are written.
+    const SColor* const shades = m_shades.data();
+    const std::size_t* const firstShades = m_firstShades.data();
+    for (std::uint32_t first = 0; first < m_buffer.GetWidth(); first += c_group)
     {
-        // No number where there is no sample, nor in those of dots as far away as infinity.
-        const float depth = task.depths.first[column];
-        target[column] = depth == depth ? shine(m_colors.looks[CDepthBuffer::LookOf(words[column])],
-                                                m_tones[room.tones[column]])
-                                        : background[column % background.size()];
+        SColor* const colors = target + first;
+        std::copy(background.begin(), background.end(), colors);
+        const std::uint8_t* const tones = &room.tones[first];
+        if (IsEmpty(tones))
+        {
+            continue;
+        }
+        const std::uint64_t* const words = m_buffer.GetWords() + m_buffer.IndexOf(first, row);
+        for (std::uint32_t column = 0; column < c_group; ++column)
+        {
+            if (tones[column] != SSampleRows::c_noTone)
+            {
+                const std::uint32_t look = CDepthBuffer::LookOf(words[column]);
+                colors[column] = shades[firstShades[look] + tones[column]];
+            }
+        }
     }
 }
 
-SColor CSurfaceShader::shine(const SColor& color, const STone& tone)
-{
-    const auto shineOn = [&](std::uint8_t sample) {
-        return static_cast<std::uint8_t>(std::min((sample * tone.light + tone.gloss) / 256U, 255U));
-    };
-    return {shineOn(color.red), shineOn(color.green), shineOn(color.blue)};
-}
-
-CSurfaceShader::Background CSurfaceShader::findBackground(std::uint32_t row) const
+CSurfaceShader::Group CSurfaceShader::findBackground(std::uint32_t row) const
 {
     const float share = (static_cast<float>(row) + 0.5F) / static_cast<float>(m_buffer.GetHeight());
-    Background colors;
+    const auto& thresholds = SSampleRows::c_thresholds[row % std::size(SSampleRows::c_thresholds)];
+    Group colors;
     for (std::size_t column = 0; column < colors.size(); ++column)
     {
-        const float step =
-            share * c_numBackgroundSteps + SSampleRows::c_thresholds[row % colors.size()][column];
-        const float part = std::floor(step) / c_numBackgroundSteps;
-        const auto mix = [&](std::uint8_t top, std::uint8_t bottom) {
-            return static_cast<std::uint8_t>(
-                // NOLINTNEXTLINE(bugprone-incorrect-roundings): as above
-                (static_cast<float>(top) * (1.0F - part) + static_cast<float>(bottom) * part) +
-                0.5F);
-        };
-        colors[column] = {mix(m_colors.top.red, m_colors.bottom.red),
-                          mix(m_colors.top.green, m_colors.bottom.green),
-                          mix(m_colors.top.blue, m_colors.bottom.blue)};
+        const float step = share * static_cast<float>(c_numBackgroundSteps) +
+                           thresholds[column % std::size(thresholds)];
+        colors[column] = m_background[static_cast<std::uint32_t>(step)];
     }
     return colors;
 }

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <vector>
 
 #include "Application/Pictures/CDepthBuffer.h"
@@ -35,7 +34,7 @@ public:
 
     /// \p projection and \p buffer must live as long as the shader.
     CSurfaceShader(const CPictureProjection& projection, const CDepthBuffer& buffer,
-                   std::uint32_t samplesPerSide, SColors colors);
+                   std::uint32_t samplesPerSide, const SColors& colors);
 
     /// Told, on any thread but one call at a time, that so many rows of the picture are done.
     using RowsCallback = std::function<void(const CPicture& picture, std::uint32_t numRows)>;
@@ -47,14 +46,9 @@ public:
                                  const std::function<void()>& onIdle = {}) const;
 
 private:
-    /// What a brightness makes of a colour, in 256ths: a factor, and what is added.
-    struct STone
-    {
-        std::uint32_t light;
-        std::uint32_t gloss;
-    };
-    /// Of neighbouring samples; a pattern that is repeated.
-    using Background = std::array<SColor, std::size(SSampleRows::c_thresholds)>;
+    /// So many neighbouring samples are coloured at a time; their tones make one word.
+    static constexpr std::uint32_t c_group = 8;
+    using Group = std::array<SColor, c_group>;
 
     /// What a thread works in.
     struct SRoom
@@ -63,24 +57,28 @@ private:
 
         CSurfaceBand band;
         std::vector<std::uint8_t> tones;
+        /// From row to row of samples; whole groups have room.
+        std::size_t stride;
         /// The colours of the samples in a row of pixels.
         std::vector<SColor> samples;
     };
 
-    /// Writes the colours of a row of samples, which is loaded, to \p target.
+    /// Writes the colours of a row of samples, which is loaded, to \p target, in whole groups.
     void shadeRow(std::uint32_t row, SRoom& room, SColor* target) const;
     /// Makes a row of pixels of the rows of samples in it.
-    void joinSamples(const std::vector<SColor>& samples, std::uint32_t row,
-                     CPicture& picture) const;
-    [[nodiscard]] static SColor shine(const SColor& color, const STone& tone);
-
-    [[nodiscard]] Background findBackground(std::uint32_t row) const;
+    void joinSamples(const SRoom& room, std::uint32_t row, CPicture& picture) const;
+    /// Where there is no sample; of all groups of a row.
+    [[nodiscard]] Group findBackground(std::uint32_t row) const;
 
     const CPictureProjection& m_projection;
     const CDepthBuffer& m_buffer;
     std::uint32_t m_samplesPerSide;
-    SColors m_colors;
-    std::array<STone, SSampleRows::c_numTones> m_tones{};
+    /// From the top to the bottom.
+    std::vector<SColor> m_background;
+    /// The tones of one colour after the other.
+    std::vector<SColor> m_shades;
+    /// Where those of each look begin.
+    std::vector<std::size_t> m_firstShades;
 };
 
 }  // namespace Application

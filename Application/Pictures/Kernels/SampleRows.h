@@ -95,6 +95,8 @@ struct SSampleRows
     /// background's, the picture of one or two scans has few enough colours for a small file.
     static constexpr float c_tonesPerUnit = 96.0F;
     static constexpr std::uint32_t c_numTones = 120;
+    /// Stands for the tone where there is no sample.
+    static constexpr std::uint8_t c_noTone = 255;
     /// What is added to a tone before it is cut off, by the sample's row and column: a pattern, to
     /// be repeated, that hides the steps.
     static constexpr float c_thresholds[4][4] = {{0.5F / 16, 8.5F / 16, 2.5F / 16, 10.5F / 16},
@@ -118,7 +120,7 @@ using UnpackSamplesKernel = void (*)(const std::uint64_t* words, std::uint32_t c
                                      float* const (&normals)[3]);
 
 /// Finds the tones of a row's samples, of which there must be room for SSampleRows::c_margin more.
-/// Those where there is no sample mean nothing.
+/// Those where there is no sample become SSampleRows::c_noTone.
 /// \param row of the picture.
 using FindTonesKernel = void (*)(const SShadingTask& task, std::uint32_t row, std::uint8_t* tones);
 

@@ -58,16 +58,19 @@ public:
         for (std::uint32_t column = 0; column < m_task.depths.width; column += c_width)
         {
             const Floats depths = loadDepths(column, 0);
-            if (Vector::Bits(depths == depths) == 0)
+            const Integers isThere = depths == depths;
+            if (Vector::Bits(isThere) == 0)
             {
+                std::memset(tones + column, SSampleRows::c_noTone, c_width);
                 continue;
             }
             const Floats found = findBrightness(column, depths) * SSampleRows::c_tonesPerUnit;
             const Integers chosen =
                 __builtin_convertvector(Vector::Smaller(found, last) + thresholds, Integers);
+            const Integers told = isThere ? chosen : Integers() + SSampleRows::c_noTone;
             for (std::uint32_t lane = 0; lane < c_width; ++lane)
             {
-                tones[column + lane] = static_cast<std::uint8_t>(chosen[lane]);
+                tones[column + lane] = static_cast<std::uint8_t>(told[lane]);
             }
         }
     }

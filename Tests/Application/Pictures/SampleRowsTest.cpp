@@ -305,16 +305,15 @@ TEST(SampleRows, FindTones_AreThoseOfTheReferenceForEveryKernel)
                 const auto findTones = [&](const SSampleRowsKernels& kernels) {
                     std::vector<std::uint8_t> tones(buffer.GetWidth() + SSampleRows::c_margin);
                     kernels.findTones(task, row, tones.data());
-                    for (std::uint32_t column = 0; column < buffer.GetWidth(); ++column)
-                    {
-                        const bool isEmpty =
-                            buffer.Get(buffer.IndexOf(column, row)) == CDepthBuffer::c_empty;
-                        tones[column] = isEmpty ? 0 : tones[column];
-                    }
                     tones.resize(buffer.GetWidth());
                     return tones;
                 };
                 const std::vector<std::uint8_t> expected = findTones(reference);
+                for (std::uint32_t column = 0; column < buffer.GetWidth(); ++column)
+                {
+                    ASSERT_EQ(expected[column] == SSampleRows::c_noTone,
+                              buffer.Get(buffer.IndexOf(column, row)) == CDepthBuffer::c_empty);
+                }
                 for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
                 {
                     ASSERT_EQ(findTones(kernels), expected) << kernels.name << buffer.GetWidth();

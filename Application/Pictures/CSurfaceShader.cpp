@@ -121,21 +121,16 @@ void CSurfaceShader::joinSamples(const SRoom& room, std::uint32_t row, CPicture&
         picture.SetRow(row, std::span(room.samples.data(), picture.GetWidth()));
         return;
     }
-    const std::uint32_t numSamples = m_samplesPerSide * m_samplesPerSide;
     for (std::uint32_t column = 0; column < picture.GetWidth(); ++column)
     {
-        std::array<std::uint32_t, 3> sums{};
-        for (std::uint32_t sample = 0; sample < numSamples; ++sample)
-        {
-            const SColor& color =
-                room.samples[sample / m_samplesPerSide * room.stride + column * m_samplesPerSide +
-                             sample % m_samplesPerSide];
-            sums = {sums[0] + color.red, sums[1] + color.green, sums[2] + color.blue};
-        }
-        const auto mean = [&](std::uint32_t sum) {
-            return static_cast<std::uint8_t>((sum + numSamples / 2) / numSamples);
+        const SColor* const upper = &room.samples[std::size_t{2} * column];
+        const SColor* const lower = upper + room.stride;
+        const auto mean = [&](std::uint8_t SColor::*part) {
+            const int sum = upper[0].*part + upper[1].*part + lower[0].*part + lower[1].*part;
+            return static_cast<std::uint8_t>((sum + 2) / 4);
         };
-        picture.SetPixel(column, row, {mean(sums[0]), mean(sums[1]), mean(sums[2])});
+        picture.SetPixel(column, row,
+                         {mean(&SColor::red), mean(&SColor::green), mean(&SColor::blue)});
     }
 }
 

@@ -32,7 +32,8 @@ public:
         SColor bottom;
     };
 
-    /// \p projection and \p buffer must live as long as the shader.
+    /// \p projection and \p buffer must live as long as the shader. \p samplesPerSide: of a pixel;
+    /// 1 or 2.
     CSurfaceShader(const CPictureProjection& projection, const CDepthBuffer& buffer,
                    std::uint32_t samplesPerSide, const SColors& colors);
 

@@ -1,17 +1,27 @@
 #include "Application/Pictures/CDepthBuffer.h"
 
+#include <utility>
+
 namespace Application
 {
 
 CDepthBuffer::CDepthBuffer(std::uint32_t width, std::uint32_t height)
-    : m_width(width),
-      m_height(height),
-      m_words(MakeLargeArray(std::size_t{width} * height, c_empty))
+    : CDepthBuffer(width, height, MakeLargeArray(std::size_t{width} * height, c_empty))
 {}
 
-void CDepthBuffer::Clear()
+CDepthBuffer::CDepthBuffer(std::uint32_t width, std::uint32_t height,
+                           LargeArray<std::uint64_t> words)
+    : m_width(width), m_height(height), m_words(std::move(words))
+{}
+
+CDepthBuffer CDepthBuffer::MakeUncleared(std::uint32_t width, std::uint32_t height)
 {
-    FillInParallel(m_words.get(), std::size_t{m_width} * m_height, c_empty);
+    return {width, height, MakeLargeArray<std::uint64_t>(std::size_t{width} * height)};
+}
+
+void CDepthBuffer::Clear(std::uint32_t begin, std::uint32_t end)
+{
+    std::fill(m_words.get() + IndexOf(0, begin), m_words.get() + IndexOf(0, end), c_empty);
 }
 
 std::uint64_t CDepthBuffer::Pack(float depth, std::uint32_t look, const SNormal& normal)

@@ -35,6 +35,9 @@ public:
 
     CDepthBuffer(std::uint32_t width, std::uint32_t height);
 
+    /// One that holds nothing in particular before it is cleared.
+    [[nodiscard]] static CDepthBuffer MakeUncleared(std::uint32_t width, std::uint32_t height);
+
     [[nodiscard]] std::uint32_t GetWidth() const { return m_width; }
     [[nodiscard]] std::uint32_t GetHeight() const { return m_height; }
 
@@ -51,8 +54,8 @@ public:
     [[nodiscard]] const std::uint64_t* GetWords() const { return m_words.get(); }
     [[nodiscard]] std::uint64_t* GetWords() { return m_words.get(); }
 
-    /// Forgets all that has been drawn. Cheaper than a new buffer, whose memory the system clears.
-    void Clear();
+    /// Forgets all that has been drawn in the rows \p begin to \p end - 1.
+    void Clear(std::uint32_t begin, std::uint32_t end);
 
     // While no other thread draws.
 
@@ -109,6 +112,8 @@ public:
     }
 
 private:
+    CDepthBuffer(std::uint32_t width, std::uint32_t height, LargeArray<std::uint64_t> words);
+
     static constexpr std::uint32_t c_normalBits = SSampleWord::c_normalBits;
     static constexpr std::uint32_t c_noNormal = SSampleWord::c_noNormal;
     static constexpr float c_normalScale = SSampleWord::c_normalScale;

@@ -96,16 +96,12 @@ CDepthBuffer DrawSurfaces(const CPictureProjection& projection, std::uint32_t sa
     CScanPainter::SPainting painting = PaintScans(projection, scans, colors, reach, hideCut);
     CPointSplatter::SRadii radii = splatter.FindRadii(painting.samples);
     radii.largest = largest.value_or(radii.largest);
-    if (painting.spare.has_value())
-    {
-        painting.spare->Clear();
-    }
-    else
-    {
-        painting.spare.emplace(projection.GetWidth(), projection.GetHeight());
-    }
-    splatter.Splat(painting.samples, radii, *painting.spare);
-    return *std::move(painting.spare);
+    CDepthBuffer surfaces =
+        painting.spare.has_value()
+            ? *std::move(painting.spare)
+            : CDepthBuffer::MakeUncleared(projection.GetWidth(), projection.GetHeight());
+    splatter.Splat(painting.samples, radii, surfaces);
+    return surfaces;
 }
 
 CSurfaceShader::SColors MakeColors(const CPointRenderer::SSettings& settings,

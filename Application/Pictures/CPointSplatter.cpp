@@ -118,11 +118,27 @@ void CPointSplatter::Splat(const CPointSamples& points, const SRadii& radii,
         static_cast<std::uint32_t>(static_cast<float>(radii.largest) / SSampleRows::c_radiusUnits);
     const std::uint32_t bandRows = std::max(c_leastBandRows, 2 * reach);
     const std::uint32_t numBands = (target.GetHeight() + bandRows - 1) / bandRows;
+    const auto clear = [&](std::uint32_t begin, std::uint32_t end) {
+        if (begin < end)
+        {
+            target.Clear(begin, std::min(end, target.GetHeight()));
+        }
+    };
     for (const std::uint32_t firstBand : {0U, 1U})
     {
         Base::ParallelFor((numBands + 1 - firstBand) / 2, [&](std::uint32_t pair) {
             const std::uint32_t begin = (2 * pair + firstBand) * bandRows;
             const std::uint32_t end = std::min(begin + bandRows, target.GetHeight());
+            // Just before the first dots are drawn that may reach there: what is cleared is then
+            // still in the cache.
+            if (firstBand == 0)
+            {
+                clear(begin - std::min(begin, reach), end + reach);
+            }
+            else
+            {
+                clear(begin + reach, end == target.GetHeight() ? end : end - reach);
+            }
             for (std::uint32_t row = begin; row < end; ++row)
             {
                 drawDots(task, row,

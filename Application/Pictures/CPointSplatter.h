@@ -41,7 +41,7 @@ public:
     [[nodiscard]] SRadii FindRadii(const CPointSamples& points) const;
 
     /// Draws \p points into \p target, of the same size, every sample widened to the radius that
-    /// FindRadii() gave it; all of them have a normal then.
+    /// FindRadii() gave it; all of them have a normal then. What \p target held before is lost.
     void Splat(const CPointSamples& points, const SRadii& radii, CDepthBuffer& target) const;
 
 private:

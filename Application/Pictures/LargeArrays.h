@@ -36,9 +36,9 @@ struct SFreeLargeArray
 template <typename Element>
 using LargeArray = std::unique_ptr<Element[], SFreeLargeArray>;
 
-/// An array of \p count elements of \p value, in large pages.
+/// An array of \p count elements of no value, in large pages.
 template <typename Element>
-[[nodiscard]] LargeArray<Element> MakeLargeArray(std::size_t count, Element value)
+[[nodiscard]] LargeArray<Element> MakeLargeArray(std::size_t count)
 {
     static_assert(std::is_trivial_v<Element>);
     // A large page covers only a range that begins at a multiple of its size; what lies before the
@@ -54,6 +54,14 @@ template <typename Element>
         throw std::bad_alloc();
     }
     Base::PreferLargePages(elements.get(), numBytes);
+    return elements;
+}
+
+/// An array of \p count elements of \p value, in large pages.
+template <typename Element>
+[[nodiscard]] LargeArray<Element> MakeLargeArray(std::size_t count, Element value)
+{
+    LargeArray<Element> elements = MakeLargeArray<Element>(count);
     FillInParallel(elements.get(), count, value);
     return elements;
 }

@@ -20,18 +20,28 @@ TEST(CDepthBuffer, Construct_IsEmpty)
     }
 }
 
-TEST(CDepthBuffer, Clear_ForgetsWhatWasDrawn)
+TEST(CDepthBuffer, Clear_ForgetsWhatWasDrawnInTheRows)
 {
     CDepthBuffer buffer(3, 40);
+    const std::uint64_t word = CDepthBuffer::Pack(1.0F, 0, c_none);
     for (std::size_t index = 0; index < 120; ++index)
     {
-        buffer.Draw(index, CDepthBuffer::Pack(1.0F, 0, c_none));
+        buffer.Draw(index, word);
     }
-    buffer.Clear();
+    buffer.Clear(7, 40);
     for (std::size_t index = 0; index < 120; ++index)
     {
-        EXPECT_EQ(buffer.Get(index), CDepthBuffer::c_empty);
+        EXPECT_EQ(buffer.Get(index), index < 21 ? word : CDepthBuffer::c_empty);
     }
+}
+
+TEST(CDepthBuffer, MakeUncleared_HasRoomForAllWords)
+{
+    CDepthBuffer buffer = CDepthBuffer::MakeUncleared(3, 40);
+    EXPECT_EQ(buffer.GetWidth(), 3U);
+    EXPECT_EQ(buffer.GetHeight(), 40U);
+    buffer.Clear(0, 40);
+    EXPECT_EQ(buffer.Get(119), CDepthBuffer::c_empty);
 }
 
 TEST(CDepthBuffer, Pack_KeepsDepthAndLook)

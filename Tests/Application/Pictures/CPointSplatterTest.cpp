@@ -25,28 +25,28 @@ using Application::CPointSplatter;
 constexpr std::uint32_t c_width = 41;
 constexpr std::uint32_t c_height = 47;
 
-CPictureProjection MakeProjection(CCamera::Projection projection)
+CPictureProjection MakeProjection(CCamera::Projection projection, std::uint32_t height = c_height)
 {
     CCamera::SParameters parameters;
     parameters.projection = projection;
     parameters.width = c_width;
-    parameters.height = c_height;
+    parameters.height = height;
     return CPictureProjection(CCamera(parameters).MakeView(), 1);
 }
 
 CPointSamples ToSamples(const CDepthBuffer& buffer)
 {
     CDepthBuffer copy(buffer.GetWidth(), buffer.GetHeight());
-    std::copy_n(buffer.GetWords(), std::size_t{c_width} * c_height, copy.GetWords());
+    std::copy_n(buffer.GetWords(), std::size_t{c_width} * buffer.GetHeight(), copy.GetWords());
     return {std::move(copy), CPointSplatter::FindReach(1)};
 }
 
 /// So many percent of the samples, at depths of two surfaces or in between.
-CDepthBuffer StrewSamples(unsigned percent, float thickness)
+CDepthBuffer StrewSamples(unsigned percent, float thickness, std::uint32_t height = c_height)
 {
     std::mt19937 generator(percent);
-    CDepthBuffer buffer(c_width, c_height);
-    for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
+    CDepthBuffer buffer(c_width, height);
+    for (std::size_t index = 0; index < std::size_t{c_width} * height; ++index)
     {
         if (generator() % 100 < percent)
         {
@@ -276,6 +276,31 @@ TEST(CPointSplatter, Splat_BareSamplesAreDrawnAsThoseOfEqualWords)
     for (std::size_t index = 0; index < std::size_t{c_width} * c_height; ++index)
     {
         ASSERT_EQ(surface.Get(index), expected.Get(index)) << index;
+    }
+}
+
+TEST(CPointSplatter, Splat_ForgetsWhatTheTargetHeldInPicturesOfAnyHeight)
+{
+    for (std::uint32_t height = 1; height <= 50; ++height)
+    {
+        const CPictureProjection projection =
+            MakeProjection(CCamera::Projection::Perspective, height);
+        const CPointSplatter splatter(projection, 1);
+        const CPointSamples samples = ToSamples(StrewSamples(10, 0.1F, height));
+        CPointSplatter::SRadii radii = splatter.FindRadii(samples);
+        for (const int largest : {4, 19, 72})
+        {
+            radii.largest = static_cast<std::uint8_t>(largest);
+            CDepthBuffer expected(c_width, height);
+            splatter.Splat(samples, radii, expected);
+            CDepthBuffer surface(c_width, height);
+            std::fill_n(surface.GetWords(), std::size_t{c_width} * height, 0);
+            splatter.Splat(samples, radii, surface);
+            for (std::size_t index = 0; index < std::size_t{c_width} * height; ++index)
+            {
+                ASSERT_EQ(surface.Get(index), expected.Get(index)) << height << ' ' << index;
+            }
+        }
     }
 }
 

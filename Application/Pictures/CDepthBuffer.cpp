@@ -5,8 +5,18 @@
 namespace Application
 {
 
+namespace
+{
+
+std::size_t CountWords(std::uint32_t width, std::uint32_t height)
+{
+    return std::size_t{width} * height + SSampleRows::c_margin;
+}
+
+}  // namespace
+
 CDepthBuffer::CDepthBuffer(std::uint32_t width, std::uint32_t height)
-    : CDepthBuffer(width, height, MakeLargeArray(std::size_t{width} * height, c_empty))
+    : CDepthBuffer(width, height, MakeLargeArray(CountWords(width, height), c_empty))
 {}
 
 CDepthBuffer::CDepthBuffer(std::uint32_t width, std::uint32_t height,
@@ -16,7 +26,7 @@ CDepthBuffer::CDepthBuffer(std::uint32_t width, std::uint32_t height,
 
 CDepthBuffer CDepthBuffer::MakeUncleared(std::uint32_t width, std::uint32_t height)
 {
-    return {width, height, MakeLargeArray<std::uint64_t>(std::size_t{width} * height)};
+    return {width, height, MakeLargeArray<std::uint64_t>(CountWords(width, height))};
 }
 
 void CDepthBuffer::Clear(std::uint32_t begin, std::uint32_t end)

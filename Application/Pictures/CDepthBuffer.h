@@ -49,7 +49,7 @@ public:
     /// A word; only while nobody draws.
     [[nodiscard]] std::uint64_t Get(std::size_t index) const { return m_words[index]; }
 
-    // The words row by row, for the kernels.
+    // The words row by row, for the kernels, and SSampleRows::c_margin more of no meaning.
 
     [[nodiscard]] const std::uint64_t* GetWords() const { return m_words.get(); }
     [[nodiscard]] std::uint64_t* GetWords() { return m_words.get(); }

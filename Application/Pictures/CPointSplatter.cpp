@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <cstring>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "Application/Pictures/Kernels/SampleRowsKernels.h"
 #include "Application/Pictures/RowBands.h"
@@ -26,17 +27,31 @@ constexpr float c_ringOutside = 3.7F;
 /// Few enough to keep many threads busy.
 constexpr std::uint32_t c_leastBandRows = 8;
 
-/// How many samples have each radius.
+/// How many samples have each radius but 0.
 using RadiusCounts = std::array<std::uint32_t, 256>;
 
 RadiusCounts Count(std::span<const std::uint8_t> radii)
 {
     // Neighbours are mostly alike, and a count waits for the one before it of the same radius.
     std::array<RadiusCounts, 4> counts{};
-    for (std::size_t index = 0; index < radii.size(); ++index)
+    const auto count = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t index = begin; index < end; ++index)
+        {
+            ++counts[index % counts.size()][radii[index]];
+        }
+    };
+    // Where there is no sample there mostly are none around it, and nobody asks how many.
+    std::uint64_t several = 0;
+    const std::size_t numWhole = radii.size() - radii.size() % sizeof several;
+    for (std::size_t begin = 0; begin < numWhole; begin += sizeof several)
     {
-        ++counts[index % counts.size()][radii[index]];
+        std::memcpy(&several, &radii[begin], sizeof several);
+        if (several != 0)
+        {
+            count(begin, begin + sizeof several);
+        }
     }
+    count(numWhole, radii.size());
     for (std::size_t radius = 0; radius < counts[0].size(); ++radius)
     {
         counts[0][radius] += counts[1][radius] + counts[2][radius] + counts[3][radius];
@@ -68,39 +83,23 @@ std::uint8_t FindLargestRadius(const std::vector<RadiusCounts>& bands)
         std::min(255.0F, c_maxRadiusPerMedian * static_cast<float>(median)));
 }
 
+/// Of the samples' plane of depths.
+std::size_t FindStride(const CPictureProjection& projection, std::uint32_t samplesPerSide)
+{
+    return CDepthPlane::FindStride(projection.GetWidth(),
+                                   CPointSplatter::FindReach(samplesPerSide));
+}
+
 }  // namespace
 
 CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide)
     : m_projection(projection),
       m_singleRadius(c_singleRadius * static_cast<float>(samplesPerSide)),
-      m_reach(FindReach(samplesPerSide))
-{
-    const auto reach = static_cast<std::int32_t>(m_reach);
-    const auto stride =
-        static_cast<std::ptrdiff_t>(CDepthPlane::FindStride(projection.GetWidth(), m_reach));
-    for (std::int32_t y = -reach; y <= reach; ++y)
-    {
-        for (std::int32_t x = -reach; x <= reach; ++x)
-        {
-            const std::int32_t squared = x * x + y * y;
-            if (squared > 0 && squared <= reach * reach)
-            {
-                m_offsets.push_back({x, y, std::sqrt(static_cast<float>(squared)), y * stride + x});
-            }
-        }
-    }
-    std::stable_sort(
-        m_offsets.begin(), m_offsets.end(),
-        [](const SSampleOffset& a, const SSampleOffset& b) { return a.distance < b.distance; });
-    for (const SSampleOffset& offset : m_offsets)
-    {
-        if (offset.distance >= c_ringInside && offset.distance <= c_ringOutside &&
-            (offset.y > 0 || (offset.y == 0 && offset.x > 0)))
-        {
-            m_ring.push_back(offset);
-        }
-    }
-}
+      m_offsets(0.0F, static_cast<float>(FindReach(samplesPerSide)),
+                CSampleOffsets::EOpposites::Both, FindStride(projection, samplesPerSide)),
+      m_ring(c_ringInside, c_ringOutside, CSampleOffsets::EOpposites::OnlyOne,
+             FindStride(projection, samplesPerSide))
+{}
 
 std::uint32_t CPointSplatter::FindReach(std::uint32_t samplesPerSide)
 {
@@ -153,7 +152,8 @@ CPointSplatter::SRadii CPointSplatter::FindRadii(const CPointSamples& points) co
 {
     const std::uint32_t width = m_projection.GetWidth();
     const std::uint32_t height = m_projection.GetHeight();
-    std::vector<std::uint8_t> radii(std::size_t{width} * height);
+    auto radii = std::make_unique_for_overwrite<std::uint8_t[]>(std::size_t{width} * height +
+                                                                SSampleRows::c_margin);
     const SDotsTask task = makeTask(points.GetDepths());
     const FindRadiiKernel findRadii = GetFastestSampleRowsKernels().findRadii;
     std::vector<RadiusCounts> counts(CountBands(height));
@@ -179,10 +179,8 @@ SDotsTask CPointSplatter::makeTask(const CDepthPlane& plane) const
                    m_projection.GetHeight(),
                    m_projection.IsPerspective(),
                    m_projection.GetSampleSize(1.0F)};
-    task.offsets = m_offsets.data();
-    task.numOffsets = m_offsets.size();
-    task.ring = m_ring.data();
-    task.numRing = m_ring.size();
+    task.offsets = m_offsets.Get();
+    task.ring = m_ring.Get();
     task.singleRadius = m_singleRadius;
     return task;
 }

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CDepthPlane.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CPointSamples.h"
+#include "Application/Pictures/CSampleOffsets.h"
 #include "Application/Pictures/Kernels/SampleRows.h"
 
 namespace Application
@@ -32,8 +33,8 @@ public:
     /// The radius of each sample's dot; 0 where there is no sample.
     struct SRadii
     {
-        /// In units of 1 / SSampleRows::c_radiusUnits samples.
-        std::vector<std::uint8_t> radii;
+        /// In units of 1 / SSampleRows::c_radiusUnits samples; row by row.
+        std::unique_ptr<std::uint8_t[]> radii;
         /// Dots that would be larger are drawn as large as this.
         std::uint8_t largest = 0;
     };
@@ -49,11 +50,10 @@ private:
 
     const CPictureProjection& m_projection;
     float m_singleRadius;
-    std::uint32_t m_reach;
-    /// All offsets up to the largest radius, nearest first, without (0, 0).
-    std::vector<SSampleOffset> m_offsets;
+    /// All up to the largest radius, without (0, 0).
+    CSampleOffsets m_offsets;
     /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
-    std::vector<SSampleOffset> m_ring;
+    CSampleOffsets m_ring;
 };
 
 }  // namespace Application

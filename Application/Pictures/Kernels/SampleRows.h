@@ -35,14 +35,20 @@ struct SSampleDepths
     float sampleSize = 0.0F;
 };
 
-/// From a sample to another one.
-struct SSampleOffset
+/// The ways from a sample to other ones, nearest first. Behind the last one there are
+/// SSampleRows::c_margin more, their distances no numbers.
+struct SSampleOffsets
 {
-    std::int32_t x = 0;
-    std::int32_t y = 0;
-    float distance = 0.0F;
+    const float* x = nullptr;
+    const float* y = nullptr;
+    // Their products.
+    const float* xx = nullptr;
+    const float* xy = nullptr;
+    const float* yy = nullptr;
+    const float* distances = nullptr;
     /// From depth to depth.
-    std::ptrdiff_t step = 0;
+    const std::int32_t* steps = nullptr;
+    std::size_t count = 0;
 };
 
 /// Widens samples to dots. Around every sample there are depths as far as the offsets reach, and on
@@ -50,12 +56,11 @@ struct SSampleOffset
 struct SDotsTask
 {
     SSampleDepths depths;
-    /// Those that a dot may reach, nearest first, without (0, 0).
-    const SSampleOffset* offsets = nullptr;
-    std::size_t numOffsets = 0;
+    /// All those that a dot may reach, without (0, 0). A multiple of
+    /// SSampleRows::c_offsetsPerDistance are equally far.
+    SSampleOffsets offsets;
     /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
-    const SSampleOffset* ring = nullptr;
-    std::size_t numRing = 0;
+    SSampleOffsets ring;
     /// Of a sample without neighbours.
     float singleRadius = 0.0F;
 };
@@ -63,7 +68,8 @@ struct SDotsTask
 /// Where dots come from and go to.
 struct SDotsTarget
 {
-    /// The words of the row's samples; null where all have the same lower half.
+    /// The words of the row's samples; null where all have the same lower half. Behind them and
+    /// the radii there are SSampleRows::c_margin more.
     const std::uint64_t* words = nullptr;
     /// The same lower half.
     std::uint32_t bareWord = 0;
@@ -89,6 +95,8 @@ struct SSampleRows
 {
     /// As many samples as a kernel may read behind the last one of a row.
     static constexpr std::uint32_t c_margin = 16;
+    /// Turned by a right angle, an offset is as far as before.
+    static constexpr std::size_t c_offsetsPerDistance = 4;
     /// Radii are given in units of 1 / c_radiusUnits samples.
     static constexpr float c_radiusUnits = 4.0F;
     /// Tones are told apart in so many steps from dark to a surface's own colour. With them and the
@@ -107,8 +115,7 @@ struct SSampleRows
     static constexpr std::int32_t c_farDistance = 4;
 };
 
-/// Finds the radii of the dots of a row's samples. \p radii stay as they are, or become 0, where
-/// there is no sample.
+/// Finds the radii of the dots of a row's samples; 0 where there is no sample.
 using FindRadiiKernel = void (*)(const SDotsTask& task, std::uint32_t row, std::uint8_t* radii);
 
 /// Draws the dots of a row's samples.

@@ -25,6 +25,14 @@ struct SAvx2
                               first[places[3]], first[places[4]], first[places[5]],
                               first[places[6]], first[places[7]]);
     }
+    static Integers LoadBytes(const std::uint8_t* first)
+    {
+        return LoadBytesOneByOne<Integers>(first);
+    }
+    static void StoreBytes(Integers values, std::uint8_t* first)
+    {
+        StoreBytesOneByOne(values, first);
+    }
     static std::uint32_t Bits(Integers lanes)
     {
         return static_cast<std::uint32_t>(_mm256_movemask_ps(reinterpret_cast<__m256>(lanes)));

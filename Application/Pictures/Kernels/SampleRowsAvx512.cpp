@@ -31,6 +31,16 @@ struct SAvx512
             first[places[8]], first[places[9]], first[places[10]], first[places[11]],
             first[places[12]], first[places[13]], first[places[14]], first[places[15]]);
     }
+    static Integers LoadBytes(const std::uint8_t* first)
+    {
+        const auto* const bytes = reinterpret_cast<const __m128i*>(first);
+        return reinterpret_cast<Integers>(
+            _mm512_maskz_cvtepu8_epi32(c_all, _mm_loadu_si128(bytes)));
+    }
+    static void StoreBytes(Integers values, std::uint8_t* first)
+    {
+        _mm512_mask_cvtepi32_storeu_epi8(first, c_all, bits(values));
+    }
     static std::uint32_t Bits(Integers lanes)
     {
         return _mm512_test_epi32_mask(bits(lanes), bits(lanes));

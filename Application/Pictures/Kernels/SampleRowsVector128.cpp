@@ -25,6 +25,14 @@ struct SVector128
     {
         return Floats{first[places[0]], first[places[1]], first[places[2]], first[places[3]]};
     }
+    static Integers LoadBytes(const std::uint8_t* first)
+    {
+        return LoadBytesOneByOne<Integers>(first);
+    }
+    static void StoreBytes(Integers values, std::uint8_t* first)
+    {
+        StoreBytesOneByOne(values, first);
+    }
     static std::uint32_t Bits(Integers lanes)
     {
         std::uint64_t halves[2];

@@ -26,15 +26,14 @@ public:
     void Add(Integers isTaken, float x, float y, Floats values)
     {
         // An added 0 changes nothing, the sign of a sum that is 0 included.
-        const Floats zero{};
-        values = isTaken ? values : zero;
-        m_counts += isTaken ? zero + 1.0F : zero;
-        m_x += isTaken ? zero + x : zero;
-        m_y += isTaken ? zero + y : zero;
+        values = isTaken ? values : Floats();
+        m_counts = isTaken ? m_counts + 1.0F : m_counts;
+        m_x = isTaken ? m_x + x : m_x;
+        m_y = isTaken ? m_y + y : m_y;
         m_values += values;
-        m_xx += isTaken ? zero + x * x : zero;
-        m_xy += isTaken ? zero + x * y : zero;
-        m_yy += isTaken ? zero + y * y : zero;
+        m_xx = isTaken ? m_xx + x * x : m_xx;
+        m_xy = isTaken ? m_xy + x * y : m_xy;
+        m_yy = isTaken ? m_yy + y * y : m_yy;
         m_xValues += x * values;
         m_yValues += y * values;
     }

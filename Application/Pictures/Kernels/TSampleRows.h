@@ -2,6 +2,7 @@
 
 #include "Application/Pictures/Kernels/SampleRows.h"
 #include "Application/Pictures/Kernels/TDots.h"
+#include "Application/Pictures/Kernels/TRadii.h"
 #include "Application/Pictures/Kernels/TTones.h"
 
 // Included by each kernel's source once. The unnamed namespace keeps what is compiled for one
@@ -18,10 +19,10 @@ constexpr SSampleRowsKernels MakeSampleRowsKernels(const char* name)
     SSampleRowsKernels kernels;
     kernels.name = name;
     kernels.findRadii = [](const SDotsTask& task, std::uint32_t row, std::uint8_t* radii) {
-        TDots<Vector>(task, row).FindRadii(radii);
+        TRadii<Vector>(task, row).Find(radii);
     };
     kernels.drawDots = [](const SDotsTask& task, std::uint32_t row, const SDotsTarget& target) {
-        TDots<Vector>(task, row).Draw(target);
+        TDots<Vector>(task, row, target).Draw();
     };
     kernels.unpack = TTones<Vector>::Unpack;
     kernels.findTones = [](const SShadingTask& task, std::uint32_t row, std::uint8_t* tones) {

@@ -11,6 +11,7 @@
 
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CDepthPlane.h"
+#include "Application/Pictures/CSampleOffsets.h"
 #include "Application/Pictures/CSurfaceBand.h"
 #include "Application/Pictures/Kernels/SampleRowsKernels.h"
 
@@ -19,10 +20,10 @@ namespace
 
 using Application::CDepthBuffer;
 using Application::CDepthPlane;
+using Application::CSampleOffsets;
 using Application::CSurfaceBand;
 using Application::GetSampleRowsKernels;
 using Application::SDotsTask;
-using Application::SSampleOffset;
 using Application::SSampleRows;
 using Application::SSampleRowsKernels;
 using Application::SSampleWord;
@@ -59,43 +60,22 @@ class CDots
 {
 public:
     CDots(const CDepthBuffer& buffer, bool isPerspective, float sampleSize = c_sampleSize)
-        : m_buffer(buffer), m_plane(buffer, c_reach), m_radii(buffer.GetWidth() * c_height)
+        : m_buffer(buffer),
+          m_plane(buffer, c_reach),
+          m_offsets(0.0F, c_reach, CSampleOffsets::EOpposites::Both, m_plane.GetStride()),
+          m_ring(2.1F, 3.9F, CSampleOffsets::EOpposites::OnlyOne, m_plane.GetStride())
     {
-        constexpr auto c_side = static_cast<std::int32_t>(c_reach);
         const auto stride = static_cast<std::ptrdiff_t>(m_plane.GetStride());
-        for (std::int32_t y = -c_side; y <= c_side; ++y)
-        {
-            for (std::int32_t x = -c_side; x <= c_side; ++x)
-            {
-                const auto squared = static_cast<float>(x * x + y * y);
-                if (squared > 0.0F && squared <= c_reach * c_reach)
-                {
-                    m_offsets.push_back({x, y, std::sqrt(squared), y * stride + x});
-                }
-            }
-        }
-        std::stable_sort(
-            m_offsets.begin(), m_offsets.end(),
-            [](const SSampleOffset& a, const SSampleOffset& b) { return a.distance < b.distance; });
-        for (const SSampleOffset& offset : m_offsets)
-        {
-            if (offset.y > 0 && offset.distance > 2.0F && offset.distance < 4.0F)
-            {
-                m_ring.push_back(offset);
-            }
-        }
         m_task.depths = {m_plane.GetFirst(), stride,        buffer.GetWidth(),
                          c_height,           isPerspective, sampleSize};
-        m_task.offsets = m_offsets.data();
-        m_task.numOffsets = m_offsets.size();
-        m_task.ring = m_ring.data();
-        m_task.numRing = m_ring.size();
+        m_task.offsets = m_offsets.Get();
+        m_task.ring = m_ring.Get();
         m_task.singleRadius = 1.5F;
     }
 
     [[nodiscard]] std::vector<std::uint8_t> FindRadii(const SSampleRowsKernels& kernels) const
     {
-        std::vector<std::uint8_t> radii(m_radii.size());
+        std::vector<std::uint8_t> radii(m_buffer.GetWidth() * c_height + SSampleRows::c_margin);
         for (std::uint32_t row = 0; row < c_height; ++row)
         {
             kernels.findRadii(m_task, row, &radii[m_buffer.IndexOf(0, row)]);
@@ -108,7 +88,7 @@ public:
         const SSampleRowsKernels& kernels, const std::vector<std::uint8_t>& radii,
         const std::optional<std::uint32_t>& bareWord = std::nullopt) const
     {
-        std::vector<std::uint64_t> target(radii.size(), CDepthBuffer::c_empty);
+        std::vector<std::uint64_t> target(m_buffer.GetWidth() * c_height, CDepthBuffer::c_empty);
         for (std::uint32_t row = 0; row < c_height; ++row)
         {
             const std::size_t first = m_buffer.IndexOf(0, row);
@@ -122,15 +102,14 @@ public:
 private:
     const CDepthBuffer& m_buffer;
     CDepthPlane m_plane;
-    std::vector<std::uint8_t> m_radii;
-    std::vector<SSampleOffset> m_offsets;
-    std::vector<SSampleOffset> m_ring;
+    CSampleOffsets m_offsets;
+    CSampleOffsets m_ring;
     SDotsTask m_task;
 };
 
 /// Widths around whole groups of every kernel, and one that is more than a kernel keeps at a time.
 const std::vector<std::uint32_t> c_widths = {1,  3,  4,  5,  7,  8,  9,  15,  16,
-                                             17, 31, 32, 33, 47, 61, 64, 100, 1030};
+                                             17, 31, 32, 33, 47, 61, 64, 100, 2070};
 
 /// Calls \p visit(buffer, isPerspective) for pictures of all kinds.
 template <typename Visit>
@@ -212,8 +191,8 @@ TEST(SampleRows, DrawDots_NormalsThatAreNoNumbersLeaveTheLooksForEveryKernel)
     for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
     {
         std::uint32_t numDrawn = 0;
-        for (const std::uint64_t word :
-             dots.Draw(kernels, std::vector<std::uint8_t>(std::size_t{64} * c_height, 17)))
+        for (const std::uint64_t word : dots.Draw(
+                 kernels, std::vector<std::uint8_t>(65 * c_height + SSampleRows::c_margin, 17)))
         {
             if (word != CDepthBuffer::c_empty)
             {

@@ -18,9 +18,8 @@ public:
     /// As many as a byte tells apart.
     static constexpr std::size_t c_maxColors = 256;
 
-    /// Finds the numbers of so many pixels of red, green and blue samples. False when there are
-    /// more colours than c_maxColors.
-    [[nodiscard]] bool Find(std::span<const std::uint8_t> samples, std::uint8_t* numbers);
+    /// Finds the numbers of \p pixels. False when there are more colours than c_maxColors.
+    [[nodiscard]] bool Find(std::span<const SColor> pixels, std::uint8_t* numbers);
 
     [[nodiscard]] const std::vector<SColor>& GetColors() const { return m_colors; }
 

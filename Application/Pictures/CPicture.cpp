@@ -1,9 +1,8 @@
 #include "Application/Pictures/CPicture.h"
 
 #include <algorithm>
-#include <cstring>
 
-#include "Application/Pictures/CPngEncoder.h"
+#include "Application/Pictures/PngEncoding.h"
 #include "Base/Support/LargePages.h"
 
 namespace Application
@@ -18,19 +17,18 @@ constexpr SColor c_white{255, 255, 255};
 }  // namespace
 
 CPicture::CPicture(std::uint32_t width, std::uint32_t height, SColor fill)
-    : m_width(width), m_height(height)
+    : CPicture(MakeUnset(width, height))
 {
-    Base::ResizeInLargePages(m_samples, std::size_t{width} * height * 3);
-    if (fill == SColor())
-    {
-        return;
-    }
-    for (std::size_t index = 0; index < m_samples.size(); index += 3)
-    {
-        m_samples[index] = fill.red;
-        m_samples[index + 1] = fill.green;
-        m_samples[index + 2] = fill.blue;
-    }
+    std::fill(m_pixels.begin(), m_pixels.end(), fill);
+}
+
+CPicture CPicture::MakeUnset(std::uint32_t width, std::uint32_t height)
+{
+    CPicture picture;
+    picture.m_width = width;
+    picture.m_height = height;
+    Base::ResizeInLargePages(picture.m_pixels, std::size_t{width} * height);
+    return picture;
 }
 
 CPicture CPicture::SideBySide(const CPicture& left, const CPicture& right)
@@ -42,39 +40,22 @@ CPicture CPicture::SideBySide(const CPicture& left, const CPicture& right)
     return both;
 }
 
-SColor CPicture::GetPixel(std::uint32_t column, std::uint32_t row) const
+void CPicture::SetRow(std::uint32_t row, std::span<const SColor> pixels)
 {
-    const std::size_t index = indexOf(column, row);
-    return {m_samples[index], m_samples[index + 1], m_samples[index + 2]};
-}
-
-void CPicture::SetPixel(std::uint32_t column, std::uint32_t row, SColor color)
-{
-    const std::size_t index = indexOf(column, row);
-    m_samples[index] = color.red;
-    m_samples[index + 1] = color.green;
-    m_samples[index + 2] = color.blue;
-}
-
-void CPicture::SetRow(std::uint32_t row, std::span<const SColor> colors)
-{
-    static_assert(sizeof(SColor) == 3, "a colour is its three samples");
-    std::memcpy(&m_samples[indexOf(0, row)], colors.data(), colors.size_bytes());
+    std::copy(pixels.begin(), pixels.end(), &m_pixels[indexOf(0, row)]);
 }
 
 std::vector<std::byte> CPicture::ToPng() const
 {
-    CPngEncoder encoder(m_width, m_height);
-    encoder.EncodeTo(m_height, m_samples);
-    return encoder.Finish();
+    return EncodePng(*this);
 }
 
 void CPicture::insert(const CPicture& picture, std::uint32_t column)
 {
     for (std::uint32_t row = 0; row < picture.m_height; ++row)
     {
-        std::copy_n(picture.m_samples.data() + picture.indexOf(0, row),
-                    std::size_t{picture.m_width} * 3, m_samples.data() + indexOf(column, row));
+        std::copy_n(&picture.m_pixels[picture.indexOf(0, row)], picture.m_width,
+                    &m_pixels[indexOf(column, row)]);
     }
 }
 

@@ -7,7 +7,6 @@
 #include "Application/Files/CInputError.h"
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CPictureProjection.h"
-#include "Application/Pictures/CPngEncoder.h"
 #include "Application/Pictures/CPointSplatter.h"
 #include "Application/Pictures/CScanPainter.h"
 #include "Application/Pictures/CSurfaceShader.h"
@@ -185,18 +184,12 @@ std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
         DrawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
     const CSurfaceShader shader(projection, surfaces, samplesPerSide,
                                 MakeColors(m_settings, scans));
-    CPngEncoder encoder(m_view.GetWidth(), m_view.GetHeight());
-    static_cast<void>(shader.Shade(
-        [&](const CPicture& picture, std::uint32_t numRows) {
-            encoder.EncodeTo(numRows, picture.GetSamples());
-        },
-        // It takes the system a while to let go of large files that were mapped. Encoding goes on
-        // meanwhile, since it takes longer than shading and mostly asks for no memory.
-        [&] {
-            scans.clear();
-            afterReading();
-        }));
-    return encoder.Finish();
+    // It takes the system a while to let go of large files that were mapped.
+    const CPicture picture = shader.Shade([&] {
+        scans.clear();
+        afterReading();
+    });
+    return picture.ToPng();
 }
 
 }  // namespace Application

@@ -74,9 +74,9 @@ public:
     [[nodiscard]] CPicture Render(const std::vector<SScan>& scans,
                                   const CMask* painted = nullptr) const;
 
-    /// Render(scans).ToPng(), but sooner: the first rows are encoded while the last are drawn.
+    /// Render(scans).ToPng().
     /// \param afterReading is called, on any thread, when \p scans have been read and let go: it
-    /// may free them meanwhile. What it throws leaves, too.
+    /// may free them while the picture is finished. What it throws leaves, too.
     /// @throw VekoException when a collection has no positions.
     [[nodiscard]] std::vector<std::byte> RenderPng(std::vector<SScan> scans,
                                                    const std::function<void()>& afterReading) const;

@@ -5,7 +5,6 @@
 #include <iterator>
 #include <span>
 
-#include "Application/Pictures/CBandQueue.h"
 #include "Application/Pictures/Kernels/SampleRowsKernels.h"
 #include "Application/Pictures/RowBands.h"
 
@@ -79,12 +78,10 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
     }
 }
 
-CPicture CSurfaceShader::Shade(const RowsCallback& onRows,
-                               const std::function<void()>& onIdle) const
+CPicture CSurfaceShader::Shade(const std::function<void()>& onIdle) const
 {
-    CPicture picture(m_buffer.GetWidth() / m_samplesPerSide,
-                     m_buffer.GetHeight() / m_samplesPerSide);
-    CBandQueue finished(CountBands(picture.GetHeight()));
+    CPicture picture = CPicture::MakeUnset(m_buffer.GetWidth() / m_samplesPerSide,
+                                           m_buffer.GetHeight() / m_samplesPerSide);
     ForEachBandInRoom(
         picture.GetHeight(), [&] { return SRoom(m_buffer, m_samplesPerSide); },
         [&](SRoom& room, std::uint32_t begin, std::uint32_t end) {
@@ -97,12 +94,6 @@ CPicture CSurfaceShader::Shade(const RowsCallback& onRows,
                              &room.samples[line * room.stride]);
                 }
                 joinSamples(room, row, picture);
-            }
-            if (onRows)
-            {
-                finished.Finish(begin / c_bandRows, [&](std::uint32_t numBands) {
-                    onRows(picture, std::min(numBands * c_bandRows, picture.GetHeight()));
-                });
             }
         },
         [&] {

@@ -37,14 +37,9 @@ public:
     CSurfaceShader(const CPictureProjection& projection, const CDepthBuffer& buffer,
                    std::uint32_t samplesPerSide, const SColors& colors);
 
-    /// Told, on any thread but one call at a time, that so many rows of the picture are done.
-    using RowsCallback = std::function<void(const CPicture& picture, std::uint32_t numRows)>;
-
-    /// Calls \p onRows, unless it is empty, with more rows each time, in the end with all; and
-    /// \p onIdle, unless it is empty or a call throws, once, on the first thread that has no more
-    /// rows to shade, while others may still be at theirs.
-    [[nodiscard]] CPicture Shade(const RowsCallback& onRows = {},
-                                 const std::function<void()>& onIdle = {}) const;
+    /// Calls \p onIdle, unless it is empty or a call throws, once, on the first thread that has no
+    /// more rows to shade, while others may still be at theirs.
+    [[nodiscard]] CPicture Shade(const std::function<void()>& onIdle = {}) const;
 
 private:
     /// So many neighbouring samples are coloured at a time; their tones make one word.

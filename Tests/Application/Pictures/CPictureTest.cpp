@@ -20,7 +20,7 @@ constexpr SColor c_blue{0, 30, 250};
 TEST(CPicture, Construct_HasOneColor)
 {
     const CPicture picture(2, 1, c_red);
-    EXPECT_EQ(picture.GetSamples(), (std::vector<std::uint8_t>{200, 10, 20, 200, 10, 20}));
+    EXPECT_EQ(picture.GetPixels(), CPicture::Pixels({c_red, c_red}));
 }
 
 TEST(CPicture, SetPixel_ChangesThatPixelOnly)
@@ -59,7 +59,12 @@ TEST(CPicture, ToPng_ReadsBackAsItWas)
     EXPECT_EQ(decoder.GetHeight(), 3U);
     EXPECT_EQ(decoder.GetBytesPerPixel(), 3U);
     EXPECT_FALSE(decoder.HasAlpha());
-    EXPECT_EQ(decoder.Decode(), picture.GetSamples());
+    std::vector<std::uint8_t> expected;
+    for (const SColor& pixel : picture.GetPixels())
+    {
+        expected.insert(expected.end(), {pixel.red, pixel.green, pixel.blue});
+    }
+    EXPECT_EQ(decoder.Decode(), expected);
 }
 
 TEST(CPicture, SetRow_ChangesThatRowOnly)

@@ -262,30 +262,6 @@ TEST(CSurfaceShader, Shade_SamplesWhoseDepthIsNoNumberAreBackground)
     EXPECT_EQ(shade(), expected);
 }
 
-TEST(CSurfaceShader, Shade_TellsOfRowsThatAreDone)
-{
-    for (const std::uint32_t height : {1U, 16U, 17U, 300U})
-    {
-        const CPictureProjection projection(MakeView(CCamera::Projection::Perspective, 12, height),
-                                            1);
-        const CDepthBuffer buffer = MakeBuffer(projection);
-        const CSurfaceShader shader(projection, buffer, 1, MakeColors());
-        std::vector<std::uint8_t> samples;
-        std::uint32_t last = 0;
-        const CPicture picture = shader.Shade([&](const CPicture& unfinished, std::uint32_t rows) {
-            EXPECT_GT(rows, last);
-            EXPECT_EQ(unfinished.GetSamples().size(), std::size_t{12} * 3 * height);
-            const auto first = unfinished.GetSamples().begin();
-            samples.insert(samples.end(), first + std::ptrdiff_t{36} * last,
-                           first + std::ptrdiff_t{36} * rows);
-            last = rows;
-        });
-        EXPECT_EQ(last, height);
-        EXPECT_EQ(samples, picture.GetSamples());
-        EXPECT_EQ(picture, shader.Shade());
-    }
-}
-
 TEST(CSurfaceShader, Shade_CallsOnceWhenAThreadIsIdle)
 {
     for (const std::uint32_t height : {1U, 16U, 17U, 300U})
@@ -299,16 +275,8 @@ TEST(CSurfaceShader, Shade_CallsOnceWhenAThreadIsIdle)
             const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
                                               numThreads);
             std::atomic<int> numCalls = 0;
-            std::atomic<std::uint32_t> numRows = 0;
-            static_cast<void>(
-                shader.Shade([&](const CPicture&, std::uint32_t rows) { numRows = rows; },
-                             [&] {
-                                 ++numCalls;
-                                 if (numThreads == 1)
-                                 {
-                                     EXPECT_EQ(numRows, height);
-                                 }
-                             }));
+            const CPicture picture = shader.Shade([&] { ++numCalls; });
+            EXPECT_EQ(picture, shader.Shade());
             EXPECT_EQ(numCalls, 1) << height;
         }
     }

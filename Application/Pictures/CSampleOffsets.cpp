@@ -43,8 +43,6 @@ CSampleOffsets::CSampleOffsets(float nearest, float farthest, EOpposites opposit
         m_steps.push_back(offset.y * static_cast<std::int32_t>(stride) + offset.x);
     }
     const std::size_t size = offsets.size() + SSampleRows::c_margin;
-    m_x.resize(size);
-    m_y.resize(size);
     m_distances.resize(size, std::numeric_limits<float>::quiet_NaN());
     m_steps.resize(size);
 }

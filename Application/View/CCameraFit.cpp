@@ -139,11 +139,9 @@ std::array<SRange, numRanges> FindRanges(std::size_t count, const Extend& extend
     {
         for (std::size_t range = 0; range < numRanges; ++range)
         {
-            for (const Pair pair : {ranges[range].min, ranges[range].max})
-            {
-                whole[range].Extend(pair[0]);
-                whole[range].Extend(pair[1]);
-            }
+            const auto& [min, max] = ranges[range];
+            whole[range].min = std::min({whole[range].min, min[0], min[1]});
+            whole[range].max = std::max({whole[range].max, max[0], max[1]});
         }
     }
     return whole;

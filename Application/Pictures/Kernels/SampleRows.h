@@ -36,7 +36,7 @@ struct SSampleDepths
 };
 
 /// The ways from a sample to other ones, nearest first. Behind the last one there are
-/// SSampleRows::c_margin more, their distances no numbers.
+/// SSampleRows::c_margin more distances, which are no numbers, and steps.
 struct SSampleOffsets
 {
     const float* x = nullptr;

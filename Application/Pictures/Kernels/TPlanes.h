@@ -3,6 +3,8 @@
 #include "Application/Pictures/Kernels/TPlaneFits.h"
 #include "Application/Pictures/Kernels/TSampleRow.h"
 
+// Included by each kernel's source once. The unnamed namespace keeps what is compiled for one
+// instruction set out of the others' code.
 namespace Application
 {
 namespace
@@ -100,12 +102,9 @@ public:
                 const Floats others = Vector::Gather(first + offsets.steps[each], columns);
                 const Integers isTaken =
                     (Row::Magnitude(others - depths) <= bounds) & (numLeft > 0);
-
-                {
-                    numLeft += isTaken;
-                    fits.Add(isTaken, offsets.x[each], offsets.y[each],
-                             isPerspective ? (depths - others) / others : others - depths);
-                }
+                numLeft += isTaken;
+                fits.Add(isTaken, offsets.x[each], offsets.y[each],
+                         isPerspective ? (depths - others) / others : others - depths);
             }
         }
         return fits.Solve();

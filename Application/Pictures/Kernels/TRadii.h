@@ -2,6 +2,8 @@
 
 #include "Application/Pictures/Kernels/TSampleRow.h"
 
+// Included by each kernel's source once. The unnamed namespace keeps what is compiled for one
+// instruction set out of the others' code.
 namespace Application
 {
 namespace

@@ -162,12 +162,7 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
                                       std::to_string(painted->GetWidth()) + " x " +
                                       std::to_string(painted->GetHeight()));
     }
-    const std::uint32_t samplesPerSide = ChooseSamplesPerSide(m_view, scans);
-    const CPictureProjection projection(m_view, samplesPerSide);
-    const CDepthBuffer surfaces =
-        DrawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
-    CPicture picture =
-        CSurfaceShader(projection, surfaces, samplesPerSide, MakeColors(m_settings, scans)).Shade();
+    CPicture picture = draw(scans, {});
     if (painted != nullptr)
     {
         TintPainted(*painted, m_settings.paintColor, picture);
@@ -178,18 +173,24 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
 std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
                                                  const std::function<void()>& afterReading) const
 {
+    // It takes the system a while to let go of large files that were mapped.
+    return draw(scans,
+                [&] {
+                    scans.clear();
+                    afterReading();
+                })
+        .ToPng();
+}
+
+CPicture CPointRenderer::draw(const std::vector<SScan>& scans,
+                              const std::function<void()>& whileShading) const
+{
     const std::uint32_t samplesPerSide = ChooseSamplesPerSide(m_view, scans);
     const CPictureProjection projection(m_view, samplesPerSide);
     const CDepthBuffer surfaces =
         DrawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
-    const CSurfaceShader shader(projection, surfaces, samplesPerSide,
-                                MakeColors(m_settings, scans));
-    // It takes the system a while to let go of large files that were mapped.
-    const CPicture picture = shader.Shade([&] {
-        scans.clear();
-        afterReading();
-    });
-    return picture.ToPng();
+    return CSurfaceShader(projection, surfaces, samplesPerSide, MakeColors(m_settings, scans))
+        .Shade(whileShading);
 }
 
 }  // namespace Application

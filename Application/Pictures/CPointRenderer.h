@@ -82,6 +82,11 @@ public:
                                                    const std::function<void()>& afterReading) const;
 
 private:
+    /// \param whileShading empty, or called as CSurfaceShader::Shade() calls onIdle: \p scans are
+    /// not needed any more.
+    [[nodiscard]] CPicture draw(const std::vector<SScan>& scans,
+                                const std::function<void()>& whileShading) const;
+
     CView m_view;
     SSettings m_settings;
 };

@@ -7,11 +7,9 @@
 #include <array>
 #include <csetjmp>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <span>
 #include <stdexcept>
-#include <utility>
 
 #include "Application/Pictures/CColorIndex.h"
 #include "Base/Support/ParallelFor.h"
@@ -159,53 +157,44 @@ void Compress(bool isLast, SBand& band)
     band.rows = {};
 }
 
-/// The bands as one zlib stream.
-Bytes Join(const std::vector<SBand>& bands)
+/// What follows the bands of a zlib stream, from the highest byte on.
+std::array<std::uint8_t, 4> JoinChecksums(const std::vector<SBand>& bands)
 {
-    // A window of 32 KB, and compressed for speed.
-    Bytes stream{0x78, 0x01};
     uLong checksum = adler32(0, nullptr, 0);
     for (const SBand& band : bands)
     {
-        stream.insert(stream.end(), band.compressed.begin(), band.compressed.end());
         checksum = adler32_combine(checksum, band.checksum, band.numBytes);
     }
-    for (const unsigned shift : {24U, 16U, 8U, 0U})
-    {
-        stream.push_back(static_cast<std::uint8_t>(checksum >> shift));
-    }
-    return stream;
+    return {static_cast<std::uint8_t>(checksum >> 24U), static_cast<std::uint8_t>(checksum >> 16U),
+            static_cast<std::uint8_t>(checksum >> 8U), static_cast<std::uint8_t>(checksum)};
 }
 
-/// A file that libpng writes. An exception must not pass through the C library, so that a failed
-/// append is kept here until it has returned.
-struct SFile
+/// A PNG file without its pixels.
+struct SPng
 {
-    png_structp png = nullptr;
-    png_infop info = nullptr;
-    std::vector<std::byte> bytes;
-    std::exception_ptr failure;
+    SPng() = default;
+    SPng(const SPng&) = delete;
+    SPng& operator=(const SPng&) = delete;
+    ~SPng() { png_destroy_write_struct(&writer, &info); }
 
-    SFile() = default;
-    SFile(const SFile&) = delete;
-    SFile& operator=(const SFile&) = delete;
-    ~SFile() { png_destroy_write_struct(&png, &info); }
+    png_structp writer = nullptr;
+    png_infop info = nullptr;
 };
+
+/// What a file needs beside its chunks of pixels, at most; and each of those beside its content.
+constexpr std::size_t c_headBytes = 1024;
+constexpr std::size_t c_chunkBytes = 12;
 
 void AppendBytes(png_structp png, png_bytep data, std::size_t count)
 {
-    auto* const file = static_cast<SFile*>(png_get_io_ptr(png));
-    try
+    auto& bytes = *static_cast<std::vector<std::byte>*>(png_get_io_ptr(png));
+    // No exception may pass through the C library.
+    if (count > bytes.capacity() - bytes.size())
     {
-        const auto* const first = reinterpret_cast<const std::byte*>(data);
-        file->bytes.insert(file->bytes.end(), first, first + count);
-        return;
+        png_error(png, "out of room");
     }
-    catch (...)
-    {
-        file->failure = std::current_exception();
-    }
-    png_error(png, "out of memory");
+    const auto* const first = reinterpret_cast<const std::byte*>(data);
+    bytes.insert(bytes.end(), first, first + count);
 }
 
 void FlushNothing(png_structp) {}
@@ -223,50 +212,55 @@ struct SContent
     std::uint32_t height = 0;
     /// None where the pixels are colours themselves.
     std::span<const png_color> palette;
-    std::span<const std::uint8_t> pixels;
+    std::span<const SBand> bands;
+    std::array<std::uint8_t, 4> checksum;
 };
 
-/// Holds no object with a destructor, because the C library leaves it by a jump when it fails;
-/// false then.
-bool Write(const SContent& content, SFile& file)
+/// Writes \p content to \p bytes, which have room for it. Holds no object with a destructor,
+/// because the C library leaves it by a jump when it fails; false then.
+bool Write(const SContent& content, const SPng& png, std::vector<std::byte>& bytes)
 {
-    if (setjmp(png_jmpbuf(file.png)) != 0)
+    if (setjmp(png_jmpbuf(png.writer)) != 0)
     {
         return false;
     }
-    png_set_write_fn(file.png, &file, AppendBytes, FlushNothing);
-    png_set_IHDR(file.png, file.info, content.width, content.height, 8,
+    png_set_write_fn(png.writer, &bytes, AppendBytes, FlushNothing);
+    png_set_IHDR(png.writer, png.info, content.width, content.height, 8,
                  content.palette.empty() ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_PALETTE,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (!content.palette.empty())
     {
-        png_set_PLTE(file.png, file.info, content.palette.data(),
+        png_set_PLTE(png.writer, png.info, content.palette.data(),
                      static_cast<int>(content.palette.size()));
     }
-    png_write_info(file.png, file.info);
-    const auto writeChunk = [&](const char* name, std::span<const std::uint8_t> bytes) {
-        png_write_chunk(file.png, reinterpret_cast<png_const_bytep>(name), bytes.data(),
-                        bytes.size());
+    png_write_info(png.writer, png.info);
+    const auto writeChunk = [&](const char* name, std::span<const std::uint8_t> chunk) {
+        png_write_chunk(png.writer, reinterpret_cast<png_const_bytep>(name), chunk.data(),
+                        chunk.size());
     };
-    writeChunk("IDAT", content.pixels);
+    for (const SBand& band : content.bands)
+    {
+        writeChunk("IDAT", band.compressed);
+    }
+    writeChunk("IDAT", content.checksum);
     writeChunk("IEND", {});
     return true;
 }
 
 std::vector<std::byte> MakeFile(const SContent& content)
 {
-    SFile file;
-    constexpr std::size_t c_besidePixels = 1024;
-    file.bytes.reserve(content.pixels.size() + c_besidePixels);
-    file.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Leave, IgnoreWarning);
-    file.info = file.png != nullptr ? png_create_info_struct(file.png) : nullptr;
-    const bool isWritten = file.info != nullptr && Write(content, file);
-    if (file.failure)
+    std::size_t size = c_headBytes;
+    for (const SBand& band : content.bands)
     {
-        std::rethrow_exception(file.failure);
+        size += c_chunkBytes + band.compressed.size();
     }
-    Check(isWritten);
-    return std::move(file.bytes);
+    std::vector<std::byte> bytes;
+    bytes.reserve(size);
+    SPng png;
+    png.writer = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Leave, IgnoreWarning);
+    png.info = png.writer != nullptr ? png_create_info_struct(png.writer) : nullptr;
+    Check(png.info != nullptr && Write(content, png, bytes));
+    return bytes;
 }
 
 }  // namespace
@@ -286,6 +280,8 @@ std::vector<std::byte> EncodePng(const CPicture& picture)
     {
         palette.push_back({color.red, color.green, color.blue});
     }
+    // What a zlib stream begins with: a window of 32 KB, compressed for speed.
+    bands.front().compressed = {0x78, 0x01};
     forEachBand([&](std::uint32_t band) {
         if (palette.empty())
         {
@@ -297,7 +293,7 @@ std::vector<std::byte> EncodePng(const CPicture& picture)
         }
         Compress(band + 1 == bands.size(), bands[band]);
     });
-    return MakeFile({width, picture.GetHeight(), palette, Join(bands)});
+    return MakeFile({width, picture.GetHeight(), palette, bands, JoinChecksums(bands)});
 }
 
 }  // namespace Application

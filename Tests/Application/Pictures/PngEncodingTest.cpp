@@ -123,6 +123,26 @@ TEST(EncodePng, BandsShareAPalette)
     }
 }
 
+TEST(EncodePng, ChunksAreSmall)
+{
+    // Readers doubt a chunk that is larger than its picture, which noise makes of all of it.
+    const auto png = EncodePng(MakePicture(16384, 200, 1U << 24U));
+    constexpr std::size_t c_signature = 8;
+    constexpr std::size_t c_besideContent = 12;
+    std::size_t numChunks = 0;
+    for (std::size_t chunk = c_signature; chunk < png.size(); ++numChunks)
+    {
+        std::size_t length = 0;
+        for (std::size_t byte = 0; byte < 4; ++byte)
+        {
+            length = length * 256 + static_cast<std::uint8_t>(png.at(chunk + byte));
+        }
+        EXPECT_LT(length, 1000000U);
+        chunk += c_besideContent + length;
+    }
+    EXPECT_GT(numChunks, 10U);
+}
+
 TEST(EncodePng, AnyNumberOfThreadsGivesTheSameBytes)
 {
     for (const std::uint32_t numColors : {200U, 5000U})

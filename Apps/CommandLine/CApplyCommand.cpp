@@ -80,10 +80,18 @@ void CheckFlaggable(const std::vector<SStation>& stations)
 
 }  // namespace
 
-CLI::App& CApplyCommand::AddTo(CLI::App& program)
+std::string CApplyCommand::GetName() const
 {
-    CLI::App& command =
-        *program.add_subcommand("apply", "Write the scans of a project without what is flagged.");
+    return "apply";
+}
+
+std::string CApplyCommand::GetDescription() const
+{
+    return "Write the scans of a project without what is flagged.";
+}
+
+void CApplyCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(
         std::vector<std::string>{"veko2 apply site.veko2.json --output cleaned",
                                  "veko2 apply site.veko2.json --output flagged --property"}));
@@ -107,7 +115,6 @@ CLI::App& CApplyCommand::AddTo(CLI::App& program)
         ->excludes(drop);
     command.add_flag("--dry-run", m_dryRun, "Only say what would be dropped.");
     command.add_flag("--force", m_force, "Replace files that exist.");
-    return command;
 }
 
 SReport CApplyCommand::Run(CConsole& console)

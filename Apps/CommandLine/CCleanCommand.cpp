@@ -247,10 +247,18 @@ SReport Report(const CScanFuser::SReport& found, const std::vector<SStation>& st
 
 }  // namespace
 
-CLI::App& CCleanCommand::AddTo(CLI::App& program)
+std::string CCleanCommand::GetName() const
 {
-    CLI::App& command = *program.add_subcommand(
-        "clean", "Flag small floating components of a project or of scans.");
+    return "clean";
+}
+
+std::string CCleanCommand::GetDescription() const
+{
+    return "Flag small floating components of a project or of scans.";
+}
+
+void CCleanCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(
         std::vector<std::string>{"veko2 clean site.veko2.json",
                                  "veko2 clean scan.ply --min-points 500 --output cleaned.ply"}));
@@ -289,7 +297,6 @@ CLI::App& CCleanCommand::AddTo(CLI::App& program)
         ->type_name("FACTOR");
     command.add_flag("--dry-run", m_dryRun, "Only say what would be flagged.");
     command.add_flag("--force", m_force, "Replace files that exist.");
-    return command;
 }
 
 SReport CCleanCommand::Run(CConsole& console)

@@ -64,10 +64,18 @@ Application::CPicture DrawBeforeAndAfter(const CScanFile& scan,
 
 }  // namespace
 
-CLI::App& CCutCommand::AddTo(CLI::App& program)
+std::string CCutCommand::GetName() const
 {
-    CLI::App& command = *program.add_subcommand(
-        "cut", "Cut what is painted out of a scan or a project, or flag it.");
+    return "cut";
+}
+
+std::string CCutCommand::GetDescription() const
+{
+    return "Cut what is painted out of a scan or a project, or flag it.";
+}
+
+void CCutCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(
         std::vector<std::string>{"veko2 cut scan.ply --rectangle 400,200,700,500 --output rest.ply",
                                  "veko2 cut site.veko2.json --view view.json --mask painted.png"}));
@@ -97,7 +105,6 @@ CLI::App& CCutCommand::AddTo(CLI::App& program)
     command.add_flag("--dry-run", m_dryRun, "Only say, and draw, what would be cut.");
     command.add_flag("--force", m_force, "Replace files that exist.");
     m_paint.AddTo(command);
-    return command;
 }
 
 SReport CCutCommand::Run(CConsole& console)

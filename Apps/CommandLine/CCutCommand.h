@@ -20,7 +20,9 @@ namespace CommandLine
 class CCutCommand : public ICommand
 {
 public:
-    CLI::App& AddTo(CLI::App& program) override;
+    [[nodiscard]] std::string GetName() const override;
+    [[nodiscard]] std::string GetDescription() const override;
+    void AddOptions(CLI::App& command) override;
     SReport Run(CConsole& console) override;
 
 private:

@@ -89,10 +89,18 @@ CDemoScene MakeScene(const CDemoScene::SSettings& settings)
 
 }  // namespace
 
-CLI::App& CDemoCommand::AddTo(CLI::App& program)
+std::string CDemoCommand::GetName() const
 {
-    CLI::App& command = *program.add_subcommand(
-        "demo", "Make scans of a teapot on a turntable to try the other commands on.");
+    return "demo";
+}
+
+std::string CDemoCommand::GetDescription() const
+{
+    return "Make scans of a teapot on a turntable to try the other commands on.";
+}
+
+void CDemoCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 demo --output demo", "veko2 demo --output large --points 10000000"}));
     command.add_option("-o,--output", m_folder, "Write the scans into this folder.")
@@ -105,7 +113,6 @@ CLI::App& CDemoCommand::AddTo(CLI::App& program)
     command.add_option("--seed", m_seed, "Other numbers give other noise (1).")
         ->type_name("NUMBER");
     command.add_flag("--force", m_force, "Replace files that exist.");
-    return command;
 }
 
 SReport CDemoCommand::Run(CConsole& console)

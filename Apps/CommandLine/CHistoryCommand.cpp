@@ -27,22 +27,29 @@ CProject::SStep Preview(const CProject& project, bool isUndo, std::size_t count)
 
 }  // namespace
 
-CLI::App& CHistoryCommand::AddTo(CLI::App& program)
+std::string CHistoryCommand::GetName() const
 {
-    const bool isUndo = m_direction == Direction::Undo;
-    CLI::App& command =
-        *program.add_subcommand(getName(), isUndo ? "Take the last edit of a project back."
-                                                  : "Do the last edit again that was undone.");
+    return m_direction == Direction::Undo ? "undo" : "redo";
+}
+
+std::string CHistoryCommand::GetDescription() const
+{
+    return m_direction == Direction::Undo ? "Take the last edit of a project back."
+                                          : "Do the last edit again that was undone.";
+}
+
+void CHistoryCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(
-        std::vector<std::string>{"veko2 " + getName() + " site.veko2.json",
-                                 "veko2 " + getName() + " site.veko2.json --steps 3"}));
+        std::vector<std::string>{"veko2 " + GetName() + " site.veko2.json",
+                                 "veko2 " + GetName() + " site.veko2.json --steps 3"}));
     command.add_option("PROJECT", m_project, "The project file.")->required();
     command
         .add_option("--steps", m_steps,
-                    isUndo ? "Take this many edits back (1)." : "Do this many edits again (1).")
+                    m_direction == Direction::Undo ? "Take this many edits back (1)."
+                                                   : "Do this many edits again (1).")
         ->type_name("COUNT");
     command.add_flag("--dry-run", m_dryRun, "Only say what would be done.");
-    return command;
 }
 
 SReport CHistoryCommand::Run(CConsole& console)
@@ -64,25 +71,20 @@ SReport CHistoryCommand::Run(CConsole& console)
     SReport report;
     const Application::SProjectDocument& document = project.GetDocument();
     report.document = {
-        {"command", getName()},        {"project", m_project},
+        {"command", GetName()},        {"project", m_project},
         {"edits", step.commands},      {"scansChanged", step.scans.size()},
         {"canUndo", document.numDone}, {"canRedo", document.edits.size() - document.numDone},
         {"dryRun", m_dryRun}};
-    const std::string done = m_dryRun ? "would " + getName() + ' ' : isUndo ? "undid " : "redid ";
+    const std::string done = m_dryRun ? "would " + GetName() + ' ' : isUndo ? "undid " : "redid ";
     for (const std::string& edit : step.commands)
     {
         report.text += m_project + ": " + done + edit + '\n';
     }
     if (step.commands.empty())
     {
-        report.text = m_project + ": nothing to " + getName() + '\n';
+        report.text = m_project + ": nothing to " + GetName() + '\n';
     }
     return report;
-}
-
-std::string CHistoryCommand::getName() const
-{
-    return m_direction == Direction::Undo ? "undo" : "redo";
 }
 
 }  // namespace CommandLine

@@ -19,12 +19,12 @@ public:
 
     explicit CHistoryCommand(Direction direction) : m_direction(direction) {}
 
-    CLI::App& AddTo(CLI::App& program) override;
+    [[nodiscard]] std::string GetName() const override;
+    [[nodiscard]] std::string GetDescription() const override;
+    void AddOptions(CLI::App& command) override;
     SReport Run(CConsole& console) override;
 
 private:
-    [[nodiscard]] std::string getName() const;
-
     Direction m_direction;
     std::string m_project;
     std::string m_steps;

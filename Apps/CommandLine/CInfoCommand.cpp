@@ -152,13 +152,21 @@ std::string ToPlainText(const ordered_json& scan)
 
 }  // namespace
 
-CLI::App& CInfoCommand::AddTo(CLI::App& program)
+std::string CInfoCommand::GetName() const
 {
-    CLI::App& command = *program.add_subcommand("info", "Say what scan files hold.");
+    return "info";
+}
+
+std::string CInfoCommand::GetDescription() const
+{
+    return "Say what scan files hold.";
+}
+
+void CInfoCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(
         std::vector<std::string>{"veko2 info scan.ply", "veko2 info left.ply right.ply --json"}));
     command.add_option("SCAN", m_scans, "Scans: PLY, OBJ, STL or XYZ text.")->required();
-    return command;
 }
 
 SReport CInfoCommand::Run(CConsole& console)

@@ -114,23 +114,27 @@ void RefuseEmptyValues(CLI::App& command)
 class CRun
 {
 public:
-    explicit CRun(CConsole& console);
+    CRun(CConsole& console, const std::vector<std::string>& arguments);
 
     /// Does what the arguments say and prints the result.
-    ExitCode Execute(const std::vector<std::string>& arguments);
+    ExitCode Execute();
 
 private:
     [[nodiscard]] ICommand& getChosen() const;
     [[nodiscard]] std::string listCommands() const;
     void print(const std::string& text);
 
+    void addCommand(std::unique_ptr<ICommand> command);
+
     CConsole& m_console;
+    const std::vector<std::string>& m_arguments;
     bool m_isJson = false;
     std::vector<SCommandEntry> m_commands;
     CLI::App m_program{"Cuts painted regions out of 3-D scans.", "veko2"};
 };
 
-CRun::CRun(CConsole& console) : m_console(console)
+CRun::CRun(CConsole& console, const std::vector<std::string>& arguments)
+    : m_console(console), m_arguments(arguments)
 {
     m_program.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 view scan.ply --output scan.png",
@@ -144,21 +148,34 @@ CRun::CRun(CConsole& console) : m_console(console)
     m_program.get_formatter()->label("SUBCOMMAND", "COMMAND");
     // So that --json may follow the command.
     m_program.fallthrough();
-    for (auto& command : MakeCommands())
+    for (std::unique_ptr<ICommand>& command : MakeCommands())
     {
-        CLI::App& options = command->AddTo(m_program);
-        options.group("Commands");
-        options.footer("--json prints the result as one JSON document.");
-        RefuseEmptyValues(options);
-        m_commands.push_back({std::move(command), &options});
+        addCommand(std::move(command));
     }
 }
 
-ExitCode CRun::Execute(const std::vector<std::string>& arguments)
+void CRun::addCommand(std::unique_ptr<ICommand> command)
+{
+    const std::string name = command->GetName();
+    CLI::App& options = *m_program.add_subcommand(name, command->GetDescription());
+    // Adding the options of all commands takes a quarter of the time in which the program starts,
+    // and those of a command that is not named cannot be asked for.
+    if (std::find(m_arguments.begin(), m_arguments.end(), name) != m_arguments.end())
+    {
+        command->AddOptions(options);
+        options.footer("--json prints the result as one JSON document.");
+        RefuseEmptyValues(options);
+    }
+    // Last, as commands of its own would be in the same group.
+    options.group("Commands");
+    m_commands.push_back({std::move(command), &options});
+}
+
+ExitCode CRun::Execute()
 {
     try
     {
-        m_program.parse(ToParse(arguments));
+        m_program.parse(ToParse(m_arguments));
     }
     catch (const CLI::CallForHelp&)
     {
@@ -282,7 +299,8 @@ ExitCode CProgram::Run(int argumentCount, const char* const* arguments)
         CInterruption::PromiseDocument();
     }
     ExitCode exitCode = ExitCode::Done;
-    const std::optional<SFailure> failure = Guard([&] { exitCode = CRun(console).Execute(given); });
+    const std::optional<SFailure> failure =
+        Guard([&] { exitCode = CRun(console, given).Execute(); });
     if (failure)
     {
         console.Error(failure->message);

@@ -147,17 +147,24 @@ ordered_json DescribeHistory(const Application::SProjectDocument& document)
 
 }  // namespace
 
-CLI::App& CProjectCommand::AddTo(CLI::App& program)
+std::string CProjectCommand::GetName() const
 {
-    CLI::App& command = *program.add_subcommand(
-        "project", "Put several scans into one project, or say what it holds.");
+    return "project";
+}
+
+std::string CProjectCommand::GetDescription() const
+{
+    return "Put several scans into one project, or say what it holds.";
+}
+
+void CProjectCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 project create site.veko2.json a.ply b.ply --transforms transforms.txt",
         "veko2 project list site.veko2.json"}));
     command.require_subcommand(0, 1);
     addCreate(command);
     addList(command);
-    return command;
 }
 
 void CProjectCommand::addCreate(CLI::App& command)

@@ -15,7 +15,9 @@ namespace CommandLine
 class CProjectCommand : public ICommand
 {
 public:
-    CLI::App& AddTo(CLI::App& program) override;
+    [[nodiscard]] std::string GetName() const override;
+    [[nodiscard]] std::string GetDescription() const override;
+    void AddOptions(CLI::App& command) override;
     SReport Run(CConsole& console) override;
 
 private:

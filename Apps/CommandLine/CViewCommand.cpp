@@ -62,10 +62,18 @@ std::string Join(const std::vector<std::string>& names)
 
 }  // namespace
 
-CLI::App& CViewCommand::AddTo(CLI::App& program)
+std::string CViewCommand::GetName() const
 {
-    CLI::App& command =
-        *program.add_subcommand("view", "Draw scans, and write down the view to paint in.");
+    return "view";
+}
+
+std::string CViewCommand::GetDescription() const
+{
+    return "Draw scans, and write down the view to paint in.";
+}
+
+void CViewCommand::AddOptions(CLI::App& command)
+{
     command.formatter(std::make_shared<CHelpFormatter>(std::vector<std::string>{
         "veko2 view scan.ply --output scan.png --view view.json",
         "veko2 view left.ply right.ply --from top --size 1920x1080 --output top.png"}));
@@ -86,7 +94,6 @@ CLI::App& CViewCommand::AddTo(CLI::App& program)
     command.add_flag("--hide-cut", m_hideCut, "Leave out what is cut instead of marking it.");
     command.add_flag("--force", m_force, "Replace files that exist.");
     m_camera.AddTo(command);
-    return command;
 }
 
 SReport CViewCommand::Run(CConsole& console)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "Apps/CommandLine/SReport.h"
 
 namespace CLI
@@ -21,9 +23,14 @@ public:
     ICommand(const ICommand&) = delete;
     ICommand& operator=(const ICommand&) = delete;
 
-    /// Adds the subcommand with its options to \p program and returns it. Parsing then fills this
-    /// object, which must outlive \p program.
-    virtual CLI::App& AddTo(CLI::App& program) = 0;
+    /// The word that chooses it.
+    [[nodiscard]] virtual std::string GetName() const = 0;
+    /// What it does, in one sentence.
+    [[nodiscard]] virtual std::string GetDescription() const = 0;
+
+    /// Adds its options to \p command. Parsing then fills this object, which must outlive
+    /// \p command.
+    virtual void AddOptions(CLI::App& command) = 0;
 
     /// Does the work with the options that were parsed. Nothing is printed on standard output;
     /// progress and warnings go to \p console.

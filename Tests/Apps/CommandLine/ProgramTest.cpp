@@ -26,6 +26,19 @@ TEST(ProgramTest, Help_StartsWithTwoExamples)
     EXPECT_EQ(result.err, "");
 }
 
+TEST(ProgramTest, Help_ListsTheCommandsAndTheCommandsOfACommand)
+{
+    EXPECT_THAT(RunProgram({"--help"}).out, HasSubstr("\nCommands:\n  info  "));
+    EXPECT_THAT(RunProgram({"project", "--help"}).out, HasSubstr("\nSubcommands:\n  create  "));
+}
+
+TEST(ProgramTest, FileNamedLikeACommand_IsAFile)
+{
+    const auto result = RunProgram({"info", "cut"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.err, StartsWith("veko2: cut: "));
+}
+
 class ProgramCommandHelpTest : public testing::TestWithParam<const char*>
 {};
 

@@ -129,8 +129,8 @@ std::vector<SPaintedView> CPaintOptions::Paint(
     for (std::size_t index = 0; index < m_masks.size(); ++index)
     {
         const CView view = CView::Read(m_views[index]);
-        painted.push_back(
-            {view, CMask::ReadPng(m_masks[index], view.GetWidth(), view.GetHeight())});
+        painted.push_back({view, CMask::ReadPng(m_masks[index], view.GetWidth(), view.GetHeight()),
+                           m_masks[index]});
     }
     if (hasShapes())
     {
@@ -138,7 +138,7 @@ std::vector<SPaintedView> CPaintOptions::Paint(
             m_views.empty() ? m_camera.MakeView(scans, name) : CView::Read(m_views[0]);
         CMask mask(view.GetWidth(), view.GetHeight());
         paintShapes(mask);
-        painted.push_back({view, std::move(mask)});
+        painted.push_back({view, std::move(mask), ""});
     }
     return painted;
 }
@@ -176,6 +176,7 @@ void WarnOfEmptyMasks(const std::vector<SPaintedView>& painted, CConsole& consol
         if (!entry.mask.CanCut())
         {
             console.Warn(
+                (entry.maskFile.empty() ? "" : entry.maskFile + ": ") +
                 "nothing is painted inside the view but in its first row and column, where paint "
                 "has no effect");
         }

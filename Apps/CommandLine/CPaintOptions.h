@@ -17,6 +17,8 @@ struct SPaintedView
 {
     Application::CView view;
     Application::CMask mask;
+    /// The file of the mask; empty where shapes were painted.
+    std::string maskFile;
 };
 
 /// The options that say what was painted: pairs of a view and a mask picture, or shapes given in

@@ -160,13 +160,22 @@ TEST_F(CCutCommandTest, MaskWithoutPaint_IsWarnedOf)
         EXPECT_EQ(result.exitCode, 0);
         return result.err;
     };
-    const auto isWarning = HasSubstr("veko2: warning: nothing is painted inside the view");
+    const auto isWarning =
+        HasSubstr("veko2: warning: mask.png: nothing is painted inside the view");
     writeMask("mask.png", {});
     EXPECT_THAT(cut(), isWarning);
     writeMask("mask.png", {{0, 3}, {5, 0}});
     EXPECT_THAT(cut(), isWarning);
     writeMask("mask.png", {{1, 1}});
     EXPECT_EQ(cut(), "");
+}
+
+TEST_F(CCutCommandTest, ShapesOutsideTheView_AreWarnedOf)
+{
+    const auto result =
+        run({"cut", "scan.ply", "--view", "view.json", "--brush", "1", "-100,-100", "--dry-run"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.err, HasSubstr("veko2: warning: nothing is painted inside the view"));
 }
 
 // One point in front of the eye and its mirror image behind it project to the same pixel.

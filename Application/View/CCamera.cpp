@@ -33,6 +33,12 @@ void Check(bool isValid, const std::string& message)
     }
 }
 
+/// Whether float, in which points are projected, holds about this value.
+bool IsFloat(double value)
+{
+    return std::isfinite(static_cast<float>(value));
+}
+
 bool IsFinite(const Vector& vector)
 {
     return std::all_of(vector.begin(), vector.end(), [](double c) { return std::isfinite(c); });
@@ -53,15 +59,33 @@ Vector Cross(const Vector& a, const Vector& b)
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
+double Length(const Vector& vector)
+{
+    return std::hypot(vector[0], vector[1], vector[2]);
+}
+
 Vector Normalized(const Vector& vector)
 {
-    const double length = std::hypot(vector[0], vector[1], vector[2]);
+    const double length = Length(vector);
     return {vector[0] / length, vector[1] / length, vector[2] / length};
 }
 
 bool IsZero(const Vector& vector)
 {
     return vector == Vector{0.0, 0.0, 0.0};
+}
+
+/// By how much the picture's vertical axis is scaled, and its horizontal one.
+double ScaleY(const CCamera::SParameters& parameters)
+{
+    return parameters.projection == CCamera::Projection::Perspective
+               ? 1.0 / std::tan(0.5 * (parameters.fieldOfView * c_radiansPerDegree))
+               : 2.0 / parameters.orthographicHeight;
+}
+
+double ScaleX(const CCamera::SParameters& parameters)
+{
+    return ScaleY(parameters) * parameters.height / parameters.width;
 }
 
 void CheckRanges(const CCamera::SParameters& parameters)
@@ -71,7 +95,7 @@ void CheckRanges(const CCamera::SParameters& parameters)
     Check(IsFinite(parameters.up), "up: expected finite numbers");
     Check(!IsZero(Subtract(parameters.eye, parameters.target)),
           "the eye and the target are the same point");
-    Check(IsFinite(Subtract(parameters.eye, parameters.target)),
+    Check(IsFloat(Length(Subtract(parameters.eye, parameters.target))),
           "the eye is too far from the target");
     Check(!IsZero(parameters.up), "up: expected a direction, found 0 0 0");
     const bool isPerspective = parameters.projection == CCamera::Projection::Perspective;
@@ -100,6 +124,9 @@ void CheckRanges(const CCamera::SParameters& parameters)
               "size: expected 1 to " + std::to_string(c_maxViewSide) +
                   " pixels on each side, found " + std::to_string(size));
     }
+    Check(IsFloat(ScaleX(parameters)) && IsFloat(ScaleY(parameters)),
+          std::string(isPerspective ? "field of view" : "orthographic height") +
+              ": too small for the picture's scale to be a float");
 }
 
 LqMatrix4Rd MakePlacement(const Vector& eye, const std::array<Vector, 3>& axes)
@@ -118,12 +145,10 @@ LqMatrix4Rd MakePlacement(const Vector& eye, const std::array<Vector, 3>& axes)
 
 LqMatrix4Rd MakePerspective(const CCamera::SParameters& parameters)
 {
-    const double halfAngle = 0.5 * (parameters.fieldOfView * c_radiansPerDegree);
-    const double scaleY = 1.0 / std::tan(halfAngle);
     const double depth = parameters.nearDistance - parameters.farDistance;
     LqMatrix4Rd projection;
-    projection(0, 0) = scaleY * parameters.height / parameters.width;
-    projection(1, 1) = scaleY;
+    projection(0, 0) = ScaleX(parameters);
+    projection(1, 1) = ScaleY(parameters);
     projection(2, 2) = parameters.farDistance / depth;
     projection(2, 3) = -1.0;
     projection(3, 2) = parameters.nearDistance * (parameters.farDistance / depth);
@@ -132,11 +157,10 @@ LqMatrix4Rd MakePerspective(const CCamera::SParameters& parameters)
 
 LqMatrix4Rd MakeOrthographic(const CCamera::SParameters& parameters)
 {
-    const double scaleY = 2.0 / parameters.orthographicHeight;
     const double depth = parameters.nearDistance - parameters.farDistance;
     LqMatrix4Rd projection;
-    projection(0, 0) = scaleY * parameters.height / parameters.width;
-    projection(1, 1) = scaleY;
+    projection(0, 0) = ScaleX(parameters);
+    projection(1, 1) = ScaleY(parameters);
     projection(2, 2) = 1.0 / depth;
     projection(3, 2) = parameters.nearDistance / depth;
     projection(3, 3) = 1.0;
@@ -150,8 +174,7 @@ CCamera::CCamera(const SParameters& parameters) : m_parameters(parameters), m_ax
     CheckRanges(parameters);
     const Vector back = Normalized(Subtract(parameters.eye, parameters.target));
     const Vector right = Cross(Normalized(parameters.up), back);
-    Check(std::hypot(right[0], right[1], right[2]) > c_minSine,
-          "up points along the viewing direction");
+    Check(Length(right) > c_minSine, "up points along the viewing direction");
     m_axes = {Normalized(right), Cross(back, Normalized(right)), back};
 }
 

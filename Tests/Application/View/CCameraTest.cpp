@@ -245,10 +245,38 @@ TEST(CCamera, Construct_LargestSizeIsAccepted)
     EXPECT_EQ(CCamera(parameters).MakeView().GetWidth(), 16384U);
 }
 
-TEST(CCamera, MakeView_DistancesBeyondFloatThrow)
+TEST(CCamera, Construct_EyeBeyondFloatThrows)
+{
+    ExpectFailure([](auto& p) { p.eye = {0, -1e39, 0}; }, "the eye is too far from the target");
+    // Each coordinate is a float, their distance is not.
+    ExpectFailure([](auto& p) { p.eye = {3e38, 3e38, 0}; }, "the eye is too far from the target");
+}
+
+TEST(CCamera, Construct_ScaleBeyondFloatThrows)
+{
+    ExpectFailure([](auto& p) { p.fieldOfView = 1e-300; }, "field of view: too small");
+    ExpectFailure(
+        [](auto& p) {
+            p.projection = CCamera::Projection::Orthographic;
+            p.orthographicHeight = 1e-300;
+        },
+        "orthographic height: too small");
+    // The scale across is beyond float, that of the height is not.
+    ExpectFailure(
+        [](auto& p) {
+            p.projection = CCamera::Projection::Orthographic;
+            p.orthographicHeight = 1e-38;
+            p.width = 1;
+            p.height = 1000;
+        },
+        "orthographic height: too small");
+}
+
+TEST(CCamera, MakeView_PlanesBeyondFloatThrow)
 {
     CCamera::SParameters parameters = MakeParameters();
-    parameters.eye = {0, -1e300, 0};
+    parameters.nearDistance = 1e39;
+    parameters.farDistance = 2e39;
     EXPECT_THROW(static_cast<void>(CCamera(parameters).MakeView()), CInputError);
 }
 

@@ -36,9 +36,10 @@ void CDepthBuffer::Clear(std::uint32_t begin, std::uint32_t end)
 
 std::uint64_t CDepthBuffer::Pack(float depth, std::uint32_t look, const SNormal& normal)
 {
-    constexpr std::uint32_t c_none = c_noNormal << c_normalBits | c_noNormal;
-    const std::uint64_t word = WithDepth(look << 2U * c_normalBits | c_none, depth);
-    return normal.isPresent ? WithNormal(word, normal) : word;
+    const std::uint64_t word = WithDepth(look << 2U * c_normalBits | c_noNormalCode, depth);
+    return normal.isPresent
+               ? WithNormalCode(word, encode(normal.x) << c_normalBits | encode(normal.y))
+               : word;
 }
 
 }  // namespace Application

@@ -21,6 +21,9 @@ class CDepthBuffer
 {
 public:
     static constexpr std::uint64_t c_empty = ~std::uint64_t{0};
+    /// The lowest bits of a word without a normal.
+    static constexpr std::uint32_t c_noNormalCode =
+        SSampleWord::c_noNormal << SSampleWord::c_normalBits | SSampleWord::c_noNormal;
     /// The number of different looks.
     static constexpr std::uint32_t c_numLooks = 1024;
 
@@ -79,12 +82,10 @@ public:
         return std::uint64_t{std::bit_cast<std::uint32_t>(depth)} << 32U | (word & 0xFFFFFFFFU);
     }
 
-    /// \p word, which has none, with \p normal, which is present.
-    [[nodiscard]] static std::uint64_t WithNormal(std::uint64_t word, const SNormal& normal)
+    /// \p word, which has no normal, with the one of \p code.
+    [[nodiscard]] static std::uint64_t WithNormalCode(std::uint64_t word, std::uint32_t code)
     {
-        constexpr std::uint64_t c_bits = (std::uint64_t{1} << 2U * c_normalBits) - 1U;
-        return (word & ~c_bits) | std::uint64_t{encode(normal.x)} << c_normalBits |
-               encode(normal.y);
+        return (word & ~std::uint64_t{c_noNormalCode}) | code;
     }
 
     [[nodiscard]] static constexpr float DepthOf(std::uint64_t word)

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <cstring>
 #include <optional>
 #include <utility>
 
 #include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
 #include "Application/Pictures/RowBands.h"
-#include "Base/Math/PointTransform.h"
 #include "Base/Support/ParallelFor.h"
 
 namespace Application
@@ -120,7 +118,7 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
                     : nullptr),
       m_flags(flags),
       m_project(FastestKernel()),
-      m_normalChain(projection.MakeNormalChain(trafo)),
+      m_normalCodes(projection.MakeNormalChain(trafo)),
       m_hideCut(hideCut),
       m_colorIndex(colorIndex)
 {
@@ -222,16 +220,19 @@ std::vector<std::invoke_result_t<MakeBuffer>> CScanPainter::paintAll(
 
 void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& buffer) const
 {
+    if (m_normals == nullptr)
+    {
+        forEachBatch(begin, end, buffer.GetWidth(),
+                     [&](std::uint64_t first, const SSurfelBatch& batch) {
+                         drawBare(first, batch, buffer);
+                     });
+        return;
+    }
+    SNear near;
     forEachBatch(begin, end, buffer.GetWidth(),
                  [&](std::uint64_t first, const SSurfelBatch& batch) {
-                     if (m_normals == nullptr)
-                     {
-                         drawBare(first, batch, buffer);
-                     }
-                     else
-                     {
-                         drawWithNormals(first, batch, buffer);
-                     }
+                     findNear(first, batch, buffer, near);
+                     drawWithNormals(near, buffer);
                  });
 }
 
@@ -287,26 +288,46 @@ void CScanPainter::drawBare(std::uint64_t first, const SSurfelBatch& batch,
     }
 }
 
-void CScanPainter::drawWithNormals(std::uint64_t first, const SSurfelBatch& batch,
-                                   CDepthBuffer& buffer) const
+void CScanPainter::findNear(std::uint64_t first, const SSurfelBatch& batch,
+                            const CDepthBuffer& buffer, SNear& near) const
 {
+    // All at once, since which of them are near enough can hardly be foretold.
+    std::array<std::uint32_t, SSurfelBatch::c_size> found;
+    std::uint32_t numFound = 0;
     for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
     {
-        const std::uint32_t sample = batch.samples[seen];
-        const float depth = batch.depths[seen];
+        found[numFound] = seen;
+        numFound += buffer.CanWin(batch.samples[seen], batch.depths[seen]) ? 1 : 0;
+    }
+    std::uint32_t count = 0;
+    for (std::uint32_t each = 0; each < numFound; ++each)
+    {
+        const std::uint32_t seen = found[each];
         const std::uint64_t index = first + batch.indices[seen];
-        if (!buffer.CanWin(sample, depth))
-        {
-            continue;
-        }
         const EMark mark = markOf(index);
         if (m_hideCut && mark == EMark::Cut)
         {
             continue;
         }
-        const std::uint32_t look =
-            static_cast<std::uint32_t>(mark) * c_numScanColors + m_colorIndex;
-        buffer.Draw(sample, CDepthBuffer::Pack(depth, look, makeNormal(index)));
+        const LqVector3f normal = m_normals->At(index);
+        near.normals.x[count] = normal.x;
+        near.normals.y[count] = normal.y;
+        near.normals.z[count] = normal.z;
+        near.samples[count] = batch.samples[seen];
+        near.words[count] = CDepthBuffer::WithDepth(m_bareWords[static_cast<std::uint32_t>(mark)],
+                                                    batch.depths[seen]);
+        ++count;
+    }
+    near.count = count;
+}
+
+void CScanPainter::drawWithNormals(SNear& near, CDepthBuffer& buffer) const
+{
+    m_normalCodes.Find(near.normals, near.count, near.normalCodes);
+    for (std::uint32_t each = 0; each < near.count; ++each)
+    {
+        buffer.Draw(near.samples[each],
+                    CDepthBuffer::WithNormalCode(near.words[each], near.normalCodes[each]));
     }
 }
 
@@ -323,21 +344,6 @@ CScanPainter::EMark CScanPainter::markOf(std::uint64_t index) const
     }
     return (bits & Base::CSurfelBitMask::SurfelFlagSmallComponent) != 0 ? EMark::SmallComponent
                                                                         : EMark::None;
-}
-
-/// The normal along the picture axes, turned towards the viewer.
-CDepthBuffer::SNormal CScanPainter::makeNormal(std::uint64_t index) const
-{
-    const LqVector3f own = m_normals->At(index);
-    const auto normal = TransformHomogeneous(m_normalChain, own.x, own.y, own.z);
-    const float length =
-        std::sqrt((normal.x * normal.x + normal.y * normal.y) + normal.z * normal.z);
-    if (!(length > 0.0F && std::isfinite(length)))
-    {
-        return {};
-    }
-    const float scale = (normal.z < 0.0F ? -1.0F : 1.0F) / length;
-    return {normal.x * scale, normal.y * scale, normal.z * scale, true};
 }
 
 }  // namespace Application

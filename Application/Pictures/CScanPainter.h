@@ -10,6 +10,7 @@
 
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CDepthPlane.h"
+#include "Application/Pictures/CNormalCodes.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CPointSamples.h"
 #include "Application/Pictures/Kernels/ProjectSurfels.h"
@@ -81,10 +82,21 @@ private:
     void forEachBatch(std::uint64_t begin, std::uint64_t end, std::size_t stride,
                       const Draw& draw) const;
     void drawBare(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
-    void drawWithNormals(std::uint64_t first, const SSurfelBatch& batch,
-                         CDepthBuffer& buffer) const;
+    /// Those of a batch's surfels that may be nearest.
+    struct SNear
+    {
+        std::array<std::uint32_t, SSurfelBatch::c_size> samples{};
+        std::array<std::uint64_t, SSurfelBatch::c_size> words{};
+        CNormalCodes::SNormals normals{};
+        std::array<std::uint32_t, SSurfelBatch::c_size> normalCodes{};
+        std::uint32_t count = 0;
+    };
+
+    /// What \p near held before is lost.
+    void findNear(std::uint64_t first, const SSurfelBatch& batch, const CDepthBuffer& buffer,
+                  SNear& near) const;
+    void drawWithNormals(SNear& near, CDepthBuffer& buffer) const;
     [[nodiscard]] EMark markOf(std::uint64_t index) const;
-    [[nodiscard]] CDepthBuffer::SNormal makeNormal(std::uint64_t index) const;
 
     using PositionAccess = Base::TElementAccessRead<Base::CSCElementDefinitionPosition>;
     using NormalAccess = Base::TElementAccessRead<Base::CSCElementDefinitionNormal>;
@@ -95,10 +107,10 @@ private:
     std::span<const Base::CSurfelBitMask> m_flags;
     ProjectSurfelsKernel m_project;
     SSurfelProjection m_projection;
-    LqMatrix4Rf m_normalChain;
+    CNormalCodes m_normalCodes;
     bool m_hideCut;
     std::uint32_t m_colorIndex;
-    /// What each mark draws where there are no normals, but for the depth.
+    /// What each mark draws, but for depths and normals.
     std::array<std::uint64_t, 3> m_bareWords;
 };
 

@@ -93,10 +93,12 @@ TEST(CDepthBuffer, Draw_NearestWinsInAnyOrder)
     }
 }
 
-TEST(CDepthBuffer, WithNormal_ChangesTheNormalOnly)
+TEST(CDepthBuffer, WithNormalCode_ChangesTheNormalOnly)
 {
-    const std::uint64_t word = CDepthBuffer::WithNormal(CDepthBuffer::Pack(2.0F, 1023, c_none),
-                                                        {0.6F, -0.48F, 0.64F, true});
+    const auto code =
+        static_cast<std::uint32_t>(CDepthBuffer::Pack(0.0F, 0, {0.6F, -0.48F, 0.64F, true}));
+    const std::uint64_t word =
+        CDepthBuffer::WithNormalCode(CDepthBuffer::Pack(2.0F, 1023, c_none), code);
     EXPECT_EQ(CDepthBuffer::DepthOf(word), 2.0F);
     EXPECT_EQ(CDepthBuffer::LookOf(word), 1023U);
     EXPECT_TRUE(CDepthBuffer::HasNormal(word));

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -88,11 +89,24 @@ std::shared_ptr<const Base::ISurfelCollection> MakeCollection(const std::vector<
                                                               stride);
 }
 
+/// Along the picture axes, towards the viewer.
+CDepthBuffer::SNormal TurnNormal(const CPictureProjection& projection, const LqVector3f& own)
+{
+    const auto normal =
+        TransformHomogeneous(projection.MakeNormalChain(c_matIdentityD), own.x, own.y, own.z);
+    const float scale =
+        (normal.z < 0.0F ? -1.0F : 1.0F) /
+        std::sqrt((normal.x * normal.x + normal.y * normal.y) + normal.z * normal.z);
+    return {normal.x * scale, normal.y * scale, normal.z * scale, true};
+}
+
 /// One surfel after the other, straight from what a depth buffer means.
+/// \param normals none, or one per surfel.
 std::vector<std::uint64_t> PaintPlainly(const CPictureProjection& projection,
                                         const std::vector<LqVector3f>& points,
                                         const std::vector<CSurfelBitMask>& flags,
-                                        std::uint32_t color, bool hideCut)
+                                        std::uint32_t color, bool hideCut,
+                                        const std::vector<LqVector3f>& normals = {})
 {
     const LqMatrix4Rf chain = projection.MakeChain(c_matIdentityD);
     const auto width = static_cast<float>(projection.GetWidth());
@@ -119,8 +133,10 @@ std::vector<std::uint64_t> PaintPlainly(const CPictureProjection& projection,
         const std::uint32_t mark = isCut ? 2 : (isSmall ? 1 : 0);
         std::uint64_t& word = words[static_cast<std::size_t>(y) * projection.GetWidth() +
                                     static_cast<std::size_t>(x)];
+        const CDepthBuffer::SNormal normal =
+            normals.empty() ? CDepthBuffer::SNormal() : TurnNormal(projection, normals[index]);
         word = std::min(word, CDepthBuffer::Pack(projection.IsPerspective() ? clip.w : z,
-                                                 mark * 256 + color, {}));
+                                                 mark * 256 + color, normal));
     }
     return words;
 }
@@ -193,6 +209,37 @@ TEST(CScanPainter, Paint_MarksAndHidesByTheFlags)
         CScanPainter(projection, *collection, c_matIdentityD, flags, 255, hideCut)
             .Paint(0, points.size(), buffer);
         EXPECT_EQ(ReadAll(buffer), PaintPlainly(projection, points, flags, 255, hideCut));
+    }
+}
+
+TEST(CScanPainter, Paint_GivesEachSurfelItsOwnNormal)
+{
+    // Enough surfels for several batches.
+    const std::vector<LqVector3f> points = StrewPoints(5000);
+    std::vector<LqVector3f> normals;
+    std::vector<CSurfelBitMask> flags(points.size());
+    std::mt19937 random(3);
+    std::normal_distribution<float> component;
+    for (std::size_t index = 0; index < points.size(); ++index)
+    {
+        normals.push_back({component(random), component(random), component(random)});
+        flags[index].bits = static_cast<std::uint16_t>(random() % 8);
+    }
+    const auto data = std::make_shared<std::vector<LqVector3f>>(points);
+    data->insert(data->end(), normals.begin(), normals.end());
+    const DataLayer::CSurfelCollectionView collection(data, points.size(), data->data(), 12,
+                                                      data->data() + points.size(), 12);
+    for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
+    {
+        const CPictureProjection projection = MakeProjection(kind);
+        for (const bool hideCut : {false, true})
+        {
+            CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
+            CScanPainter(projection, collection, c_matIdentityD, flags, 9, hideCut)
+                .Paint(0, points.size(), buffer);
+            EXPECT_EQ(ReadAll(buffer),
+                      PaintPlainly(projection, points, flags, 9, hideCut, normals));
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -27,6 +28,8 @@ void SetColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column
 /// Surfels in a row mostly lie side by side in the picture, too: who draws many of them in a row
 /// finds their samples in the cache.
 constexpr std::uint64_t c_chunkSurfels = 131072;
+/// Few enough for what is kept of them to stay in a core's own cache.
+constexpr std::uint64_t c_runSurfels = 32768;
 /// More threads would wait for the memory.
 constexpr std::uint64_t c_maxPainters = 8;
 /// Of all buffers together, a gigabyte; two of them are needed for any picture.
@@ -228,12 +231,12 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& b
                      });
         return;
     }
-    SNear near;
-    forEachBatch(begin, end, buffer.GetWidth(),
-                 [&](std::uint64_t first, const SSurfelBatch& batch) {
-                     findNear(first, batch, buffer, near);
-                     drawWithNormals(near, buffer);
-                 });
+    const std::uint64_t mostSeen = std::min(end - begin, c_runSurfels);
+    const auto seen = std::make_unique_for_overwrite<SSeen[]>(mostSeen);
+    for (std::uint64_t first = begin; first < end; first += c_runSurfels)
+    {
+        drawWithNormals(first, std::min(end, first + c_runSurfels), {seen.get(), mostSeen}, buffer);
+    }
 }
 
 void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthPlane& plane) const
@@ -288,46 +291,63 @@ void CScanPainter::drawBare(std::uint64_t first, const SSurfelBatch& batch,
     }
 }
 
-void CScanPainter::findNear(std::uint64_t first, const SSurfelBatch& batch,
-                            const CDepthBuffer& buffer, SNear& near) const
+void CScanPainter::drawWithNormals(std::uint64_t begin, std::uint64_t end, std::span<SSeen> seen,
+                                   CDepthBuffer& buffer) const
 {
-    // All at once, since which of them are near enough can hardly be foretold.
-    std::array<std::uint32_t, SSurfelBatch::c_size> found;
-    std::uint32_t numFound = 0;
-    for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
+    // First the depths of all, since most surfels lie behind others of the run where a scan is
+    // dense: nobody asks for their normals then. Below a depth comes the largest word: that of the
+    // surfel there, which is among those that may win, is smaller and replaces it.
+    std::size_t numSeen = 0;
+    forEachBatch(
+        begin, end, buffer.GetWidth(), [&](std::uint64_t first, const SSurfelBatch& batch) {
+            for (std::uint32_t each = 0; each < batch.numSeen; ++each)
+            {
+                const std::uint64_t index = first + batch.indices[each];
+                if (m_hideCut && markOf(index) == EMark::Cut)
+                {
+                    continue;
+                }
+                seen[numSeen++] = {static_cast<std::uint32_t>(index - begin), batch.samples[each],
+                                   batch.depths[each]};
+                buffer.Draw(batch.samples[each],
+                            CDepthBuffer::WithDepth(CDepthBuffer::c_empty, batch.depths[each]));
+            }
+        });
+    std::size_t numNearest = 0;
+    for (std::size_t each = 0; each < numSeen; ++each)
     {
-        found[numFound] = seen;
-        numFound += buffer.CanWin(batch.samples[seen], batch.depths[seen]) ? 1 : 0;
+        const SSeen surfel = seen[each];
+        seen[numNearest] = surfel;
+        numNearest += buffer.CanWin(surfel.sample, surfel.depth) ? 1 : 0;
     }
-    std::uint32_t count = 0;
-    for (std::uint32_t each = 0; each < numFound; ++each)
+    for (std::size_t first = 0; first < numNearest; first += CNormalCodes::c_size)
     {
-        const std::uint32_t seen = found[each];
-        const std::uint64_t index = first + batch.indices[seen];
-        const EMark mark = markOf(index);
-        if (m_hideCut && mark == EMark::Cut)
-        {
-            continue;
-        }
-        const LqVector3f normal = m_normals->At(index);
-        near.normals.x[count] = normal.x;
-        near.normals.y[count] = normal.y;
-        near.normals.z[count] = normal.z;
-        near.samples[count] = batch.samples[seen];
-        near.words[count] = CDepthBuffer::WithDepth(m_bareWords[static_cast<std::uint32_t>(mark)],
-                                                    batch.depths[seen]);
-        ++count;
+        drawNormals(
+            begin,
+            seen.subspan(first, std::min<std::size_t>(CNormalCodes::c_size, numNearest - first)),
+            buffer);
     }
-    near.count = count;
 }
 
-void CScanPainter::drawWithNormals(SNear& near, CDepthBuffer& buffer) const
+void CScanPainter::drawNormals(std::uint64_t first, std::span<const SSeen> seen,
+                               CDepthBuffer& buffer) const
 {
-    m_normalCodes.Find(near.normals, near.count, near.normalCodes);
-    for (std::uint32_t each = 0; each < near.count; ++each)
+    CNormalCodes::SNormals normals{};
+    for (std::size_t each = 0; each < seen.size(); ++each)
     {
-        buffer.Draw(near.samples[each],
-                    CDepthBuffer::WithNormalCode(near.words[each], near.normalCodes[each]));
+        const LqVector3f normal = m_normals->At(first + seen[each].index);
+        normals.x[each] = normal.x;
+        normals.y[each] = normal.y;
+        normals.z[each] = normal.z;
+    }
+    std::array<std::uint32_t, CNormalCodes::c_size> codes;
+    m_normalCodes.Find(normals, static_cast<std::uint32_t>(seen.size()), codes);
+    for (std::size_t each = 0; each < seen.size(); ++each)
+    {
+        const auto& [index, sample, depth] = seen[each];
+        const auto mark = static_cast<std::uint32_t>(markOf(first + index));
+        const std::uint64_t word = CDepthBuffer::WithDepth(m_bareWords[mark], depth);
+        buffer.Draw(sample, CDepthBuffer::WithNormalCode(word, codes[each]));
     }
 }
 

@@ -82,20 +82,21 @@ private:
     void forEachBatch(std::uint64_t begin, std::uint64_t end, std::size_t stride,
                       const Draw& draw) const;
     void drawBare(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
-    /// Those of a batch's surfels that may be nearest.
-    struct SNear
+    /// Surfels of a run that are seen, and where.
+    struct SSeen
     {
-        std::array<std::uint32_t, SSurfelBatch::c_size> samples{};
-        std::array<std::uint64_t, SSurfelBatch::c_size> words{};
-        CNormalCodes::SNormals normals{};
-        std::array<std::uint32_t, SSurfelBatch::c_size> normalCodes{};
-        std::uint32_t count = 0;
+        /// Of the run.
+        std::uint32_t index;
+        std::uint32_t sample;
+        float depth;
     };
 
-    /// What \p near held before is lost.
-    void findNear(std::uint64_t first, const SSurfelBatch& batch, const CDepthBuffer& buffer,
-                  SNear& near) const;
-    void drawWithNormals(SNear& near, CDepthBuffer& buffer) const;
+    /// \param seen has room for all surfels of the run.
+    void drawWithNormals(std::uint64_t begin, std::uint64_t end, std::span<SSeen> seen,
+                         CDepthBuffer& buffer) const;
+    /// Finds the normals of \p seen, at most CNormalCodes::c_size of a run from \p first on, and
+    /// draws them.
+    void drawNormals(std::uint64_t first, std::span<const SSeen> seen, CDepthBuffer& buffer) const;
     [[nodiscard]] EMark markOf(std::uint64_t index) const;
 
     using PositionAccess = Base::TElementAccessRead<Base::CSCElementDefinitionPosition>;

@@ -94,9 +94,13 @@ CDepthBuffer::SNormal TurnNormal(const CPictureProjection& projection, const LqV
 {
     const auto normal =
         TransformHomogeneous(projection.MakeNormalChain(c_matIdentityD), own.x, own.y, own.z);
-    const float scale =
-        (normal.z < 0.0F ? -1.0F : 1.0F) /
+    const float length =
         std::sqrt((normal.x * normal.x + normal.y * normal.y) + normal.z * normal.z);
+    if (length == 0.0F)
+    {
+        return {};
+    }
+    const float scale = (normal.z < 0.0F ? -1.0F : 1.0F) / length;
     return {normal.x * scale, normal.y * scale, normal.z * scale, true};
 }
 
@@ -214,16 +218,19 @@ TEST(CScanPainter, Paint_MarksAndHidesByTheFlags)
 
 TEST(CScanPainter, Paint_GivesEachSurfelItsOwnNormal)
 {
-    // Enough surfels for several batches.
-    const std::vector<LqVector3f> points = StrewPoints(5000);
+    // More surfels than are drawn at a time.
+    const std::vector<LqVector3f> points = StrewPoints(40000);
     std::vector<LqVector3f> normals;
     std::vector<CSurfelBitMask> flags(points.size());
     std::mt19937 random(3);
     std::normal_distribution<float> component;
     for (std::size_t index = 0; index < points.size(); ++index)
     {
-        normals.push_back({component(random), component(random), component(random)});
-        flags[index].bits = static_cast<std::uint16_t>(random() % 8);
+        const bool isMissing = index % 10 == 0;
+        normals.push_back(
+            isMissing ? LqVector3f{}
+                      : LqVector3f{component(random), component(random), component(random)});
+        flags[index].bits = static_cast<std::uint16_t>(random() & random());
     }
     const auto data = std::make_shared<std::vector<LqVector3f>>(points);
     data->insert(data->end(), normals.begin(), normals.end());
@@ -234,11 +241,16 @@ TEST(CScanPainter, Paint_GivesEachSurfelItsOwnNormal)
         const CPictureProjection projection = MakeProjection(kind);
         for (const bool hideCut : {false, true})
         {
+            const CScanPainter painter(projection, collection, c_matIdentityD, flags, 9, hideCut);
+            const auto expected = PaintPlainly(projection, points, flags, 9, hideCut, normals);
             CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
-            CScanPainter(projection, collection, c_matIdentityD, flags, 9, hideCut)
-                .Paint(0, points.size(), buffer);
-            EXPECT_EQ(ReadAll(buffer),
-                      PaintPlainly(projection, points, flags, 9, hideCut, normals));
+            painter.Paint(0, points.size(), buffer);
+            EXPECT_EQ(ReadAll(buffer), expected);
+            CDepthBuffer inParts(projection.GetWidth(), projection.GetHeight());
+            painter.Paint(1001, points.size(), inParts);
+            painter.Paint(0, 7, inParts);
+            painter.Paint(7, 1001, inParts);
+            EXPECT_EQ(ReadAll(inParts), expected);
         }
     }
 }
@@ -311,15 +323,23 @@ TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)
     const std::vector<LqVector3f> points = StrewPoints(600000);
     const std::vector<LqVector3f> firstPoints(points.begin(), points.begin() + 350000);
     const std::vector<LqVector3f> otherPoints(points.begin() + 350000, points.end());
-    const auto first = MakeCollection(firstPoints, 12);
+    std::vector<LqVector3f> normals;
+    for (const LqVector3f& point : points)
+    {
+        normals.push_back({point.y, point.z, 1.0F});
+    }
+    normals.resize(firstPoints.size());
+    const DataLayer::CSurfelCollectionView first(nullptr, firstPoints.size(), firstPoints.data(),
+                                                 12, normals.data(), 12);
     const auto other = MakeCollection(otherPoints, 16);
     std::vector<CScanPainter> painters;
-    painters.emplace_back(projection, *first, c_matIdentityD, std::span<const CSurfelBitMask>(), 3,
+    painters.emplace_back(projection, first, c_matIdentityD, std::span<const CSurfelBitMask>(), 3,
                           false);
     painters.emplace_back(projection, *other, c_matIdentityD, std::span<const CSurfelBitMask>(), 4,
                           false);
     const std::vector<std::uint64_t> others = PaintPlainly(projection, otherPoints, {}, 4, false);
-    std::vector<std::uint64_t> expected = PaintPlainly(projection, firstPoints, {}, 3, false);
+    std::vector<std::uint64_t> expected =
+        PaintPlainly(projection, firstPoints, {}, 3, false, normals);
     for (std::size_t index = 0; index < expected.size(); ++index)
     {
         expected[index] = std::min(expected[index], others[index]);

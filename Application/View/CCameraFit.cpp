@@ -42,6 +42,9 @@ constexpr double c_filledPart = 0.92;
 /// The near plane is never closer than this share of the eye's distance, for the depth's precision.
 constexpr double c_minNearShare = 1e-3;
 constexpr double c_maxFarShare = 1e6;
+/// So far away that the distance between the planes is that of the far one, and what is divided for
+/// the depth is what it is divided by, but for the near plane: no rounding takes it beyond.
+constexpr double c_endlessShare = 1e20;
 /// How near the eye may come to the points, as a share of their extent.
 constexpr double c_clearance = 0.05;
 constexpr int c_numBalancingRounds = 5;
@@ -85,6 +88,9 @@ struct SRange
         max = std::max(max, value);
     }
 };
+
+constexpr SRange c_anyDepth{-std::numeric_limits<double>::infinity(),
+                            std::numeric_limits<double>::infinity()};
 
 double Along(const Vector& axis, const SHomogeneousPoint<double>& point)
 {
@@ -400,8 +406,11 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     parameters.height = height;
     const std::array<Vector, 3> axes = CCamera(parameters).GetAxes();
 
-    // The boxes come first: finding them loads the points of a file on all threads.
-    const SRange depth = FindDepthRange(scans, axes[2]);
+    // The boxes come first: finding them loads the points of a file on all threads. Parallel
+    // projection makes the depths themselves of the planes.
+    const bool needsBoxes =
+        planes == EPlanes::EnclosePoints || projection == CCamera::Projection::Orthographic;
+    const SRange depth = needsBoxes ? FindDepthRange(scans, axes[2]) : c_anyDepth;
     SSamples samples = TakeSamples(scans, axes);
     if (samples.count == 0)
     {
@@ -444,8 +453,8 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     const double margin = 0.01 * (distance + scale);
     parameters.nearDistance =
         std::max(centre[2] + distance - depth.max - margin, c_minNearShare * distance);
-    parameters.farDistance =
-        std::min(centre[2] + distance - depth.min + margin, c_maxFarShare * distance);
+    parameters.farDistance = std::min(centre[2] + distance - depth.min + margin,
+                                      (needsBoxes ? c_maxFarShare : c_endlessShare) * distance);
     return CCamera(parameters);
 }
 

@@ -31,6 +31,15 @@ public:
         LqMatrix4Rd trafo = c_matIdentityD;
     };
 
+    enum class EPlanes
+    {
+        EnclosePoints,  ///< as said above
+        /// The near plane as close as it may ever be, and no end to the far one; in parallel
+        /// projection they enclose the points all the same. For what is only looked at: it shows
+        /// all that it would otherwise, and no scan has to be read from end to end.
+        LeaveNothingOut,
+    };
+
     /// Where the eye is, as seen from the scans, and what is up there.
     struct SDirection
     {
@@ -44,6 +53,7 @@ public:
     double fieldOfView = 35.0;
     std::uint32_t width = 1280;
     std::uint32_t height = 720;
+    EPlanes planes = EPlanes::EnclosePoints;
 
     /// The direction of that name in a world whose z axis points up and whose front is towards -y:
     /// front, back, left, right, top, bottom, iso.

@@ -124,11 +124,13 @@ void CCameraOptions::Check() const
 }
 
 Application::CView CCameraOptions::MakeView(const std::vector<CCameraFit::SScan>& scans,
-                                            const std::string& name) const
+                                            const std::string& name,
+                                            CCameraFit::EPlanes planes) const
 {
     if (m_eye.empty())
     {
-        const CCameraFit fitted = makeFit();
+        CCameraFit fitted = makeFit();
+        fitted.planes = planes;
         try
         {
             return fitted.Compute(scans).MakeView();

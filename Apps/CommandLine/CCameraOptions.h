@@ -29,13 +29,15 @@ public:
     /// @throw CUsageError when an option makes no sense.
     void Check() const;
 
-    /// The view that the options choose, after Check(). The same options and scans give the same
-    /// view. \p name is what messages call the scans.
+    /// The view that the options choose, after Check(). The same arguments give the same view.
+    /// \p name is what messages call the scans. \p planes: of a camera that is fitted to the scans;
+    /// one with a given eye encloses them unless its planes are given, too.
     /// @throw CUsageError when an option makes no sense.
     /// @throw Application::CInputError when a camera is to be fitted to scans without a finite
     /// point.
     [[nodiscard]] Application::CView MakeView(
-        const std::vector<Application::CCameraFit::SScan>& scans, const std::string& name) const;
+        const std::vector<Application::CCameraFit::SScan>& scans, const std::string& name,
+        Application::CCameraFit::EPlanes planes) const;
 
 private:
     [[nodiscard]] Application::CCamera::SParameters makePlaced() const;

@@ -135,7 +135,9 @@ std::vector<SPaintedView> CPaintOptions::Paint(
     if (hasShapes())
     {
         const CView view =
-            m_views.empty() ? m_camera.MakeView(scans, name) : CView::Read(m_views[0]);
+            m_views.empty()
+                ? m_camera.MakeView(scans, name, Application::CCameraFit::EPlanes::EnclosePoints)
+                : CView::Read(m_views[0]);
         CMask mask(view.GetWidth(), view.GetHeight());
         paintShapes(mask);
         painted.push_back({view, std::move(mask), ""});

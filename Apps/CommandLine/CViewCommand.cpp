@@ -10,6 +10,7 @@
 #include "Application/Projects/CProject.h"
 #include "Application/Projects/ProjectJson.h"
 #include "Application/Projects/Stations.h"
+#include "Application/View/CCameraFit.h"
 #include "Apps/CommandLine/CConsole.h"
 #include "Apps/CommandLine/CHelpFormatter.h"
 #include "Apps/CommandLine/CInterruption.h"
@@ -24,6 +25,7 @@ namespace CommandLine
 namespace
 {
 
+using Application::CCameraFit;
 using Application::CPointRenderer;
 using Application::CView;
 using Application::SStation;
@@ -119,8 +121,12 @@ SReport CViewCommand::Run(CConsole& console)
         OpenStations(m_scans[index], m_flags.empty() ? "" : m_flags[index], console, stations);
     }
     CheckOutputs(outputs, GetFiles(stations));
-    const CView view = m_likeView.empty() ? m_camera.MakeView(ToFit(stations), Join(m_scans))
-                                          : CView::Read(m_likeView);
+    // A view that is written down is for cutting, too.
+    const auto planes =
+        m_view.empty() ? CCameraFit::EPlanes::LeaveNothingOut : CCameraFit::EPlanes::EnclosePoints;
+    const CView view = m_likeView.empty()
+                           ? m_camera.MakeView(ToFit(stations), Join(m_scans), planes)
+                           : CView::Read(m_likeView);
     CInterruption::ThrowIfRequested();
 
     SReport report;

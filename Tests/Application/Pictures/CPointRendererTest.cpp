@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -449,6 +450,39 @@ TEST(CPointRenderer, Render_DoesNotDependOnTheNumberOfThreads)
     {
         const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
         EXPECT_EQ(renderer.Render(scans), expected) << numThreads << " threads";
+    }
+}
+
+TEST(CPointRenderer, Render_PlanesThatLeaveNothingOutShowTheSame)
+{
+    // Far from the origin, where depths are differences of large numbers.
+    std::mt19937 generator(1);
+    const auto next = [&] { return static_cast<float>(generator()) * 0x1p-32F; };
+    Points points;
+    for (int index = 0; index < 400; ++index)
+    {
+        points.push_back({5e5F + 50.0F * next(), 5.4e6F + 50.0F * next(), 300.0F + 15.0F * next()});
+    }
+    CPointRenderer::SScan scan;
+    scan.collection = MakeCollection(points, {});
+    Application::CCameraFit fit;
+    fit.direction = Application::CCameraFit::FindDirection("front").value();
+    fit.width = 80;
+    fit.height = 60;
+    for (int round = 0; round < 100; ++round)
+    {
+        const double angle = 6.0 * next();
+        scan.trafo(0, 0) = std::cos(angle);
+        scan.trafo(0, 1) = std::sin(angle);
+        scan.trafo(1, 0) = -std::sin(angle);
+        scan.trafo(1, 1) = std::cos(angle);
+        const auto render = [&](Application::CCameraFit::EPlanes planes) {
+            fit.planes = planes;
+            const auto camera = fit.Compute({{scan.collection, scan.trafo}});
+            return CPointRenderer(camera.MakeView()).Render({scan});
+        };
+        const CPicture enclosed = render(Application::CCameraFit::EPlanes::EnclosePoints);
+        EXPECT_EQ(render(Application::CCameraFit::EPlanes::LeaveNothingOut), enclosed) << angle;
     }
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <deque>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -153,6 +154,35 @@ TEST(CCameraFit, Compute_FarPlaneReachesStrayPoints)
     const SExtent extent = Measure(fit.Compute(MakeScans(points)).MakeView(), points);
     EXPECT_LE(extent.maxDepth, 1.0F);
     EXPECT_GE(extent.minDepth, 0.0F);
+}
+
+TEST(CCameraFit, Compute_PlanesThatLeaveNothingOutNeedNoBoxes)
+{
+    CCameraFit fit;
+    const auto points = MakeCube();
+    const CCamera enclosing = fit.Compute(MakeScans(points));
+    fit.planes = CCameraFit::EPlanes::LeaveNothingOut;
+    const auto collection = std::make_shared<CMockSurfelCollection>(points);
+    const CCamera camera = fit.Compute({{collection}});
+    EXPECT_EQ(collection->numGetPointCloudSupportCalls, 0U);
+    const auto& parameters = camera.GetParameters();
+    EXPECT_EQ(parameters.eye, enclosing.GetParameters().eye);
+    EXPECT_EQ(parameters.target, enclosing.GetParameters().target);
+    const double distance = std::hypot(parameters.eye[0] - parameters.target[0],
+                                       parameters.eye[1] - parameters.target[1],
+                                       parameters.eye[2] - parameters.target[2]);
+    EXPECT_NEAR(parameters.nearDistance, 1e-3 * distance, 1e-9);
+    EXPECT_EQ(parameters.nearDistance - parameters.farDistance, -parameters.farDistance);
+}
+
+TEST(CCameraFit, Compute_PlanesOfParallelProjectionsEncloseThePointsAnyway)
+{
+    CCameraFit fit;
+    fit.projection = CCamera::Projection::Orthographic;
+    const auto scans = MakeScans(MakeCube());
+    const std::string expected = fit.Compute(scans).MakeView().ToJson();
+    fit.planes = CCameraFit::EPlanes::LeaveNothingOut;
+    EXPECT_EQ(fit.Compute(scans).MakeView().ToJson(), expected);
 }
 
 TEST(CCameraFit, Compute_SkipsPositionsThatAreNotFinite)

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "Application/Scans/CFlagFile.h"
@@ -69,6 +70,50 @@ TEST_F(CViewCommandTest, SameScan_GivesTheSameView)
     ASSERT_EQ(run({"view", "scan.ply", "--view", "a.json"}).exitCode, 0);
     ASSERT_EQ(run({"view", "scan.ply", "--view", "b.json"}).exitCode, 0);
     EXPECT_EQ(read("a.json"), read("b.json"));
+}
+
+TEST_F(CViewCommandTest, View_HasAFarPlaneWhetherThereIsAPictureOrNot)
+{
+    ASSERT_EQ(run({"view", "scan.ply", "--view", "a.json"}).exitCode, 0);
+    ASSERT_EQ(run({"view", "scan.ply", "--view", "b.json", "-o", "p.png"}).exitCode, 0);
+    // -1 where there is no end.
+    EXPECT_LT(CView::Read(in("a.json")).GetTransforms()[1](2, 2), -1.001);
+    EXPECT_EQ(read("a.json"), read("b.json"));
+}
+
+TEST_F(CViewCommandTest, Picture_IsTheSameWhetherTheViewIsWrittenOrNot)
+{
+    std::vector<LqVector3f> points;
+    std::vector<LqVector3f> strays;
+    for (int index = 0; index <= 500; ++index)
+    {
+        const auto value = 0.01F * static_cast<float>(index);
+        points.push_back({std::sin(99.0F * value), std::sin(55.0F * value), value});
+        strays.push_back({0.0F, value * value * value, 0.0F});
+    }
+    write("alone.ply", makePly(points));
+    points.insert(points.end(), strays.begin(), strays.end());
+    write("behind.ply", makePly(points));
+    // Towards the eye, and behind it.
+    for (const LqVector3f& stray : strays)
+    {
+        points.push_back({0.0F, -stray.y, 0.0F});
+    }
+    write("around.ply", makePly(points));
+    for (const char* scan : {"alone.ply", "behind.ply", "around.ply"})
+    {
+        for (const char* projection : {"--fov=30", "--ortho=fit"})
+        {
+            SCOPED_TRACE(std::string(scan) + ' ' + projection);
+            const auto draw = [&](std::vector<std::string> arguments) {
+                arguments.insert(arguments.end(), {"--from", "front", projection, "--force"});
+                EXPECT_EQ(run(arguments).exitCode, 0);
+            };
+            draw({"view", scan, "-o", "alone.png"});
+            draw({"view", scan, "-o", "both.png", "--view", "v.json"});
+            EXPECT_EQ(read("alone.png"), read("both.png"));
+        }
+    }
 }
 
 TEST_F(CViewCommandTest, Like_DrawsAnotherScanInTheSameView)

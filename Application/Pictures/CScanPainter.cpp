@@ -28,8 +28,8 @@ void SetColumn(float (&target)[4], const LqMatrix4Rf& matrix, std::size_t column
 /// Surfels in a row mostly lie side by side in the picture, too: who draws many of them in a row
 /// finds their samples in the cache.
 constexpr std::uint64_t c_chunkSurfels = 131072;
-/// Few enough for what is kept of them to stay in a core's own cache.
-constexpr std::uint64_t c_runSurfels = 32768;
+/// Few enough for their samples to stay in a core's own cache, wherever these lie in the picture.
+constexpr std::uint64_t c_runSurfels = 8192;
 /// More threads would wait for the memory.
 constexpr std::uint64_t c_maxPainters = 8;
 /// Of all buffers together, a gigabyte; two of them are needed for any picture.

@@ -42,8 +42,8 @@ constexpr double c_filledPart = 0.92;
 /// The near plane is never closer than this share of the eye's distance, for the depth's precision.
 constexpr double c_minNearShare = 1e-3;
 constexpr double c_maxFarShare = 1e6;
-/// So far away that the distance between the planes is that of the far one, and what is divided for
-/// the depth is what it is divided by, but for the near plane: no rounding takes it beyond.
+/// So far away that z and w of a point come to the same numbers, but for the near plane: their
+/// quotient is then never above 1, however coordinates are rounded.
 constexpr double c_endlessShare = 1e20;
 /// How near the eye may come to the points, as a share of their extent.
 constexpr double c_clearance = 0.05;

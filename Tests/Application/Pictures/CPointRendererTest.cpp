@@ -476,13 +476,14 @@ TEST(CPointRenderer, Render_PlanesThatLeaveNothingOutShowTheSame)
         scan.trafo(0, 1) = std::sin(angle);
         scan.trafo(1, 0) = -std::sin(angle);
         scan.trafo(1, 1) = std::cos(angle);
-        const auto render = [&](Application::CCameraFit::EPlanes planes) {
+        const auto makeRenderer = [&](Application::CCameraFit::EPlanes planes) {
             fit.planes = planes;
-            const auto camera = fit.Compute({{scan.collection, scan.trafo}});
-            return CPointRenderer(camera.MakeView()).Render({scan});
+            return CPointRenderer(fit.Compute({{scan.collection, scan.trafo}}).MakeView());
         };
-        const CPicture enclosed = render(Application::CCameraFit::EPlanes::EnclosePoints);
-        EXPECT_EQ(render(Application::CCameraFit::EPlanes::LeaveNothingOut), enclosed) << angle;
+        const auto enclosing = makeRenderer(Application::CCameraFit::EPlanes::EnclosePoints);
+        const auto endless = makeRenderer(Application::CCameraFit::EPlanes::LeaveNothingOut);
+        EXPECT_EQ(endless.Render({scan}), enclosing.Render({scan})) << angle;
+        EXPECT_FALSE(endless.Render({scan}) == endless.Render({})) << angle;
     }
 }
 

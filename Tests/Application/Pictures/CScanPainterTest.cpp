@@ -324,11 +324,10 @@ TEST(CScanPainter, PaintAll_DrawsAllSurfelsOfAllScans)
     const std::vector<LqVector3f> firstPoints(points.begin(), points.begin() + 350000);
     const std::vector<LqVector3f> otherPoints(points.begin() + 350000, points.end());
     std::vector<LqVector3f> normals;
-    for (const LqVector3f& point : points)
+    for (const LqVector3f& point : firstPoints)
     {
         normals.push_back({point.y, point.z, 1.0F});
     }
-    normals.resize(firstPoints.size());
     const DataLayer::CSurfelCollectionView first(nullptr, firstPoints.size(), firstPoints.data(),
                                                  12, normals.data(), 12);
     const auto other = MakeCollection(otherPoints, 16);

@@ -15,7 +15,7 @@ bool CColorIndex::Find(std::span<const SColor> pixels, std::uint8_t* numbers)
         }
         if (m_slots[slot].color == c_none)
         {
-            if (m_colors.size() == c_maxColors)
+            if (m_colors.size() == CIndexedPicture::c_maxColors)
             {
                 return false;
             }

@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "Application/Pictures/CIndexedPicture.h"
 #include "Application/Pictures/SColor.h"
 
 namespace Application
@@ -15,10 +16,8 @@ namespace Application
 class CColorIndex
 {
 public:
-    /// As many as a byte tells apart.
-    static constexpr std::size_t c_maxColors = 256;
-
-    /// Finds the numbers of \p pixels. False when there are more colours than c_maxColors.
+    /// Finds the numbers of \p pixels. False when there are more colours than
+    /// CIndexedPicture::c_maxColors.
     [[nodiscard]] bool Find(std::span<const SColor> pixels, std::uint8_t* numbers);
 
     [[nodiscard]] const std::vector<SColor>& GetColors() const { return m_colors; }

@@ -106,10 +106,14 @@ CDepthBuffer DrawSurfaces(const CPictureProjection& projection, std::uint32_t sa
 CSurfaceShader::SColors MakeColors(const CPointRenderer::SSettings& settings,
                                    const std::vector<CPointRenderer::SScan>& scans)
 {
-    CSurfaceShader::SColors colors{std::vector<SColor>(CDepthBuffer::c_numLooks), settings.topColor,
+    CSurfaceShader::SColors colors{CollectColors(scans).colors, settings.topColor,
                                    settings.bottomColor};
-    const std::vector<SColor> scanColors = CollectColors(scans).colors;
-    std::copy(scanColors.begin(), scanColors.end(), colors.looks.begin());
+    if (std::all_of(scans.begin(), scans.end(),
+                    [](const CPointRenderer::SScan& scan) { return scan.flags.empty(); }))
+    {
+        return colors;
+    }
+    colors.looks.resize(CDepthBuffer::c_numLooks);
     const auto fillMark = [&](EMark mark, SColor color) {
         std::fill_n(colors.looks.begin() + static_cast<std::uint32_t>(mark) * c_numScanColors,
                     c_numScanColors, color);
@@ -162,7 +166,7 @@ CPicture CPointRenderer::Render(const std::vector<SScan>& scans, const CMask* pa
                                       std::to_string(painted->GetWidth()) + " x " +
                                       std::to_string(painted->GetHeight()));
     }
-    CPicture picture = draw(scans, {});
+    CPicture picture = draw(scans, [](const CSurfaceShader& shader) { return shader.Shade(); });
     if (painted != nullptr)
     {
         TintPainted(*painted, m_settings.paintColor, picture);
@@ -174,23 +178,26 @@ std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
                                                  const std::function<void()>& afterReading) const
 {
     // It takes the system a while to let go of large files that were mapped.
-    return draw(scans,
-                [&] {
-                    scans.clear();
-                    afterReading();
-                })
-        .ToPng();
+    const auto whileShading = [&] {
+        scans.clear();
+        afterReading();
+    };
+    return draw(scans, [&](const CSurfaceShader& shader) {
+        return shader.IsIndexed() ? shader.ShadeIndexed(whileShading).ToPng()
+                                  : shader.Shade(whileShading).ToPng();
+    });
 }
 
-CPicture CPointRenderer::draw(const std::vector<SScan>& scans,
-                              const std::function<void()>& whileShading) const
+template <typename Shade>
+std::invoke_result_t<Shade, const CSurfaceShader&> CPointRenderer::draw(
+    const std::vector<SScan>& scans, const Shade& shade) const
 {
     const std::uint32_t samplesPerSide = ChooseSamplesPerSide(m_view, scans);
     const CPictureProjection projection(m_view, samplesPerSide);
     const CDepthBuffer surfaces =
         DrawSurfaces(projection, samplesPerSide, scans, m_settings.hideCut);
-    return CSurfaceShader(projection, surfaces, samplesPerSide, MakeColors(m_settings, scans))
-        .Shade(whileShading);
+    return shade(
+        CSurfaceShader(projection, surfaces, samplesPerSide, MakeColors(m_settings, scans)));
 }
 
 }  // namespace Application

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 #include "Application/Pictures/CPicture.h"
@@ -16,6 +17,8 @@
 
 namespace Application
 {
+
+class CSurfaceShader;
 
 /// Draws scans as a view shows them, without a display or a graphics library.
 ///
@@ -74,7 +77,7 @@ public:
     [[nodiscard]] CPicture Render(const std::vector<SScan>& scans,
                                   const CMask* painted = nullptr) const;
 
-    /// Render(scans).ToPng().
+    /// The content of a PNG file with the pixels of Render(scans), in less time.
     /// \param afterReading is called, on any thread, when \p scans have been read and let go: it
     /// may free them while the picture is finished. What it throws leaves, too.
     /// @throw VekoException when a collection has no positions.
@@ -82,10 +85,10 @@ public:
                                                    const std::function<void()>& afterReading) const;
 
 private:
-    /// \param whileShading empty, or called as CSurfaceShader::Shade() calls onIdle: \p scans are
-    /// not needed any more.
-    [[nodiscard]] CPicture draw(const std::vector<SScan>& scans,
-                                const std::function<void()>& whileShading) const;
+    /// \param shade makes something of the shader of \p scans, which are not needed any more.
+    template <typename Shade>
+    [[nodiscard]] std::invoke_result_t<Shade, const CSurfaceShader&> draw(
+        const std::vector<SScan>& scans, const Shade& shade) const;
 
     CView m_view;
     SSettings m_settings;

@@ -17,6 +17,9 @@ namespace
 /// How much white a brightness of two would add.
 constexpr float c_gloss = 214.0F;
 constexpr std::uint32_t c_numBackgroundSteps = 31;
+/// Of the palette.
+constexpr std::uint8_t c_numBackgroundColors = c_numBackgroundSteps + 1;
+static_assert(c_numBackgroundColors + SSampleRows::c_numTones <= CIndexedPicture::c_maxColors);
 
 /// \p color in a tone.
 SColor Shine(const SColor& color, std::uint32_t tone)
@@ -61,7 +64,7 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
 {
     for (std::uint32_t step = 0; step <= c_numBackgroundSteps; ++step)
     {
-        m_background.push_back(
+        m_palette.push_back(
             Mix(colors.top, colors.bottom,
                 static_cast<float>(step) / static_cast<float>(c_numBackgroundSteps)));
     }
@@ -71,10 +74,10 @@ CSurfaceShader::CSurfaceShader(const CPictureProjection& projection, const CDept
         {
             for (std::uint32_t tone = 0; tone < SSampleRows::c_numTones; ++tone)
             {
-                m_shades.push_back(Shine(colors.looks[look], tone));
+                m_palette.push_back(Shine(colors.looks[look], tone));
             }
         }
-        m_firstShades.push_back(m_shades.size() - SSampleRows::c_numTones);
+        m_firstShades.push_back(m_palette.size() - SSampleRows::c_numTones);
     }
 }
 
@@ -82,18 +85,49 @@ CPicture CSurfaceShader::Shade(const std::function<void()>& onIdle) const
 {
     CPicture picture = CPicture::MakeUnset(m_buffer.GetWidth() / m_samplesPerSide,
                                            m_buffer.GetHeight() / m_samplesPerSide);
+    const FindTonesKernel findTones = GetFastestSampleRowsKernels().findTones;
+    forEachRow(onIdle, [&](SRoom& room, std::uint32_t row) {
+        for (std::uint32_t line = 0; line < m_samplesPerSide; ++line)
+        {
+            const std::uint32_t rowOfSamples = row * m_samplesPerSide + line;
+            findTones(makeTask(rowOfSamples, room), rowOfSamples, room.tones.data());
+            colorRow(rowOfSamples, room, &room.samples[line * room.stride]);
+        }
+        joinSamples(room, row, picture);
+    });
+    return picture;
+}
+
+bool CSurfaceShader::IsIndexed() const
+{
+    return m_samplesPerSide == 1 && m_firstShades.size() <= 1;
+}
+
+CIndexedPicture CSurfaceShader::ShadeIndexed(const std::function<void()>& onIdle) const
+{
+    CIndexedPicture picture(m_buffer.GetWidth(), m_buffer.GetHeight(), m_palette);
+    const FindTonesKernel findTones = GetFastestSampleRowsKernels().findTones;
+    forEachRow(onIdle, [&](SRoom& room, std::uint32_t row) {
+        SShadingTask task = makeTask(row, room);
+        task.firstTone = c_numBackgroundColors;
+        const auto background = findBackground(row);
+        std::copy(background.begin(), background.end(), task.background);
+        findTones(task, row, room.tones.data());
+        picture.SetRow(row, std::span(room.tones.data(), picture.GetWidth()));
+    });
+    return picture;
+}
+
+template <typename ShadeRow>
+void CSurfaceShader::forEachRow(const std::function<void()>& onIdle, const ShadeRow& shadeRow) const
+{
     ForEachBandInRoom(
-        picture.GetHeight(), [&] { return SRoom(m_buffer, m_samplesPerSide); },
+        m_buffer.GetHeight() / m_samplesPerSide, [&] { return SRoom(m_buffer, m_samplesPerSide); },
         [&](SRoom& room, std::uint32_t begin, std::uint32_t end) {
             room.band.Load(begin * m_samplesPerSide, end * m_samplesPerSide);
             for (std::uint32_t row = begin; row < end; ++row)
             {
-                for (std::uint32_t line = 0; line < m_samplesPerSide; ++line)
-                {
-                    shadeRow(row * m_samplesPerSide + line, room,
-                             &room.samples[line * room.stride]);
-                }
-                joinSamples(room, row, picture);
+                shadeRow(room, row);
             }
         },
         [&] {
@@ -102,7 +136,6 @@ CPicture CSurfaceShader::Shade(const std::function<void()>& onIdle) const
                 onIdle();
             }
         });
-    return picture;
 }
 
 void CSurfaceShader::joinSamples(const SRoom& room, std::uint32_t row, CPicture& picture) const
@@ -133,7 +166,7 @@ CSurfaceShader::SRoom::SRoom(const CDepthBuffer& buffer, std::uint32_t samplesPe
       samples(samplesPerSide * stride)
 {}
 
-void CSurfaceShader::shadeRow(std::uint32_t row, SRoom& room, SColor* target) const
+SShadingTask CSurfaceShader::makeTask(std::uint32_t row, const SRoom& room) const
 {
     const CSurfaceBand& band = room.band;
     SShadingTask task;
@@ -145,15 +178,24 @@ void CSurfaceShader::shadeRow(std::uint32_t row, SRoom& room, SColor* target) co
         task.normals[axis] = band.GetNormals(axis, row);
     }
     task.samplesPerSide = m_samplesPerSide;
-    GetFastestSampleRowsKernels().findTones(task, row, room.tones.data());
-    const Group background = findBackground(row);
+    return task;
+}
+
+void CSurfaceShader::colorRow(std::uint32_t row, const SRoom& room, SColor* target) const
+{
+    const auto background = findBackground(row);
+    std::array<SColor, c_group> empty;
+    for (std::size_t column = 0; column < empty.size(); ++column)
+    {
+        empty[column] = m_palette[background[column % background.size()]];
+    }
     // Copies, since the compiler has to expect that members change where colours are written.
-    const SColor* const shades = m_shades.data();
+    const SColor* const palette = m_palette.data();
     const std::size_t* const firstShades = m_firstShades.data();
     for (std::uint32_t first = 0; first < m_buffer.GetWidth(); first += c_group)
     {
         SColor* const colors = target + first;
-        std::copy(background.begin(), background.end(), colors);
+        std::copy(empty.begin(), empty.end(), colors);
         const std::uint8_t* const tones = &room.tones[first];
         if (IsEmpty(tones))
         {
@@ -165,24 +207,23 @@ void CSurfaceShader::shadeRow(std::uint32_t row, SRoom& room, SColor* target) co
             if (tones[column] != SSampleRows::c_noTone)
             {
                 const std::uint32_t look = CDepthBuffer::LookOf(words[column]);
-                colors[column] = shades[firstShades[look] + tones[column]];
+                colors[column] = palette[firstShades[look] + tones[column]];
             }
         }
     }
 }
 
-CSurfaceShader::Group CSurfaceShader::findBackground(std::uint32_t row) const
+std::array<std::uint8_t, 4> CSurfaceShader::findBackground(std::uint32_t row) const
 {
     const float share = (static_cast<float>(row) + 0.5F) / static_cast<float>(m_buffer.GetHeight());
     const auto& thresholds = SSampleRows::c_thresholds[row % std::size(SSampleRows::c_thresholds)];
-    Group colors;
-    for (std::size_t column = 0; column < colors.size(); ++column)
-    {
-        const float step = share * static_cast<float>(c_numBackgroundSteps) +
-                           thresholds[column % std::size(thresholds)];
-        colors[column] = m_background[static_cast<std::uint32_t>(step)];
-    }
-    return colors;
+    std::array<std::uint8_t, 4> indices{};
+    std::transform(
+        std::begin(thresholds), std::end(thresholds), indices.begin(), [&](float threshold) {
+            return static_cast<std::uint8_t>(share * static_cast<float>(c_numBackgroundSteps) +
+                                             threshold);
+        });
+    return indices;
 }
 
 }  // namespace Application

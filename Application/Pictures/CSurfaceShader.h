@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CIndexedPicture.h"
 #include "Application/Pictures/CPicture.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CSurfaceBand.h"
@@ -26,7 +27,7 @@ class CSurfaceShader
 public:
     struct SColors
     {
-        /// The colour of every look of the depth buffer.
+        /// The colours of the depth buffer's looks, from the first to the last that occurs.
         std::vector<SColor> looks;
         SColor top;
         SColor bottom;
@@ -41,10 +42,15 @@ public:
     /// more rows to shade, while others may still be at theirs.
     [[nodiscard]] CPicture Shade(const std::function<void()>& onIdle = {}) const;
 
+    /// Whether the picture has few enough colours for ShadeIndexed(): that of a single look with a
+    /// sample to a pixel.
+    [[nodiscard]] bool IsIndexed() const;
+    /// The same picture, in less time; only where IsIndexed().
+    [[nodiscard]] CIndexedPicture ShadeIndexed(const std::function<void()>& onIdle = {}) const;
+
 private:
     /// So many neighbouring samples are coloured at a time; their tones make one word.
     static constexpr std::uint32_t c_group = 8;
-    using Group = std::array<SColor, c_group>;
 
     /// What a thread works in.
     struct SRoom
@@ -59,21 +65,27 @@ private:
         std::vector<SColor> samples;
     };
 
-    /// Writes the colours of a row of samples, which is loaded, to \p target, in whole groups.
-    void shadeRow(std::uint32_t row, SRoom& room, SColor* target) const;
+    /// Calls \p shadeRow(room, row) for all rows of pixels, those of a thread with the same room,
+    /// into which their samples have been loaded; and \p onIdle as Shade() does.
+    template <typename ShadeRow>
+    void forEachRow(const std::function<void()>& onIdle, const ShadeRow& shadeRow) const;
+    /// The shading of a row of samples, which is loaded.
+    [[nodiscard]] SShadingTask makeTask(std::uint32_t row, const SRoom& room) const;
+    /// Writes the colours of a row of samples, whose tones are found, to \p target, in whole
+    /// groups.
+    void colorRow(std::uint32_t row, const SRoom& room, SColor* target) const;
     /// Makes a row of pixels of the rows of samples in it.
     void joinSamples(const SRoom& room, std::uint32_t row, CPicture& picture) const;
-    /// Where there is no sample; of all groups of a row.
-    [[nodiscard]] Group findBackground(std::uint32_t row) const;
+    /// The places in the palette of a row's background, from column to column over and over.
+    [[nodiscard]] std::array<std::uint8_t, 4> findBackground(std::uint32_t row) const;
 
     const CPictureProjection& m_projection;
     const CDepthBuffer& m_buffer;
     std::uint32_t m_samplesPerSide;
-    /// From the top to the bottom.
-    std::vector<SColor> m_background;
-    /// The tones of one colour after the other.
-    std::vector<SColor> m_shades;
-    /// Where those of each look begin.
+    /// Those of the background from the top to the bottom, then the tones of one look's colour
+    /// after the other's.
+    std::vector<SColor> m_palette;
+    /// Where each look's tones begin.
     std::vector<std::size_t> m_firstShades;
 };
 

@@ -1,5 +1,7 @@
 #include "Application/Pictures/PngEncoding.h"
 
+// zlib then takes what it only reads as const.
+#define ZLIB_CONST
 #include <png.h>
 #include <zlib.h>
 
@@ -10,6 +12,8 @@
 #include <memory>
 #include <span>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "Application/Pictures/CColorIndex.h"
 #include "Base/Support/ParallelFor.h"
@@ -37,7 +41,7 @@ enum class EFilter : std::uint8_t
 using Bytes = std::vector<std::uint8_t>;
 using Pixels = std::span<const SColor>;
 /// Of colours, by other numbers of theirs.
-using Numbers = std::array<std::uint8_t, CColorIndex::c_maxColors>;
+using Numbers = std::array<std::uint8_t, CIndexedPicture::c_maxColors>;
 
 void Check(bool isDone)
 {
@@ -47,82 +51,67 @@ void Check(bool isDone)
     }
 }
 
-/// Some rows on their way into the file.
-struct SBand
+/// Some rows of a picture on their way into the file.
+struct SPixelBand
 {
     Pixels pixels;
     CColorIndex colors;
     bool isWithinPalette = false;
-    /// Each behind its filter: at first the numbers of the band's own colours, in the end what is
-    /// compressed.
+    /// At first the numbers of the band's own colours, in the end what is compressed.
     Bytes rows;
+};
+
+/// Some rows in the file.
+struct SPackedBand
+{
+    Bytes bytes;
     /// How many bytes they were when they were compressed, and their checksum.
     z_off_t numBytes = 0;
     uLong checksum = 0;
-    Bytes compressed;
 };
 
-std::vector<SBand> MakeBands(const CPicture& picture)
+/// \p pixels in bands of whole rows.
+template <typename Pixel>
+std::vector<std::span<const Pixel>> SplitRows(std::span<const Pixel> pixels, std::size_t width)
 {
-    const Pixels pixels = picture.GetPixels();
-    const std::size_t width = picture.GetWidth();
     const std::size_t bandPixels = (c_bandPixels + width - 1) / width * width;
-    std::vector<SBand> bands((pixels.size() + bandPixels - 1) / bandPixels);
-    for (std::size_t band = 0; band < bands.size(); ++band)
+    std::vector<std::span<const Pixel>> bands;
+    for (std::size_t begin = 0; begin < pixels.size(); begin += bandPixels)
     {
-        const Pixels left = pixels.subspan(band * bandPixels);
-        bands[band].pixels = left.first(std::min(left.size(), bandPixels));
+        bands.push_back(pixels.subspan(begin, std::min(pixels.size() - begin, bandPixels)));
     }
     return bands;
 }
 
-void NumberColors(std::size_t width, SBand& band)
-{
-    const std::size_t numRows = band.pixels.size() / width;
-    // Neighbouring colours of a palette have nothing to do with each other.
-    band.rows.assign(numRows * (1 + width), static_cast<std::uint8_t>(EFilter::None));
-    band.isWithinPalette = true;
-    for (std::size_t row = 0; row < numRows && band.isWithinPalette; ++row)
-    {
-        band.isWithinPalette = band.colors.Find(band.pixels.subspan(row * width, width),
-                                                &band.rows[row * (1 + width) + 1]);
-    }
-}
-
 /// The colours of all bands in the order in which they first occur in the picture; none where they
 /// are more than a palette holds.
-std::vector<SColor> JoinColors(const std::vector<SBand>& bands, CColorIndex& all)
+std::vector<SColor> JoinColors(const std::vector<SPixelBand>& bands, CColorIndex& all)
 {
     Numbers ignored;
-    const bool isWithinPalette = std::all_of(bands.begin(), bands.end(), [&](const SBand& band) {
-        return band.isWithinPalette && all.Find(band.colors.GetColors(), ignored.data());
-    });
+    const bool isWithinPalette =
+        std::all_of(bands.begin(), bands.end(), [&](const SPixelBand& band) {
+            return band.isWithinPalette && all.Find(band.colors.GetColors(), ignored.data());
+        });
     return isWithinPalette ? all.GetColors() : std::vector<SColor>();
 }
 
 /// Turns the numbers of the band's own colours into those of \p all.
-void JoinNumbers(std::size_t width, CColorIndex all, SBand& band)
+void JoinNumbers(CColorIndex all, SPixelBand& band)
 {
     Numbers numbers;
     static_cast<void>(all.Find(band.colors.GetColors(), numbers.data()));
-    for (std::size_t row = 0; row < band.rows.size(); row += 1 + width)
-    {
-        const auto first = band.rows.begin() + static_cast<std::ptrdiff_t>(row + 1);
-        std::transform(first, first + static_cast<std::ptrdiff_t>(width), first,
-                       [&](std::uint8_t number) { return numbers[number]; });
-    }
+    std::transform(band.rows.begin(), band.rows.end(), band.rows.begin(),
+                   [&](std::uint8_t number) { return numbers[number]; });
 }
 
-void TakeDifferences(std::size_t width, SBand& band)
+void TakeDifferences(std::size_t width, SPixelBand& band)
 {
-    const std::size_t numRows = band.pixels.size() / width;
-    band.rows.resize(numRows * (1 + width * sizeof(SColor)));
+    band.rows.resize(band.pixels.size_bytes());
     std::uint8_t* target = band.rows.data();
-    for (std::size_t row = 0; row < numRows; ++row)
+    for (std::size_t row = 0; row < band.pixels.size(); row += width)
     {
-        *target++ = static_cast<std::uint8_t>(EFilter::Left);
         SColor left;
-        for (const SColor& pixel : band.pixels.subspan(row * width, width))
+        for (const SColor& pixel : band.pixels.subspan(row, width))
         {
             *target++ = static_cast<std::uint8_t>(pixel.red - left.red);
             *target++ = static_cast<std::uint8_t>(pixel.green - left.green);
@@ -132,7 +121,9 @@ void TakeDifferences(std::size_t width, SBand& band)
     }
 }
 
-void Compress(bool isLast, SBand& band)
+/// Compresses \p rows, \p rowBytes bytes each, behind their filters.
+SPackedBand Compress(std::span<const std::uint8_t> rows, std::size_t rowBytes, EFilter filter,
+                     bool isLast)
 {
     constexpr int c_withoutHeader = -MAX_WBITS;
     constexpr int c_memoryLevel = 8;
@@ -140,28 +131,38 @@ void Compress(bool isLast, SBand& band)
     Check(deflateInit2(&stream, c_compressionLevel, Z_DEFLATED, c_withoutHeader, c_memoryLevel,
                        Z_DEFAULT_STRATEGY) == Z_OK);
     const std::unique_ptr<z_stream, int (*)(z_stream*)> end(&stream, deflateEnd);
-    stream.next_in = band.rows.data();
-    stream.avail_in = static_cast<uInt>(band.rows.size());
-    std::array<std::uint8_t, 16384> target;
-    do
+    SPackedBand band;
+    band.checksum = adler32(0, nullptr, 0);
+    const auto append = [&](std::span<const std::uint8_t> bytes, int flush) {
+        band.checksum = adler32(band.checksum, bytes.data(), static_cast<uInt>(bytes.size()));
+        band.numBytes += static_cast<z_off_t>(bytes.size());
+        stream.next_in = bytes.data();
+        stream.avail_in = static_cast<uInt>(bytes.size());
+        std::array<std::uint8_t, 16384> target;
+        do
+        {
+            stream.next_out = target.data();
+            stream.avail_out = static_cast<uInt>(target.size());
+            Check(deflate(&stream, flush) != Z_STREAM_ERROR);
+            band.bytes.insert(band.bytes.end(), target.data(), stream.next_out);
+        } while (stream.avail_out == 0);
+    };
+    const std::uint8_t filterByte[] = {static_cast<std::uint8_t>(filter)};
+    // A full flush ends at a whole byte, where the next band can follow.
+    const int flushBehind = isLast ? Z_FINISH : Z_FULL_FLUSH;
+    for (; !rows.empty(); rows = rows.subspan(rowBytes))
     {
-        stream.next_out = target.data();
-        stream.avail_out = static_cast<uInt>(target.size());
-        // A full flush ends at a whole byte, where the next band can follow.
-        Check(deflate(&stream, isLast ? Z_FINISH : Z_FULL_FLUSH) != Z_STREAM_ERROR);
-        band.compressed.insert(band.compressed.end(), target.data(), stream.next_out);
-    } while (stream.avail_out == 0);
-    band.checksum =
-        adler32(adler32(0, nullptr, 0), band.rows.data(), static_cast<uInt>(band.rows.size()));
-    band.numBytes = static_cast<z_off_t>(band.rows.size());
-    band.rows = {};
+        append(filterByte, Z_NO_FLUSH);
+        append(rows.first(rowBytes), rows.size() == rowBytes ? flushBehind : Z_NO_FLUSH);
+    }
+    return band;
 }
 
 /// What follows the bands of a zlib stream, from the highest byte on.
-std::array<std::uint8_t, 4> JoinChecksums(const std::vector<SBand>& bands)
+std::array<std::uint8_t, 4> JoinChecksums(std::span<const SPackedBand> bands)
 {
     uLong checksum = adler32(0, nullptr, 0);
-    for (const SBand& band : bands)
+    for (const SPackedBand& band : bands)
     {
         checksum = adler32_combine(checksum, band.checksum, band.numBytes);
     }
@@ -211,9 +212,8 @@ struct SContent
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     /// None where the pixels are colours themselves.
-    std::span<const png_color> palette;
-    std::span<const SBand> bands;
-    std::array<std::uint8_t, 4> checksum;
+    std::span<const SColor> palette;
+    std::vector<SPackedBand> bands;
 };
 
 /// Writes \p content to \p bytes, which have room for it. Holds no object with a destructor,
@@ -230,7 +230,12 @@ bool Write(const SContent& content, const SPng& png, std::vector<std::byte>& byt
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (!content.palette.empty())
     {
-        png_set_PLTE(png.writer, png.info, content.palette.data(),
+        std::array<png_color, CIndexedPicture::c_maxColors> palette;
+        std::transform(content.palette.begin(), content.palette.end(), palette.begin(),
+                       [](const SColor& color) {
+                           return png_color{color.red, color.green, color.blue};
+                       });
+        png_set_PLTE(png.writer, png.info, palette.data(),
                      static_cast<int>(content.palette.size()));
     }
     png_write_info(png.writer, png.info);
@@ -238,21 +243,24 @@ bool Write(const SContent& content, const SPng& png, std::vector<std::byte>& byt
         png_write_chunk(png.writer, reinterpret_cast<png_const_bytep>(name), chunk.data(),
                         chunk.size());
     };
-    for (const SBand& band : content.bands)
+    for (const SPackedBand& band : content.bands)
     {
-        writeChunk("IDAT", band.compressed);
+        writeChunk("IDAT", band.bytes);
     }
-    writeChunk("IDAT", content.checksum);
+    writeChunk("IDAT", JoinChecksums(content.bands));
     writeChunk("IEND", {});
     return true;
 }
 
-std::vector<std::byte> MakeFile(const SContent& content)
+std::vector<std::byte> MakeFile(SContent content)
 {
+    // What a zlib stream begins with: a window of 32 KB, compressed for speed.
+    Bytes& first = content.bands.front().bytes;
+    first.insert(first.begin(), {0x78, 0x01});
     std::size_t size = c_headBytes;
-    for (const SBand& band : content.bands)
+    for (const SPackedBand& band : content.bands)
     {
-        size += c_chunkBytes + band.compressed.size();
+        size += c_chunkBytes + band.bytes.size();
     }
     std::vector<std::byte> bytes;
     bytes.reserve(size);
@@ -267,33 +275,52 @@ std::vector<std::byte> MakeFile(const SContent& content)
 
 std::vector<std::byte> EncodePng(const CPicture& picture)
 {
-    const std::uint32_t width = picture.GetWidth();
     Check(!picture.GetPixels().empty());
-    std::vector<SBand> bands = MakeBands(picture);
+    const std::size_t width = picture.GetWidth();
+    const auto pixels = SplitRows(Pixels(picture.GetPixels()), width);
+    std::vector<SPixelBand> bands(pixels.size());
     const auto forEachBand = [&](const auto& body) {
         Base::ParallelFor(static_cast<std::uint32_t>(bands.size()), body);
     };
-    forEachBand([&](std::uint32_t band) { NumberColors(width, bands[band]); });
+    forEachBand([&](std::uint32_t index) {
+        SPixelBand& band = bands[index];
+        band.pixels = pixels[index];
+        band.rows.resize(band.pixels.size());
+        band.isWithinPalette = band.colors.Find(band.pixels, band.rows.data());
+    });
     CColorIndex all;
-    std::vector<png_color> palette;
-    for (const SColor& color : JoinColors(bands, all))
-    {
-        palette.push_back({color.red, color.green, color.blue});
-    }
-    // What a zlib stream begins with: a window of 32 KB, compressed for speed.
-    bands.front().compressed = {0x78, 0x01};
-    forEachBand([&](std::uint32_t band) {
+    const std::vector<SColor> palette = JoinColors(bands, all);
+    std::vector<SPackedBand> packed(bands.size());
+    forEachBand([&](std::uint32_t index) {
+        SPixelBand& band = bands[index];
+        const bool isLast = index + 1 == bands.size();
         if (palette.empty())
         {
-            TakeDifferences(width, bands[band]);
+            TakeDifferences(width, band);
+            packed[index] = Compress(band.rows, width * sizeof(SColor), EFilter::Left, isLast);
         }
         else
         {
-            JoinNumbers(width, all, bands[band]);
+            // Neighbouring colours of a palette have nothing to do with each other.
+            JoinNumbers(all, band);
+            packed[index] = Compress(band.rows, width, EFilter::None, isLast);
         }
-        Compress(band + 1 == bands.size(), bands[band]);
+        band.rows = {};
     });
-    return MakeFile({width, picture.GetHeight(), palette, bands, JoinChecksums(bands)});
+    return MakeFile({picture.GetWidth(), picture.GetHeight(), palette, std::move(packed)});
+}
+
+std::vector<std::byte> EncodePng(const CIndexedPicture& picture)
+{
+    Check(!picture.GetIndices().empty());
+    const auto bands = SplitRows(picture.GetIndices(), picture.GetWidth());
+    std::vector<SPackedBand> packed(bands.size());
+    Base::ParallelFor(static_cast<std::uint32_t>(bands.size()), [&](std::uint32_t band) {
+        packed[band] =
+            Compress(bands[band], picture.GetWidth(), EFilter::None, band + 1 == bands.size());
+    });
+    return MakeFile(
+        {picture.GetWidth(), picture.GetHeight(), picture.GetPalette(), std::move(packed)});
 }
 
 }  // namespace Application

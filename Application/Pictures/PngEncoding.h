@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "Application/Pictures/CIndexedPicture.h"
 #include "Application/Pictures/CPicture.h"
 
 namespace Application
@@ -15,5 +16,8 @@ namespace Application
 ///
 /// @throw std::runtime_error when a picture cannot have that size, or the encoder fails.
 [[nodiscard]] std::vector<std::byte> EncodePng(const CPicture& picture);
+
+/// The same pixels, written with the picture's own palette.
+[[nodiscard]] std::vector<std::byte> EncodePng(const CIndexedPicture& picture);
 
 }  // namespace Application

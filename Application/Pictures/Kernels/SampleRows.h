@@ -81,16 +81,6 @@ struct SDotsTarget
     std::uint64_t* samples = nullptr;
 };
 
-/// The depths and normals of some rows, unpacked; of those that have no normal it is (0, 0, 0).
-struct SShadingTask
-{
-    /// Its first sample is that of the row to shade.
-    SSampleDepths depths;
-    /// The normal's components of that sample.
-    const float* normals[3] = {};
-    std::uint32_t samplesPerSide = 1;
-};
-
 struct SSampleRows
 {
     /// As many samples as a kernel may read behind the last one of a row.
@@ -103,7 +93,7 @@ struct SSampleRows
     /// background's, the picture of one or two scans has few enough colours for a small file.
     static constexpr float c_tonesPerUnit = 96.0F;
     static constexpr std::uint32_t c_numTones = 120;
-    /// Stands for the tone where there is no sample.
+    /// May stand for the tone where there is no sample: no tone is as large.
     static constexpr std::uint8_t c_noTone = 255;
     /// What is added to a tone before it is cut off, by the sample's row and column: a pattern, to
     /// be repeated, that hides the steps.
@@ -113,6 +103,21 @@ struct SSampleRows
                                                  {15.5F / 16, 7.5F / 16, 13.5F / 16, 5.5F / 16}};
     /// In pixels: how far away from a sample what darkens it is looked for, beside the next pixel.
     static constexpr std::int32_t c_farDistance = 4;
+};
+
+/// The depths and normals of some rows, unpacked; of those that have no normal it is (0, 0, 0).
+struct SShadingTask
+{
+    /// Its first sample is that of the row to shade.
+    SSampleDepths depths;
+    /// The normal's components of that sample.
+    const float* normals[3] = {};
+    std::uint32_t samplesPerSide = 1;
+    /// The number of the darkest tone, and what stands for a tone where there is no sample, from
+    /// column to column over and over; all less than 256.
+    std::uint8_t firstTone = 0;
+    std::uint8_t background[4] = {SSampleRows::c_noTone, SSampleRows::c_noTone,
+                                  SSampleRows::c_noTone, SSampleRows::c_noTone};
 };
 
 /// Finds the radii of the dots of a row's samples; 0 where there is no sample.
@@ -127,7 +132,6 @@ using UnpackSamplesKernel = void (*)(const std::uint64_t* words, std::uint32_t c
                                      float* const (&normals)[3]);
 
 /// Finds the tones of a row's samples, of which there must be room for SSampleRows::c_margin more.
-/// Those where there is no sample become SSampleRows::c_noTone.
 /// \param row of the picture.
 using FindTonesKernel = void (*)(const SShadingTask& task, std::uint32_t row, std::uint8_t* tones);
 

@@ -54,6 +54,7 @@ public:
     void Find(std::uint32_t row, std::uint8_t* tones) const
     {
         const Floats thresholds = findThresholds(row);
+        const Integers background = findBackground();
         const Floats last = Floats() + static_cast<float>(SSampleRows::c_numTones - 1);
         for (std::uint32_t column = 0; column < m_task.depths.width; column += c_width)
         {
@@ -61,17 +62,13 @@ public:
             const Integers isThere = depths == depths;
             if (Vector::Bits(isThere) == 0)
             {
-                std::memset(tones + column, SSampleRows::c_noTone, c_width);
+                Vector::StoreBytes(background, tones + column);
                 continue;
             }
             const Floats found = findBrightness(column, depths) * SSampleRows::c_tonesPerUnit;
             const Integers chosen =
                 __builtin_convertvector(Vector::Smaller(found, last) + thresholds, Integers);
-            const Integers told = isThere ? chosen : Integers() + SSampleRows::c_noTone;
-            for (std::uint32_t lane = 0; lane < c_width; ++lane)
-            {
-                tones[column + lane] = static_cast<std::uint8_t>(told[lane]);
-            }
+            Vector::StoreBytes(isThere ? chosen + m_task.firstTone : background, tones + column);
         }
     }
 
@@ -190,6 +187,16 @@ private:
             thresholds[lane] = SSampleRows::c_thresholds[row % 4][lane % 4];
         }
         return thresholds;
+    }
+
+    [[nodiscard]] Integers findBackground() const
+    {
+        Integers background;
+        for (std::uint32_t lane = 0; lane < c_width; ++lane)
+        {
+            background[lane] = m_task.background[lane % 4];
+        }
+        return background;
     }
 
     [[nodiscard]] static Floats cosine(const SNormals& normals, float x, float y, float z)

@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "Application/Files/CInputError.h"
 #include "Application/View/CCamera.h"
 #include "Application/View/CCameraFit.h"
+#include "Application/View/CPngDecoder.h"
 #include "Base/Support/VekoException.h"
 #include "DataLayer/PointCloud/CSurfelCollectionView.h"
 #include "Tests/Support/CMockSurfelCollection.h"
@@ -487,18 +489,32 @@ TEST(CPointRenderer, Render_PlanesThatLeaveNothingOutShowTheSame)
     }
 }
 
-TEST(CPointRenderer, RenderPng_IsThePngOfThePicture)
+TEST(CPointRenderer, RenderPng_HasThePixelsOfThePicture)
 {
-    const CPointRenderer renderer(MakeView(90));
-    const std::vector<CPointRenderer::SScan> scans = {
-        MakeScan(StrewPlane(9000, 40.0F, 0.0F, 0.5F)),
-        MakeScan(StrewPlane(50, 30.0F, -5.0F), c_green)};
-    for (const std::size_t numThreads : {1U, 2U, 7U})
+    const auto decode = [](const std::vector<std::byte>& png) {
+        return Application::CPngDecoder(
+                   std::string_view(reinterpret_cast<const char*>(png.data()), png.size()), "x")
+            .Decode();
+    };
+    const CPointRenderer::SScan scan = MakeScan(StrewPlane(9000, 40.0F, 0.0F, 0.5F));
+    CPointRenderer::SScan flagged = scan;
+    const std::vector<CSurfelBitMask> flags(9000, {CSurfelBitMask::SurfelFlagSmallComponent});
+    flagged.flags = flags;
+    const CPointRenderer::SScan other = MakeScan(StrewPlane(50, 30.0F, -5.0F), c_green);
+    // Pictures of the larger size have a sample to a pixel.
+    for (const std::uint32_t size : {90U, 2100U})
     {
-        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
-        EXPECT_EQ(renderer.RenderPng(scans, [] {}), renderer.Render(scans).ToPng());
+        const CPointRenderer renderer(MakeView(size));
+        for (const std::vector<CPointRenderer::SScan>& scans :
+             {std::vector<CPointRenderer::SScan>(), {scan}, {flagged}, {scan, other}})
+        {
+            const auto png = renderer.RenderPng(scans, [] {});
+            EXPECT_TRUE(decode(png) == decode(renderer.Render(scans).ToPng()))
+                << size << ' ' << scans.size();
+            const tbb::global_control control(tbb::global_control::max_allowed_parallelism, 1);
+            EXPECT_EQ(renderer.RenderPng(scans, [] {}), png);
+        }
     }
-    EXPECT_EQ(renderer.RenderPng({}, [] {}), renderer.Render({}).ToPng());
 }
 
 TEST(CPointRenderer, RenderPng_LetsGoOfTheScansBeforeItTellsSo)

@@ -262,6 +262,53 @@ TEST(CSurfaceShader, Shade_SamplesWhoseDepthIsNoNumberAreBackground)
     EXPECT_EQ(shade(), expected);
 }
 
+TEST(CSurfaceShader, ShadeIndexed_IsThePictureOfShade)
+{
+    CSurfaceShader::SColors colors = MakeColors();
+    colors.looks.resize(1);
+    for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
+    {
+        for (const std::uint32_t width : {1U, 4U, 37U, 64U})
+        {
+            const CPictureProjection projection(MakeView(kind, width, 35), 1);
+            CDepthBuffer buffer = MakeBuffer(projection);
+            for (std::size_t index = 0; index < std::size_t{width} * 35; ++index)
+            {
+                constexpr std::uint64_t c_look = std::uint64_t{CDepthBuffer::c_numLooks - 1} << 22U;
+                std::uint64_t& word = buffer.GetWords()[index];
+                word = word == CDepthBuffer::c_empty ? word : word & ~c_look;
+            }
+            const CSurfaceShader shader(projection, buffer, 1, colors);
+            ASSERT_TRUE(shader.IsIndexed());
+            std::atomic<int> numCalls = 0;
+            const auto indexed = shader.ShadeIndexed([&] { ++numCalls; });
+            EXPECT_EQ(numCalls, 1);
+            CPicture::Pixels pixels;
+            for (const std::uint8_t index : indexed.GetIndices())
+            {
+                pixels.push_back(indexed.GetPalette().at(index));
+            }
+            EXPECT_EQ(pixels, shader.Shade().GetPixels()) << width;
+        }
+    }
+}
+
+TEST(CSurfaceShader, IsIndexed_OfOneLookOrNoneWithASampleToAPixel)
+{
+    const CPictureProjection projection(MakeView(CCamera::Projection::Perspective, 4, 4), 1);
+    const CDepthBuffer buffer(4, 4);
+    for (const std::uint32_t samplesPerSide : {1U, 2U})
+    {
+        for (const std::size_t numLooks : {0U, 1U, 2U})
+        {
+            CSurfaceShader::SColors colors = MakeColors();
+            colors.looks.resize(numLooks);
+            EXPECT_EQ(CSurfaceShader(projection, buffer, samplesPerSide, colors).IsIndexed(),
+                      samplesPerSide == 1 && numLooks < 2);
+        }
+    }
+}
+
 TEST(CSurfaceShader, Shade_CallsOnceWhenAThreadIsIdle)
 {
     for (const std::uint32_t height : {1U, 16U, 17U, 300U})

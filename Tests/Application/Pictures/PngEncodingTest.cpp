@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
+#include <zlib.h>
 
 #include <random>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -13,6 +15,7 @@
 namespace
 {
 
+using Application::CIndexedPicture;
 using Application::CPicture;
 using Application::CPngDecoder;
 using Application::EncodePng;
@@ -123,24 +126,119 @@ TEST(EncodePng, BandsShareAPalette)
     }
 }
 
+/// With all 256 colours in the palette, of which the picture has so many.
+CIndexedPicture MakeIndexedPicture(std::uint32_t width, std::uint32_t height,
+                                   std::uint32_t numColors)
+{
+    std::vector<SColor> palette;
+    for (std::uint32_t number = 0; number < CIndexedPicture::c_maxColors; ++number)
+    {
+        palette.push_back(MakeColor(7 * number));
+    }
+    std::mt19937 random(width);
+    CIndexedPicture picture(width, height, palette);
+    std::vector<std::uint8_t> indices(width);
+    for (std::uint32_t row = 0; row < height; ++row)
+    {
+        for (std::uint8_t& index : indices)
+        {
+            index = static_cast<std::uint8_t>(random() % numColors);
+        }
+        picture.SetRow(row, indices);
+    }
+    return picture;
+}
+
+TEST(EncodePng, IndexedPictureReadsBackAsItWas)
+{
+    for (const auto& [width, height] :
+         {std::pair{1U, 1U}, {60U, 45U}, {500U, 700U}, {1024U, 256U}, {16384U, 20U}})
+    {
+        for (const std::uint32_t numColors : {1U, 2U, 256U})
+        {
+            const CIndexedPicture picture = MakeIndexedPicture(width, height, numColors);
+            CPicture::Pixels expected;
+            for (const std::uint8_t index : picture.GetIndices())
+            {
+                expected.push_back(picture.GetPalette()[index]);
+            }
+            const auto png = EncodePng(picture);
+            EXPECT_EQ(Decode(png), expected) << width << ' ' << numColors;
+            EXPECT_EQ(ReadPalette(png), picture.GetPalette());
+        }
+    }
+}
+
+TEST(EncodePng, IndexedPictureIsTheSameOnAnyNumberOfThreads)
+{
+    const CIndexedPicture picture = MakeIndexedPicture(700, 900, 100);
+    const auto expected = EncodePng(picture);
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism, 1);
+    EXPECT_EQ(EncodePng(picture), expected);
+}
+
+struct SChunk
+{
+    std::string name;
+    std::vector<Bytef> content;
+};
+
+std::vector<SChunk> ReadChunks(const std::vector<std::byte>& png)
+{
+    constexpr std::size_t c_signature = 8;
+    constexpr std::size_t c_checksum = 4;
+    std::vector<SChunk> chunks;
+    for (std::size_t place = c_signature; place < png.size(); place += c_checksum)
+    {
+        std::size_t length = 0;
+        for (const std::size_t end = place + 4; place < end; ++place)
+        {
+            length = length * 256 + static_cast<std::uint8_t>(png.at(place));
+        }
+        SChunk& chunk = chunks.emplace_back();
+        for (const std::size_t end = place + 4; place < end; ++place)
+        {
+            chunk.name += static_cast<char>(png.at(place));
+        }
+        for (const std::size_t end = place + length; place < end; ++place)
+        {
+            chunk.content.push_back(static_cast<Bytef>(png.at(place)));
+        }
+    }
+    return chunks;
+}
+
 TEST(EncodePng, ChunksAreSmall)
 {
     // Readers doubt a chunk that is larger than its picture, which noise makes of all of it.
-    const auto png = EncodePng(MakePicture(16384, 200, 1U << 24U));
-    constexpr std::size_t c_signature = 8;
-    constexpr std::size_t c_besideContent = 12;
-    std::size_t numChunks = 0;
-    for (std::size_t chunk = c_signature; chunk < png.size(); ++numChunks)
+    const auto chunks = ReadChunks(EncodePng(MakePicture(16384, 200, 1U << 24U)));
+    EXPECT_GT(chunks.size(), 10U);
+    for (const SChunk& chunk : chunks)
     {
-        std::size_t length = 0;
-        for (std::size_t byte = 0; byte < 4; ++byte)
-        {
-            length = length * 256 + static_cast<std::uint8_t>(png.at(chunk + byte));
-        }
-        EXPECT_LT(length, 1000000U);
-        chunk += c_besideContent + length;
+        EXPECT_LT(chunk.content.size(), 1000000U);
     }
-    EXPECT_GT(numChunks, 10U);
+}
+
+TEST(EncodePng, ChunksMakeUpOneStreamWithItsChecksum)
+{
+    // Not all readers look at it.
+    for (const auto& png :
+         {EncodePng(MakePicture(500, 700, 40)), EncodePng(MakePicture(500, 700, 5000)),
+          EncodePng(MakeIndexedPicture(500, 700, 200))})
+    {
+        std::vector<Bytef> stream;
+        for (const SChunk& chunk : ReadChunks(png))
+        {
+            if (chunk.name == "IDAT")
+            {
+                stream.insert(stream.end(), chunk.content.begin(), chunk.content.end());
+            }
+        }
+        uLong size = 2000000;
+        std::vector<Bytef> rows(size);
+        EXPECT_EQ(uncompress(rows.data(), &size, stream.data(), stream.size()), Z_OK);
+        EXPECT_EQ(size, 700U * (1 + 500 * (png.at(c_colorTypeByte) == c_palette ? 1 : 3)));
+    }
 }
 
 TEST(EncodePng, AnyNumberOfThreadsGivesTheSameBytes)
@@ -160,6 +258,10 @@ TEST(EncodePng, SizeThatNoPictureHasThrows)
     EXPECT_THROW(static_cast<void>(EncodePng(CPicture(2, 0))), std::runtime_error);
     // Wider than libpng allows.
     EXPECT_THROW(static_cast<void>(EncodePng(CPicture(1000001, 1))), std::runtime_error);
+    EXPECT_THROW(static_cast<void>(EncodePng(CIndexedPicture(0, 2, {{}}))), std::runtime_error);
+    EXPECT_THROW(static_cast<void>(EncodePng(CIndexedPicture(2, 0, {{}}))), std::runtime_error);
+    EXPECT_THROW(static_cast<void>(EncodePng(MakeIndexedPicture(1000001, 1, 2))),
+                 std::runtime_error);
 }
 
 }  // namespace

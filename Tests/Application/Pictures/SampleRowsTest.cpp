@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <string_view>
@@ -297,6 +299,38 @@ TEST(SampleRows, FindTones_AreThoseOfTheReferenceForEveryKernel)
                 {
                     ASSERT_EQ(findTones(kernels), expected) << kernels.name << buffer.GetWidth();
                 }
+            }
+        }
+    });
+}
+
+TEST(SampleRows, FindTones_CountsFromTheFirstToneAndFillsTheBackgroundInForEveryKernel)
+{
+    ForEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+        CSurfaceBand band(buffer, c_height, SSampleRows::c_farDistance);
+        band.Load(0, c_height);
+        SShadingTask task;
+        task.depths = {band.GetDepths(4), band.GetStride(), buffer.GetWidth(),
+                       c_height,          isPerspective,    c_sampleSize};
+        for (std::size_t axis = 0; axis < 3; ++axis)
+        {
+            task.normals[axis] = band.GetNormals(axis, 4);
+        }
+        SShadingTask numbered = task;
+        numbered.firstTone = 135;
+        std::iota(std::begin(numbered.background), std::end(numbered.background), 20);
+        for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+        {
+            const std::size_t size = buffer.GetWidth() + SSampleRows::c_margin;
+            std::vector<std::uint8_t> tones(size);
+            std::vector<std::uint8_t> numbers(size);
+            kernels.findTones(task, 4, tones.data());
+            kernels.findTones(numbered, 4, numbers.data());
+            for (std::uint32_t column = 0; column < buffer.GetWidth(); ++column)
+            {
+                const std::uint32_t expected =
+                    tones[column] == SSampleRows::c_noTone ? 20 + column % 4 : 135U + tones[column];
+                ASSERT_EQ(numbers[column], expected) << kernels.name << column;
             }
         }
     });

@@ -18,9 +18,9 @@ namespace Application
 class CPointSamples
 {
 public:
-    /// \p border: of the plane of depths.
-    CPointSamples(CDepthBuffer words, std::uint32_t border)
-        : m_depths(words, border), m_words(std::move(words))
+    /// \p border: of the plane of depths. \p haveNormals: see HaveNormals().
+    CPointSamples(CDepthBuffer words, std::uint32_t border, bool haveNormals)
+        : m_depths(words, border), m_words(std::move(words)), m_haveNormals(haveNormals)
     {}
     CPointSamples(CDepthPlane depths, std::uint64_t bareWord)
         : m_depths(std::move(depths)), m_bareWord(bareWord)
@@ -36,6 +36,9 @@ public:
     /// The one, its depth 0.
     [[nodiscard]] std::uint64_t GetBareWord() const { return m_bareWord; }
 
+    /// Whether all samples come from scans with normals, so that hardly any lacks one.
+    [[nodiscard]] bool HaveNormals() const { return m_haveNormals; }
+
     /// A sample's word with its depth; CDepthBuffer::c_empty where nothing is seen.
     [[nodiscard]] std::uint64_t Get(std::uint32_t column, std::uint32_t row) const;
 
@@ -43,6 +46,7 @@ private:
     CDepthPlane m_depths;
     std::optional<CDepthBuffer> m_words;
     std::uint64_t m_bareWord = 0;
+    bool m_haveNormals = false;
 };
 
 }  // namespace Application

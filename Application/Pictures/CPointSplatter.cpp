@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Application/Pictures/CDepthPyramid.h"
 #include "Application/Pictures/Kernels/SampleRowsKernels.h"
 #include "Application/Pictures/RowBands.h"
 
@@ -109,12 +110,18 @@ std::uint32_t CPointSplatter::FindReach(std::uint32_t samplesPerSide)
 void CPointSplatter::Splat(const CPointSamples& points, const SRadii& radii,
                            CDepthBuffer& target) const
 {
-    const SDotsTask task = makeTask(points.GetDepths());
+    SDotsTask task = makeTask(points.GetDepths());
+    const float largest = static_cast<float>(radii.largest) / SSampleRows::c_radiusUnits;
+    // Where hardly any sample lacks a normal, finding a plane without grids takes less time than
+    // making them.
+    const CDepthPyramid pyramid(task.depths,
+                                points.HaveNormals() ? 0 : CDepthPyramid::CountGrids(largest));
+    task.coarser = pyramid.GetGrids().data();
+    task.numCoarser = static_cast<std::uint32_t>(pyramid.GetGrids().size());
     const DrawDotsKernel drawDots = GetFastestSampleRowsKernels().drawDots;
     // Dots reach into the neighbouring bands, but not beyond the middle of these. So what every
     // other band draws lies apart, and nothing has to be locked.
-    const auto reach =
-        static_cast<std::uint32_t>(static_cast<float>(radii.largest) / SSampleRows::c_radiusUnits);
+    const auto reach = static_cast<std::uint32_t>(largest);
     const std::uint32_t bandRows = std::max(c_leastBandRows, 2 * reach);
     const std::uint32_t numBands = (target.GetHeight() + bandRows - 1) / bandRows;
     const auto clear = [&](std::uint32_t begin, std::uint32_t end) {

@@ -164,7 +164,10 @@ CScanPainter::SPainting CScanPainter::PaintAll(const std::vector<CScanPainter>& 
     {
         spare = std::move(buffers.back());
     }
-    return {CPointSamples(std::move(buffers.front()), border), std::move(spare)};
+    const bool haveNormals =
+        std::all_of(painters.begin(), painters.end(),
+                    [](const CScanPainter& painter) { return painter.m_normals != nullptr; });
+    return {CPointSamples(std::move(buffers.front()), border, haveNormals), std::move(spare)};
 }
 
 template <typename MakeBuffer>

@@ -51,6 +51,20 @@ struct SSampleOffsets
     std::size_t count = 0;
 };
 
+/// A grid of square cells of samples, two to the power of shift on a side.
+struct SCoarseGrid
+{
+    /// Of the first cell of the first row: the bits of the depth of its nearest sample, above the
+    /// sample's row and column in the cell, 16 bits each. Where there is no sample all bits of the
+    /// depth are set.
+    const std::uint64_t* first = nullptr;
+    /// From row to row.
+    std::ptrdiff_t stride = 0;
+    /// From cell to cell.
+    SSampleOffsets offsets;
+    std::uint32_t shift = 0;
+};
+
 /// Widens samples to dots. Around every sample there are depths as far as the offsets reach, and on
 /// the right SSampleRows::c_margin more.
 struct SDotsTask
@@ -61,6 +75,11 @@ struct SDotsTask
     SSampleOffsets offsets;
     /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
     SSampleOffsets ring;
+    /// Coarser and coarser ones, the first of cells of two by two samples, for planes through
+    /// samples that are far apart: up to the one in which the largest radius is
+    /// SSampleRows::c_maxCellRadius cells at most.
+    const SCoarseGrid* coarser = nullptr;
+    std::uint32_t numCoarser = 0;
     /// Of a sample without neighbours.
     float singleRadius = 0.0F;
 };
@@ -87,6 +106,12 @@ struct SSampleRows
     static constexpr std::uint32_t c_margin = 16;
     /// Turned by a right angle, an offset is as far as before.
     static constexpr std::size_t c_offsetsPerDistance = 4;
+    /// Where a ring of samples does not do, a plane's neighbours reach this far, in radii of the
+    /// dot.
+    static constexpr float c_planeReach = 3.0F;
+    /// They are looked for in the first grid in which the radius is at most so many cells: not many
+    /// cells are empty then, and not many have several samples, perhaps of two surfaces.
+    static constexpr float c_maxCellRadius = 3.0F;
     /// Radii are given in units of 1 / c_radiusUnits samples.
     static constexpr float c_radiusUnits = 4.0F;
     /// Tones are told apart in so many steps from dark to a surface's own colour. With them and the

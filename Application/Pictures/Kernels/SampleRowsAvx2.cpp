@@ -25,6 +25,11 @@ struct SAvx2
                               first[places[3]], first[places[4]], first[places[5]],
                               first[places[6]], first[places[7]]);
     }
+    static void GatherWords(const std::uint64_t* first, const std::int32_t* places, Floats& highs,
+                            Integers& lows)
+    {
+        GatherWordsOneByOne(first, places, highs, lows);
+    }
     static Integers LoadBytes(const std::uint8_t* first)
     {
         return LoadBytesOneByOne<Integers>(first);

@@ -31,6 +31,23 @@ struct SAvx512
             first[places[8]], first[places[9]], first[places[10]], first[places[11]],
             first[places[12]], first[places[13]], first[places[14]], first[places[15]]);
     }
+    static void GatherWords(const std::uint64_t* first, const std::int32_t* places, Floats& highs,
+                            Integers& lows)
+    {
+        const auto eight = [&](const std::int32_t* of) {
+            return _mm512_setr_epi64(word(first, of[0]), word(first, of[1]), word(first, of[2]),
+                                     word(first, of[3]), word(first, of[4]), word(first, of[5]),
+                                     word(first, of[6]), word(first, of[7]));
+        };
+        const __m512i left = eight(places);
+        const __m512i right = eight(places + 8);
+        const __m512i low =
+            _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+        const __m512i high =
+            _mm512_setr_epi32(1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+        lows = reinterpret_cast<Integers>(_mm512_permutex2var_epi32(left, low, right));
+        highs = reinterpret_cast<Floats>(_mm512_permutex2var_epi32(left, high, right));
+    }
     static Integers LoadBytes(const std::uint8_t* first)
     {
         const auto* const bytes = reinterpret_cast<const __m128i*>(first);
@@ -62,6 +79,10 @@ struct SAvx512
 private:
     static constexpr __mmask16 c_all = 0xFFFF;
 
+    static long long word(const std::uint64_t* first, std::int32_t place)
+    {
+        return static_cast<long long>(first[place]);
+    }
     static __m512i bits(Integers values) { return reinterpret_cast<__m512i>(values); }
 
     static void keepSmaller(std::uint64_t* samples, __m512i words, __mmask8 lanes)

@@ -25,6 +25,11 @@ struct SVector128
     {
         return Floats{first[places[0]], first[places[1]], first[places[2]], first[places[3]]};
     }
+    static void GatherWords(const std::uint64_t* first, const std::int32_t* places, Floats& highs,
+                            Integers& lows)
+    {
+        GatherWordsOneByOne(first, places, highs, lows);
+    }
     static Integers LoadBytes(const std::uint8_t* first)
     {
         return LoadBytesOneByOne<Integers>(first);

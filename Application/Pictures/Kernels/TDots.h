@@ -35,7 +35,8 @@ void KeepSmallerOneByOne(std::uint64_t* samples, std::int64_t first, Floats high
 /// \tparam Vector a register of `c_width` floats (`Floats`), one of as many integers (`Integers`),
 /// which is also what comparisons answer, and those operations on them that have no operator. Sets
 /// of lanes are integers, bit k for lane k. `LoadBytes` and `StoreBytes` widen and narrow integers
-/// that are less than 256. `KeepSmaller` does what KeepSmallerOneByOne() does from sample 0 on, and
+/// that are less than 256. `GatherWords` takes words apart, into their upper halves and their lower
+/// ones. `KeepSmaller` does what KeepSmallerOneByOne() does from sample 0 on, and
 /// may write the other lanes' samples anew.
 template <typename Vector>
 class TDots
@@ -144,21 +145,56 @@ private:
                     static_cast<std::int32_t>(index) + __builtin_ctz(scattered);
             }
         }
-        // Together, wherever they are: most lanes would be empty otherwise.
-        for (std::uint32_t first = 0; first < numScattered; first += c_width)
+        fitScattered(numScattered);
+    }
+
+    /// Finds the planes of so many of m_scattered, each in the first grid in which they are dense:
+    /// where they are far apart most samples around them are empty, and it takes long to find
+    /// others.
+    void fitScattered(std::uint32_t numScattered)
+    {
+        float maxRadius = SSampleRows::c_maxCellRadius;
+        for (std::uint32_t grid = 0; numScattered != 0; ++grid, maxRadius *= 2.0F)
         {
-            for (std::uint32_t lane = numScattered; lane < first + c_width; ++lane)
+            const bool isLast = grid == m_task.numCoarser;
+            std::uint32_t numDense = 0;
+            std::uint32_t numLeft = 0;
+            for (std::uint32_t each = 0; each < numScattered; ++each)
             {
-                m_scattered[lane] = m_scattered[first];
+                const std::int32_t index = m_scattered[each];
+                if (isLast || m_radii[index] <= maxRadius)
+                {
+                    m_dense[numDense++] = index;
+                }
+                else
+                {
+                    m_scattered[numLeft++] = index;
+                }
             }
-            fitScattered(&m_scattered[first]);
+            numScattered = numLeft;
+            // Together, wherever they are: most lanes would be empty otherwise.
+            for (std::uint32_t first = 0; first < numDense; first += c_width)
+            {
+                for (std::uint32_t lane = numDense; lane < first + c_width; ++lane)
+                {
+                    m_dense[lane] = m_dense[first];
+                }
+                fitIn(grid, &m_dense[first]);
+            }
         }
     }
 
-    void fitScattered(const std::int32_t* indices)
+    void fitIn(std::uint32_t grid, const std::int32_t* indices)
     {
+        std::int32_t columns[c_width];
+        for (std::uint32_t lane = 0; lane < c_width; ++lane)
+        {
+            columns[lane] = static_cast<std::int32_t>(m_begin) + indices[lane];
+        }
+        const Floats radii = Vector::Gather(m_radii, indices);
         const auto gradients =
-            m_planes.FitScattered(m_row.At(m_begin), indices, Vector::Gather(m_radii, indices));
+            grid == 0 ? m_planes.FitScattered(columns, radii)
+                      : m_planes.FitScatteredIn(m_task.coarser[grid - 1], columns, radii);
         for (std::uint32_t lane = 0; lane < c_width; ++lane)
         {
             m_perColumn[indices[lane]] = gradients.x[lane];
@@ -443,8 +479,10 @@ private:
     float m_perColumn[c_segment];
     float m_perRow[c_segment];
     float m_perDistance[c_segment];
-    /// The samples whose planes are fitted one by one, and room to fill a register up.
-    std::int32_t m_scattered[c_segment + c_width];
+    /// The samples whose planes are fitted one by one; of these, those that are dense in a grid,
+    /// and room to fill a register up.
+    std::int32_t m_scattered[c_segment];
+    std::int32_t m_dense[c_segment + c_width];
 };
 
 }  // namespace

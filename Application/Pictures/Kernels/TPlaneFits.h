@@ -23,7 +23,8 @@ public:
 
     /// Adds a place and its values to those of the planes that \p isTaken has; what the other
     /// lanes' values are does not matter.
-    void Add(Integers isTaken, float x, float y, Floats values)
+    template <typename Place>
+    void Add(Integers isTaken, Place x, Place y, Floats values)
     {
         // An added 0 changes nothing, the sign of a sum that is 0 included.
         values = isTaken ? values : Floats();

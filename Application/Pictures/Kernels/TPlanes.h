@@ -25,10 +25,12 @@ public:
     using Integers = typename Vector::Integers;
     using SGradients = typename TPlaneFits<Vector>::SGradients;
 
-    TPlanes(const SDotsTask& task, std::uint32_t row) : m_task(task), m_row(task.depths, row) {}
-
     /// Up to this radius samples are dense.
     static constexpr float c_maxDenseRadius = 2.0F;
+
+    TPlanes(const SDotsTask& task, std::uint32_t row)
+        : m_task(task), m_rowIndex(row), m_row(task.depths, row)
+    {}
 
     /// Fits planes to the ring of samples around those of a group, which are dense. Where enough of
     /// them are there.
@@ -74,56 +76,105 @@ public:
     }
 
     /// Fits planes to the neighbours of some samples of the row, wherever they are.
-    /// \param columns counted from \p first on.
     /// \param radii of the dots.
-    [[nodiscard, gnu::noinline]] SGradients FitScattered(const float* first,
-                                                         const std::int32_t* columns,
+    [[nodiscard, gnu::noinline]] SGradients FitScattered(const std::int32_t* columns,
                                                          Floats radii) const
     {
-        const SSampleOffsets& offsets = m_task.offsets;
-        const bool isPerspective = m_task.depths.isPerspective;
+        const float* const first = m_row.At(0);
         const Floats depths = Vector::Gather(first, columns);
         const Floats tolerances = m_row.Tolerances(depths);
-        const Floats reaches = c_planeReach * radii;
-        Integers numLeft = Integers() + c_maxPlaneNeighbors;
-        TPlaneFits<Vector> fits;
-        fits.Add(depths == depths, 0.0F, 0.0F, Floats());
-        for (std::size_t index = 0; index < offsets.count; index += c_step)
+        return fit(m_task.offsets, radii, [&](std::size_t each, Integers isWanted, Fits& fits) {
+            const Floats others = Vector::Gather(first + m_task.offsets.steps[each], columns);
+            const Integers isTaken =
+                (Row::Magnitude(others - depths) <= tolerances * m_task.offsets.distances[each]) &
+                isWanted;
+            fits.Add(isTaken, m_task.offsets.x[each], m_task.offsets.y[each],
+                     valuesOf(others, depths));
+            return isTaken;
+        });
+    }
+
+    /// The same among the samples of a coarser grid.
+    [[nodiscard, gnu::noinline]] SGradients FitScatteredIn(const SCoarseGrid& grid,
+                                                           const std::int32_t* columns,
+                                                           Floats radii) const
+    {
+        const Floats depths = Vector::Gather(m_row.At(0), columns);
+        const Floats perTolerance = 1.0F / m_row.Tolerances(depths);
+        const std::int32_t within = (1 << grid.shift) - 1;
+        const float cellSize = static_cast<float>(1U << grid.shift);
+        const std::uint64_t* const first =
+            grid.first + grid.stride * static_cast<std::ptrdiff_t>(m_rowIndex >> grid.shift);
+        std::int32_t cells[c_width];
+        Integers columnsInCell;
+        for (std::uint32_t lane = 0; lane < c_width; ++lane)
         {
-            const float distance = offsets.distances[index];
-            numLeft = distance <= reaches ? numLeft : Integers();
-            if (Vector::Bits(numLeft > 0) == 0)
-            {
-                break;
-            }
-            const Floats bounds = tolerances * distance;
-            for (std::size_t each = index; each < index + c_step; ++each)
-            {
-                const Floats others = Vector::Gather(first + offsets.steps[each], columns);
-                const Integers isTaken =
-                    (Row::Magnitude(others - depths) <= bounds) & (numLeft > 0);
-                numLeft += isTaken;
-                fits.Add(isTaken, offsets.x[each], offsets.y[each],
-                         isPerspective ? (depths - others) / others : others - depths);
-            }
+            cells[lane] = columns[lane] >> grid.shift;
+            columnsInCell[lane] = columns[lane] & within;
         }
-        return fits.Solve();
+        const std::int32_t rowInCell = static_cast<std::int32_t>(m_rowIndex) & within;
+        return fit(
+            grid.offsets, radii / cellSize, [&](std::size_t each, Integers isWanted, Fits& fits) {
+                Floats others;
+                Integers places;
+                Vector::GatherWords(first + grid.offsets.steps[each], cells, others, places);
+                const Floats x = cellSize * grid.offsets.x[each] +
+                                 __builtin_convertvector((places & 0xFFFF) - columnsInCell, Floats);
+                const Floats y = cellSize * grid.offsets.y[each] +
+                                 __builtin_convertvector((places >> 16) - rowInCell, Floats);
+                const Floats steps = (others - depths) * perTolerance;
+                const Integers isTaken = (steps * steps <= x * x + y * y) & isWanted;
+                fits.Add(isTaken, x, y, valuesOf(others, depths));
+                return isTaken;
+            });
     }
 
 private:
     using Row = TSampleRow<Vector>;
+    using Fits = TPlaneFits<Vector>;
+    static constexpr std::uint32_t c_width = Vector::c_width;
     static constexpr std::size_t c_step = SSampleRows::c_offsetsPerDistance;
 
     /// Of the pairs of a ring so many must be there.
     static constexpr int c_minPairs = 6;
     /// Of a plane's equations; below it the places lie on one line.
     static constexpr float c_minDeterminant = 1e-3F;
-    /// Among scattered samples a plane's neighbours reach this far, in radii of the dot, and are so
-    /// many.
-    static constexpr float c_planeReach = 3.0F;
+    /// Among scattered samples a plane's neighbours are so many.
     static constexpr int c_maxPlaneNeighbors = 40;
 
+    /// Fits planes to the nearest of the samples that \p add(offset, isWanted, fits) finds to be
+    /// neighbours; it adds those of the wanted ones, and says which.
+    /// \param radii in the units of \p offsets.
+    template <typename Add>
+    [[nodiscard]] static SGradients fit(const SSampleOffsets& offsets, Floats radii, const Add& add)
+    {
+        const Floats reaches = SSampleRows::c_planeReach * radii;
+        Integers numLeft = Integers() + c_maxPlaneNeighbors;
+        Fits fits;
+        fits.Add(radii == radii, 0.0F, 0.0F, Floats());
+        for (std::size_t index = 0; index < offsets.count; index += c_step)
+        {
+            numLeft = offsets.distances[index] <= reaches ? numLeft : Integers();
+            if (Vector::Bits(numLeft > 0) == 0)
+            {
+                break;
+            }
+            for (std::size_t each = index; each < index + c_step; ++each)
+            {
+                numLeft += add(each, numLeft > 0, fits);
+            }
+        }
+        return fits.Solve();
+    }
+
+    /// What is linear over the picture where there is a plane.
+    [[nodiscard]] Floats valuesOf(Floats others, Floats depths) const
+    {
+        return m_task.depths.isPerspective ? (depths - others) / others : others - depths;
+    }
+
     const SDotsTask& m_task;
+    std::uint32_t m_rowIndex;
     Row m_row;
 };
 

@@ -25,6 +25,21 @@ template <typename Integers>
     return values;
 }
 
+/// As GatherWords().
+template <typename Floats, typename Integers>
+void GatherWordsOneByOne(const std::uint64_t* first, const std::int32_t* places, Floats& highs,
+                         Integers& lows)
+{
+    std::uint32_t upper[sizeof highs / sizeof(float)];
+    for (std::size_t lane = 0; lane < sizeof upper / sizeof upper[0]; ++lane)
+    {
+        const std::uint64_t word = first[places[lane]];
+        upper[lane] = static_cast<std::uint32_t>(word >> 32U);
+        lows[lane] = static_cast<std::int32_t>(word);
+    }
+    std::memcpy(&highs, upper, sizeof highs);
+}
+
 /// As StoreBytes().
 template <typename Integers>
 void StoreBytesOneByOne(Integers values, std::uint8_t* first)

@@ -17,10 +17,11 @@ TEST(CPointSamples, Get_IsTheWordOfTheBuffer)
     const std::uint64_t word = CDepthBuffer::Pack(2.0F, 77, {0.6F, 0.0F, 0.8F, true});
     CDepthBuffer buffer(4, 3);
     buffer.Draw(buffer.IndexOf(3, 2), word);
-    const CPointSamples samples(std::move(buffer), 2);
+    const CPointSamples samples(std::move(buffer), 2, true);
     EXPECT_EQ(samples.Get(3, 2), word);
     EXPECT_EQ(samples.Get(2, 2), CDepthBuffer::c_empty);
     EXPECT_EQ(samples.FindWords(2)[3], word);
+    EXPECT_TRUE(samples.HaveNormals());
     EXPECT_EQ(samples.GetDepths().GetFirst()[2 * samples.GetDepths().GetStride() + 3], 2.0F);
 }
 
@@ -35,6 +36,7 @@ TEST(CPointSamples, Get_IsTheBareWordWithTheDepth)
               CDepthBuffer::Pack(std::numeric_limits<float>::infinity(), 77, {}));
     EXPECT_EQ(samples.Get(3, 1), CDepthBuffer::c_empty);
     EXPECT_EQ(samples.FindWords(2), nullptr);
+    EXPECT_FALSE(samples.HaveNormals());
     EXPECT_EQ(samples.GetBareWord(), CDepthBuffer::Pack(0.0F, 77, {}));
 }
 

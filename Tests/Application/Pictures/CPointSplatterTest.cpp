@@ -37,8 +37,9 @@ CPictureProjection MakeProjection(CCamera::Projection projection, std::uint32_t 
 CPointSamples ToSamples(const CDepthBuffer& buffer)
 {
     CDepthBuffer copy(buffer.GetWidth(), buffer.GetHeight());
-    std::copy_n(buffer.GetWords(), std::size_t{c_width} * buffer.GetHeight(), copy.GetWords());
-    return {std::move(copy), CPointSplatter::FindReach(1)};
+    std::copy_n(buffer.GetWords(), std::size_t{buffer.GetWidth()} * buffer.GetHeight(),
+                copy.GetWords());
+    return {std::move(copy), CPointSplatter::FindReach(1), false};
 }
 
 /// So many percent of the samples, at depths of two surfaces or in between.
@@ -215,6 +216,104 @@ TEST(CPointSplatter, Splat_SamplesOfAPlaneWithGapsGetItsNormal)
             ASSERT_TRUE(normal.isPresent);
             ASSERT_NEAR(normal.x, -0.4F / length, 0.02F) << column << ' ' << row;
             ASSERT_NEAR(normal.y, 0.0F, 0.02F) << column << ' ' << row;
+        }
+    }
+}
+
+/// A plane over a large picture. Its inverse depths in perspective, else its depths, are linear.
+struct SPlane
+{
+    /// In the middle.
+    float value;
+    // By how much it recedes per size of a sample at depth 1.
+    float perColumn;
+    float perRow;
+
+    static constexpr std::uint32_t c_size = 300;
+
+    [[nodiscard]] float FindDepth(const CPictureProjection& projection, std::uint32_t column,
+                                  std::uint32_t row) const
+    {
+        const auto toMiddle = [](std::uint32_t place) {
+            return static_cast<float>(place) - 0.5F * static_cast<float>(c_size);
+        };
+        const float here = value + (perColumn * toMiddle(column) + perRow * toMiddle(row)) *
+                                       projection.GetSampleSize(1.0F);
+        return projection.IsPerspective() ? 1.0F / here : here;
+    }
+    /// Whether \p normal is this plane's, but perhaps for its direction.
+    [[nodiscard]] bool Has(const CPictureProjection& projection,
+                           const CDepthBuffer::SNormal& normal, float tolerance) const
+    {
+        const float length =
+            std::hypot(perColumn, perRow, projection.IsPerspective() ? value : 1.0F);
+        return std::abs(std::abs(normal.x) - perColumn / length) < tolerance &&
+               std::abs(std::abs(normal.y) - perRow / length) < tolerance;
+    }
+};
+
+/// So many points of \p planes, each of one of them; its look says of which.
+CDepthBuffer StrewPoints(const CPictureProjection& projection, const std::vector<SPlane>& planes,
+                         std::uint32_t numPoints)
+{
+    std::mt19937 generator(numPoints);
+    CDepthBuffer buffer(SPlane::c_size, SPlane::c_size);
+    for (std::uint32_t point = 0; point < numPoints; ++point)
+    {
+        const auto column = static_cast<std::uint32_t>(generator() % SPlane::c_size);
+        const auto row = static_cast<std::uint32_t>(generator() % SPlane::c_size);
+        const auto plane = static_cast<std::uint32_t>(generator() % planes.size());
+        buffer.Draw(
+            buffer.IndexOf(column, row),
+            CDepthBuffer::Pack(planes[plane].FindDepth(projection, column, row), plane, {}));
+    }
+    return buffer;
+}
+
+TEST(CPointSplatter, Splat_SparseSamplesOfPlanesGetTheirNormals)
+{
+    for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})
+    {
+        CCamera::SParameters parameters;
+        parameters.projection = kind;
+        parameters.width = SPlane::c_size;
+        parameters.height = SPlane::c_size;
+        const CPictureProjection projection(CCamera(parameters).MakeView(), 1);
+        const CPointSplatter splatter(projection, 1);
+        const auto findShareOfRight = [&](const std::vector<SPlane>& planes,
+                                          std::uint32_t numPoints, float tolerance) {
+            const CDepthBuffer buffer = StrewPoints(projection, planes, numPoints);
+            const CPointSamples samples = ToSamples(buffer);
+            CDepthBuffer surface(SPlane::c_size, SPlane::c_size);
+            splatter.Splat(samples, splatter.FindRadii(samples), surface);
+            std::size_t numSamples = 0;
+            std::size_t numRight = 0;
+            for (std::size_t index = 0; index < SPlane::c_size * SPlane::c_size; ++index)
+            {
+                const std::uint64_t point = buffer.Get(index);
+                const std::uint64_t word = surface.Get(index);
+                // A dot's centre is the sample itself, unless another dot hides it.
+                if (point != CDepthBuffer::c_empty &&
+                    CDepthBuffer::DepthOf(point) == CDepthBuffer::DepthOf(word))
+                {
+                    const SPlane& plane = planes.at(CDepthBuffer::LookOf(point));
+                    ++numSamples;
+                    numRight +=
+                        plane.Has(projection, CDepthBuffer::NormalOf(word), tolerance) ? 1 : 0;
+                }
+            }
+            EXPECT_GT(numSamples, 500U);
+            return static_cast<double>(numRight) / static_cast<double>(numSamples);
+        };
+        for (const std::uint32_t numPoints : {3000U, 18000U})
+        {
+            EXPECT_GT(findShareOfRight({{0.25F, 0.3F, 0.4F}}, numPoints, 0.005F), 0.98);
+        }
+        // One is seen through the other.
+        for (const std::uint32_t numPoints : {4500U, 18000U})
+        {
+            EXPECT_GT(findShareOfRight({{0.25F, 0.0F, 0.4F}, {0.5F, 0.4F, 0.0F}}, numPoints, 0.02F),
+                      0.95);
         }
     }
 }

@@ -376,6 +376,7 @@ TEST(CScanPainter, PaintAll_SurfelsThatAllLookTheSameNeedNoWords)
     // Flags and another colour make a difference, though not here.
     EXPECT_NE(paint(flags, 9).samples.FindWords(0), nullptr);
     EXPECT_NE(paint({}, 10).samples.FindWords(0), nullptr);
+    EXPECT_FALSE(paint(flags, 9).samples.HaveNormals());
     EXPECT_EQ(ReadAll(paint({}, 10).samples, projection), expected);
 }
 
@@ -391,10 +392,16 @@ TEST(CScanPainter, PaintAll_SurfelsWithNormalsNeedWords)
                           0, false);
     const CScanPainter::SPainting painting = CScanPainter::PaintAll(painters, projection, 0);
     EXPECT_NE(painting.samples.FindWords(0), nullptr);
+    EXPECT_TRUE(painting.samples.HaveNormals());
     const std::vector<std::uint64_t> words = ReadAll(painting.samples, projection);
     EXPECT_EQ(std::count_if(words.begin(), words.end(),
                             [](std::uint64_t word) { return CDepthBuffer::HasNormal(word); }),
               1);
+
+    const DataLayer::CSurfelCollectionView bare(places, 1, places->data(), 12);
+    painters.emplace_back(projection, bare, c_matIdentityD, std::span<const CSurfelBitMask>(), 0,
+                          false);
+    EXPECT_FALSE(CScanPainter::PaintAll(painters, projection, 0).samples.HaveNormals());
 }
 
 TEST(CScanPainter, PaintAll_NothingIsEmpty)

@@ -13,6 +13,7 @@
 
 #include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/CDepthPlane.h"
+#include "Application/Pictures/CDepthPyramid.h"
 #include "Application/Pictures/CSampleOffsets.h"
 #include "Application/Pictures/CSurfaceBand.h"
 #include "Application/Pictures/Kernels/SampleRowsKernels.h"
@@ -22,6 +23,7 @@ namespace
 
 using Application::CDepthBuffer;
 using Application::CDepthPlane;
+using Application::CDepthPyramid;
 using Application::CSampleOffsets;
 using Application::CSurfaceBand;
 using Application::GetSampleRowsKernels;
@@ -61,7 +63,9 @@ CDepthBuffer MakeBuffer(std::uint32_t width, unsigned percent, unsigned percentO
 class CDots
 {
 public:
-    CDots(const CDepthBuffer& buffer, bool isPerspective, float sampleSize = c_sampleSize)
+    /// \p largest: the largest radius, c_reach at most.
+    CDots(const CDepthBuffer& buffer, bool isPerspective, float sampleSize = c_sampleSize,
+          float largest = 4.25F, std::uint32_t numGrids = 0)
         : m_buffer(buffer),
           m_plane(buffer, c_reach),
           m_offsets(0.0F, c_reach, CSampleOffsets::EOpposites::Both, m_plane.GetStride()),
@@ -73,6 +77,10 @@ public:
         m_task.offsets = m_offsets.Get();
         m_task.ring = m_ring.Get();
         m_task.singleRadius = 1.5F;
+        m_pyramid.emplace(m_task.depths, numGrids);
+        m_task.coarser = m_pyramid->GetGrids().data();
+        m_task.numCoarser = numGrids;
+        m_largest = static_cast<std::uint8_t>(largest * SSampleRows::c_radiusUnits);
     }
 
     [[nodiscard]] std::vector<std::uint8_t> FindRadii(const SSampleRowsKernels& kernels) const
@@ -96,7 +104,7 @@ public:
             const std::size_t first = m_buffer.IndexOf(0, row);
             kernels.drawDots(m_task, row,
                              {bareWord ? nullptr : m_buffer.GetWords() + first,
-                              bareWord.value_or(0), &radii[first], 17, target.data()});
+                              bareWord.value_or(0), &radii[first], m_largest, target.data()});
         }
         return target;
     }
@@ -107,6 +115,8 @@ private:
     CSampleOffsets m_offsets;
     CSampleOffsets m_ring;
     SDotsTask m_task;
+    std::optional<CDepthPyramid> m_pyramid;
+    std::uint8_t m_largest = 0;
 };
 
 /// Widths around whole groups of every kernel, and one that is more than a kernel keeps at a time.
@@ -154,6 +164,24 @@ TEST(SampleRows, DrawDots_IsThatOfTheReferenceForEveryKernel)
             ASSERT_EQ(dots.Draw(kernels, radii), expected) << kernels.name << buffer.GetWidth();
         }
     });
+}
+
+TEST(SampleRows, DrawDots_WithCoarserGridsIsThatOfTheReferenceForEveryKernel)
+{
+    const SSampleRowsKernels reference = GetSampleRowsKernels().back();
+    bool isOther = false;
+    ForEachPicture([&](const CDepthBuffer& buffer, bool isPerspective) {
+        const CDots dots(buffer, isPerspective, c_sampleSize, c_reach, 2);
+        const std::vector<std::uint8_t> radii = dots.FindRadii(reference);
+        const std::vector<std::uint64_t> expected = dots.Draw(reference, radii);
+        isOther |= expected !=
+                   CDots(buffer, isPerspective, c_sampleSize, c_reach, 0).Draw(reference, radii);
+        for (const SSampleRowsKernels& kernels : GetSampleRowsKernels())
+        {
+            ASSERT_EQ(dots.Draw(kernels, radii), expected) << kernels.name << buffer.GetWidth();
+        }
+    });
+    EXPECT_TRUE(isOther);
 }
 
 TEST(SampleRows, DrawDots_OneWordForAllIsAsGoodAsEqualOnes)

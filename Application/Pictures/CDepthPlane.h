@@ -39,9 +39,6 @@ public:
     [[nodiscard]] float* GetFirst() { return &m_depths[m_border * m_stride + m_border]; }
     [[nodiscard]] std::size_t GetStride() const { return m_stride; }
 
-    /// Keeps the smaller of \p sample and \p depth, which must be a number, without a jump.
-    static void Draw(float& sample, float depth) { sample = sample < depth ? sample : depth; }
-
     /// Draws what \p other, of the same size, has in the rows \p begin to \p end - 1.
     void Join(const CDepthPlane& other, std::uint32_t begin, std::uint32_t end);
 

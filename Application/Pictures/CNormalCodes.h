@@ -13,7 +13,7 @@ namespace Application
 class CNormalCodes
 {
 public:
-    static constexpr std::uint32_t c_size = SSurfelBatch::c_size;
+    static constexpr std::uint32_t c_size = SSeenSurfels::c_size;
 
     /// Of any length, each at the same place of all three.
     struct SNormals

@@ -7,7 +7,6 @@
 #include <optional>
 #include <utility>
 
-#include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
 #include "Application/Pictures/RowBands.h"
 #include "Base/Support/ParallelFor.h"
 
@@ -66,45 +65,32 @@ void JoinRows(std::vector<CDepthPlane>& planes, std::uint32_t begin, std::uint32
     }
 }
 
-/// Lets \p batch read copies of its positions, which have room for SSurfelBatch::c_size of them and
-/// four bytes more: behind its own there may be nothing to read.
-void CopyPositions(SSurfelBatch& batch, float* copies)
+/// Copies of some positions: behind a scan's last one there may be nothing to read.
+class CCopiedPositions
 {
-    constexpr std::size_t c_positionBytes = 3 * sizeof(float);
-    auto* const bytes = reinterpret_cast<std::byte*>(copies);
-    for (std::size_t index = 0; index < batch.count; ++index)
+public:
+    /// Of at most SSeenSurfels::c_size \p positions; they last until the next call.
+    [[nodiscard]] SSurfelPositions Copy(const SSurfelPositions& positions)
     {
-        std::memcpy(bytes + index * c_positionBytes, batch.positions + index * batch.positionStride,
-                    c_positionBytes);
-    }
-    batch.positions = bytes;
-    batch.positionStride = c_positionBytes;
-}
-
-/// Draws the depths of what is seen of \p batch: several without a jump, since drawing one is so
-/// little that counting takes as long.
-void DrawDepths(const SSurfelBatch& batch, float* samples)
-{
-    constexpr std::ptrdiff_t c_numAtOnce = 8;
-    const std::uint32_t* place = batch.samples;
-    const float* depth = batch.depths;
-    const float* const end = depth + batch.numSeen;
-    for (; end - depth >= c_numAtOnce; depth += c_numAtOnce, place += c_numAtOnce)
-    {
-        for (std::ptrdiff_t next = 0; next < c_numAtOnce; ++next)
+        constexpr std::size_t c_positionBytes = 3 * sizeof(float);
+        auto* const bytes = reinterpret_cast<std::byte*>(m_copies.data());
+        for (std::size_t index = 0; index < positions.count; ++index)
         {
-            CDepthPlane::Draw(samples[place[next]], depth[next]);
+            std::memcpy(bytes + index * c_positionBytes, positions.first + index * positions.stride,
+                        c_positionBytes);
         }
+        return {bytes, c_positionBytes, positions.count};
     }
-    for (; depth != end; ++depth, ++place)
-    {
-        CDepthPlane::Draw(samples[*place], *depth);
-    }
-}
 
-ProjectSurfelsKernel FastestKernel()
+private:
+    static_assert(SSeenSurfels::c_size % SSurfelPositions::c_multiple == 0);
+    /// With room for what is read behind the last one.
+    std::array<float, 3 * SSeenSurfels::c_size + 1> m_copies{};
+};
+
+const SProjectSurfelsKernels& FastestKernels()
 {
-    static const ProjectSurfelsKernel fastest = GetProjectSurfelsKernels().front().project;
+    static const SProjectSurfelsKernels fastest = GetProjectSurfelsKernels().front();
     return fastest;
 }
 
@@ -120,7 +106,7 @@ CScanPainter::CScanPainter(const CPictureProjection& projection,
                     ? &collection.GetReadAccessor<Base::CSCElementDefinitionNormal>()
                     : nullptr),
       m_flags(flags),
-      m_project(FastestKernel()),
+      m_kernels(FastestKernels()),
       m_normalCodes(projection.MakeNormalChain(trafo)),
       m_hideCut(hideCut),
       m_colorIndex(colorIndex)
@@ -229,7 +215,7 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& b
     if (m_normals == nullptr)
     {
         forEachBatch(begin, end, buffer.GetWidth(),
-                     [&](std::uint64_t first, const SSurfelBatch& batch) {
+                     [&](std::uint64_t first, const SSeenSurfels& batch) {
                          drawBare(first, batch, buffer);
                      });
         return;
@@ -244,9 +230,16 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& b
 
 void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthPlane& plane) const
 {
-    float* const samples = plane.GetFirst();
-    forEachBatch(begin, end, plane.GetStride(),
-                 [&](std::uint64_t, const SSurfelBatch& batch) { DrawDepths(batch, samples); });
+    SSurfelProjection projection = m_projection;
+    projection.stride = static_cast<std::uint32_t>(plane.GetStride());
+    const std::uint64_t numInPlace = countInPlace(begin, end);
+    m_kernels.draw(projection, positionsOf(begin, numInPlace), plane.GetFirst());
+    CCopiedPositions copies;
+    for (std::uint64_t first = begin + numInPlace; first < end; first += SSeenSurfels::c_size)
+    {
+        const std::uint64_t count = std::min<std::uint64_t>(SSeenSurfels::c_size, end - first);
+        m_kernels.draw(projection, copies.Copy(positionsOf(first, count)), plane.GetFirst());
+    }
 }
 
 template <typename Draw>
@@ -256,32 +249,40 @@ void CScanPainter::forEachBatch(std::uint64_t begin, std::uint64_t end, std::siz
     SSurfelProjection projection = m_projection;
     projection.stride = static_cast<std::uint32_t>(stride);
     // In batches, because projection and drawing are then free of jumps.
-    SSurfelBatch batch{};
-    std::array<float, 3 * SSurfelBatch::c_size + 1> copies{};
-    const std::size_t positionStride = m_positions.GetStrideInBytes();
-    for (std::uint64_t first = begin; first < end; first += SSurfelBatch::c_size)
+    SSeenSurfels seen;
+    CCopiedPositions copies;
+    const std::uint64_t endInPlace = begin + countInPlace(begin, end);
+    for (std::uint64_t first = begin; first < end; first += SSeenSurfels::c_size)
     {
-        batch.count =
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(SSurfelBatch::c_size, end - first));
-        batch.positions = m_positions.GetFirstElement() + first * positionStride;
-        batch.positionStride = positionStride;
-        // A kernel reads c_size places and four bytes behind each, of which those behind the scan's
-        // last position are nobody's. Below a stride of four bytes more places than the last one
-        // reach there.
-        if (positionStride < sizeof(float) || batch.count < SSurfelBatch::c_size ||
-            first + batch.count == m_count)
-        {
-            CopyPositions(batch, copies.data());
-        }
-        m_project(projection, batch);
-        draw(first, batch);
+        const std::uint64_t count = std::min<std::uint64_t>(SSeenSurfels::c_size, end - first);
+        const SSurfelPositions positions = positionsOf(first, count);
+        m_kernels.project(projection, first < endInPlace ? positions : copies.Copy(positions),
+                          seen);
+        draw(first, seen);
     }
 }
 
-void CScanPainter::drawBare(std::uint64_t first, const SSurfelBatch& batch,
+std::uint64_t CScanPainter::countInPlace(std::uint64_t begin, std::uint64_t end) const
+{
+    // Four bytes behind a position are somebody's where another one follows; below a stride of four
+    // bytes more than one position must.
+    const std::uint64_t last = std::min(end, m_count - 1);
+    return m_positions.GetStrideInBytes() < sizeof(float) || last < begin
+               ? 0
+               : (last - begin) / SSeenSurfels::c_size * SSeenSurfels::c_size;
+}
+
+SSurfelPositions CScanPainter::positionsOf(std::uint64_t first, std::uint64_t count) const
+{
+    const std::size_t stride = m_positions.GetStrideInBytes();
+    return {m_positions.GetFirstElement() + first * stride, stride,
+            static_cast<std::uint32_t>(count)};
+}
+
+void CScanPainter::drawBare(std::uint64_t first, const SSeenSurfels& batch,
                             CDepthBuffer& buffer) const
 {
-    for (std::uint32_t seen = 0; seen < batch.numSeen; ++seen)
+    for (std::uint32_t seen = 0; seen < batch.count; ++seen)
     {
         const EMark mark = m_flags.empty() ? EMark::None : markOf(first + batch.indices[seen]);
         if (m_hideCut && mark == EMark::Cut)
@@ -302,8 +303,8 @@ void CScanPainter::drawWithNormals(std::uint64_t begin, std::uint64_t end, std::
     // surfel there, which is among those that may win, is smaller and replaces it.
     std::size_t numSeen = 0;
     forEachBatch(
-        begin, end, buffer.GetWidth(), [&](std::uint64_t first, const SSurfelBatch& batch) {
-            for (std::uint32_t each = 0; each < batch.numSeen; ++each)
+        begin, end, buffer.GetWidth(), [&](std::uint64_t first, const SSeenSurfels& batch) {
+            for (std::uint32_t each = 0; each < batch.count; ++each)
             {
                 const std::uint64_t index = first + batch.indices[each];
                 if (m_hideCut && markOf(index) == EMark::Cut)

@@ -13,7 +13,7 @@
 #include "Application/Pictures/CNormalCodes.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CPointSamples.h"
-#include "Application/Pictures/Kernels/ProjectSurfels.h"
+#include "Application/Pictures/Kernels/ProjectSurfelsKernels.h"
 #include "Base/Interfaces/CSurfelBitMask.h"
 #include "Base/Interfaces/ISurfelCollection.h"
 
@@ -81,7 +81,11 @@ private:
     template <typename Draw>
     void forEachBatch(std::uint64_t begin, std::uint64_t end, std::size_t stride,
                       const Draw& draw) const;
-    void drawBare(std::uint64_t first, const SSurfelBatch& batch, CDepthBuffer& buffer) const;
+    void drawBare(std::uint64_t first, const SSeenSurfels& batch, CDepthBuffer& buffer) const;
+    /// How many of the surfels \p begin to \p end - 1, from the first on, the kernels can read
+    /// where they are.
+    [[nodiscard]] std::uint64_t countInPlace(std::uint64_t begin, std::uint64_t end) const;
+    [[nodiscard]] SSurfelPositions positionsOf(std::uint64_t first, std::uint64_t count) const;
     /// Surfels of a run that are seen, and where.
     struct SSeen
     {
@@ -106,7 +110,7 @@ private:
     PositionAccess m_positions;
     const NormalAccess* m_normals;
     std::span<const Base::CSurfelBitMask> m_flags;
-    ProjectSurfelsKernel m_project;
+    SProjectSurfelsKernels m_kernels;
     SSurfelProjection m_projection;
     CNormalCodes m_normalCodes;
     bool m_hideCut;

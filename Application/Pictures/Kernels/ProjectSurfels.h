@@ -24,36 +24,56 @@ struct SSurfelProjection
     bool isPerspective = false;
 };
 
-/// Surfels on their way into the picture.
-struct SSurfelBatch
+/// Three floats at each place, aligned or not.
+struct SSurfelPositions
 {
-    static constexpr std::uint32_t c_size = 256;
-    /// As many as a kernel may write behind the last surfel that is seen.
-    static constexpr std::uint32_t c_margin = 16;
-
+    /// The kernels read up to the next multiple of so many places, and four bytes behind each.
+    static constexpr std::uint32_t c_multiple = 16;
     /// How far ahead, in bytes, the kernels ask for positions. The processor itself does not look
     /// beyond the page that it reads.
     static constexpr std::size_t c_prefetchDistance = 8192;
 
+    const std::byte* first = nullptr;
+    /// In bytes, from place to place.
+    std::size_t stride = 0;
     std::uint32_t count = 0;
-    /// Three floats at each place, aligned or not; positionStride bytes from place to place. There
-    /// are c_size places to read, whatever the count is, and four bytes behind each.
-    const std::byte* positions = nullptr;
-    std::size_t positionStride = 0;
-    /// Those that are seen: which of the batch they are, in their order, where, and how far.
-    std::uint32_t numSeen = 0;
+};
+
+/// Those surfels of a batch that are seen.
+struct SSeenSurfels
+{
+    /// The most surfels of a batch.
+    static constexpr std::uint32_t c_size = 256;
+    /// As many as a kernel may write behind the last one.
+    static constexpr std::uint32_t c_margin = 16;
+
+    std::uint32_t count = 0;
+    /// Which of the batch they are, in their order, where, and how far.
     std::uint32_t indices[c_size + c_margin];
     std::uint32_t samples[c_size + c_margin];
     float depths[c_size + c_margin];
 };
 
-/// Finds those surfels of \p batch that are seen.
-using ProjectSurfelsKernel = void (*)(const SSurfelProjection& projection, SSurfelBatch& batch);
+/// Finds those of at most SSeenSurfels::c_size surfels that are seen.
+using ProjectSurfelsKernel = void (*)(const SSurfelProjection& projection,
+                                      const SSurfelPositions& positions, SSeenSurfels& seen);
+
+/// Keeps the smaller of each of \p samples and the depths of the surfels that are seen in it. What
+/// is no number counts as larger than all. The sample behind the first row has all bits set, before
+/// and afterwards.
+using DrawSurfelsKernel = void (*)(const SSurfelProjection& projection,
+                                   const SSurfelPositions& positions, float* samples);
 
 /// The reference, for every processor.
-void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& batch);
+void ProjectSurfelsVector128(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                             SSeenSurfels& seen);
+void DrawSurfelsVector128(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                          float* samples);
 #if defined(__x86_64__)
-void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& batch);
+void ProjectSurfelsAvx512(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                          SSeenSurfels& seen);
+void DrawSurfelsAvx512(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                       float* samples);
 #endif
 
 }  // namespace Application

@@ -11,7 +11,8 @@ namespace
 {
 
 constexpr std::uint32_t c_width = 16;
-static_assert(SSurfelBatch::c_size % c_width == 0 && SSurfelBatch::c_margin >= c_width);
+static_assert(SSurfelPositions::c_multiple % c_width == 0);
+static_assert(SSeenSurfels::c_size % c_width == 0 && SSeenSurfels::c_margin >= c_width);
 
 __m512 Set(float value)
 {
@@ -107,7 +108,7 @@ SPositions LoadPositions(const std::byte* first, std::size_t stride)
 {
     for (std::size_t index = 0; index < c_width; index += 4)
     {
-        __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance + index * stride);
+        __builtin_prefetch(first + SSurfelPositions::c_prefetchDistance + index * stride);
     }
     return stride == 3 * sizeof(float) ? LoadPacked(first) : LoadApart(first, stride);
 }
@@ -125,6 +126,75 @@ __m512i ToIntegers(__mmask16 lanes, __m512 value)
     return _mm512_maskz_cvttps_epi32(lanes, value);
 }
 
+/// Those of sixteen surfels that are seen, where and how far.
+struct SSeenLanes
+{
+    __mmask16 lanes;
+    __m512i samples;
+    __m512 depths;
+};
+
+/// The operations of the reference in their order, each rounded by itself, so that the answers are
+/// the same to the bit.
+class CProjection
+{
+public:
+    explicit CProjection(const SSurfelProjection& projection)
+        : m_clipX(projection.clip[0]),
+          m_clipY(projection.clip[1]),
+          m_clipZ(projection.clip[2]),
+          m_clipW(projection.clip[3]),
+          m_width(Set(static_cast<float>(projection.width))),
+          m_height(Set(static_cast<float>(projection.height))),
+          m_halfWidth(_mm512_mul_ps(Set(0.5F), m_width)),
+          m_halfHeight(_mm512_mul_ps(Set(0.5F), m_height)),
+          m_stride(_mm512_set1_epi32(static_cast<int>(projection.stride))),
+          m_isPerspective(projection.isPerspective)
+    {}
+
+    /// Of the surfels from \p index on.
+    [[nodiscard]] SSeenLanes Find(const SSurfelPositions& positions, std::uint32_t index) const
+    {
+        const std::uint32_t numLeft = positions.count - index;
+        const auto isThere =
+            static_cast<__mmask16>(numLeft < c_width ? (1U << numLeft) - 1U : 0xFFFFU);
+        const auto [positionX, positionY, positionZ] =
+            LoadPositions(positions.first + index * positions.stride, positions.stride);
+        const __m512 zero = _mm512_setzero_ps();
+        const __m512 one = Set(1.0F);
+        const __m512 w = Transform(m_clipW, positionX, positionY, positionZ);
+        const __m512 perW = _mm512_div_ps(one, w);
+        const __m512 z = _mm512_mul_ps(Transform(m_clipZ, positionX, positionY, positionZ), perW);
+        const __m512 x = _mm512_mul_ps(
+            _mm512_add_ps(_mm512_mul_ps(Transform(m_clipX, positionX, positionY, positionZ), perW),
+                          one),
+            m_halfWidth);
+        const __m512 y = _mm512_mul_ps(
+            _mm512_sub_ps(one,
+                          _mm512_mul_ps(Transform(m_clipY, positionX, positionY, positionZ), perW)),
+            m_halfHeight);
+        __mmask16 isVisible = _mm512_mask_cmp_ps_mask(isThere, w, zero, _CMP_GT_OQ);
+        isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, zero, _CMP_GE_OQ);
+        isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, one, _CMP_LE_OQ);
+        isVisible = IsWithin(IsWithin(isVisible, x, m_width), y, m_height);
+        const __m512i samples = _mm512_add_epi32(
+            _mm512_mullo_epi32(ToIntegers(isVisible, y), m_stride), ToIntegers(isVisible, x));
+        return {isVisible, samples, _mm512_add_ps(m_isPerspective ? w : z, zero)};
+    }
+
+private:
+    SColumn m_clipX;
+    SColumn m_clipY;
+    SColumn m_clipZ;
+    SColumn m_clipW;
+    __m512 m_width;
+    __m512 m_height;
+    __m512 m_halfWidth;
+    __m512 m_halfHeight;
+    __m512i m_stride;
+    bool m_isPerspective;
+};
+
 /// Within the register: straight into memory it takes several times as long.
 void Append(__mmask16 lanes, __m512i values, void* target)
 {
@@ -133,55 +203,70 @@ void Append(__mmask16 lanes, __m512i values, void* target)
 
 }  // namespace
 
-/// The operations of the reference in their order, each rounded by itself, so that the answers are
-/// the same to the bit.
-void ProjectSurfelsAvx512(const SSurfelProjection& projection, SSurfelBatch& batch)
+void ProjectSurfelsAvx512(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                          SSeenSurfels& seen)
 {
-    const SColumn clipX(projection.clip[0]);
-    const SColumn clipY(projection.clip[1]);
-    const SColumn clipZ(projection.clip[2]);
-    const SColumn clipW(projection.clip[3]);
-    const __m512 zero = _mm512_setzero_ps();
-    const __m512 one = Set(1.0F);
-    const __m512 width = Set(static_cast<float>(projection.width));
-    const __m512 height = Set(static_cast<float>(projection.height));
-    const __m512 halfWidth = _mm512_mul_ps(Set(0.5F), width);
-    const __m512 halfHeight = _mm512_mul_ps(Set(0.5F), height);
-    const __m512i stride = _mm512_set1_epi32(static_cast<int>(projection.stride));
+    const CProjection find(projection);
     const __m512i lanes = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-    std::uint32_t numSeen = 0;
-    for (std::uint32_t first = 0; first < batch.count; first += c_width)
+    std::uint32_t count = 0;
+    for (std::uint32_t first = 0; first < positions.count; first += c_width)
     {
-        const std::uint32_t numLeft = batch.count - first;
-        const auto isThere =
-            static_cast<__mmask16>(numLeft < c_width ? (1U << numLeft) - 1U : 0xFFFFU);
-        const auto [positionX, positionY, positionZ] =
-            LoadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
-        const __m512 w = Transform(clipW, positionX, positionY, positionZ);
-        const __m512 perW = _mm512_div_ps(one, w);
-        const __m512 z = _mm512_mul_ps(Transform(clipZ, positionX, positionY, positionZ), perW);
-        const __m512 x = _mm512_mul_ps(
-            _mm512_add_ps(_mm512_mul_ps(Transform(clipX, positionX, positionY, positionZ), perW),
-                          one),
-            halfWidth);
-        const __m512 y = _mm512_mul_ps(
-            _mm512_sub_ps(one,
-                          _mm512_mul_ps(Transform(clipY, positionX, positionY, positionZ), perW)),
-            halfHeight);
-        __mmask16 isVisible = _mm512_mask_cmp_ps_mask(isThere, w, zero, _CMP_GT_OQ);
-        isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, zero, _CMP_GE_OQ);
-        isVisible = _mm512_mask_cmp_ps_mask(isVisible, z, one, _CMP_LE_OQ);
-        isVisible = IsWithin(IsWithin(isVisible, x, width), y, height);
-        const __m512i samples = _mm512_add_epi32(
-            _mm512_mullo_epi32(ToIntegers(isVisible, y), stride), ToIntegers(isVisible, x));
-        const __m512 depths = _mm512_add_ps(projection.isPerspective ? w : z, zero);
-        Append(isVisible, _mm512_add_epi32(lanes, _mm512_set1_epi32(static_cast<int>(first))),
-               batch.indices + numSeen);
-        Append(isVisible, samples, batch.samples + numSeen);
-        Append(isVisible, _mm512_castps_si512(depths), batch.depths + numSeen);
-        numSeen += static_cast<std::uint32_t>(__builtin_popcount(isVisible));
+        const SSeenLanes found = find.Find(positions, first);
+        Append(found.lanes, _mm512_add_epi32(lanes, _mm512_set1_epi32(static_cast<int>(first))),
+               seen.indices + count);
+        Append(found.lanes, found.samples, seen.samples + count);
+        Append(found.lanes, _mm512_castps_si512(found.depths), seen.depths + count);
+        count += static_cast<std::uint32_t>(__builtin_popcount(found.lanes));
     }
-    batch.numSeen = numSeen;
+    seen.count = count;
+}
+
+void DrawSurfelsAvx512(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                       float* samples)
+{
+    // Drawing waits for memory, and finding what to draw computes: the processor does one while it
+    // waits for the other if they alternate. What has just been written as a whole register cannot
+    // be read lane by lane at once, so that surfels are drawn some groups later.
+    constexpr std::uint32_t c_groupsLater = 2;
+    constexpr std::uint32_t c_numGroups = 4;
+    struct SGroup
+    {
+        alignas(64) std::uint32_t samples[c_width];
+        alignas(64) float depths[c_width];
+    };
+    SGroup groups[c_numGroups];
+    const CProjection find(projection);
+    const __m512i noSample = _mm512_set1_epi32(static_cast<int>(projection.width));
+    const __m512i noDepth = _mm512_set1_epi32(-1);
+    const auto keep = [&](std::uint32_t group, __m512i places, __m512i depths) {
+        _mm512_store_si512(groups[group % c_numGroups].samples, places);
+        _mm512_store_si512(groups[group % c_numGroups].depths, depths);
+    };
+    const auto draw = [&](std::uint32_t group) {
+        const SGroup& drawn = groups[group % c_numGroups];
+#pragma GCC unroll 16
+        for (std::uint32_t lane = 0; lane < c_width; ++lane)
+        {
+            float& sample = samples[drawn.samples[lane]];
+            sample = sample < drawn.depths[lane] ? sample : drawn.depths[lane];
+        }
+    };
+    std::uint32_t group = 0;
+    for (; group < c_groupsLater; ++group)
+    {
+        keep(group, noSample, noDepth);
+    }
+    for (std::uint32_t first = 0; first < positions.count; first += c_width, ++group)
+    {
+        const SSeenLanes found = find.Find(positions, first);
+        keep(group, _mm512_mask_mov_epi32(noSample, found.lanes, found.samples),
+             _mm512_mask_mov_epi32(noDepth, found.lanes, _mm512_castps_si512(found.depths)));
+        draw(group - c_groupsLater);
+    }
+    for (std::uint32_t left = c_groupsLater; left != 0; --left)
+    {
+        draw(group - left);
+    }
 }
 
 }  // namespace Application

@@ -8,14 +8,15 @@
 namespace Application
 {
 
-/// The projection for one instruction set. All kernels give the same bits.
-struct SProjectSurfelsKernel
+/// The projection for one instruction set. All give the same bits.
+struct SProjectSurfelsKernels
 {
     std::string_view name;
     ProjectSurfelsKernel project;
+    DrawSurfelsKernel draw;
 };
 
 /// The kernels that this processor runs, the fastest first; the last is "vector128", the reference.
-[[nodiscard]] std::vector<SProjectSurfelsKernel> GetProjectSurfelsKernels();
+[[nodiscard]] std::vector<SProjectSurfelsKernels> GetProjectSurfelsKernels();
 
 }  // namespace Application

@@ -10,7 +10,7 @@ namespace Application
 namespace
 {
 
-static_assert(SSurfelBatch::c_size % c_numLanes == 0);
+static_assert(SSurfelPositions::c_multiple % c_numLanes == 0);
 
 /// One coordinate of several positions times a column of a matrix; each lane as in
 /// TransformHomogeneous().
@@ -53,14 +53,15 @@ Columns Transpose(const std::array<Lanes, 4>& rows)
 /// The coordinates of the positions from \p first on.
 Columns LoadPositions(const std::byte* first, std::size_t stride)
 {
-    __builtin_prefetch(first + SSurfelBatch::c_prefetchDistance);
+    __builtin_prefetch(first + SSurfelPositions::c_prefetchDistance);
     return Transpose({LoadLanes(first), LoadLanes(first + stride), LoadLanes(first + 2 * stride),
                       LoadLanes(first + 3 * stride)});
 }
 
 }  // namespace
 
-void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& batch)
+void ProjectSurfelsVector128(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                             SSeenSurfels& seen)
 {
     using Integers = std::int32_t __attribute__((vector_size(sizeof(Lanes))));
     const CColumn clipX(projection.clip[0]);
@@ -73,11 +74,11 @@ void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& 
     const Lanes height = FillLanes(static_cast<float>(projection.height));
     const Lanes halfWidth = FillLanes(0.5F) * width;
     const Lanes halfHeight = FillLanes(0.5F) * height;
-    batch.numSeen = 0;
-    for (std::uint32_t first = 0; first < batch.count; first += c_numLanes)
+    seen.count = 0;
+    for (std::uint32_t first = 0; first < positions.count; first += c_numLanes)
     {
         const auto [positionX, positionY, positionZ] =
-            LoadPositions(batch.positions + first * batch.positionStride, batch.positionStride);
+            LoadPositions(positions.first + first * positions.stride, positions.stride);
         const Lanes w = clipW.Transform(positionX, positionY, positionZ);
         const Lanes perW = one / w;
         const Lanes z = clipZ.Transform(positionX, positionY, positionZ) * perW;
@@ -91,15 +92,34 @@ void ProjectSurfelsVector128(const SSurfelProjection& projection, SSurfelBatch& 
         const Integers rows = __builtin_convertvector(isVisible ? y : zero, Integers);
         // Adding 0 turns the negative zero, whose bits would sort last, into the positive one.
         const Lanes depths = (projection.isPerspective ? w : z) + zero;
-        const std::uint32_t numLanes = std::min(c_numLanes, batch.count - first);
+        const std::uint32_t numLanes = std::min(c_numLanes, positions.count - first);
         for (std::uint32_t lane = 0; lane < numLanes; ++lane)
         {
-            batch.indices[batch.numSeen] = first + lane;
-            batch.samples[batch.numSeen] =
-                static_cast<std::uint32_t>(rows[lane]) * projection.stride +
-                static_cast<std::uint32_t>(columns[lane]);
-            batch.depths[batch.numSeen] = depths[lane];
-            batch.numSeen += isVisible[lane] != 0 ? 1 : 0;
+            seen.indices[seen.count] = first + lane;
+            seen.samples[seen.count] = static_cast<std::uint32_t>(rows[lane]) * projection.stride +
+                                       static_cast<std::uint32_t>(columns[lane]);
+            seen.depths[seen.count] = depths[lane];
+            seen.count += isVisible[lane] != 0 ? 1 : 0;
+        }
+    }
+}
+
+void DrawSurfelsVector128(const SSurfelProjection& projection, const SSurfelPositions& positions,
+                          float* samples)
+{
+    SSeenSurfels seen;
+    for (std::uint32_t first = 0; first < positions.count; first += SSeenSurfels::c_size)
+    {
+        const std::uint32_t count = std::min(SSeenSurfels::c_size, positions.count - first);
+        ProjectSurfelsVector128(
+            projection, {positions.first + first * positions.stride, positions.stride, count},
+            seen);
+        // Drawing one is so little that counting them takes as long.
+#pragma GCC unroll 8
+        for (std::uint32_t index = 0; index < seen.count; ++index)
+        {
+            float& sample = samples[seen.samples[index]];
+            sample = sample < seen.depths[index] ? sample : seen.depths[index];
         }
     }
 }

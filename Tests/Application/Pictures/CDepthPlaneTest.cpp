@@ -43,21 +43,6 @@ TEST(CDepthPlane, Construct_TakesTheDepthsOfABuffer)
     EXPECT_TRUE(std::isnan(SampleAt(plane, 3, 19)));
 }
 
-TEST(CDepthPlane, Draw_NearestWinsInAnyOrder)
-{
-    for (const float first : {1.0F, 0.0F, c_infinity})
-    {
-        for (const float second : {1.0F, 0.0F, c_infinity})
-        {
-            CDepthPlane plane(1, 1, 0);
-            CDepthPlane::Draw(SampleAt(plane, 0, 0), first);
-            EXPECT_EQ(SampleAt(plane, 0, 0), first);
-            CDepthPlane::Draw(SampleAt(plane, 0, 0), second);
-            EXPECT_EQ(SampleAt(plane, 0, 0), std::min(first, second));
-        }
-    }
-}
-
 TEST(CDepthPlane, Join_NearestOfBothWinsInThoseRows)
 {
     CDepthPlane plane(c_width, c_height, c_border);

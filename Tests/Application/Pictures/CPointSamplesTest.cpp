@@ -28,8 +28,8 @@ TEST(CPointSamples, Get_IsTheWordOfTheBuffer)
 TEST(CPointSamples, Get_IsTheBareWordWithTheDepth)
 {
     CDepthPlane plane(4, 3, 2);
-    CDepthPlane::Draw(plane.GetFirst()[2 * plane.GetStride() + 3], 2.0F);
-    CDepthPlane::Draw(plane.GetFirst()[0], std::numeric_limits<float>::infinity());
+    plane.GetFirst()[2 * plane.GetStride() + 3] = 2.0F;
+    plane.GetFirst()[0] = std::numeric_limits<float>::infinity();
     const CPointSamples samples(std::move(plane), CDepthBuffer::Pack(0.0F, 77, {}));
     EXPECT_EQ(samples.Get(3, 2), CDepthBuffer::Pack(2.0F, 77, {}));
     EXPECT_EQ(samples.Get(0, 0),

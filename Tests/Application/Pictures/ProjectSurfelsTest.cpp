@@ -18,8 +18,9 @@ namespace
 {
 
 using Application::GetProjectSurfelsKernels;
-using Application::SProjectSurfelsKernel;
-using Application::SSurfelBatch;
+using Application::SProjectSurfelsKernels;
+using Application::SSeenSurfels;
+using Application::SSurfelPositions;
 using Application::SSurfelProjection;
 
 /// Positions are clip coordinates but for w, which is z + 2; z / w is then within 0 and 1 for z
@@ -48,19 +49,19 @@ struct SSeen
     bool operator==(const SSeen&) const = default;
 };
 
-/// A batch and its positions, so many bytes apart, in a piece of memory that ends behind them.
+/// Positions, so many bytes apart, in a piece of memory that ends behind what may be read.
 struct SPositions
 {
     /// With the four bytes behind it.
     using Place = std::array<float, 4>;
 
     explicit SPositions(std::uint32_t count, std::size_t bytesApart = 3 * sizeof(float))
-        : bytes(bytesApart * (SSurfelBatch::c_size - 1) + sizeof(Place)), step(bytesApart)
-    {
-        batch.count = count;
-        batch.positions = bytes.data();
-        batch.positionStride = step;
-    }
+        : numPlaces((count + SSurfelPositions::c_multiple - 1) / SSurfelPositions::c_multiple *
+                    SSurfelPositions::c_multiple),
+          bytes(numPlaces == 0 ? 0 : bytesApart * (numPlaces - 1) + sizeof(Place)),
+          step(bytesApart),
+          task{bytes.data(), step, count}
+    {}
     SPositions(const SPositions&) = delete;
     SPositions& operator=(const SPositions&) = delete;
 
@@ -75,9 +76,10 @@ struct SPositions
         std::memcpy(&bytes[index * step], place.data(), sizeof place);
     }
 
+    std::size_t numPlaces;
     std::vector<std::byte> bytes;
     std::size_t step;
-    SSurfelBatch batch;
+    SSurfelPositions task;
 };
 
 /// One position after the other, as the interface says it.
@@ -86,7 +88,7 @@ std::vector<SSeen> ProjectPlainly(const SSurfelProjection& projection, const SPo
     std::vector<SSeen> seen;
     const auto width = static_cast<float>(projection.width);
     const auto height = static_cast<float>(projection.height);
-    for (std::uint32_t index = 0; index < positions.batch.count; ++index)
+    for (std::uint32_t index = 0; index < positions.task.count; ++index)
     {
         const SPositions::Place at = positions.Get(index);
         const auto clip = [&](const float(&c)[4]) {
@@ -108,15 +110,18 @@ std::vector<SSeen> ProjectPlainly(const SSurfelProjection& projection, const SPo
     return seen;
 }
 
-std::vector<SSeen> GetSeen(const SSurfelBatch& batch)
+std::vector<SSeen> Project(const SProjectSurfelsKernels& kernels,
+                           const SSurfelProjection& projection, const SPositions& positions)
 {
-    std::vector<SSeen> seen;
-    for (std::uint32_t index = 0; index < batch.numSeen; ++index)
+    SSeenSurfels seen;
+    kernels.project(projection, positions.task, seen);
+    std::vector<SSeen> all;
+    for (std::uint32_t index = 0; index < seen.count; ++index)
     {
-        seen.push_back({batch.indices[index], batch.samples[index],
-                        std::bit_cast<std::uint32_t>(batch.depths[index])});
+        all.push_back({seen.indices[index], seen.samples[index],
+                       std::bit_cast<std::uint32_t>(seen.depths[index])});
     }
-    return seen;
+    return all;
 }
 
 /// Coordinates on, just inside and just outside every border, and such that are no numbers.
@@ -133,7 +138,7 @@ std::unique_ptr<SPositions> MakePositions(std::uint32_t count, std::uint32_t see
                                  : static_cast<float>(random() % 5001) / 1000.0F - 2.5F;
     };
     auto positions = std::make_unique<SPositions>(count, step);
-    for (std::size_t index = 0; index < SSurfelBatch::c_size; ++index)
+    for (std::size_t index = 0; index < positions->numPlaces; ++index)
     {
         positions->Set(index, {coordinate(), coordinate(), coordinate(), coordinate()});
     }
@@ -142,17 +147,17 @@ std::unique_ptr<SPositions> MakePositions(std::uint32_t count, std::uint32_t see
 
 TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
 {
-    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
+    for (const SProjectSurfelsKernels& kernel : GetProjectSurfelsKernels())
     {
         for (const bool isPerspective : {false, true})
         {
             const SSurfelProjection projection = MakeProjection(isPerspective);
-            for (std::uint32_t count = 0; count <= SSurfelBatch::c_size; ++count)
+            for (std::uint32_t count = 0; count <= SSeenSurfels::c_size; ++count)
             {
                 const auto positions = MakePositions(count, count, 4 + count % 17);
                 const std::vector<SSeen> expected = ProjectPlainly(projection, *positions);
-                kernel.project(projection, positions->batch);
-                ASSERT_EQ(GetSeen(positions->batch), expected) << kernel.name << " " << count;
+                ASSERT_EQ(Project(kernel, projection, *positions), expected)
+                    << kernel.name << " " << count;
             }
         }
     }
@@ -160,17 +165,16 @@ TEST(ProjectSurfels, Project_IsThePlainProjectionForEveryCount)
 
 TEST(ProjectSurfels, Project_AllSeenFillTheBatch)
 {
-    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
+    for (const SProjectSurfelsKernels& kernel : GetProjectSurfelsKernels())
     {
-        const auto positions = std::make_unique<SPositions>(SSurfelBatch::c_size);
-        for (std::size_t index = 0; index < SSurfelBatch::c_size; ++index)
+        const auto positions = std::make_unique<SPositions>(SSeenSurfels::c_size);
+        for (std::size_t index = 0; index < SSeenSurfels::c_size; ++index)
         {
             positions->Set(index, {0.0F, 0.0F, 0.5F});
         }
-        SSurfelBatch& batch = positions->batch;
-        kernel.project(MakeProjection(true), batch);
-        EXPECT_EQ(batch.numSeen, SSurfelBatch::c_size) << kernel.name;
-        EXPECT_EQ(batch.indices[SSurfelBatch::c_size - 1], SSurfelBatch::c_size - 1);
+        const std::vector<SSeen> seen = Project(kernel, MakeProjection(true), *positions);
+        ASSERT_EQ(seen.size(), SSeenSurfels::c_size) << kernel.name;
+        EXPECT_EQ(seen.back().index, SSeenSurfels::c_size - 1);
     }
 }
 
@@ -179,21 +183,57 @@ TEST(ProjectSurfels, Project_DepthIsNeverTheNegativeZero)
     SSurfelProjection projection = MakeProjection(false);
     projection.clip[2][3] = -0.0F;
     projection.clip[3][2] = 0.0F;
-    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
+    for (const SProjectSurfelsKernels& kernel : GetProjectSurfelsKernels())
     {
         const auto positions = std::make_unique<SPositions>(1);
         positions->Set(0, {-0.5F, -0.5F, -0.0F});
-        SSurfelBatch& batch = positions->batch;
-        kernel.project(projection, batch);
-        ASSERT_EQ(batch.numSeen, 1U) << kernel.name;
-        EXPECT_EQ(std::bit_cast<std::uint32_t>(batch.depths[0]), 0U) << kernel.name;
+        const std::vector<SSeen> seen = Project(kernel, projection, *positions);
+        ASSERT_EQ(seen.size(), 1U) << kernel.name;
+        EXPECT_EQ(seen.front().depthBits, 0U) << kernel.name;
+    }
+}
+
+TEST(ProjectSurfels, Draw_KeepsTheNearestForEveryCount)
+{
+    constexpr std::uint32_t c_noNumber = ~0U;
+    for (const SProjectSurfelsKernels& kernel : GetProjectSurfelsKernels())
+    {
+        for (const bool isPerspective : {false, true})
+        {
+            const SSurfelProjection projection = MakeProjection(isPerspective);
+            const std::size_t numSamples = std::size_t{projection.stride} * projection.height;
+            for (const std::uint32_t count :
+                 {0U, 1U, 2U, 15U, 16U, 17U, 31U, 32U, 33U, 47U, 48U, 49U, 64U, 65U, 255U, 4000U})
+            {
+                const auto positions = MakePositions(count, count, 4 + count % 17);
+                std::vector<float> samples(numSamples, std::bit_cast<float>(c_noNumber));
+                // Something that has been drawn before.
+                samples[projection.stride + 1] = 0.0F;
+                samples[projection.stride + 2] = std::numeric_limits<float>::infinity();
+                std::vector<std::uint32_t> expected;
+                for (const float sample : samples)
+                {
+                    expected.push_back(std::bit_cast<std::uint32_t>(sample));
+                }
+                for (const SSeen& seen : ProjectPlainly(projection, *positions))
+                {
+                    expected[seen.sample] = std::min(expected[seen.sample], seen.depthBits);
+                }
+                kernel.draw(projection, positions->task, samples.data());
+                for (std::size_t sample = 0; sample < numSamples; ++sample)
+                {
+                    ASSERT_EQ(std::bit_cast<std::uint32_t>(samples[sample]), expected[sample])
+                        << kernel.name << ' ' << count << ' ' << sample;
+                }
+            }
+        }
     }
 }
 
 TEST(ProjectSurfels, GetKernels_AreThoseThatTheProcessorRunsTheReferenceLast)
 {
     std::vector<std::string_view> names;
-    for (const SProjectSurfelsKernel& kernel : GetProjectSurfelsKernels())
+    for (const SProjectSurfelsKernels& kernel : GetProjectSurfelsKernels())
     {
         names.push_back(kernel.name);
     }

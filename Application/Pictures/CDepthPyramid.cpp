@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "Application/Pictures/CDepthBuffer.h"
 #include "Application/Pictures/RowBands.h"
 
 namespace Application
@@ -15,15 +16,13 @@ namespace
 constexpr std::uint32_t c_reach = 9;
 static_assert(c_reach == SSampleRows::c_planeReach * SSampleRows::c_maxCellRadius);
 
-constexpr std::uint64_t c_empty = ~std::uint64_t{0};
-
 /// The cell made of four, from \p upper and \p lower on, which are two to the power of \p shift
 /// samples wide.
 std::uint64_t Join(const std::uint64_t (&upper)[2], const std::uint64_t (&lower)[2],
                    std::uint32_t shift)
 {
     const std::uint64_t toRight = std::uint64_t{1} << shift;
-    const std::uint64_t down = toRight << 16U;
+    const std::uint64_t down = toRight << SCoarseGrid::c_placeBits;
     // All bits of an empty one's depth are set and stay so.
     return std::min(std::min(upper[0], upper[1] | toRight),
                     std::min(lower[0] | down, lower[1] | down | toRight));
@@ -43,15 +42,15 @@ CDepthPyramid::CLevel::CLevel(std::uint32_t width, std::uint32_t height, const F
         std::uint64_t* const cells = &m_cells[rowOfAll * m_stride];
         if (rowOfAll < c_reach || rowOfAll >= height + c_reach)
         {
-            std::fill_n(cells, m_stride, c_empty);
+            std::fill_n(cells, m_stride, CDepthBuffer::c_empty);
             return;
         }
-        std::fill_n(cells, c_reach, c_empty);
+        std::fill_n(cells, c_reach, CDepthBuffer::c_empty);
         for (std::uint32_t column = 0; column < width; ++column)
         {
             cells[c_reach + column] = findCell(column, rowOfAll - c_reach);
         }
-        std::fill_n(cells + c_reach + width, c_reach, c_empty);
+        std::fill_n(cells + c_reach + width, c_reach, CDepthBuffer::c_empty);
     });
 }
 

@@ -21,7 +21,8 @@ public:
     /// parallel.
     CDepthPyramid(const SSampleDepths& samples, std::uint32_t numGrids);
 
-    /// As many as it takes for a radius, in samples, to be SSampleRows::c_maxCellRadius at most.
+    /// As many as it takes until a radius, finite and in samples, is SSampleRows::c_maxCellRadius
+    /// cells at most.
     [[nodiscard]] static std::uint32_t CountGrids(float radius);
 
     /// For the kernels; while this lives.

@@ -34,8 +34,7 @@ public:
     /// \p indices: as many as the picture is wide, all less than the number of colours.
     void SetRow(std::uint32_t row, std::span<const std::uint8_t> indices);
 
-    /// The content of a PNG file, as EncodePng() writes it.
-    /// @throw std::runtime_error when the encoder fails, for instance for want of memory.
+    /// The content of a PNG file; EncodePng() says what it throws.
     [[nodiscard]] std::vector<std::byte> ToPng() const;
 
 private:

@@ -44,8 +44,7 @@ public:
     /// \p pixels: as many as the picture is wide.
     void SetRow(std::uint32_t row, std::span<const SColor> pixels);
 
-    /// The content of a PNG file, as EncodePng() writes it.
-    /// @throw std::runtime_error when the encoder fails, for instance for want of memory.
+    /// The content of a PNG file; EncodePng() says what it throws.
     [[nodiscard]] std::vector<std::byte> ToPng() const;
 
     friend bool operator==(const CPicture&, const CPicture&) = default;

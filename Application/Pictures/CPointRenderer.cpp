@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "Application/Files/CInputError.h"
 #include "Application/Pictures/CDepthBuffer.h"
+#include "Application/Pictures/CIndexedPicture.h"
 #include "Application/Pictures/CPictureProjection.h"
 #include "Application/Pictures/CPointSplatter.h"
 #include "Application/Pictures/CScanPainter.h"
@@ -182,10 +184,12 @@ std::vector<std::byte> CPointRenderer::RenderPng(std::vector<SScan> scans,
         scans.clear();
         afterReading();
     };
-    return draw(scans, [&](const CSurfaceShader& shader) {
-        return shader.IsIndexed() ? shader.ShadeIndexed(whileShading).ToPng()
-                                  : shader.Shade(whileShading).ToPng();
+    using Picture = std::variant<CPicture, CIndexedPicture>;
+    const Picture drawn = draw(scans, [&](const CSurfaceShader& shader) {
+        return shader.IsIndexed() ? Picture(shader.ShadeIndexed(whileShading))
+                                  : Picture(shader.Shade(whileShading));
     });
+    return std::visit([](const auto& picture) { return picture.ToPng(); }, drawn);
 }
 
 template <typename Shade>

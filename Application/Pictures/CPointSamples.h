@@ -18,10 +18,8 @@ namespace Application
 class CPointSamples
 {
 public:
-    /// \p border: of the plane of depths. \p haveNormals: see HaveNormals().
-    CPointSamples(CDepthBuffer words, std::uint32_t border, bool haveNormals)
-        : m_depths(words, border), m_words(std::move(words)), m_haveNormals(haveNormals)
-    {}
+    /// \p border: of the plane of depths.
+    CPointSamples(CDepthBuffer words, std::uint32_t border);
     CPointSamples(CDepthPlane depths, std::uint64_t bareWord)
         : m_depths(std::move(depths)), m_bareWord(bareWord)
     {}
@@ -36,7 +34,7 @@ public:
     /// The one, its depth 0.
     [[nodiscard]] std::uint64_t GetBareWord() const { return m_bareWord; }
 
-    /// Whether all samples come from scans with normals, so that hardly any lacks one.
+    /// Whether there are samples and hardly any lacks a normal, from a part of the picture's rows.
     [[nodiscard]] bool HaveNormals() const { return m_haveNormals; }
 
     /// A sample's word with its depth; CDepthBuffer::c_empty where nothing is seen.

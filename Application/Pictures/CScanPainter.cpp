@@ -150,10 +150,7 @@ CScanPainter::SPainting CScanPainter::PaintAll(const std::vector<CScanPainter>& 
     {
         spare = std::move(buffers.back());
     }
-    const bool haveNormals =
-        std::all_of(painters.begin(), painters.end(),
-                    [](const CScanPainter& painter) { return painter.m_normals != nullptr; });
-    return {CPointSamples(std::move(buffers.front()), border, haveNormals), std::move(spare)};
+    return {CPointSamples(std::move(buffers.front()), border), std::move(spare)};
 }
 
 template <typename MakeBuffer>
@@ -232,10 +229,14 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthPlane& pl
 {
     SSurfelProjection projection = m_projection;
     projection.stride = static_cast<std::uint32_t>(plane.GetStride());
-    const std::uint64_t numInPlace = countInPlace(begin, end);
-    m_kernels.draw(projection, positionsOf(begin, numInPlace), plane.GetFirst());
+    const std::uint64_t endInPlace = begin + countInPlace(begin, end);
+    for (std::uint64_t first = begin; first < endInPlace; first += c_chunkSurfels)
+    {
+        const std::uint64_t count = std::min(c_chunkSurfels, endInPlace - first);
+        m_kernels.draw(projection, positionsOf(first, count), plane.GetFirst());
+    }
     CCopiedPositions copies;
-    for (std::uint64_t first = begin + numInPlace; first < end; first += SSeenSurfels::c_size)
+    for (std::uint64_t first = endInPlace; first < end; first += SSeenSurfels::c_size)
     {
         const std::uint64_t count = std::min<std::uint64_t>(SSeenSurfels::c_size, end - first);
         m_kernels.draw(projection, copies.Copy(positionsOf(first, count)), plane.GetFirst());

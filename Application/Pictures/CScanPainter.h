@@ -85,6 +85,7 @@ private:
     /// How many of the surfels \p begin to \p end - 1, from the first on, the kernels can read
     /// where they are.
     [[nodiscard]] std::uint64_t countInPlace(std::uint64_t begin, std::uint64_t end) const;
+    /// \p count: less than 2^32.
     [[nodiscard]] SSurfelPositions positionsOf(std::uint64_t first, std::uint64_t count) const;
     /// Surfels of a run that are seen, and where.
     struct SSeen

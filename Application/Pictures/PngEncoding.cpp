@@ -312,7 +312,9 @@ std::vector<std::byte> EncodePng(const CPicture& picture)
 
 std::vector<std::byte> EncodePng(const CIndexedPicture& picture)
 {
-    Check(!picture.GetIndices().empty());
+    const std::size_t numColors = picture.GetPalette().size();
+    Check(!picture.GetIndices().empty() && numColors != 0 &&
+          numColors <= CIndexedPicture::c_maxColors);
     const auto bands = SplitRows(picture.GetIndices(), picture.GetWidth());
     std::vector<SPackedBand> packed(bands.size());
     Base::ParallelFor(static_cast<std::uint32_t>(bands.size()), [&](std::uint32_t band) {

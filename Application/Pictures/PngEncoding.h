@@ -15,9 +15,12 @@ namespace Application
 /// bytes with the same zlib, for any number of threads.
 ///
 /// @throw std::runtime_error when a picture cannot have that size, or the encoder fails.
+/// @throw std::bad_alloc for want of memory, of which the encoder may also fail.
 [[nodiscard]] std::vector<std::byte> EncodePng(const CPicture& picture);
 
-/// The same pixels, written with the picture's own palette.
+/// The content of a PNG file with \p picture and its own palette.
+///
+/// As above; also fails when the palette is empty or has more than CIndexedPicture::c_maxColors.
 [[nodiscard]] std::vector<std::byte> EncodePng(const CIndexedPicture& picture);
 
 }  // namespace Application

@@ -59,8 +59,8 @@ using ProjectSurfelsKernel = void (*)(const SSurfelProjection& projection,
                                       const SSurfelPositions& positions, SSeenSurfels& seen);
 
 /// Keeps the smaller of each of \p samples and the depths of the surfels that are seen in it. What
-/// is no number counts as larger than all. The sample behind the first row has all bits set, before
-/// and afterwards.
+/// is no number counts as larger than all. The first SSeenSurfels::c_margin samples behind the
+/// first row have all bits set, before and afterwards.
 using DrawSurfelsKernel = void (*)(const SSurfelProjection& projection,
                                    const SSurfelPositions& positions, float* samples);
 

@@ -236,7 +236,10 @@ void DrawSurfelsAvx512(const SSurfelProjection& projection, const SSurfelPositio
     };
     SGroup groups[c_numGroups];
     const CProjection find(projection);
-    const __m512i noSample = _mm512_set1_epi32(static_cast<int>(projection.width));
+    // A sample for each lane, since drawing into one has to wait until it has been drawn before.
+    const __m512i noSample =
+        _mm512_add_epi32(_mm512_set1_epi32(static_cast<int>(projection.width)),
+                         _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
     const __m512i noDepth = _mm512_set1_epi32(-1);
     const auto keep = [&](std::uint32_t group, __m512i places, __m512i depths) {
         _mm512_store_si512(groups[group % c_numGroups].samples, places);

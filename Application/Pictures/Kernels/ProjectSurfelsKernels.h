@@ -8,7 +8,7 @@
 namespace Application
 {
 
-/// The projection for one instruction set. All give the same bits.
+/// Projection and drawing for one instruction set. All give the same bits.
 struct SProjectSurfelsKernels
 {
     std::string_view name;

@@ -54,9 +54,12 @@ struct SSampleOffsets
 /// A grid of square cells of samples, two to the power of shift on a side.
 struct SCoarseGrid
 {
+    /// The row and the column of a cell's sample in the cell take so many bits each.
+    static constexpr std::uint32_t c_placeBits = 16;
+
     /// Of the first cell of the first row: the bits of the depth of its nearest sample, above the
-    /// sample's row and column in the cell, 16 bits each. Where there is no sample all bits of the
-    /// depth are set.
+    /// sample's row and, lowest, its column. Where there is no sample all bits of the depth are
+    /// set.
     const std::uint64_t* first = nullptr;
     /// From row to row.
     std::ptrdiff_t stride = 0;
@@ -75,9 +78,9 @@ struct SDotsTask
     SSampleOffsets offsets;
     /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
     SSampleOffsets ring;
-    /// Coarser and coarser ones, the first of cells of two by two samples, for planes through
-    /// samples that are far apart: up to the one in which the largest radius is
-    /// SSampleRows::c_maxCellRadius cells at most.
+    /// For planes through samples that are far apart, coarser and coarser ones, the first of cells
+    /// of two by two samples; perhaps none. Up to the one in which the largest radius is
+    /// SSampleRows::c_maxCellRadius cells, more are of no use.
     const SCoarseGrid* coarser = nullptr;
     std::uint32_t numCoarser = 0;
     /// Of a sample without neighbours.
@@ -139,7 +142,7 @@ struct SShadingTask
     const float* normals[3] = {};
     std::uint32_t samplesPerSide = 1;
     /// The number of the darkest tone, and what stands for a tone where there is no sample, from
-    /// column to column over and over; all less than 256.
+    /// column to column over and over. All numbers of tones must be less than 256.
     std::uint8_t firstTone = 0;
     std::uint8_t background[4] = {SSampleRows::c_noTone, SSampleRows::c_noTone,
                                   SSampleRows::c_noTone, SSampleRows::c_noTone};

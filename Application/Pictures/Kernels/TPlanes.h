@@ -105,6 +105,7 @@ public:
         const float cellSize = static_cast<float>(1U << grid.shift);
         const std::uint64_t* const first =
             grid.first + grid.stride * static_cast<std::ptrdiff_t>(m_rowIndex >> grid.shift);
+        constexpr std::int32_t c_column = (1 << SCoarseGrid::c_placeBits) - 1;
         std::int32_t cells[c_width];
         Integers columnsInCell;
         for (std::uint32_t lane = 0; lane < c_width; ++lane)
@@ -118,10 +119,12 @@ public:
                 Floats others;
                 Integers places;
                 Vector::GatherWords(first + grid.offsets.steps[each], cells, others, places);
-                const Floats x = cellSize * grid.offsets.x[each] +
-                                 __builtin_convertvector((places & 0xFFFF) - columnsInCell, Floats);
+                const Floats x =
+                    cellSize * grid.offsets.x[each] +
+                    __builtin_convertvector((places & c_column) - columnsInCell, Floats);
                 const Floats y = cellSize * grid.offsets.y[each] +
-                                 __builtin_convertvector((places >> 16) - rowInCell, Floats);
+                                 __builtin_convertvector(
+                                     (places >> SCoarseGrid::c_placeBits) - rowInCell, Floats);
                 const Floats steps = (others - depths) * perTolerance;
                 const Integers isTaken = (steps * steps <= x * x + y * y) & isWanted;
                 fits.Add(isTaken, x, y, valuesOf(others, depths));

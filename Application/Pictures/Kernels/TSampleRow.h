@@ -30,7 +30,7 @@ template <typename Floats, typename Integers>
 void GatherWordsOneByOne(const std::uint64_t* first, const std::int32_t* places, Floats& highs,
                          Integers& lows)
 {
-    std::uint32_t upper[sizeof highs / sizeof(float)];
+    std::uint32_t upper[sizeof highs / sizeof(float)] = {};
     for (std::size_t lane = 0; lane < sizeof upper / sizeof upper[0]; ++lane)
     {
         const std::uint64_t word = first[places[lane]];

@@ -217,14 +217,18 @@ TEST(CPointRenderer, Render_PositionsThatAreNotFiniteAreNotDrawn)
 TEST(CPointRenderer, Render_NormalsThatAreNoDirectionsCountAsNone)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    const Points points = StrewPlane(2000, 4, 0);
-    CPointRenderer::SScan without = MakeScan(points);
-    const CPicture expected = CPointRenderer(MakeView(8)).Render({without});
-    for (const LqVector3f& normal : {LqVector3f{0, 0, 0}, {nan, 0, 0}})
+    // Dense ones and sparse ones.
+    for (const std::uint32_t size : {8U, 300U})
     {
-        CPointRenderer::SScan scan = MakeScan(points);
-        scan.collection = MakeCollection(points, Points(points.size(), normal));
-        EXPECT_EQ(CPointRenderer(MakeView(8)).Render({scan}), expected);
+        const Points points = StrewPlane(2000, 0.5F * static_cast<float>(size), 0, 0.4F);
+        const CPointRenderer renderer(MakeView(size));
+        const CPicture expected = renderer.Render({MakeScan(points)});
+        for (const LqVector3f& normal : {LqVector3f{0, 0, 0}, {nan, 0, 0}})
+        {
+            CPointRenderer::SScan scan = MakeScan(points);
+            scan.collection = MakeCollection(points, Points(points.size(), normal));
+            EXPECT_EQ(renderer.Render({scan}), expected) << size;
+        }
     }
 }
 
@@ -511,8 +515,18 @@ TEST(CPointRenderer, RenderPng_HasThePixelsOfThePicture)
             const auto png = renderer.RenderPng(scans, [] {});
             EXPECT_TRUE(decode(png) == decode(renderer.Render(scans).ToPng()))
                 << size << ' ' << scans.size();
-            const tbb::global_control control(tbb::global_control::max_allowed_parallelism, 1);
-            EXPECT_EQ(renderer.RenderPng(scans, [] {}), png);
+            // What the background and one colour have: a palette that nobody had to look for.
+            constexpr std::size_t c_paletteLength = 36;
+            const bool hasOneLook = scans.size() == 1 && scans.front().flags.empty();
+            EXPECT_EQ(png.at(c_paletteLength) == std::byte{152 * 3 % 256},
+                      size == 2100 && hasOneLook)
+                << size << ' ' << scans.size();
+            for (const std::size_t numThreads : {1U, 2U, 7U})
+            {
+                const tbb::global_control control(tbb::global_control::max_allowed_parallelism,
+                                                  numThreads);
+                EXPECT_EQ(renderer.RenderPng(scans, [] {}), png);
+            }
         }
     }
 }

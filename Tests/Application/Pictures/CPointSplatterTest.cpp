@@ -39,7 +39,7 @@ CPointSamples ToSamples(const CDepthBuffer& buffer)
     CDepthBuffer copy(buffer.GetWidth(), buffer.GetHeight());
     std::copy_n(buffer.GetWords(), std::size_t{buffer.GetWidth()} * buffer.GetHeight(),
                 copy.GetWords());
-    return {std::move(copy), CPointSplatter::FindReach(1), false};
+    return {std::move(copy), CPointSplatter::FindReach(1)};
 }
 
 /// So many percent of the samples, at depths of two surfaces or in between.

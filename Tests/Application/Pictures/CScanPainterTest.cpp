@@ -155,6 +155,11 @@ std::vector<std::uint64_t> ReadAll(const CDepthBuffer& buffer)
     return words;
 }
 
+CDepthPlane MakePlane(const CPictureProjection& projection)
+{
+    return CDepthPlane(projection.GetWidth(), projection.GetHeight(), 5);
+}
+
 std::vector<std::uint64_t> ReadAll(const CPointSamples& samples,
                                    const CPictureProjection& projection)
 {
@@ -167,6 +172,14 @@ std::vector<std::uint64_t> ReadAll(const CPointSamples& samples,
         }
     }
     return words;
+}
+
+/// With the words of that colour.
+std::vector<std::uint64_t> ReadAll(CDepthPlane plane, const CPictureProjection& projection,
+                                   std::uint32_t colorIndex)
+{
+    return ReadAll(CPointSamples(std::move(plane), CDepthBuffer::Pack(0.0F, colorIndex, {})),
+                   projection);
 }
 
 TEST(CScanPainter, Paint_GivesThePicturesOfThePlainLoopToTheBit)
@@ -185,10 +198,10 @@ TEST(CScanPainter, Paint_GivesThePicturesOfThePlainLoopToTheBit)
                 CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
                 painter.Paint(0, count, buffer);
                 ASSERT_EQ(ReadAll(buffer), expected) << count << ' ' << stride;
-                CDepthPlane plane(projection.GetWidth(), projection.GetHeight(), 5);
+                CDepthPlane plane = MakePlane(projection);
                 painter.Paint(0, count, plane);
-                const CPointSamples samples(std::move(plane), CDepthBuffer::Pack(0.0F, 7, {}));
-                ASSERT_EQ(ReadAll(samples, projection), expected) << count << ' ' << stride;
+                ASSERT_EQ(ReadAll(std::move(plane), projection, 7), expected)
+                    << count << ' ' << stride;
             }
         }
         EXPECT_NE(PaintPlainly(projection, StrewPoints(20000), {}, 7, false),
@@ -262,12 +275,16 @@ TEST(CScanPainter, Paint_RangesGiveThePictureOfTheWhole)
     const auto collection = MakeCollection(points, 12);
     const CScanPainter painter(projection, *collection, c_matIdentityD, {}, 0, false);
     CDepthBuffer buffer(projection.GetWidth(), projection.GetHeight());
+    CDepthPlane plane = MakePlane(projection);
     for (const auto& [begin, end] :
          std::vector<std::pair<std::uint64_t, std::uint64_t>>{{1001, 3000}, {0, 7}, {7, 1001}})
     {
         painter.Paint(begin, end, buffer);
+        painter.Paint(begin, end, plane);
     }
-    EXPECT_EQ(ReadAll(buffer), PaintPlainly(projection, points, {}, 0, false));
+    const std::vector<std::uint64_t> expected = PaintPlainly(projection, points, {}, 0, false);
+    EXPECT_EQ(ReadAll(buffer), expected);
+    EXPECT_EQ(ReadAll(std::move(plane), projection, 0), expected);
 }
 
 TEST(CScanPainter, Paint_PositionsAtOnePlaceAreOneSample)
@@ -312,6 +329,11 @@ TEST(CScanPainter, Paint_ReadsNothingBehindTheLastPosition)
                 painter.Paint(0, split, buffer);
                 painter.Paint(split, count, buffer);
                 ASSERT_EQ(ReadAll(buffer), expected) << count << ' ' << stride << ' ' << split;
+                CDepthPlane plane = MakePlane(projection);
+                painter.Paint(0, split, plane);
+                painter.Paint(split, count, plane);
+                ASSERT_EQ(ReadAll(std::move(plane), projection, 7), expected)
+                    << count << ' ' << stride << ' ' << split;
             }
         }
     }
@@ -376,7 +398,6 @@ TEST(CScanPainter, PaintAll_SurfelsThatAllLookTheSameNeedNoWords)
     // Flags and another colour make a difference, though not here.
     EXPECT_NE(paint(flags, 9).samples.FindWords(0), nullptr);
     EXPECT_NE(paint({}, 10).samples.FindWords(0), nullptr);
-    EXPECT_FALSE(paint(flags, 9).samples.HaveNormals());
     EXPECT_EQ(ReadAll(paint({}, 10).samples, projection), expected);
 }
 
@@ -392,16 +413,10 @@ TEST(CScanPainter, PaintAll_SurfelsWithNormalsNeedWords)
                           0, false);
     const CScanPainter::SPainting painting = CScanPainter::PaintAll(painters, projection, 0);
     EXPECT_NE(painting.samples.FindWords(0), nullptr);
-    EXPECT_TRUE(painting.samples.HaveNormals());
     const std::vector<std::uint64_t> words = ReadAll(painting.samples, projection);
     EXPECT_EQ(std::count_if(words.begin(), words.end(),
                             [](std::uint64_t word) { return CDepthBuffer::HasNormal(word); }),
               1);
-
-    const DataLayer::CSurfelCollectionView bare(places, 1, places->data(), 12);
-    painters.emplace_back(projection, bare, c_matIdentityD, std::span<const CSurfelBitMask>(), 0,
-                          false);
-    EXPECT_FALSE(CScanPainter::PaintAll(painters, projection, 0).samples.HaveNormals());
 }
 
 TEST(CScanPainter, PaintAll_NothingIsEmpty)

@@ -173,8 +173,21 @@ TEST(EncodePng, IndexedPictureIsTheSameOnAnyNumberOfThreads)
 {
     const CIndexedPicture picture = MakeIndexedPicture(700, 900, 100);
     const auto expected = EncodePng(picture);
-    const tbb::global_control control(tbb::global_control::max_allowed_parallelism, 1);
-    EXPECT_EQ(EncodePng(picture), expected);
+    for (const std::size_t numThreads : {1U, 2U, 7U})
+    {
+        const tbb::global_control control(tbb::global_control::max_allowed_parallelism, numThreads);
+        EXPECT_EQ(EncodePng(picture), expected);
+    }
+}
+
+TEST(EncodePng, PaletteThatNoFileHasThrows)
+{
+    for (const std::size_t numColors : {0U, 257U})
+    {
+        EXPECT_THROW(
+            static_cast<void>(EncodePng(CIndexedPicture(4, 3, std::vector<SColor>(numColors)))),
+            std::runtime_error);
+    }
 }
 
 struct SChunk

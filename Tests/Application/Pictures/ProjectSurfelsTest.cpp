@@ -193,38 +193,38 @@ TEST(ProjectSurfels, Project_DepthIsNeverTheNegativeZero)
     }
 }
 
-TEST(ProjectSurfels, Draw_KeepsTheNearestForEveryCount)
+TEST(ProjectSurfels, Draw_KeepsTheNearestAroundWholeGroups)
 {
-    constexpr std::uint32_t c_noNumber = ~0U;
+    const auto check = [](const SProjectSurfelsKernels& kernel, bool isPerspective,
+                          std::uint32_t count, std::size_t bytesApart) {
+        const SSurfelProjection projection = MakeProjection(isPerspective);
+        const auto positions = MakePositions(count, count, bytesApart);
+        std::vector<std::uint32_t> expected(std::size_t{projection.stride} * projection.height,
+                                            ~0U);
+        // Something that has been drawn before.
+        expected[projection.stride + 1] = 0;
+        expected[projection.stride + 2] =
+            std::bit_cast<std::uint32_t>(std::numeric_limits<float>::infinity());
+        std::vector<float> samples(expected.size());
+        std::memcpy(samples.data(), expected.data(), expected.size() * sizeof expected[0]);
+        for (const SSeen& seen : ProjectPlainly(projection, *positions))
+        {
+            expected[seen.sample] = std::min(expected[seen.sample], seen.depthBits);
+        }
+        kernel.draw(projection, positions->task, samples.data());
+        EXPECT_EQ(std::memcmp(samples.data(), expected.data(), samples.size() * sizeof samples[0]),
+                  0)
+            << kernel.name << ' ' << count << ' ' << bytesApart;
+    };
     for (const SProjectSurfelsKernels& kernel : GetProjectSurfelsKernels())
     {
-        for (const bool isPerspective : {false, true})
+        for (const std::uint32_t count :
+             {0U, 1U, 2U, 15U, 16U, 17U, 31U, 32U, 33U, 47U, 48U, 49U, 64U, 65U, 255U, 4000U})
         {
-            const SSurfelProjection projection = MakeProjection(isPerspective);
-            const std::size_t numSamples = std::size_t{projection.stride} * projection.height;
-            for (const std::uint32_t count :
-                 {0U, 1U, 2U, 15U, 16U, 17U, 31U, 32U, 33U, 47U, 48U, 49U, 64U, 65U, 255U, 4000U})
+            for (const std::size_t bytesApart : {4U, 12U, 13U, 16U})
             {
-                const auto positions = MakePositions(count, count, 4 + count % 17);
-                std::vector<float> samples(numSamples, std::bit_cast<float>(c_noNumber));
-                // Something that has been drawn before.
-                samples[projection.stride + 1] = 0.0F;
-                samples[projection.stride + 2] = std::numeric_limits<float>::infinity();
-                std::vector<std::uint32_t> expected;
-                for (const float sample : samples)
-                {
-                    expected.push_back(std::bit_cast<std::uint32_t>(sample));
-                }
-                for (const SSeen& seen : ProjectPlainly(projection, *positions))
-                {
-                    expected[seen.sample] = std::min(expected[seen.sample], seen.depthBits);
-                }
-                kernel.draw(projection, positions->task, samples.data());
-                for (std::size_t sample = 0; sample < numSamples; ++sample)
-                {
-                    ASSERT_EQ(std::bit_cast<std::uint32_t>(samples[sample]), expected[sample])
-                        << kernel.name << ' ' << count << ' ' << sample;
-                }
+                check(kernel, false, count, bytesApart);
+                check(kernel, true, count, bytesApart);
             }
         }
     }

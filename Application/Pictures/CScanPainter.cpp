@@ -227,6 +227,8 @@ void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthBuffer& b
 
 void CScanPainter::Paint(std::uint64_t begin, std::uint64_t end, CDepthPlane& plane) const
 {
+    // Drawing uses what a plane has behind its rows.
+    static_assert(SSampleRows::c_margin >= SSeenSurfels::c_margin);
     SSurfelProjection projection = m_projection;
     projection.stride = static_cast<std::uint32_t>(plane.GetStride());
     const std::uint64_t endInPlace = begin + countInPlace(begin, end);

@@ -28,8 +28,8 @@ using Vector = CCamera::Vector;
 /// Scans of fewer points are looked at whole, so that no point that reaches far is overlooked.
 constexpr std::uint64_t c_leastSampled = 400000;
 /// Enough points to place quantiles well, few enough to be read in no time.
-constexpr std::uint64_t c_numSamples = 50000;
-constexpr std::uint64_t c_samplesPerBlock = 8192;
+constexpr std::uint64_t c_numSamples = 20000;
+constexpr std::uint64_t c_samplesPerBlock = 2048;
 /// Those of a large scan lie on pages of their own, each of which is waited for unless asked for
 /// in time.
 constexpr std::uint64_t c_samplesAhead = 16;
@@ -153,22 +153,33 @@ std::array<SRange, numRanges> FindRanges(std::size_t count, const Extend& extend
     return whole;
 }
 
-/// Appends every \p step th point of \p scan, but those that are not finite.
+/// Which point a sample is: one of each \p step points, and not always the same of them. In scans
+/// of rows that are as long, they would all be at one place of their rows.
+std::uint64_t FindPoint(std::uint64_t sample, std::uint64_t step, std::uint64_t count)
+{
+    // The golden ratio's fraction, in units of 2^-32: its multiples' fractions are spread evenly.
+    constexpr std::uint64_t c_goldenFraction = 0x9E3779B9;
+    const auto part = static_cast<std::uint32_t>(sample * c_goldenFraction);
+    return std::min(sample * step + ((part * step) >> 32U), count - 1);
+}
+
+/// Appends one of each \p step points of \p scan, but those that are not finite.
 void TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
                  std::uint64_t step, SSamples& samples)
 {
     const auto& positions = scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    const std::uint64_t numSamples = (scan.collection->GetCount() - 1) / step + 1;
-    const std::byte* const bytes = positions.GetFirstElement();
-    const std::size_t bytesPerStep = positions.GetStrideInBytes() * step;
+    const std::uint64_t count = scan.collection->GetCount();
+    const std::uint64_t numSamples = (count - 1) / step + 1;
     const std::size_t first = samples.count;
     std::vector<std::size_t> numFinite(CountBlocks(numSamples));
     ForEachBlock(numSamples, [&](std::uint32_t block, std::uint64_t begin, std::uint64_t end) {
         std::size_t target = first + begin;
         for (std::uint64_t sample = begin; sample < end; ++sample)
         {
-            __builtin_prefetch(bytes + std::min(sample + c_samplesAhead, end - 1) * bytesPerStep);
-            const LqVector3f position = positions.At(sample * step);
+            __builtin_prefetch(positions.GetFirstElement() +
+                               FindPoint(sample + c_samplesAhead, step, count) *
+                                   positions.GetStrideInBytes());
+            const LqVector3f position = positions.At(FindPoint(sample, step, count));
             const auto point =
                 TransformHomogeneous<double>(scan.trafo, position.x, position.y, position.z);
             if (std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z))

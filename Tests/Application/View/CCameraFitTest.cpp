@@ -146,6 +146,29 @@ TEST(CCameraFit, Compute_NoPointOfAScanBelowTheSampledSizeIsOverlooked)
     ExpectFramed(Measure(fit.Compute(MakeScans(points)).MakeView(), points));
 }
 
+TEST(CCameraFit, Compute_SamplesAreFromAllPlacesOfAScansRows)
+{
+    CCameraFit fit;
+    fit.direction = CCameraFit::FindDirection("front").value();
+    fit.width = fit.height = 500;
+    // One of 25 points is looked at.
+    constexpr std::size_t c_numPoints = 500000;
+    for (const std::size_t rowLength : {5U, 25U, 50U, 500U})
+    {
+        const auto place = [](std::size_t index, std::size_t count) {
+            return 2.0F * static_cast<float>(index) / static_cast<float>(count - 1) - 1.0F;
+        };
+        std::vector<LqVector3f> points;
+        for (std::size_t index = 0; index < c_numPoints; ++index)
+        {
+            points.push_back({place(index % rowLength, rowLength), 0.0F,
+                              place(index / rowLength, c_numPoints / rowLength)});
+        }
+        SCOPED_TRACE(rowLength);
+        ExpectFramed(Measure(fit.Compute(MakeScans(points)).MakeView(), points));
+    }
+}
+
 TEST(CCameraFit, Compute_FarPlaneReachesStrayPoints)
 {
     const CCameraFit fit{.direction = CCameraFit::FindDirection("front").value()};

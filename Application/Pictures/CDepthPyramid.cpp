@@ -36,7 +36,7 @@ CDepthPyramid::CLevel::CLevel(std::uint32_t width, std::uint32_t height, const F
       m_height(height),
       m_stride(std::size_t{width} + 2 * c_reach),
       m_cells(MakeLargeArray<std::uint64_t>((height + 2 * std::size_t{c_reach}) * m_stride)),
-      m_offsets(0.0F, static_cast<float>(c_reach), CSampleOffsets::EOpposites::Both, m_stride)
+      m_offsets(0.0F, static_cast<float>(c_reach), CSampleOffsets::EKept::All, m_stride)
 {
     ForEachRow(height + 2 * c_reach, [&](std::uint32_t rowOfAll) {
         std::uint64_t* const cells = &m_cells[rowOfAll * m_stride];

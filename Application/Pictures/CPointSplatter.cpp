@@ -96,10 +96,12 @@ std::size_t FindStride(const CPictureProjection& projection, std::uint32_t sampl
 CPointSplatter::CPointSplatter(const CPictureProjection& projection, std::uint32_t samplesPerSide)
     : m_projection(projection),
       m_singleRadius(c_singleRadius * static_cast<float>(samplesPerSide)),
-      m_offsets(0.0F, static_cast<float>(FindReach(samplesPerSide)),
-                CSampleOffsets::EOpposites::Both, FindStride(projection, samplesPerSide)),
-      m_ring(c_ringInside, c_ringOutside, CSampleOffsets::EOpposites::OnlyOne,
-             FindStride(projection, samplesPerSide))
+      m_offsets(0.0F, static_cast<float>(FindReach(samplesPerSide)), CSampleOffsets::EKept::All,
+                FindStride(projection, samplesPerSide)),
+      m_ring(c_ringInside, c_ringOutside, CSampleOffsets::EKept::OneOfOpposites,
+             FindStride(projection, samplesPerSide)),
+      m_rim(0.0F, SSampleRows::c_planeReach * SSampleRows::c_maxDenseRadius,
+            CSampleOffsets::EKept::HalfOfFarOnes, FindStride(projection, samplesPerSide))
 {}
 
 std::uint32_t CPointSplatter::FindReach(std::uint32_t samplesPerSide)
@@ -188,6 +190,7 @@ SDotsTask CPointSplatter::makeTask(const CDepthPlane& plane) const
                    m_projection.GetSampleSize(1.0F)};
     task.offsets = m_offsets.Get();
     task.ring = m_ring.Get();
+    task.rim = m_rim.Get();
     task.singleRadius = m_singleRadius;
     return task;
 }

@@ -7,8 +7,26 @@
 namespace Application
 {
 
-CSampleOffsets::CSampleOffsets(float nearest, float farthest, EOpposites opposites,
-                               std::size_t stride)
+namespace
+{
+
+bool IsKept(CSampleOffsets::EKept kept, std::int32_t x, std::int32_t y)
+{
+    switch (kept)
+    {
+        case CSampleOffsets::EKept::OneOfOpposites:
+            return y > 0 || (y == 0 && x > 0);
+        case CSampleOffsets::EKept::HalfOfFarOnes:
+            // As the fields of one colour on a chessboard.
+            return x * x + y * y < 9 || (x + y) % 2 == 0;
+        default:
+            return true;
+    }
+}
+
+}  // namespace
+
+CSampleOffsets::CSampleOffsets(float nearest, float farthest, EKept kept, std::size_t stride)
 {
     struct SOffset
     {
@@ -18,13 +36,13 @@ CSampleOffsets::CSampleOffsets(float nearest, float farthest, EOpposites opposit
     };
     std::vector<SOffset> offsets;
     const auto reach = static_cast<std::int32_t>(farthest);
-    for (std::int32_t y = opposites == EOpposites::Both ? -reach : 0; y <= reach; ++y)
+    for (std::int32_t y = -reach; y <= reach; ++y)
     {
         for (std::int32_t x = -reach; x <= reach; ++x)
         {
             const float distance = std::sqrt(static_cast<float>(x * x + y * y));
-            const bool isOpposite = opposites == EOpposites::OnlyOne && y == 0 && x < 0;
-            if (distance > 0.0F && distance >= nearest && distance <= farthest && !isOpposite)
+            if (distance > 0.0F && distance >= nearest && distance <= farthest &&
+                IsKept(kept, x, y))
             {
                 offsets.push_back({x, y, distance});
             }

@@ -14,16 +14,18 @@ namespace Application
 class CSampleOffsets
 {
 public:
-    enum class EOpposites
+    enum class EKept
     {
-        Both,
-        /// The lower one, in the sample's row the right one.
-        OnlyOne,
+        All,
+        /// Of two opposite ones the lower one, in the sample's row the right one.
+        OneOfOpposites,
+        /// From a distance of three on half of them, as many in any direction.
+        HalfOfFarOnes,
     };
 
     /// \param nearest, farthest in samples, both included; (0, 0) never is.
     /// \param stride from row to row.
-    CSampleOffsets(float nearest, float farthest, EOpposites opposites, std::size_t stride);
+    CSampleOffsets(float nearest, float farthest, EKept kept, std::size_t stride);
 
     /// For the kernels; while this lives.
     [[nodiscard]] SSampleOffsets Get() const

@@ -78,6 +78,9 @@ struct SDotsTask
     SSampleOffsets offsets;
     /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
     SSampleOffsets ring;
+    /// For the planes of dense samples of which the ring has too few, as at rims: near ones and
+    /// some of those as far as such a plane reaches, as many to a distance as in offsets.
+    SSampleOffsets rim;
     /// For planes through samples that are far apart, coarser and coarser ones, the first of cells
     /// of two by two samples; perhaps none. Up to the one in which the largest radius is
     /// SSampleRows::c_maxCellRadius cells, more are of no use.
@@ -107,6 +110,8 @@ struct SSampleRows
 {
     /// As many samples as a kernel may read behind the last one of a row.
     static constexpr std::uint32_t c_margin = 16;
+    /// Up to this radius samples are dense.
+    static constexpr float c_maxDenseRadius = 2.0F;
     /// Turned by a right angle, an offset is as far as before.
     static constexpr std::size_t c_offsetsPerDistance = 4;
     /// Where a ring of samples does not do, a plane's neighbours reach this far, in radii of the

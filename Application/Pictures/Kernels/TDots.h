@@ -129,7 +129,7 @@ private:
             const Floats depths = loadDepths(index);
             const Integers isMissing = (depths == depths) & isWithoutNormal(index);
             const Integers isDense =
-                isMissing & (Row::Load(&m_radii[index]) <= Planes::c_maxDenseRadius);
+                isMissing & (Row::Load(&m_radii[index]) <= SSampleRows::c_maxDenseRadius);
             std::uint32_t scattered = Vector::Bits(isMissing);
             if (Vector::Bits(isDense) != 0)
             {
@@ -153,52 +153,61 @@ private:
     /// others.
     void fitScattered(std::uint32_t numScattered)
     {
+        fitUpTo(SSampleRows::c_maxDenseRadius, numScattered,
+                [&](const std::int32_t* columns, Floats radii) {
+                    return m_planes.FitScattered(m_task.rim, columns, radii);
+                });
         float maxRadius = SSampleRows::c_maxCellRadius;
         for (std::uint32_t grid = 0; numScattered != 0; ++grid, maxRadius *= 2.0F)
         {
             const bool isLast = grid == m_task.numCoarser;
-            std::uint32_t numDense = 0;
-            std::uint32_t numLeft = 0;
-            for (std::uint32_t each = 0; each < numScattered; ++each)
-            {
-                const std::int32_t index = m_scattered[each];
-                if (isLast || m_radii[index] <= maxRadius)
-                {
-                    m_dense[numDense++] = index;
-                }
-                else
-                {
-                    m_scattered[numLeft++] = index;
-                }
-            }
-            numScattered = numLeft;
-            // Together, wherever they are: most lanes would be empty otherwise.
-            for (std::uint32_t first = 0; first < numDense; first += c_width)
-            {
-                for (std::uint32_t lane = numDense; lane < first + c_width; ++lane)
-                {
-                    m_dense[lane] = m_dense[first];
-                }
-                fitIn(grid, &m_dense[first]);
-            }
+            fitUpTo(isLast ? __builtin_inff() : maxRadius, numScattered,
+                    [&](const std::int32_t* columns, Floats radii) {
+                        return grid == 0 ? m_planes.FitScattered(m_task.offsets, columns, radii)
+                                         : m_planes.FitScatteredIn(m_task.coarser[grid - 1],
+                                                                   columns, radii);
+                    });
         }
     }
 
-    void fitIn(std::uint32_t grid, const std::int32_t* indices)
+    /// Finds the planes of those of m_scattered whose radii are at most so large; the others stay.
+    template <typename Fit>
+    void fitUpTo(float maxRadius, std::uint32_t& numScattered, const Fit& fit)
     {
-        std::int32_t columns[c_width];
-        for (std::uint32_t lane = 0; lane < c_width; ++lane)
+        std::uint32_t numChosen = 0;
+        std::uint32_t numLeft = 0;
+        for (std::uint32_t each = 0; each < numScattered; ++each)
         {
-            columns[lane] = static_cast<std::int32_t>(m_begin) + indices[lane];
+            const std::int32_t index = m_scattered[each];
+            if (m_radii[index] <= maxRadius)
+            {
+                m_chosen[numChosen++] = index;
+            }
+            else
+            {
+                m_scattered[numLeft++] = index;
+            }
         }
-        const Floats radii = Vector::Gather(m_radii, indices);
-        const auto gradients =
-            grid == 0 ? m_planes.FitScattered(columns, radii)
-                      : m_planes.FitScatteredIn(m_task.coarser[grid - 1], columns, radii);
-        for (std::uint32_t lane = 0; lane < c_width; ++lane)
+        numScattered = numLeft;
+        // Together, wherever they are: most lanes would be empty otherwise.
+        for (std::uint32_t first = 0; first < numChosen; first += c_width)
         {
-            m_perColumn[indices[lane]] = gradients.x[lane];
-            m_perRow[indices[lane]] = gradients.y[lane];
+            for (std::uint32_t lane = numChosen; lane < first + c_width; ++lane)
+            {
+                m_chosen[lane] = m_chosen[first];
+            }
+            const std::int32_t* const indices = &m_chosen[first];
+            std::int32_t columns[c_width];
+            for (std::uint32_t lane = 0; lane < c_width; ++lane)
+            {
+                columns[lane] = static_cast<std::int32_t>(m_begin) + indices[lane];
+            }
+            const auto gradients = fit(columns, Vector::Gather(m_radii, indices));
+            for (std::uint32_t lane = 0; lane < c_width; ++lane)
+            {
+                m_perColumn[indices[lane]] = gradients.x[lane];
+                m_perRow[indices[lane]] = gradients.y[lane];
+            }
         }
     }
 
@@ -479,10 +488,10 @@ private:
     float m_perColumn[c_segment];
     float m_perRow[c_segment];
     float m_perDistance[c_segment];
-    /// The samples whose planes are fitted one by one; of these, those that are dense in a grid,
-    /// and room to fill a register up.
+    /// The samples whose planes are fitted one by one; of these, those for which the same grid is
+    /// chosen, and room to fill a register up.
     std::int32_t m_scattered[c_segment];
-    std::int32_t m_dense[c_segment + c_width];
+    std::int32_t m_chosen[c_segment + c_width];
 };
 
 }  // namespace

@@ -25,9 +25,6 @@ public:
     using Integers = typename Vector::Integers;
     using SGradients = typename TPlaneFits<Vector>::SGradients;
 
-    /// Up to this radius samples are dense.
-    static constexpr float c_maxDenseRadius = 2.0F;
-
     TPlanes(const SDotsTask& task, std::uint32_t row)
         : m_task(task), m_rowIndex(row), m_row(task.depths, row)
     {}
@@ -76,20 +73,21 @@ public:
     }
 
     /// Fits planes to the neighbours of some samples of the row, wherever they are.
+    /// \param offsets where they are looked for.
     /// \param radii of the dots.
-    [[nodiscard, gnu::noinline]] SGradients FitScattered(const std::int32_t* columns,
+    [[nodiscard, gnu::noinline]] SGradients FitScattered(const SSampleOffsets& offsets,
+                                                         const std::int32_t* columns,
                                                          Floats radii) const
     {
         const float* const first = m_row.At(0);
         const Floats depths = Vector::Gather(first, columns);
         const Floats tolerances = m_row.Tolerances(depths);
-        return fit(m_task.offsets, radii, [&](std::size_t each, Integers isWanted, Fits& fits) {
-            const Floats others = Vector::Gather(first + m_task.offsets.steps[each], columns);
+        return fit(offsets, radii, [&](std::size_t each, Integers isWanted, Fits& fits) {
+            const Floats others = Vector::Gather(first + offsets.steps[each], columns);
             const Integers isTaken =
-                (Row::Magnitude(others - depths) <= tolerances * m_task.offsets.distances[each]) &
+                (Row::Magnitude(others - depths) <= tolerances * offsets.distances[each]) &
                 isWanted;
-            fits.Add(isTaken, m_task.offsets.x[each], m_task.offsets.y[each],
-                     valuesOf(others, depths));
+            fits.Add(isTaken, offsets.x[each], offsets.y[each], valuesOf(others, depths));
             return isTaken;
         });
     }

@@ -13,12 +13,12 @@ namespace
 using Application::CSampleOffsets;
 using Application::SSampleOffsets;
 using Application::SSampleRows;
-using EOpposites = CSampleOffsets::EOpposites;
+using EKept = CSampleOffsets::EKept;
 
 TEST(CSampleOffsets, Get_AreAllWithinTheDistancesNearestFirst)
 {
     constexpr std::int32_t c_stride = 100;
-    const CSampleOffsets all(0.0F, 5.0F, EOpposites::Both, c_stride);
+    const CSampleOffsets all(0.0F, 5.0F, EKept::All, c_stride);
     const SSampleOffsets offsets = all.Get();
     // The points of a grid in a circle, but for its centre.
     ASSERT_EQ(offsets.count, 80U);
@@ -42,7 +42,7 @@ TEST(CSampleOffsets, Get_AreAllWithinTheDistancesNearestFirst)
 
 TEST(CSampleOffsets, Get_SoManyAreEquallyFarAsTheKernelsRelyOn)
 {
-    const CSampleOffsets all(0.0F, 36.0F, EOpposites::Both, 100);
+    const CSampleOffsets all(0.0F, 36.0F, EKept::All, 100);
     const SSampleOffsets offsets = all.Get();
     ASSERT_EQ(offsets.count % SSampleRows::c_offsetsPerDistance, 0U);
     for (std::size_t index = 0; index < offsets.count; ++index)
@@ -54,7 +54,7 @@ TEST(CSampleOffsets, Get_SoManyAreEquallyFarAsTheKernelsRelyOn)
 
 TEST(CSampleOffsets, Get_HasNoNumbersBehindTheLast)
 {
-    const CSampleOffsets all(0.0F, 2.0F, EOpposites::Both, 100);
+    const CSampleOffsets all(0.0F, 2.0F, EKept::All, 100);
     for (std::size_t index = 0; index < SSampleRows::c_margin; ++index)
     {
         EXPECT_TRUE(std::isnan(all.Get().distances[all.Get().count + index]));
@@ -64,8 +64,8 @@ TEST(CSampleOffsets, Get_HasNoNumbersBehindTheLast)
 
 TEST(CSampleOffsets, Get_OnlyOneOfTwoOpposites)
 {
-    const CSampleOffsets all(2.8F, 3.7F, EOpposites::Both, 100);
-    const CSampleOffsets ring(2.8F, 3.7F, EOpposites::OnlyOne, 100);
+    const CSampleOffsets all(2.8F, 3.7F, EKept::All, 100);
+    const CSampleOffsets ring(2.8F, 3.7F, EKept::OneOfOpposites, 100);
     ASSERT_EQ(all.Get().count, 24U);
     ASSERT_EQ(ring.Get().count, 12U);
     std::set<std::int32_t> steps;
@@ -76,6 +76,26 @@ TEST(CSampleOffsets, Get_OnlyOneOfTwoOpposites)
         EXPECT_GT(ring.Get().steps[index], 0);
     }
     EXPECT_EQ(steps.size(), all.Get().count);
+}
+
+TEST(CSampleOffsets, Get_HalfOfFarOnesAreAsManyInAnyDirection)
+{
+    const CSampleOffsets some(0.0F, 6.0F, EKept::HalfOfFarOnes, 100);
+    const SSampleOffsets offsets = some.Get();
+    ASSERT_EQ(offsets.count, 72U);
+    std::set<std::pair<float, float>> found;
+    for (std::size_t index = 0; index < offsets.count; ++index)
+    {
+        found.emplace(offsets.x[index], offsets.y[index]);
+    }
+    for (const auto& [x, y] : found)
+    {
+        EXPECT_TRUE(found.contains({-y, x})) << x << ' ' << y;
+        EXPECT_TRUE(found.contains({-x, y})) << x << ' ' << y;
+    }
+    EXPECT_EQ(std::count_if(offsets.distances, offsets.distances + offsets.count,
+                            [](float distance) { return distance < 3.0F; }),
+              24);
 }
 
 }  // namespace

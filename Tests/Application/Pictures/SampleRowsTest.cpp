@@ -68,14 +68,16 @@ public:
           float largest = 4.25F, std::uint32_t numGrids = 0)
         : m_buffer(buffer),
           m_plane(buffer, c_reach),
-          m_offsets(0.0F, c_reach, CSampleOffsets::EOpposites::Both, m_plane.GetStride()),
-          m_ring(2.1F, 3.9F, CSampleOffsets::EOpposites::OnlyOne, m_plane.GetStride())
+          m_offsets(0.0F, c_reach, CSampleOffsets::EKept::All, m_plane.GetStride()),
+          m_ring(2.1F, 3.9F, CSampleOffsets::EKept::OneOfOpposites, m_plane.GetStride()),
+          m_rim(0.0F, 5.0F, CSampleOffsets::EKept::HalfOfFarOnes, m_plane.GetStride())
     {
         const auto stride = static_cast<std::ptrdiff_t>(m_plane.GetStride());
         m_task.depths = {m_plane.GetFirst(), stride,        buffer.GetWidth(),
                          c_height,           isPerspective, sampleSize};
         m_task.offsets = m_offsets.Get();
         m_task.ring = m_ring.Get();
+        m_task.rim = m_rim.Get();
         m_task.singleRadius = 1.5F;
         m_pyramid.emplace(m_task.depths, numGrids);
         m_task.coarser = m_pyramid->GetGrids().data();
@@ -114,6 +116,7 @@ private:
     CDepthPlane m_plane;
     CSampleOffsets m_offsets;
     CSampleOffsets m_ring;
+    CSampleOffsets m_rim;
     SDotsTask m_task;
     std::optional<CDepthPyramid> m_pyramid;
     std::uint8_t m_largest = 0;

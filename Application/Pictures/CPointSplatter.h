@@ -54,7 +54,7 @@ private:
     CSampleOffsets m_offsets;
     /// One of each two opposite offsets to the samples that planes of dense surfaces are fitted to.
     CSampleOffsets m_ring;
-    /// For those of which the ring has too few.
+    /// To the samples that planes are fitted to where the ring has too few.
     CSampleOffsets m_rim;
 };
 

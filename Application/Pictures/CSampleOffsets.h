@@ -19,7 +19,7 @@ public:
         All,
         /// Of two opposite ones the lower one, in the sample's row the right one.
         OneOfOpposites,
-        /// From a distance of three on half of them, as many in any direction.
+        /// From three samples away on half of them, as many in any direction.
         HalfOfFarOnes,
     };
 

@@ -29,6 +29,8 @@ using Vector = CCamera::Vector;
 constexpr std::uint64_t c_leastSampled = 400000;
 /// Enough points to place quantiles well, few enough to be read in no time.
 constexpr std::uint64_t c_numSamples = 20000;
+/// Should fewer of them be finite, more points are looked at.
+constexpr std::uint64_t c_leastSamples = 1000;
 constexpr std::uint64_t c_samplesPerBlock = 2048;
 /// Those of a large scan lie on pages of their own, each of which is waited for unless asked for
 /// in time.
@@ -153,23 +155,38 @@ std::array<SRange, numRanges> FindRanges(std::size_t count, const Extend& extend
     return whole;
 }
 
-/// Which point a sample is: one of each \p step points, and not always the same of them. In scans
-/// of rows that are as long, they would all be at one place of their rows.
-std::uint64_t FindPoint(std::uint64_t sample, std::uint64_t step, std::uint64_t count)
+/// Numbers that show no pattern, whatever that of \p number is: the steps of SplitMix64 (Steele,
+/// Lea and Flood, "Fast splittable pseudorandom number generators", 2014).
+std::uint64_t Scatter(std::uint64_t number)
 {
-    // The golden ratio's fraction, in units of 2^-32: its multiples' fractions are spread evenly.
-    constexpr std::uint64_t c_goldenFraction = 0x9E3779B9;
-    const auto part = static_cast<std::uint32_t>(sample * c_goldenFraction);
-    return std::min(sample * step + ((part * step) >> 32U), count - 1);
+    std::uint64_t value = number * 0x9E3779B97F4A7C15U;
+    value = (value ^ (value >> 30U)) * 0xBF58476D1CE4E5B9U;
+    value = (value ^ (value >> 27U)) * 0x94D049BB133111EBU;
+    return value ^ (value >> 31U);
+}
+
+/// The point that is sample number \p sample of all scans: any of the \p step points from \p begin
+/// on, or of those that are left of \p count. Always the same one of them, or those in any regular
+/// order, could all lie in one part of the rows that scans consist of.
+std::uint64_t FindPoint(std::uint64_t begin, std::uint64_t step, std::uint64_t count,
+                        std::uint64_t sample)
+{
+    const std::uint64_t numPoints = std::min(step, count - begin);
+    return begin + (((Scatter(sample) >> 32U) * numPoints) >> 32U);
 }
 
 /// Appends one of each \p step points of \p scan, but those that are not finite.
-void TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
-                 std::uint64_t step, SSamples& samples)
+/// \param numBefore how many points of other scans were looked at.
+/// \return how many it looked at.
+std::uint64_t TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
+                          std::uint64_t step, std::uint64_t numBefore, SSamples& samples)
 {
     const auto& positions = scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
     const std::uint64_t count = scan.collection->GetCount();
-    const std::uint64_t numSamples = (count - 1) / step + 1;
+    const std::uint64_t numSamples = (count + step - 1) / step;
+    const auto pointOf = [&](std::uint64_t sample) {
+        return FindPoint(sample * step, step, count, numBefore + sample);
+    };
     const std::size_t first = samples.count;
     std::vector<std::size_t> numFinite(CountBlocks(numSamples));
     ForEachBlock(numSamples, [&](std::uint32_t block, std::uint64_t begin, std::uint64_t end) {
@@ -177,9 +194,9 @@ void TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axe
         for (std::uint64_t sample = begin; sample < end; ++sample)
         {
             __builtin_prefetch(positions.GetFirstElement() +
-                               FindPoint(sample + c_samplesAhead, step, count) *
+                               pointOf(std::min(sample + c_samplesAhead, numSamples - 1)) *
                                    positions.GetStrideInBytes());
-            const LqVector3f position = positions.At(FindPoint(sample, step, count));
+            const LqVector3f position = positions.At(pointOf(sample));
             const auto point =
                 TransformHomogeneous<double>(scan.trafo, position.x, position.y, position.z);
             if (std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z))
@@ -202,8 +219,31 @@ void TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axe
         }
         samples.count += numFinite[block];
     }
+    return numSamples;
 }
 
+/// One of each \p step points of \p scans, and of those that are left of each scan.
+SSamples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes,
+                     std::uint64_t step)
+{
+    std::uint64_t mostSamples = 0;
+    for (const CCameraFit::SScan& scan : scans)
+    {
+        mostSamples += scan.collection->GetCount() / step + 1;
+    }
+    SSamples samples(mostSamples);
+    std::uint64_t numSeen = 0;
+    for (const CCameraFit::SScan& scan : scans)
+    {
+        if (scan.collection->GetCount() != 0)
+        {
+            numSeen += TakeSamples(scan, axes, step, numSeen, samples);
+        }
+    }
+    return samples;
+}
+
+/// Enough points of \p scans for a camera; none only if none is finite.
 SSamples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
 {
     std::uint64_t total = 0;
@@ -211,14 +251,13 @@ SSamples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::arr
     {
         total += scan.collection->GetCount();
     }
-    const std::uint64_t step = total < c_leastSampled ? 1 : total / c_numSamples;
-    SSamples samples(total / step + scans.size());
-    for (const CCameraFit::SScan& scan : scans)
+    constexpr std::uint64_t c_morePerTry = 16;
+    std::uint64_t step = total < c_leastSampled ? 1 : total / c_numSamples;
+    SSamples samples = TakeSamples(scans, axes, step);
+    while (samples.count < c_leastSamples && step != 1)
     {
-        if (scan.collection->GetCount() != 0)
-        {
-            TakeSamples(scan, axes, step, samples);
-        }
+        step = (step + c_morePerTry - 1) / c_morePerTry;
+        samples = TakeSamples(scans, axes, step);
     }
     return samples;
 }

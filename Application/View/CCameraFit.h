@@ -19,9 +19,10 @@ namespace Application
 ///
 /// Stray points do not count: on each axis of the picture, the range that holds all but a
 /// hundredth of the points at either end may grow by a third towards the outermost points, and what
-/// lies beyond is left out of the frame. From 400,000 points on, some 20,000 from all over the
-/// scans stand for the others. The near and far planes enclose the bounding boxes of all points
-/// that are in front of the eye, stray ones included, so that a cut reaches them.
+/// lies beyond is left out of the frame. From 400,000 points of all scans on, one of each 20,000th
+/// part of them stands for the others, unless next to none of these is finite. The near and far
+/// planes enclose the bounding boxes of all points that are in front of the eye, stray ones
+/// included, so that a cut reaches them.
 class CCameraFit
 {
 public:

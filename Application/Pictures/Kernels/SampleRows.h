@@ -110,7 +110,7 @@ struct SSampleRows
 {
     /// As many samples as a kernel may read behind the last one of a row.
     static constexpr std::uint32_t c_margin = 16;
-    /// Up to this radius samples are dense.
+    /// Samples are dense whose own radius, whatever the largest one to use, is at most this.
     static constexpr float c_maxDenseRadius = 2.0F;
     /// Turned by a right angle, an offset is as far as before.
     static constexpr std::size_t c_offsetsPerDistance = 4;

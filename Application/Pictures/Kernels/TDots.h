@@ -122,30 +122,48 @@ private:
     /// Finds the planes of those samples that have no normals.
     void fitPlanes()
     {
+        std::uint32_t numAtRims = 0;
         std::uint32_t numScattered = 0;
         for (std::uint32_t group = 0; group < m_numGroups; ++group)
         {
             const std::uint32_t index = m_groups[group];
             const Floats depths = loadDepths(index);
             const Integers isMissing = (depths == depths) & isWithoutNormal(index);
-            const Integers isDense =
-                isMissing & (Row::Load(&m_radii[index]) <= SSampleRows::c_maxDenseRadius);
-            std::uint32_t scattered = Vector::Bits(isMissing);
+            const Integers isDense = isMissing & hasDenseNeighbors(index);
+            Integers isFitted{};
             if (Vector::Bits(isDense) != 0)
             {
                 typename Planes::SGradients gradients;
-                const Integers isFitted = m_planes.FitDense(m_begin + index, depths, gradients);
-                scattered &= ~Vector::Bits(isDense & isFitted);
+                isFitted = m_planes.FitDense(m_begin + index, depths, gradients);
                 Row::Store(gradients.x, &m_perColumn[index]);
                 Row::Store(gradients.y, &m_perRow[index]);
             }
-            for (; scattered != 0; scattered &= scattered - 1)
-            {
-                m_scattered[numScattered++] =
-                    static_cast<std::int32_t>(index) + __builtin_ctz(scattered);
-            }
+            append(index, isDense & ~isFitted, m_atRims, numAtRims);
+            append(index, isMissing & ~isDense, m_scattered, numScattered);
         }
+        fitTogether(m_atRims, numAtRims, [&](const std::int32_t* columns, Floats radii) {
+            return m_planes.FitScattered(m_task.rim, columns, radii);
+        });
         fitScattered(numScattered);
+    }
+
+    /// Whether the samples of a group are dense by their own radii, however small the largest one
+    /// is that is used.
+    [[nodiscard]] Integers hasDenseNeighbors(std::uint32_t index) const
+    {
+        constexpr auto c_largest =
+            static_cast<std::int32_t>(SSampleRows::c_maxDenseRadius * SSampleRows::c_radiusUnits);
+        return Vector::LoadBytes(m_target.radii + m_begin + index) <= c_largest;
+    }
+
+    /// Appends the indices of those samples of the group from \p index on that are chosen.
+    static void append(std::uint32_t index, Integers isChosen, std::int32_t* indices,
+                       std::uint32_t& count)
+    {
+        for (std::uint32_t chosen = Vector::Bits(isChosen); chosen != 0; chosen &= chosen - 1)
+        {
+            indices[count++] = static_cast<std::int32_t>(index) + __builtin_ctz(chosen);
+        }
     }
 
     /// Finds the planes of so many of m_scattered, each in the first grid in which they are dense:
@@ -153,60 +171,57 @@ private:
     /// others.
     void fitScattered(std::uint32_t numScattered)
     {
-        fitUpTo(SSampleRows::c_maxDenseRadius, numScattered,
-                [&](const std::int32_t* columns, Floats radii) {
-                    return m_planes.FitScattered(m_task.rim, columns, radii);
-                });
         float maxRadius = SSampleRows::c_maxCellRadius;
         for (std::uint32_t grid = 0; numScattered != 0; ++grid, maxRadius *= 2.0F)
         {
             const bool isLast = grid == m_task.numCoarser;
-            fitUpTo(isLast ? __builtin_inff() : maxRadius, numScattered,
-                    [&](const std::int32_t* columns, Floats radii) {
-                        return grid == 0 ? m_planes.FitScattered(m_task.offsets, columns, radii)
-                                         : m_planes.FitScatteredIn(m_task.coarser[grid - 1],
-                                                                   columns, radii);
-                    });
+            std::uint32_t numChosen = 0;
+            std::uint32_t numLeft = 0;
+            for (std::uint32_t each = 0; each < numScattered; ++each)
+            {
+                const std::int32_t index = m_scattered[each];
+                if (isLast || m_radii[index] <= maxRadius)
+                {
+                    m_chosen[numChosen++] = index;
+                }
+                else
+                {
+                    m_scattered[numLeft++] = index;
+                }
+            }
+            numScattered = numLeft;
+            fitTogether(m_chosen, numChosen, [&](const std::int32_t* columns, Floats radii) {
+                return grid == 0
+                           ? m_planes.FitScattered(m_task.offsets, columns, radii)
+                           : m_planes.FitScatteredIn(m_task.coarser[grid - 1], columns, radii);
+            });
         }
     }
 
-    /// Finds the planes of those of m_scattered whose radii are at most so large; the others stay.
+    /// Finds the planes of so many samples, wherever they are, a register of them at a time: most
+    /// lanes would be empty otherwise.
+    /// \param indices have room for a register more.
+    /// \param fit of the columns and the radii of a register of samples the gradients.
     template <typename Fit>
-    void fitUpTo(float maxRadius, std::uint32_t& numScattered, const Fit& fit)
+    void fitTogether(std::int32_t* indices, std::uint32_t count, const Fit& fit)
     {
-        std::uint32_t numChosen = 0;
-        std::uint32_t numLeft = 0;
-        for (std::uint32_t each = 0; each < numScattered; ++each)
+        for (std::uint32_t first = 0; first < count; first += c_width)
         {
-            const std::int32_t index = m_scattered[each];
-            if (m_radii[index] <= maxRadius)
+            for (std::uint32_t lane = count; lane < first + c_width; ++lane)
             {
-                m_chosen[numChosen++] = index;
+                indices[lane] = indices[first];
             }
-            else
-            {
-                m_scattered[numLeft++] = index;
-            }
-        }
-        numScattered = numLeft;
-        // Together, wherever they are: most lanes would be empty otherwise.
-        for (std::uint32_t first = 0; first < numChosen; first += c_width)
-        {
-            for (std::uint32_t lane = numChosen; lane < first + c_width; ++lane)
-            {
-                m_chosen[lane] = m_chosen[first];
-            }
-            const std::int32_t* const indices = &m_chosen[first];
+            const std::int32_t* const together = &indices[first];
             std::int32_t columns[c_width];
             for (std::uint32_t lane = 0; lane < c_width; ++lane)
             {
-                columns[lane] = static_cast<std::int32_t>(m_begin) + indices[lane];
+                columns[lane] = static_cast<std::int32_t>(m_begin) + together[lane];
             }
-            const auto gradients = fit(columns, Vector::Gather(m_radii, indices));
+            const auto gradients = fit(columns, Vector::Gather(m_radii, together));
             for (std::uint32_t lane = 0; lane < c_width; ++lane)
             {
-                m_perColumn[indices[lane]] = gradients.x[lane];
-                m_perRow[indices[lane]] = gradients.y[lane];
+                m_perColumn[together[lane]] = gradients.x[lane];
+                m_perRow[together[lane]] = gradients.y[lane];
             }
         }
     }
@@ -488,8 +503,10 @@ private:
     float m_perColumn[c_segment];
     float m_perRow[c_segment];
     float m_perDistance[c_segment];
-    /// The samples whose planes are fitted one by one; of these, those for which the same grid is
-    /// chosen, and room to fill a register up.
+    // The samples without normals that the ring did not do for, some with room to fill a register.
+    /// Those that are dense.
+    std::int32_t m_atRims[c_segment + c_width];
+    /// The others that have no plane yet; of these, those for which the same grid is chosen.
     std::int32_t m_scattered[c_segment];
     std::int32_t m_chosen[c_segment + c_width];
 };

@@ -318,6 +318,54 @@ TEST(CPointSplatter, Splat_SparseSamplesOfPlanesGetTheirNormals)
     }
 }
 
+TEST(CPointSplatter, Splat_SparseSamplesBesideDenseOnesGetTheirNormals)
+{
+    CCamera::SParameters parameters;
+    parameters.projection = CCamera::Projection::Orthographic;
+    parameters.width = SPlane::c_size;
+    parameters.height = SPlane::c_size;
+    const CPictureProjection projection(CCamera(parameters).MakeView(), 1);
+    const CPointSplatter splatter(projection, 1);
+    const SPlane plane{0.25F, 0.3F, 0.4F};
+    // So many of the rows and of the columns have samples, on the right of a filled area that makes
+    // all dots small.
+    constexpr std::uint32_t c_endOfDense = 200;
+    for (const std::uint32_t pitch : {4U, 5U})
+    {
+        CDepthBuffer buffer(SPlane::c_size, SPlane::c_size);
+        const auto isSparse = [&](std::uint32_t column, std::uint32_t row) {
+            return column >= c_endOfDense + 10 && column % pitch == 0 && row % pitch == 0;
+        };
+        for (std::uint32_t row = 0; row < SPlane::c_size; ++row)
+        {
+            for (std::uint32_t column = 0; column < SPlane::c_size; ++column)
+            {
+                if (column < c_endOfDense || isSparse(column, row))
+                {
+                    buffer.Draw(
+                        buffer.IndexOf(column, row),
+                        CDepthBuffer::Pack(plane.FindDepth(projection, column, row), 0, {}));
+                }
+            }
+        }
+        const CPointSamples samples = ToSamples(buffer);
+        const CPointSplatter::SRadii radii = splatter.FindRadii(samples);
+        ASSERT_EQ(radii.largest, 8);
+        CDepthBuffer surface(SPlane::c_size, SPlane::c_size);
+        splatter.Splat(samples, radii, surface);
+        for (std::uint32_t row = 0; row < SPlane::c_size; ++row)
+        {
+            for (std::uint32_t column = 0; column < SPlane::c_size; ++column)
+            {
+                const std::uint64_t word = surface.Get(surface.IndexOf(column, row));
+                ASSERT_TRUE(!isSparse(column, row) ||
+                            plane.Has(projection, CDepthBuffer::NormalOf(word), 0.02F))
+                    << pitch << ' ' << column << ' ' << row;
+            }
+        }
+    }
+}
+
 TEST(CPointSplatter, Splat_IsTheNearestOfAllDotsInEachSample)
 {
     for (const auto kind : {CCamera::Projection::Perspective, CCamera::Projection::Orthographic})

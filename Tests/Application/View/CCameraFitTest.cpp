@@ -1,7 +1,9 @@
 #include "Application/View/CCameraFit.h"
 
 #include <gtest/gtest.h>
+#include <tbb/global_control.h>
 
+#include <algorithm>
 #include <cmath>
 #include <deque>
 #include <limits>
@@ -150,7 +152,8 @@ TEST(CCameraFit, Compute_SamplesAreFromAllPlacesOfAScansRows)
 {
     CCameraFit fit;
     fit.direction = CCameraFit::FindDirection("front").value();
-    fit.width = fit.height = 500;
+    fit.width = 300;
+    fit.height = 900;
     // One of 25 points is looked at.
     constexpr std::size_t c_numPoints = 500000;
     for (const std::size_t rowLength : {5U, 25U, 50U, 500U})
@@ -167,6 +170,51 @@ TEST(CCameraFit, Compute_SamplesAreFromAllPlacesOfAScansRows)
         SCOPED_TRACE(rowLength);
         ExpectFramed(Measure(fit.Compute(MakeScans(points)).MakeView(), points));
     }
+}
+
+TEST(CCameraFit, Compute_SamplesOfSmallScansAreFromAllPlacesOfThem)
+{
+    // Each is less than the points of which one is looked at: all in a row, as wide as the picture.
+    constexpr std::size_t c_numScans = 21000;
+    std::vector<LqVector3f> row;
+    for (int column = 0; column < 24; ++column)
+    {
+        row.push_back({static_cast<float>(column) / 11.5F - 1.0F, 0.0F, 0.0F});
+    }
+    const auto collection = std::make_shared<CMockSurfelCollection>(row);
+    CCameraFit fit;
+    fit.direction = CCameraFit::FindDirection("front").value();
+    fit.width = 300;
+    fit.height = 900;
+    const CView view =
+        fit.Compute(std::vector<CCameraFit::SScan>(c_numScans, {collection, c_matIdentityD}))
+            .MakeView();
+    ExpectFramed(Measure(view, row));
+}
+
+TEST(CCameraFit, Compute_FindsTheFewFinitePointsOfALargeScan)
+{
+    const auto cube = MakeCube();
+    std::vector<LqVector3f> points(500000, {std::numeric_limits<float>::quiet_NaN(), 0, 0});
+    std::copy_n(cube.begin(), 12, points.begin() + 250007);
+    const std::vector<LqVector3f> finite(cube.begin(), cube.begin() + 12);
+    const CCameraFit fit;
+    ExpectFramed(Measure(fit.Compute(MakeScans(points)).MakeView(), finite));
+}
+
+TEST(CCameraFit, Compute_IsTheSameOnAnyNumberOfThreads)
+{
+    std::vector<LqVector3f> points;
+    while (points.size() < 450001)
+    {
+        const auto number = static_cast<float>(points.size());
+        points.push_back({std::sin(number), std::cos(number * 0.37F), number * 1e-6F});
+    }
+    const auto scans = MakeScans(points);
+    const CCameraFit fit;
+    const std::string expected = fit.Compute(scans).MakeView().ToJson();
+    const tbb::global_control control(tbb::global_control::max_allowed_parallelism, 1);
+    EXPECT_EQ(fit.Compute(scans).MakeView().ToJson(), expected);
 }
 
 TEST(CCameraFit, Compute_FarPlaneReachesStrayPoints)

@@ -15,6 +15,7 @@ struct SAvx2
     using Words = __m128i;
     using Bits = __m256i;
     static constexpr std::uint32_t c_width = 8;
+    static constexpr std::uint32_t c_allLanes = 0xFF;
     static constexpr bool c_hasBands = false;
 
     static Floats Set(float value) { return _mm256_set1_ps(value); }
@@ -117,7 +118,7 @@ private:
         const __m256i place = _mm256_sub_epi32(index, _mm256_set1_epi32(first - c_middle));
         const __m256i isInRegister =
             _mm256_cmpeq_epi32(_mm256_min_epu32(place, ints(c_width - 1)), place);
-        if (bits(_mm256_castsi256_ps(isInRegister)) == 0xFF)
+        if (bits(_mm256_castsi256_ps(isInRegister)) == c_allLanes)
         {
             return _mm256_permutevar8x32_epi32(
                 _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + first - c_middle)),

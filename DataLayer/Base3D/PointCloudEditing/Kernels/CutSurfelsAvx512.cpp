@@ -15,6 +15,7 @@ struct SAvx512
     using Words = __m256i;
     using Bits = __m512i;
     static constexpr std::uint32_t c_width = 16;
+    static constexpr std::uint32_t c_allLanes = 0xFFFF;
     static constexpr bool c_hasBands = true;
 
     static Floats Set(float value) { return _mm512_set1_ps(value); }
@@ -134,7 +135,7 @@ struct SAvx512
 private:
     // The forms without a mask start from a register that the compiler's header leaves undefined,
     // and one compiler warns of that; these become the same instructions.
-    static constexpr __mmask16 c_all = 0xFFFF;
+    static constexpr __mmask16 c_all = c_allLanes;
     static constexpr __mmask8 c_allPairs = 0xFF;
     /// A lane of the first step that the second one replaces.
     static constexpr int c_any = 0;

@@ -13,6 +13,7 @@ struct SVector128
     using Words = std::uint64_t;
     using Bits = std::uint32_t __attribute__((vector_size(16)));
     static constexpr std::uint32_t c_width = 4;
+    static constexpr std::uint32_t c_allLanes = 0xF;
     static constexpr bool c_hasBands = false;
 
     static Floats Set(float value) { return Floats{value, value, value, value}; }

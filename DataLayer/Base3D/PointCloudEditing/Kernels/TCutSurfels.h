@@ -22,8 +22,8 @@ namespace
 ///
 /// \tparam Vector a register of `c_width` floats (`Floats`), one of as many flag words (`Words`),
 /// one of as many numbers of bits in the packed mask (`Bits`), and the operations on them. Sets of
-/// lanes are integers, bit k for lane k; what a register has in other lanes does not matter. Only
-/// those with `c_hasBands` judge lanes by bands.
+/// lanes are integers, bit k for lane k, `c_allLanes` all of them; what a register has in other
+/// lanes does not matter. Only those with `c_hasBands` judge lanes by bands.
 template <typename Vector>
 class TCutSurfels
 {
@@ -176,24 +176,24 @@ private:
     };
 
     /// Cuts group by group. The first group and the last overlap their neighbours where the range
-    /// is no whole number of groups: cutting a surfel twice is cutting it once.
+    /// begins between aligned ones or ends within one: cutting a surfel twice is cutting it once.
     template <typename Layout>
     void run(std::uint32_t begin, std::uint32_t end)
     {
-        std::uint32_t beginOfRest = begin;
+        const std::uint32_t numUnaligned = findNumUnaligned<Layout>(begin, end);
+        if (numUnaligned != 0)
+        {
+            cutGroups<SAnyStride, false>(begin, 1);
+        }
+        std::uint32_t beginOfRest = begin + numUnaligned;
         if (m_task.isStreamed)
         {
-            const std::uint32_t numUnaligned = numWordsToAligned(begin);
-            if (numUnaligned != 0)
-            {
-                cutGroups<SAnyStride, false>(begin, 1);
-            }
-            beginOfRest = cutBatches<Layout, true>(begin + numUnaligned, end);
+            beginOfRest = cutBatches<Layout, true>(beginOfRest, end);
             Vector::FinishStream();
         }
         else
         {
-            beginOfRest = cutBatches<Layout, false>(begin, end);
+            beginOfRest = cutBatches<Layout, false>(beginOfRest, end);
         }
         if (beginOfRest != end)
         {
@@ -217,13 +217,32 @@ private:
         return begin + numGroups * c_width;
     }
 
-    /// How many words lie before the first that begins a whole vector of them.
-    [[nodiscard]] std::uint32_t numWordsToAligned(std::uint32_t begin) const
+    /// How many surfels to cut beforehand so that the words that follow begin a whole vector of
+    /// them, as streaming them asks for, or so that no vector of positions lies in two lines of the
+    /// cache, where that can be and so many follow that it pays.
+    template <typename Layout>
+    [[nodiscard]] std::uint32_t findNumUnaligned(std::uint32_t begin, std::uint32_t end) const
     {
-        constexpr std::uintptr_t c_bytes = c_width * sizeof(Base::CSurfelBitMask);
-        const auto address = reinterpret_cast<std::uintptr_t>(m_task.words + begin);
-        return static_cast<std::uint32_t>((c_bytes - address % c_bytes) % c_bytes /
-                                          sizeof(Base::CSurfelBitMask));
+        constexpr std::size_t c_word = sizeof(Base::CSurfelBitMask);
+        constexpr std::uint32_t c_leastCount = 1024;
+        if (m_task.isStreamed)
+        {
+            return numToAligned(m_task.words + begin, c_word, c_width * c_word);
+        }
+        if (Layout::c_stride == SPadded::c_stride && end - begin >= c_leastCount)
+        {
+            return numToAligned(m_task.firstPosition + begin * SPadded::c_stride, SPadded::c_stride,
+                                c_width * sizeof(float));
+        }
+        return 0;
+    }
+
+    /// So many surfels of \p size bytes lie before the first at a multiple of \p numBytes bytes, or
+    /// before the last one ahead of that place where none lies there.
+    static std::uint32_t numToAligned(const void* first, std::size_t size, std::size_t numBytes)
+    {
+        const auto address = reinterpret_cast<std::uintptr_t>(first);
+        return static_cast<std::uint32_t>((numBytes - address % numBytes) % numBytes / size);
     }
 
     /// Reads the positions of a batch, then the mask, unless bands leave little of it to be read,
@@ -247,10 +266,7 @@ private:
                 }
             }
         }
-        for (std::uint32_t group = 0; group < numGroups; ++group)
-        {
-            flag<Layout, isStreamed>(begin + group * c_width, lanes[group]);
-        }
+        writeBatch<Layout, isStreamed>(begin, numGroups, lanes);
     }
 
     /// The surfels from \p index on that lie on painted pixels or, where these have to be looked up
@@ -266,13 +282,13 @@ private:
         const std::uint32_t lanes = Vector::Within(first, m_first.first, m_first.end);
         if (lanes == 0)
         {
-            bits = Bits{};
             return 0;
         }
-        // Not asked whether any is left: without an order in space nobody could guess the answer.
         const Floats second = deviceOf(positions, w, m_second);
         const std::uint32_t inside = lanes & Vector::Within(second, m_second.first, m_second.end);
-        if (m_task.mask->isWhole)
+        // Whether any is left is asked only of groups that lie together: without an order in space
+        // nobody could guess the answer.
+        if (m_task.mask->isWhole || (lanes == Vector::c_allLanes && inside == 0))
         {
             return inside;
         }
@@ -320,22 +336,52 @@ private:
         }
     }
 
-    /// Writes the words from \p index on.
+    /// Writes the words of the groups from \p begin on, of a few groups at once.
     template <typename Layout, bool isStreamed>
-    void flag(std::uint32_t index, std::uint32_t lanes)
+    void writeBatch(std::uint32_t begin, std::uint32_t numGroups, const std::uint32_t* lanes)
     {
-        const Words oldWords = m_task.oldWords != nullptr
-                                   ? Vector::LoadWords(m_task.oldWords + index)
-                                   : Vector::NoWords();
-        const Words words = Layout::Flag(oldWords, lanes);
-        m_newBits = Vector::Or(m_newBits, Vector::Xor(words, oldWords));
-        if constexpr (isStreamed)
+        constexpr std::uint32_t c_groupsAtOnce = 4;
+        for (std::uint32_t group = 0; group < numGroups; group += c_groupsAtOnce)
         {
-            Vector::StreamWords(m_task.words + index, words);
+            const std::uint32_t numLeft = numGroups - group;
+            writeGroups<Layout, isStreamed>(begin + group * c_width,
+                                            numLeft < c_groupsAtOnce ? numLeft : c_groupsAtOnce,
+                                            lanes + group);
         }
-        else
+    }
+
+    /// Writes the words of some groups from \p begin on. Only copies them where none of the groups
+    /// has a lane to flag; these are not asked one by one, see findInside().
+    template <typename Layout, bool isStreamed>
+    void writeGroups(std::uint32_t begin, std::uint32_t numGroups, const std::uint32_t* lanes)
+    {
+        std::uint32_t anyLanes = 0;
+        for (std::uint32_t group = 0; group < numGroups; ++group)
         {
-            Vector::StoreWords(m_task.words + index, words);
+            anyLanes |= lanes[group];
+        }
+        // Read once: for all that the compiler knows, writing words may change these pointers.
+        const Base::CSurfelBitMask* const oldWords = m_task.oldWords;
+        Base::CSurfelBitMask* const newWords = m_task.words;
+        for (std::uint32_t group = 0; group < numGroups; ++group)
+        {
+            const std::uint32_t index = begin + group * c_width;
+            const Words before =
+                oldWords != nullptr ? Vector::LoadWords(oldWords + index) : Vector::NoWords();
+            Words after = before;
+            if (anyLanes != 0)
+            {
+                after = Layout::Flag(before, lanes[group]);
+                m_newBits = Vector::Or(m_newBits, Vector::Xor(after, before));
+            }
+            if constexpr (isStreamed)
+            {
+                Vector::StreamWords(newWords + index, after);
+            }
+            else
+            {
+                Vector::StoreWords(newWords + index, after);
+            }
         }
     }
 

@@ -217,6 +217,33 @@ TEST_P(CutSurfels, EveryCountAndBeginGivesTheBitsOfTheReference)
     }
 }
 
+TEST_P(CutSurfels, PositionsAnywhereInALineOfTheCacheGiveTheBitsOfTheReference)
+{
+    const CScene scene(TestSupport::MakeDeviceSelection(5, 5, {{2, 2}, {3, 2}, {2, 3}}));
+    constexpr std::uint32_t c_count = 1100;
+    constexpr std::size_t c_line = 64;
+    for (const std::size_t stride : {11U, 12U, 16U, 24U})
+    {
+        for (std::size_t offset = 0; offset < c_line; ++offset)
+        {
+            std::vector<std::byte> bytes(2 * c_line + c_count * stride);
+            const auto address = reinterpret_cast<std::uintptr_t>(bytes.data());
+            std::byte* const first = bytes.data() + (c_line - address % c_line) + offset;
+            for (std::uint32_t index = 0; index < c_count; ++index)
+            {
+                const float place = static_cast<float>(index % 7) / 3.5F - 1.0F;
+                const LqVector3f position{place, static_cast<float>(index % 3) / 3.0F - 0.5F, 0.5F};
+                std::memcpy(first + index * stride, &position, sizeof position);
+            }
+            SCutSurfelsTask task = scene.GetTask();
+            task.firstPosition = first;
+            task.positionStride = stride;
+            expectSameAsScalar(task, Words(c_count, {0x1001}), offset % 2, c_count);
+            ASSERT_FALSE(HasFatalFailure()) << stride << ", " << offset;
+        }
+    }
+}
+
 TEST_P(CutSurfels, NothingIsReadBeyondTheLastPosition)
 {
     const CScene scene(TestSupport::MakeFullyPaintedDeviceSelection(4, 4));

@@ -90,6 +90,14 @@ SCut Cut(CutSurfelsKernel cut, SCutSurfelsTask task, OldWords kind, const Words&
     return result;
 }
 
+/// Writes the position of surfel \p index, one of 21 in the view that repeat.
+void WritePosition(std::byte* to, std::uint32_t index)
+{
+    const float place = static_cast<float>(index % 7) / 3.5F - 1.0F;
+    const LqVector3f position{place, static_cast<float>(index % 3) / 3.0F - 0.5F, 0.5F};
+    std::memcpy(to, &position, sizeof position);
+}
+
 class CutSurfels : public testing::TestWithParam<std::string>
 {
 protected:
@@ -200,9 +208,7 @@ TEST_P(CutSurfels, EveryCountAndBeginGivesTheBitsOfTheReference)
             Words oldWords(count);
             for (std::uint32_t index = 0; index < count; ++index)
             {
-                const float place = static_cast<float>(index % 7) / 3.5F - 1.0F;
-                const LqVector3f position{place, static_cast<float>(index % 3) / 3.0F - 0.5F, 0.5F};
-                std::memcpy(bytes.data() + index * stride, &position, sizeof position);
+                WritePosition(bytes.data() + index * stride, index);
                 oldWords[index].bits = static_cast<std::uint16_t>(index * 40503U);
             }
             SCutSurfelsTask task = scene.GetTask();
@@ -231,9 +237,7 @@ TEST_P(CutSurfels, PositionsAnywhereInALineOfTheCacheGiveTheBitsOfTheReference)
             std::byte* const first = bytes.data() + (c_line - address % c_line) + offset;
             for (std::uint32_t index = 0; index < c_count; ++index)
             {
-                const float place = static_cast<float>(index % 7) / 3.5F - 1.0F;
-                const LqVector3f position{place, static_cast<float>(index % 3) / 3.0F - 0.5F, 0.5F};
-                std::memcpy(first + index * stride, &position, sizeof position);
+                WritePosition(first + index * stride, index);
             }
             SCutSurfelsTask task = scene.GetTask();
             task.firstPosition = first;
@@ -266,9 +270,7 @@ TEST_P(CutSurfels, RangesBeforeTheLastPositionGiveTheBitsOfTheReference)
         std::byte* const bytes = memory.Get().data();
         for (std::uint32_t index = 0; index < c_count; ++index)
         {
-            const float place = static_cast<float>(index % 7) / 3.5F - 1.0F;
-            const LqVector3f position{place, static_cast<float>(index % 3) / 3.0F - 0.5F, 0.5F};
-            std::memcpy(bytes + index * stride, &position, sizeof position);
+            WritePosition(bytes + index * stride, index);
         }
         SCutSurfelsTask task = scene.GetTask();
         task.firstPosition = bytes;

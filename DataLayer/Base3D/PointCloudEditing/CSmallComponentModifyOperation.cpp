@@ -228,9 +228,9 @@ void TellOpen(const SScanData& scan, const CNearestNeighborSplit& split, std::si
               std::span<const std::uint32_t> open, std::span<const CSurfelBitMask> words,
               std::uint16_t* states)
 {
-    LqVector3f places[CNearestNeighborSplit::c_mostFetched];
     while (!open.empty())
     {
+        LqVector3f places[CNearestNeighborSplit::c_mostFetched];
         const auto some = open.first(std::min(open.size(), std::size(places)));
         for (std::size_t number = 0; number < some.size(); ++number)
         {
@@ -267,10 +267,12 @@ void FlagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
     {
         const std::size_t size = std::min(c_blockSize, count - first);
         const auto old = words.Get().subspan(first, size);
-        // On their way while the surfels are looked up.
-        for (std::size_t index = 0; index < size; index += c_wordsPerLine)
+        // The next ones' are on their way while these surfels are looked up.
+        const auto next = words.Get().subspan(first + size);
+        for (std::size_t index = 0; index < std::min(c_blockSize, next.size());
+             index += c_wordsPerLine)
         {
-            __builtin_prefetch(&old[index]);
+            __builtin_prefetch(&next[index], 0, 2);
         }
         const std::size_t numOpen =
             split.Look({scan.positions.GetFirstElement() + first * stride, stride, size}, placement,

@@ -162,8 +162,8 @@ private:
     }
 
     /// Fetches surfels of the next batch, as many as a register holds, while those from \p index on
-    /// are placed: the processor by itself would have them too late. They are seen once in a pass,
-    /// so none are kept in the farther caches.
+    /// are placed: the processor by itself would have them too late. Not into the nearest cache,
+    /// which a batch and the states of the blocks around it fill.
     void fetchAhead(std::size_t index) const
     {
         constexpr std::size_t c_lineSize = 64;
@@ -172,7 +172,7 @@ private:
             reinterpret_cast<std::uintptr_t>(m_surfels.first) + (index + c_batch) * c_recordSize;
         for (std::size_t line = 0; line < c_width * c_recordSize; line += c_lineSize)
         {
-            __builtin_prefetch(reinterpret_cast<const void*>(ahead + line), 0, 0);
+            __builtin_prefetch(reinterpret_cast<const void*>(ahead + line), 0, 2);
         }
     }
 

@@ -1,18 +1,19 @@
 #include "Application/View/CCameraFit.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <iterator>
 #include <limits>
-#include <memory>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "Application/Files/CInputError.h"
+#include "Application/View/CCameraSamples.h"
 #include "Base/Interfaces/IPointCloudSupport.h"
 #include "Base/Math/PointTransform.h"
 #include "Base/Support/ParallelFor.h"
@@ -24,17 +25,9 @@ namespace
 {
 
 using Vector = CCamera::Vector;
+using SRange = CCameraSamples::SRange;
+using Pair = CCameraSamples::Pair;
 
-/// Scans of fewer points are looked at whole, so that no point that reaches far is overlooked.
-constexpr std::uint64_t c_leastSampled = 400000;
-/// Enough points to place quantiles well, few enough to be read in no time.
-constexpr std::uint64_t c_numSamples = 20000;
-/// Should fewer of them be finite, more points are looked at.
-constexpr std::uint64_t c_leastSamples = 1000;
-constexpr std::uint64_t c_samplesPerBlock = 2048;
-/// Those of a large scan lie on pages of their own, each of which is waited for unless asked for
-/// in time.
-constexpr std::uint64_t c_samplesAhead = 16;
 /// The share of points on either side of an axis that may be strays.
 constexpr double c_strayShare = 0.01;
 /// How far beyond the others, as a share of their range, a point still counts.
@@ -52,215 +45,8 @@ constexpr double c_clearance = 0.05;
 constexpr int c_numBalancingRounds = 5;
 constexpr double c_radiansPerDegree = 3.14159265358979323846 / 180.0;
 
-/// A value of two samples each, in a register of any processor.
-using Pair = double __attribute__((vector_size(2 * sizeof(double))));
-
-/// Points by their coordinates along the picture's right, up and towards-the-viewer directions.
-struct SSamples
-{
-    /// Leaves the memory for the threads that fill it: the first to touch a page waits for it.
-    explicit SSamples(std::size_t mostSamples)
-    {
-        for (std::unique_ptr<double[]>& values : axes)
-        {
-            // The last one may be repeated to make a pair.
-            values = std::make_unique_for_overwrite<double[]>(mostSamples + 1);
-        }
-    }
-
-    [[nodiscard]] Pair GetPair(std::size_t axis, std::size_t first) const
-    {
-        Pair pair;
-        std::memcpy(&pair, &axes[axis][first], sizeof pair);
-        return pair;
-    }
-
-    std::size_t count = 0;
-    std::array<std::unique_ptr<double[]>, 3> axes;
-};
-
-struct SRange
-{
-    double min = std::numeric_limits<double>::infinity();
-    double max = -std::numeric_limits<double>::infinity();
-
-    void Extend(double value)
-    {
-        min = std::min(min, value);
-        max = std::max(max, value);
-    }
-};
-
 constexpr SRange c_anyDepth{-std::numeric_limits<double>::infinity(),
                             std::numeric_limits<double>::infinity()};
-
-double Along(const Vector& axis, const SHomogeneousPoint<double>& point)
-{
-    return (axis[0] * point.x + axis[1] * point.y) + axis[2] * point.z;
-}
-
-std::uint32_t CountBlocks(std::uint64_t count)
-{
-    return static_cast<std::uint32_t>((count + c_samplesPerBlock - 1) / c_samplesPerBlock);
-}
-
-/// Calls \p body(block, begin, end) in parallel for the blocks of the indices below \p count.
-template <typename Body>
-void ForEachBlock(std::uint64_t count, const Body& body)
-{
-    Base::ParallelFor(CountBlocks(count), [&](std::uint32_t block) {
-        const std::uint64_t begin = block * c_samplesPerBlock;
-        body(block, begin, std::min(begin + c_samplesPerBlock, count));
-    });
-}
-
-/// SRange for values in pairs.
-struct SPairRange
-{
-    void Extend(Pair pair)
-    {
-        min = pair < min ? pair : min;
-        max = pair > max ? pair : max;
-    }
-
-    Pair min = Pair() + SRange().min;
-    Pair max = Pair() + SRange().max;
-};
-
-/// The ranges of several values: \p extend(ranges, first) extends them by those of the samples
-/// \p first and \p first + 1, for the pairs of \p count samples.
-template <std::size_t numRanges, typename Extend>
-std::array<SRange, numRanges> FindRanges(std::size_t count, const Extend& extend)
-{
-    using PairRanges = std::array<SPairRange, numRanges>;
-    std::vector<PairRanges> blocks(CountBlocks(count));
-    ForEachBlock(count, [&](std::uint32_t block, std::size_t begin, std::size_t end) {
-        PairRanges ranges;
-        for (std::size_t first = begin; first < end; first += 2)
-        {
-            extend(ranges, first);
-        }
-        blocks[block] = ranges;
-    });
-    std::array<SRange, numRanges> whole;
-    for (const PairRanges& ranges : blocks)
-    {
-        for (std::size_t range = 0; range < numRanges; ++range)
-        {
-            const auto& [min, max] = ranges[range];
-            whole[range].min = std::min({whole[range].min, min[0], min[1]});
-            whole[range].max = std::max({whole[range].max, max[0], max[1]});
-        }
-    }
-    return whole;
-}
-
-/// Numbers that show no pattern, whatever that of \p number is: the steps of SplitMix64 (Steele,
-/// Lea and Flood, "Fast splittable pseudorandom number generators", 2014).
-std::uint64_t Scatter(std::uint64_t number)
-{
-    std::uint64_t value = number * 0x9E3779B97F4A7C15U;
-    value = (value ^ (value >> 30U)) * 0xBF58476D1CE4E5B9U;
-    value = (value ^ (value >> 27U)) * 0x94D049BB133111EBU;
-    return value ^ (value >> 31U);
-}
-
-/// The point that is sample number \p sample of all scans: any of the \p step points from \p begin
-/// on, or of those that are left of \p count. Always the same one of them, or those in any regular
-/// order, could all lie in one part of the rows that scans consist of.
-std::uint64_t FindPoint(std::uint64_t begin, std::uint64_t step, std::uint64_t count,
-                        std::uint64_t sample)
-{
-    const std::uint64_t numPoints = std::min(step, count - begin);
-    return begin + (((Scatter(sample) >> 32U) * numPoints) >> 32U);
-}
-
-/// Appends one of each \p step points of \p scan, but those that are not finite.
-/// \param numBefore how many points of other scans were looked at.
-/// \return how many it looked at.
-std::uint64_t TakeSamples(const CCameraFit::SScan& scan, const std::array<Vector, 3>& axes,
-                          std::uint64_t step, std::uint64_t numBefore, SSamples& samples)
-{
-    const auto& positions = scan.collection->GetReadAccessor<Base::CSCElementDefinitionPosition>();
-    const std::uint64_t count = scan.collection->GetCount();
-    const std::uint64_t numSamples = (count + step - 1) / step;
-    const auto pointOf = [&](std::uint64_t sample) {
-        return FindPoint(sample * step, step, count, numBefore + sample);
-    };
-    const std::size_t first = samples.count;
-    std::vector<std::size_t> numFinite(CountBlocks(numSamples));
-    ForEachBlock(numSamples, [&](std::uint32_t block, std::uint64_t begin, std::uint64_t end) {
-        std::size_t target = first + begin;
-        for (std::uint64_t sample = begin; sample < end; ++sample)
-        {
-            __builtin_prefetch(positions.GetFirstElement() +
-                               pointOf(std::min(sample + c_samplesAhead, numSamples - 1)) *
-                                   positions.GetStrideInBytes());
-            const LqVector3f position = positions.At(pointOf(sample));
-            const auto point =
-                TransformHomogeneous<double>(scan.trafo, position.x, position.y, position.z);
-            if (std::isfinite(point.x) && std::isfinite(point.y) && std::isfinite(point.z))
-            {
-                for (std::size_t axis = 0; axis < 3; ++axis)
-                {
-                    samples.axes[axis][target] = Along(axes[axis], point);
-                }
-                ++target;
-            }
-        }
-        numFinite[block] = target - (first + begin);
-    });
-    for (std::size_t block = 0; block < numFinite.size(); ++block)
-    {
-        for (const std::unique_ptr<double[]>& values : samples.axes)
-        {
-            const double* const source = &values[first + block * c_samplesPerBlock];
-            std::copy(source, source + numFinite[block], &values[samples.count]);
-        }
-        samples.count += numFinite[block];
-    }
-    return numSamples;
-}
-
-/// One of each \p step points of \p scans, and of those that are left of each scan.
-SSamples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes,
-                     std::uint64_t step)
-{
-    std::uint64_t mostSamples = 0;
-    for (const CCameraFit::SScan& scan : scans)
-    {
-        mostSamples += scan.collection->GetCount() / step + 1;
-    }
-    SSamples samples(mostSamples);
-    std::uint64_t numSeen = 0;
-    for (const CCameraFit::SScan& scan : scans)
-    {
-        if (scan.collection->GetCount() != 0)
-        {
-            numSeen += TakeSamples(scan, axes, step, numSeen, samples);
-        }
-    }
-    return samples;
-}
-
-/// Enough points of \p scans for a camera; none only if none is finite.
-SSamples TakeSamples(const std::vector<CCameraFit::SScan>& scans, const std::array<Vector, 3>& axes)
-{
-    std::uint64_t total = 0;
-    for (const CCameraFit::SScan& scan : scans)
-    {
-        total += scan.collection->GetCount();
-    }
-    constexpr std::uint64_t c_morePerTry = 16;
-    std::uint64_t step = total < c_leastSampled ? 1 : total / c_numSamples;
-    SSamples samples = TakeSamples(scans, axes, step);
-    while (samples.count < c_leastSamples && step != 1)
-    {
-        step = (step + c_morePerTry - 1) / c_morePerTry;
-        samples = TakeSamples(scans, axes, step);
-    }
-    return samples;
-}
 
 /// Of values, the one furthest towards an end, and the one that so many others are beyond.
 struct SEnd
@@ -322,53 +108,18 @@ SRange FindDepthRange(const std::vector<CCameraFit::SScan>& scans, const Vector&
         }
         for (unsigned corner = 0; corner < 8; ++corner)
         {
-            const double value = Along(
+            const double value = CCameraSamples::Along(
                 toViewer,
                 TransformHomogeneous<double>(scan.trafo, (corner & 1U) != 0 ? box.max.x : box.min.x,
                                              (corner & 2U) != 0 ? box.max.y : box.min.y,
                                              (corner & 4U) != 0 ? box.max.z : box.min.z));
             if (std::isfinite(value))
             {
-                range.Extend(value);
+                range = {std::min(range.min, value), std::max(range.max, value)};
             }
         }
     }
     return range;
-}
-
-bool IsStray(const SSamples& samples, const std::array<SRange, 3>& ranges, std::size_t index)
-{
-    for (std::size_t axis = 0; axis < 3; ++axis)
-    {
-        if (samples.axes[axis][index] < ranges[axis].min ||
-            samples.axes[axis][index] > ranges[axis].max)
-        {
-            return true;
-        }
-    }
-    return false;
-}
-
-void RemoveStrays(SSamples& samples, const std::array<SRange, 3>& ranges)
-{
-    std::size_t numKept = 0;
-    for (std::size_t index = 0; index < samples.count; ++index)
-    {
-        if (!IsStray(samples, ranges, index))
-        {
-            for (const std::unique_ptr<double[]>& values : samples.axes)
-            {
-                values[numKept] = values[index];
-            }
-            ++numKept;
-        }
-    }
-    samples.count = numKept;
-    for (const std::unique_ptr<double[]>& values : samples.axes)
-    {
-        // Makes no difference to any range.
-        values[numKept] = values[numKept - 1];
-    }
 }
 
 Pair Magnitude(Pair pair)
@@ -378,10 +129,10 @@ Pair Magnitude(Pair pair)
 
 /// How far the eye must be from the centre for all samples to be in the picture, none of them
 /// nearer to the eye than \p clearance.
-double FindDistance(const SSamples& samples, const Vector& centre, double slopeX, double slopeY,
-                    double clearance)
+double FindDistance(const CCameraSamples& samples, const Vector& centre, double slopeX,
+                    double slopeY, double clearance)
 {
-    const auto [distances] = FindRanges<1>(samples.count, [&](auto& ranges, std::size_t first) {
+    const auto [distances] = samples.FindRanges<1>([&](auto& ranges, std::size_t first) {
         const Pair nearer = samples.GetPair(2, first) - centre[2];
         ranges[0].Extend(nearer + clearance);
         ranges[0].Extend(nearer + Magnitude(samples.GetPair(0, first) - centre[0]) / slopeX);
@@ -392,9 +143,9 @@ double FindDistance(const SSamples& samples, const Vector& centre, double slopeX
 
 /// Moves the centre across the picture until the samples, seen from \p distance, leave equal
 /// margins on opposite sides: what is near is larger and would push the rest aside.
-void BalanceMargins(const SSamples& samples, double distance, Vector& centre)
+void BalanceMargins(const CCameraSamples& samples, double distance, Vector& centre)
 {
-    const auto slopes = FindRanges<2>(samples.count, [&](auto& ranges, std::size_t first) {
+    const auto slopes = samples.FindRanges<2>([&](auto& ranges, std::size_t first) {
         const Pair depth = distance - (samples.GetPair(2, first) - centre[2]);
         for (std::size_t axis = 0; axis < 2; ++axis)
         {
@@ -409,7 +160,7 @@ void BalanceMargins(const SSamples& samples, double distance, Vector& centre)
 
 /// Moves the centre to where the samples fill the picture evenly in perspective, and returns how
 /// far the eye is from it then.
-double FitPerspective(const SSamples& samples, double slopeX, double slopeY, double clearance,
+double FitPerspective(const CCameraSamples& samples, double slopeX, double slopeY, double clearance,
                       Vector& centre)
 {
     double distance = FindDistance(samples, centre, slopeX, slopeY, clearance);
@@ -461,18 +212,18 @@ CCamera CCameraFit::Compute(const std::vector<SScan>& scans) const
     const bool needsBoxes =
         planes == EPlanes::EnclosePoints || projection == CCamera::Projection::Orthographic;
     const SRange depth = needsBoxes ? FindDepthRange(scans, axes[2]) : c_anyDepth;
-    SSamples samples = TakeSamples(scans, axes);
-    if (samples.count == 0)
+    CCameraSamples samples = CCameraSamples::Take(scans, axes);
+    if (samples.IsEmpty())
     {
         throw CInputError("camera", "there is no point to look at");
     }
     std::array<SRange, 3> ranges;
     Vector centre{};
     Base::ParallelFor(3, [&](std::uint32_t axis) {
-        ranges[axis] = FindRobustRange({samples.axes[axis].get(), samples.count});
+        ranges[axis] = FindRobustRange(samples.GetAxis(axis));
         centre[axis] = 0.5 * (ranges[axis].min + ranges[axis].max);
     });
-    RemoveStrays(samples, ranges);
+    samples.Keep(ranges);
 
     const double aspect = static_cast<double>(width) / height;
     const double radius =

@@ -268,9 +268,9 @@ void FlagBySplit(const SScanData& scan, const CNearestNeighborSplit& split, std:
         const std::size_t size = std::min(c_blockSize, count - first);
         const auto old = words.Get().subspan(first, size);
         // The next ones' are on their way while these surfels are looked up.
-        const auto next = words.Get().subspan(first + size);
-        for (std::size_t index = 0; index < std::min(c_blockSize, next.size());
-             index += c_wordsPerLine)
+        const auto behind = words.Get().subspan(first + size);
+        const auto next = behind.first(std::min(c_blockSize, behind.size()));
+        for (std::size_t index = 0; index < next.size(); index += c_wordsPerLine)
         {
             __builtin_prefetch(&next[index], 0, 2);
         }

@@ -273,6 +273,8 @@ void AddAll()
         {
             AddScene({count, 16, false, 50}, {1}, false);
             AddScene({count, 12, false, 10}, {1}, false);
+            // As the surfels of a minimal collection lie.
+            AddScene({count, 14, false, 10}, {1}, false);
             AddScene({count, 16, true, 10}, {1}, false);
         }
     }

@@ -37,10 +37,18 @@ struct SAvx2
     }
     static void LoadPadded(const std::byte* first, Floats& x, Floats& y, Floats& z)
     {
-        const Floats a = loadHalves(first, first + 64);
-        const Floats b = loadHalves(first + 16, first + 80);
-        const Floats c = loadHalves(first + 32, first + 96);
-        const Floats d = loadHalves(first + 48, first + 112);
+        LoadApart(first, 16, x, y, z);
+    }
+    static void LoadApart(const std::byte* first, std::size_t stride, Floats& x, Floats& y,
+                          Floats& z)
+    {
+        const auto load = [&](std::size_t number) {
+            return loadHalves(first + number * stride, first + (number + 4) * stride);
+        };
+        const Floats a = load(0);
+        const Floats b = load(1);
+        const Floats c = load(2);
+        const Floats d = load(3);
         const __m256d xyOfAB = _mm256_castps_pd(_mm256_unpacklo_ps(a, b));
         const __m256d xyOfCD = _mm256_castps_pd(_mm256_unpacklo_ps(c, d));
         const __m256d zOfAB = _mm256_castps_pd(_mm256_unpackhi_ps(a, b));

@@ -50,13 +50,23 @@ struct SAvx512
         const Floats b = _mm512_loadu_ps(first + 64);
         const Floats c = _mm512_loadu_ps(first + 128);
         const Floats d = _mm512_loadu_ps(first + 192);
-        const __m512d xyOfAB = _mm512_castps_pd(_mm512_maskz_unpacklo_ps(c_all, a, b));
-        const __m512d xyOfCD = _mm512_castps_pd(_mm512_maskz_unpacklo_ps(c_all, c, d));
-        const __m512d zOfAB = _mm512_castps_pd(_mm512_maskz_unpackhi_ps(c_all, a, b));
-        const __m512d zOfCD = _mm512_castps_pd(_mm512_maskz_unpackhi_ps(c_all, c, d));
-        x = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(c_allPairs, xyOfAB, xyOfCD));
-        y = _mm512_castpd_ps(_mm512_maskz_unpackhi_pd(c_allPairs, xyOfAB, xyOfCD));
-        z = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(c_allPairs, zOfAB, zOfCD));
+        transpose(a, b, c, d, x, y, z);
+    }
+    static void LoadApart(const std::byte* first, std::size_t stride, Floats& x, Floats& y,
+                          Floats& z)
+    {
+        const auto load = [&](std::size_t number) {
+            return _mm_loadu_ps(reinterpret_cast<const float*>(first + number * stride));
+        };
+        const auto loadEveryFourth = [&](std::size_t number) {
+            const __m256 low = join(load(number), load(number + 4));
+            const __m256 high = join(load(number + 8), load(number + 12));
+            return _mm512_castpd_ps(
+                _mm512_maskz_insertf64x4(c_allPairs, _mm512_castps_pd(_mm512_castps256_ps512(low)),
+                                         _mm256_castps_pd(high), 1));
+        };
+        transpose(loadEveryFourth(0), loadEveryFourth(1), loadEveryFourth(2), loadEveryFourth(3), x,
+                  y, z);
     }
 
     static std::uint32_t Within(Floats value, Floats first, Floats end)
@@ -142,6 +152,21 @@ private:
     /// Where a register of words holds the first lane's.
     static constexpr int c_middle = c_width / 2;
 
+    static __m256 join(__m128 low, __m128 high)
+    {
+        return _mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1);
+    }
+    /// The first three columns of the 4 x 4 matrix in each quarter.
+    static void transpose(Floats a, Floats b, Floats c, Floats d, Floats& x, Floats& y, Floats& z)
+    {
+        const __m512d xyOfAB = _mm512_castps_pd(_mm512_maskz_unpacklo_ps(c_all, a, b));
+        const __m512d xyOfCD = _mm512_castps_pd(_mm512_maskz_unpacklo_ps(c_all, c, d));
+        const __m512d zOfAB = _mm512_castps_pd(_mm512_maskz_unpackhi_ps(c_all, a, b));
+        const __m512d zOfCD = _mm512_castps_pd(_mm512_maskz_unpackhi_ps(c_all, c, d));
+        x = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(c_allPairs, xyOfAB, xyOfCD));
+        y = _mm512_castpd_ps(_mm512_maskz_unpackhi_pd(c_allPairs, xyOfAB, xyOfCD));
+        z = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(c_allPairs, zOfAB, zOfCD));
+    }
     static Floats pick(Floats a, Floats b, Floats c, __m512i fromAB, __m512i fromABAndC)
     {
         return _mm512_permutex2var_ps(_mm512_permutex2var_ps(a, fromAB, b), fromABAndC, c);

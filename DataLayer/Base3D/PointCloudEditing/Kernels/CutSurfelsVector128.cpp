@@ -40,10 +40,15 @@ struct SVector128
     }
     static void LoadPadded(const std::byte* first, Floats& x, Floats& y, Floats& z)
     {
+        LoadApart(first, 16, x, y, z);
+    }
+    static void LoadApart(const std::byte* first, std::size_t stride, Floats& x, Floats& y,
+                          Floats& z)
+    {
         const Floats a = Load(first);
-        const Floats b = Load(first + 16);
-        const Floats c = Load(first + 32);
-        const Floats d = Load(first + 48);
+        const Floats b = Load(first + stride);
+        const Floats c = Load(first + 2 * stride);
+        const Floats d = Load(first + 3 * stride);
         const Floats xyOfAB = __builtin_shufflevector(a, b, 0, 4, 1, 5);
         const Floats xyOfCD = __builtin_shufflevector(c, d, 0, 4, 1, 5);
         const Floats zOfAB = __builtin_shufflevector(a, b, 2, 6, c_any, c_any);

@@ -50,7 +50,14 @@ public:
                 run<SPadded>(begin, end);
                 break;
             default:
-                run<SAnyStride>(begin, end);
+                if (m_task.positionStride > SPacked::c_stride && m_task.positionStride < c_lineSize)
+                {
+                    run<SApart>(begin, end);
+                }
+                else
+                {
+                    run<SAnyStride>(begin, end);
+                }
                 break;
         }
         return Vector::HasAny(m_newBits);
@@ -61,6 +68,7 @@ private:
     using Words = typename Vector::Words;
     using Bits = typename Vector::Bits;
     static constexpr std::uint32_t c_width = Vector::c_width;
+    static constexpr std::size_t c_lineSize = 64;
     /// See cutGroups(). For the widest vectors that is more groups than a compiler unrolls a loop
     /// for, which would make the code too long to be fast.
     static constexpr std::uint32_t c_groupsPerBatch = 320 / c_width;
@@ -125,8 +133,9 @@ private:
                 c_pixelsPerWord * mask.wordsPerRow};
     }
 
-    // How positions lie in memory. The first two may read up to the next position's end; only their
-    // stride is known beforehand.
+    // How positions lie in memory. Only the first two know their stride beforehand, and fetch by
+    // it. All but SAnyStride may read up to the next position's end. That one takes longest, but
+    // memory as long where each position has a line of the cache to itself.
 
     struct SPacked
     {
@@ -160,19 +169,30 @@ private:
         static constexpr std::size_t c_stride = 0;
         static SPositions Load(const std::byte* first, std::size_t stride)
         {
-            float coordinates[3][c_width];
+            float x[c_width];
+            float y[c_width];
+            float z[c_width];
             for (std::uint32_t lane = 0; lane < c_width; ++lane)
             {
                 float position[3];
                 std::memcpy(position, first + lane * stride, sizeof position);
-                coordinates[0][lane] = position[0];
-                coordinates[1][lane] = position[1];
-                coordinates[2][lane] = position[2];
+                x[lane] = position[0];
+                y[lane] = position[1];
+                z[lane] = position[2];
             }
-            return {Vector::Load(coordinates[0]), Vector::Load(coordinates[1]),
-                    Vector::Load(coordinates[2])};
+            return {Vector::Load(x), Vector::Load(y), Vector::Load(z)};
         }
         static Words Flag(Words words, std::uint32_t lanes) { return Vector::Flag(words, lanes); }
+    };
+
+    struct SApart : SAnyStride
+    {
+        static SPositions Load(const std::byte* first, std::size_t stride)
+        {
+            SPositions positions;
+            Vector::LoadApart(first, stride, positions.x, positions.y, positions.z);
+            return positions;
+        }
     };
 
     /// Cuts group by group. The first group and the last overlap their neighbours where the range
@@ -180,20 +200,20 @@ private:
     template <typename Layout>
     void run(std::uint32_t begin, std::uint32_t end)
     {
-        const std::uint32_t numUnaligned = findNumUnaligned<Layout>(begin, end);
-        if (numUnaligned != 0)
-        {
-            cutGroups<SAnyStride, false>(begin, 1);
-        }
-        std::uint32_t beginOfRest = begin + numUnaligned;
+        std::uint32_t beginOfRest = begin;
         if (m_task.isStreamed)
         {
-            beginOfRest = cutBatches<Layout, true>(beginOfRest, end);
+            const std::uint32_t numUnaligned = findNumUnaligned(begin);
+            if (numUnaligned != 0)
+            {
+                cutGroups<SAnyStride, false>(begin, 1);
+            }
+            beginOfRest = cutBatches<Layout, true>(begin + numUnaligned, end);
             Vector::FinishStream();
         }
         else
         {
-            beginOfRest = cutBatches<Layout, false>(beginOfRest, end);
+            beginOfRest = cutBatches<Layout, false>(begin, end);
         }
         if (beginOfRest != end)
         {
@@ -217,32 +237,14 @@ private:
         return begin + numGroups * c_width;
     }
 
-    /// How many surfels to cut beforehand so that the words that follow begin a whole vector of
-    /// them, as streaming them asks for, or so that no vector of positions lies in two lines of the
-    /// cache, where that can be and so many follow that it pays.
-    template <typename Layout>
-    [[nodiscard]] std::uint32_t findNumUnaligned(std::uint32_t begin, std::uint32_t end) const
+    /// How many surfels lie before the first word at the beginning of a whole vector of them, as
+    /// streaming them asks for.
+    [[nodiscard]] std::uint32_t findNumUnaligned(std::uint32_t begin) const
     {
         constexpr std::size_t c_word = sizeof(Base::CSurfelBitMask);
-        constexpr std::uint32_t c_leastCount = 1024;
-        if (m_task.isStreamed)
-        {
-            return numToAligned(m_task.words + begin, c_word, c_width * c_word);
-        }
-        if (Layout::c_stride == SPadded::c_stride && end - begin >= c_leastCount)
-        {
-            return numToAligned(m_task.firstPosition + begin * SPadded::c_stride, SPadded::c_stride,
-                                c_width * sizeof(float));
-        }
-        return 0;
-    }
-
-    /// So many surfels of \p size bytes lie before the first at a multiple of \p numBytes bytes, or
-    /// before the last one ahead of that place where none lies there.
-    static std::uint32_t numToAligned(const void* first, std::size_t size, std::size_t numBytes)
-    {
-        const auto address = reinterpret_cast<std::uintptr_t>(first);
-        return static_cast<std::uint32_t>((numBytes - address % numBytes) % numBytes / size);
+        constexpr std::size_t c_vector = c_width * c_word;
+        const auto address = reinterpret_cast<std::uintptr_t>(m_task.words + begin);
+        return static_cast<std::uint32_t>((c_vector - address % c_vector) % c_vector / c_word);
     }
 
     /// Reads the positions of a batch, then the mask, unless bands leave little of it to be read,
@@ -328,7 +330,6 @@ private:
     template <std::size_t numBytes>
     void prefetchBehind(const std::byte* position) const
     {
-        constexpr std::size_t c_lineSize = 64;
         const auto first = reinterpret_cast<std::uintptr_t>(position) + m_task.fetchDistance;
         for (std::uintptr_t line = first; line < first + numBytes; line += c_lineSize)
         {

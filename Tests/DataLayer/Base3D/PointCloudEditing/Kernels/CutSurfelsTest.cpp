@@ -251,7 +251,7 @@ TEST_P(CutSurfels, PositionsAnywhereInALineOfTheCacheGiveTheBitsOfTheReference)
 TEST_P(CutSurfels, NothingIsReadBeyondTheLastPosition)
 {
     const CScene scene(TestSupport::MakeFullyPaintedDeviceSelection(4, 4));
-    for (const std::size_t stride : {0U, 1U, 4U, 12U, 13U, 16U, 17U, 20U, 24U})
+    for (const std::size_t stride : {0U, 1U, 4U, 12U, 13U, 16U, 17U, 20U, 24U, 63U, 64U, 100U})
     {
         for (const std::size_t count : {16U, 32U, 33U, 64U})
         {
@@ -264,7 +264,7 @@ TEST_P(CutSurfels, RangesBeforeTheLastPositionGiveTheBitsOfTheReference)
 {
     const CScene scene(TestSupport::MakeDeviceSelection(5, 5, {{2, 2}, {3, 2}, {2, 3}}));
     constexpr std::uint32_t c_count = 67;
-    for (const std::size_t stride : {12U, 16U, 20U})
+    for (const std::size_t stride : {12U, 13U, 14U, 16U, 20U})
     {
         const TestSupport::CLastBytes memory((c_count - 1) * stride + sizeof(LqVector3f));
         std::byte* const bytes = memory.Get().data();

@@ -80,19 +80,21 @@ struct SAvx2
         std::memcpy(values, &narrow, sizeof narrow);
     }
 
-    /// The first three words of eight records of four.
-    static void LoadRecords(const std::byte* records, Floats& x, Floats& y, Floats& z)
+    /// Eight positions at a stride of a float at least. Reads nothing behind the last one.
+    static void LoadPositions(const std::byte* first, std::size_t stride, Floats& x, Floats& y,
+                              Floats& z)
     {
-        const auto half = [records](std::size_t index) {
-            __m128 record;
-            std::memcpy(&record, records + 16 * index, sizeof record);
-            return record;
+        const auto half = [&](std::size_t index) {
+            const auto* const position = reinterpret_cast<const float*>(first + index * stride);
+            if (index + 1 < c_width)
+            {
+                return _mm_loadu_ps(position);
+            }
+            const __m128 fromBefore = _mm_loadu_ps(position - 1);
+            return _mm_shuffle_ps(fromBefore, fromBefore, _MM_SHUFFLE(0, 3, 2, 1));
         };
-        // The fourth word of the last record may lie beyond the caller's memory.
-        const __m128 last = _mm_maskload_ps(reinterpret_cast<const float*>(records + 16 * 7),
-                                            _mm_setr_epi32(-1, -1, -1, 0));
-        const auto load = [half, last](std::size_t index) {
-            return _mm256_set_m128(index < 3 ? half(index + 4) : last, half(index));
+        const auto load = [&](std::size_t index) {
+            return _mm256_set_m128(half(index + 4), half(index));
         };
         const Floats xyEven = _mm256_unpacklo_ps(load(0), load(2));
         const Floats xyOdd = _mm256_unpacklo_ps(load(1), load(3));

@@ -17,6 +17,7 @@ struct SAvx512
     static constexpr std::size_t c_width = 16;
     static constexpr bool c_readsBlocks = true;
     static constexpr __mmask16 c_every = 0xFFFF;
+    static constexpr __mmask8 c_everyPair = 0xFF;
 
     static Floats Set(float value) { return _mm512_set1_ps(value); }
     static Floats Load(const float* values) { return _mm512_load_ps(values); }
@@ -69,26 +70,40 @@ struct SAvx512
         std::memcpy(values, &narrow, sizeof narrow);
     }
 
-    /// The first three words of sixteen records of four.
-    static void LoadRecords(const std::byte* records, Floats& x, Floats& y, Floats& z)
+    /// Sixteen positions at a stride of a float at least. Reads nothing behind the last one.
+    static void LoadPositions(const std::byte* first, std::size_t stride, Floats& x, Floats& y,
+                              Floats& z)
     {
-        // The fourth word of the last record may lie beyond the caller's memory.
-        constexpr __mmask16 c_allButLast = 0x7FFF;
-        const auto quarter = [records](std::size_t number) {
-            const std::byte* const first = records + number * sizeof(Floats);
-            return number < 3 ? _mm512_loadu_ps(first) : _mm512_maskz_loadu_ps(c_allButLast, first);
+        const auto load = [&](std::size_t index) {
+            const auto* const position = reinterpret_cast<const float*>(first + index * stride);
+            if (index + 1 < c_width)
+            {
+                return _mm_loadu_ps(position);
+            }
+            const __m128 fromBefore = _mm_loadu_ps(position - 1);
+            return _mm_shuffle_ps(fromBefore, fromBefore, _MM_SHUFFLE(0, 3, 2, 1));
         };
-        const Numbers pairs =
-            _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 1, 5, 9, 13, 17, 21, 25, 29);
-        const Numbers thirds =
-            _mm512_setr_epi32(2, 6, 10, 14, 18, 22, 26, 30, 2, 6, 10, 14, 18, 22, 26, 30);
-        const Floats xyLow = _mm512_permutex2var_ps(quarter(0), pairs, quarter(1));
-        const Floats xyHigh = _mm512_permutex2var_ps(quarter(2), pairs, quarter(3));
-        const Floats zLow = _mm512_permutex2var_ps(quarter(0), thirds, quarter(1));
-        const Floats zHigh = _mm512_permutex2var_ps(quarter(2), thirds, quarter(3));
-        x = _mm512_maskz_shuffle_f32x4(c_every, xyLow, xyHigh, _MM_SHUFFLE(1, 0, 1, 0));
-        y = _mm512_maskz_shuffle_f32x4(c_every, xyLow, xyHigh, _MM_SHUFFLE(3, 2, 3, 2));
-        z = _mm512_maskz_shuffle_f32x4(c_every, zLow, zHigh, _MM_SHUFFLE(1, 0, 1, 0));
+        const auto join = [](__m128 low, __m128 high) {
+            return _mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1);
+        };
+        const auto loadEveryFourth = [&](std::size_t index) {
+            const __m256 low = join(load(index), load(index + 4));
+            const __m256 high = join(load(index + 8), load(index + 12));
+            return _mm512_castpd_ps(
+                _mm512_maskz_insertf64x4(c_everyPair, _mm512_castps_pd(_mm512_castps256_ps512(low)),
+                                         _mm256_castps_pd(high), 1));
+        };
+        const Floats a = loadEveryFourth(0);
+        const Floats b = loadEveryFourth(1);
+        const Floats c = loadEveryFourth(2);
+        const Floats d = loadEveryFourth(3);
+        const Floats xyEven = _mm512_maskz_unpacklo_ps(c_every, a, c);
+        const Floats xyOdd = _mm512_maskz_unpacklo_ps(c_every, b, d);
+        const Floats zEven = _mm512_maskz_unpackhi_ps(c_every, a, c);
+        const Floats zOdd = _mm512_maskz_unpackhi_ps(c_every, b, d);
+        x = _mm512_maskz_unpacklo_ps(c_every, xyEven, xyOdd);
+        y = _mm512_maskz_unpackhi_ps(c_every, xyEven, xyOdd);
+        z = _mm512_maskz_unpacklo_ps(c_every, zEven, zOdd);
     }
 
     /// Appends the numbers of those of sixteen surfels that are in \p lanes, the first of which is

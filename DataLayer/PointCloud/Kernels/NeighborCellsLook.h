@@ -50,7 +50,6 @@ private:
     static constexpr std::size_t c_width = Vector::c_width;
     static constexpr std::size_t c_batch = 32 * c_width;
     static constexpr std::uint32_t c_all = (1U << c_width) - 1U;
-    static constexpr std::size_t c_recordSize = 4 * sizeof(float);
 
     /// A bit for each surfel of a register.
     using Lanes = std::conditional_t<c_width == 16, std::uint16_t, std::uint8_t>;
@@ -153,11 +152,12 @@ private:
             Vector::Max(Vector::Min(scaled, Vector::Set(c_highest)), Vector::Set(0.0F)));
     }
 
-    /// The positions of a register's surfels from \p index on, which are records of four words.
+    /// The positions of a register's surfels from \p index on.
     SPoints load(std::size_t index) const
     {
         SPoints points;
-        Vector::LoadRecords(m_surfels.first + index * c_recordSize, points.x, points.y, points.z);
+        Vector::LoadPositions(m_surfels.first + index * m_surfels.stride, m_surfels.stride,
+                              points.x, points.y, points.z);
         return points;
     }
 
@@ -168,9 +168,9 @@ private:
     {
         constexpr std::size_t c_lineSize = 64;
         // There may be none.
-        const auto ahead =
-            reinterpret_cast<std::uintptr_t>(m_surfels.first) + (index + c_batch) * c_recordSize;
-        for (std::size_t line = 0; line < c_width * c_recordSize; line += c_lineSize)
+        const auto ahead = reinterpret_cast<std::uintptr_t>(m_surfels.first) +
+                           (index + c_batch) * m_surfels.stride;
+        for (std::size_t line = 0; line < c_width * m_surfels.stride; line += c_lineSize)
         {
             __builtin_prefetch(reinterpret_cast<const void*>(ahead + line), 0, 2);
         }
@@ -182,7 +182,7 @@ private:
         const std::size_t left = m_surfels.count - first;
         batch.count = left < c_batch ? left : c_batch;
         const std::size_t inRegisters =
-            m_surfels.stride == c_recordSize ? batch.count / c_width * c_width : 0;
+            m_surfels.stride < sizeof(float) ? 0 : batch.count / c_width * c_width;
         // A bit for each register with surfels that are not near. Such surfels come one by one or
         // all together, which the first one tells.
         std::uint32_t far = ~0U >> (c_batch - batch.count) / c_width;

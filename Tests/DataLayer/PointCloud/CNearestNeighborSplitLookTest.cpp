@@ -61,7 +61,7 @@ TEST_P(CNearestNeighborSplitTest, Look_EveryStrideCountAndTrafoAsOneByOne)
     projective(2, 3) = 0.05F;
     for (const LqMatrix4Rf& trafo : {affine, projective})
     {
-        for (const std::size_t stride : {0U, 12U, 13U, 16U, 24U})
+        for (const std::size_t stride : {0U, 1U, 4U, 12U, 13U, 14U, 16U, 24U, 100U})
         {
             for (std::size_t count = 0; count < 70; ++count)
             {
@@ -153,7 +153,7 @@ TEST_P(CNearestNeighborSplitTest, Look_ReadsNothingBehindTheLastPosition)
     // By a perspective none is near.
     LqMatrix4Rf projective(c_matIdentityD);
     projective(0, 3) = 0.01F;
-    for (const std::size_t stride : {12U, 13U, 16U})
+    for (const std::size_t stride : {3U, 4U, 12U, 13U, 14U, 16U, 20U})
     {
         for (std::size_t count = 1; count < 40; ++count)
         {
@@ -163,11 +163,17 @@ TEST_P(CNearestNeighborSplitTest, Look_ReadsNothingBehindTheLastPosition)
                 std::memcpy(bytes.Get().data() + index * stride, &points[index],
                             sizeof(LqVector3f));
             }
-            const Points first(points.begin(), points.begin() + static_cast<std::ptrdiff_t>(count));
+            // Not the first points where positions overlap.
+            Points surfels(count);
+            for (std::size_t index = 0; index < count; ++index)
+            {
+                std::memcpy(&surfels[index], bytes.Get().data() + index * stride,
+                            sizeof(LqVector3f));
+            }
             for (const LqMatrix4Rf& trafo : {LqMatrix4Rf(c_matIdentityD), projective})
             {
                 EXPECT_EQ(LookAt(*split, {bytes.Get().data(), stride, count}, trafo),
-                          LookAt(*split, PositionsOf(first), trafo));
+                          LookAt(*split, PositionsOf(surfels), trafo));
             }
         }
     }

@@ -97,6 +97,7 @@ void RunKernel(benchmark::State& state, const SCutScene& scene,
     task.firstPosition = scene.GetPositions().data();
     task.positionStride = scene.stride;
     task.numPositions = scene.count;
+    task.fetchDistance = kernel.fetchDistance;
     task.oldWords = oldWords.data();
     task.words = words.data();
     task.isStreamed = scene.count > DataLayer::c_maximumCachedSurfels;

@@ -204,6 +204,7 @@ void CCutPointCloudWithPixelMask::classify(const Base::ISurfelCollection& collec
         task.firstPosition = positions.GetFirstElement();
         task.positionStride = positions.GetStrideInBytes();
         task.numPositions = CheckedCount(collection.GetCount());
+        task.fetchDistance = FastestKernel().fetchDistance;
         count = static_cast<std::uint32_t>(std::min<std::size_t>(task.numPositions, numWords));
     }
     catch (...)

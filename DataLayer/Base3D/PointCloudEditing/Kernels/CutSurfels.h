@@ -86,8 +86,8 @@ struct SCutSurfelsTask
     /// the last surfels of each cut then take longer.
     std::uint32_t numPositions = 0;
     /// While a kernel reads a position it asks for the bytes so far behind it, where there may be
-    /// none. In one stretch two pages, since the processor by itself does not look beyond a page's
-    /// end.
+    /// none. In one stretch two pages, since most processors by themselves do not look beyond a
+    /// page's end; 0 where that is left to the processor.
     std::uintptr_t fetchDistance = 8192;
     /// Word j is surfel j's before the cut; null when all are 0. They may be the very words below.
     const Base::CSurfelBitMask* oldWords = nullptr;

@@ -16,6 +16,8 @@ struct SCutSurfelsKernel
     /// Of sixteen runs of surfels whose positions come from memory, so many may be left to the
     /// kernel before it takes less time to give it all of them: the faster it is, the fewer.
     std::uint32_t mostOpenRuns = 16;
+    /// The best one of tasks over surfels in an order in space.
+    std::uintptr_t fetchDistance = SCutSurfelsTask().fetchDistance;
 };
 
 /// The kernels that this processor runs, the fastest first; the last is "scalar", the only one for

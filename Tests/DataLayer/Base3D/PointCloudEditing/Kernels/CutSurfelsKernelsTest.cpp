@@ -56,6 +56,15 @@ TEST(CutSurfelsKernels, NewerInstructionsAreChosenWhereTheProcessorHasThem)
               __builtin_cpu_supports("avx512f") != 0 ? CutSurfelsAvx512 : nullptr);
 }
 
+TEST(CutSurfelsKernels, OnlyTheWidestLeaveFetchingToTheProcessorAndOnlyToOneFamily)
+{
+    for (const SCutSurfelsKernel& kernel : GetCutSurfelsKernels())
+    {
+        const bool isLeft = kernel.name == "avx512" && __builtin_cpu_is("amdfam19h") != 0;
+        EXPECT_EQ(kernel.fetchDistance, isLeft ? 0U : 8192U) << kernel.name;
+    }
+}
+
 TEST(CutSurfelsKernels, WidestVectorsComeFirst)
 {
     const std::vector<std::string> order{"avx512", "avx2", "vector128", "scalar"};
